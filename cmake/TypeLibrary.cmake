@@ -1,0 +1,42 @@
+# varnel_type_library(IDL): generates the contract's header, its GUID definitions and the type library.
+#   target varnel_contract         INTERFACE: the header and the GUIDs (linked from a small static library)
+#   variable VARNEL_TYPE_LIBRARY   path of the finished .tlb
+function(varnel_type_library idl)
+  set(dir ${CMAKE_CURRENT_BINARY_DIR}/contract)
+  set(header ${dir}/varnel_contract.h)
+  set(guids ${dir}/varnel_contract_i.c)
+  set(tlb ${dir}/varnel.tlb)
+  file(MAKE_DIRECTORY ${dir})
+  if(MSVC)
+    if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+      set(environment x64)
+    else()
+      set(environment win32)
+    endif()
+    add_custom_command(OUTPUT ${header} ${guids} ${tlb}
+      COMMAND midl /nologo /env ${environment} /h ${header} /iid ${guids} /tlb ${tlb} /proxy nul /dlldata nul ${idl}
+      DEPENDS ${idl} VERBATIM)
+  else()
+    find_program(WIDL NAMES ${MINGW_TRIPLE}-widl REQUIRED)
+    find_package(Python3 REQUIRED COMPONENTS Interpreter)
+    find_path(WINE_IDL_DIR oaidl.idl PATHS /usr/include/wine/wine/windows REQUIRED NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+    find_path(WINE_TLB_DIR stdole2.tlb PATHS /usr/lib/x86_64-linux-gnu/wine/x86_64-windows
+      REQUIRED NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+    set(repair ${PROJECT_SOURCE_DIR}/tools/repair_typelib.py)
+    # The time override keeps the build reproducible; the repair undoes widl's damage to a library that starts
+    # with a dispinterface and fails on any other difference from the IDL's library GUID.
+    add_custom_command(OUTPUT ${header} ${guids} ${tlb}
+      COMMAND ${WIDL} -I ${WINE_IDL_DIR} -h -o ${header} ${idl}
+      COMMAND ${WIDL} -I ${WINE_IDL_DIR} -u -o ${guids} ${idl}
+      COMMAND ${CMAKE_COMMAND} -E env WIDL_TIME_OVERRIDE=0
+              ${WIDL} -t -I ${WINE_IDL_DIR} -L ${WINE_TLB_DIR} -o ${tlb}.raw ${idl}
+      COMMAND Python3::Interpreter ${repair} ${tlb}.raw ${tlb} ${idl}
+      DEPENDS ${idl} ${repair} VERBATIM)
+  endif()
+  set_source_files_properties(${guids} PROPERTIES LANGUAGE CXX)
+  add_library(varnel_guids STATIC ${guids} ${header} ${tlb})
+  target_include_directories(varnel_guids SYSTEM PUBLIC ${dir})
+  add_library(varnel_contract INTERFACE)
+  target_link_libraries(varnel_contract INTERFACE varnel_guids)
+  set(VARNEL_TYPE_LIBRARY ${tlb} PARENT_SCOPE)
+endfunction()
