@@ -1,0 +1,38 @@
+#pragma once
+
+#include <windows.h>
+
+#include <new>
+#include <stdexcept>
+
+namespace varnel {
+
+// A failure that travels as an exception and leaves a COM method as its code.
+class HResultError {
+ public:
+  explicit HResultError(HRESULT code) noexcept : code_(code) {}
+  HRESULT Code() const noexcept { return code_; }
+
+ private:
+  HRESULT code_;
+};
+
+// The one place where exceptions become HRESULTs: runs `body` (returning an HRESULT) and lets nothing out.
+// Allocation failure gives E_OUTOFMEMORY, as does a text too long to be held; HResultError its own code;
+// anything else E_FAIL.
+template <class Body>
+[[nodiscard]] HRESULT Guarded(Body&& body) noexcept {
+  try {
+    return body();
+  } catch (const HResultError& error) {
+    return error.Code();
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  } catch (const std::length_error&) {
+    return E_OUTOFMEMORY;
+  } catch (...) {
+    return E_FAIL;
+  }
+}
+
+}  // namespace varnel

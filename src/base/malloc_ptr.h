@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdlib>
+#include <memory>
+
+namespace varnel {
+
+struct FreeDeleter {
+  void operator()(void* memory) const noexcept { std::free(memory); }
+};
+
+// Owner of memory from the runtime's heap. Used where an allocation may fail without an exception.
+template <class T>
+using MallocPtr = std::unique_ptr<T, FreeDeleter>;
+
+// `count` zero-filled elements, or null when there is no memory (or the size overflows).
+template <class T>
+[[nodiscard]] MallocPtr<T[]> AllocateZeroed(std::size_t count) noexcept {
+  return MallocPtr<T[]>(static_cast<T*>(std::calloc(count, sizeof(T))));
+}
+
+}  // namespace varnel
