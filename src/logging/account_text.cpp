@@ -1,0 +1,62 @@
+#include "logging/account_text.h"
+
+#include "base/malloc_ptr.h"
+#include "base/windows_handles.h"
+
+#include <cstdio>
+
+namespace varnel {
+namespace {
+
+// Null with the thread's last error set when the token has no user information.
+MallocPtr<BYTE[]> QueryTokenUser(HANDLE token) noexcept {
+  DWORD size = 0;
+  GetTokenInformation(token, TokenUser, nullptr, 0, &size);
+  if (size == 0) return nullptr;
+  auto information = AllocateZeroed<BYTE>(size);
+  if (!information) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+  }
+  if (!GetTokenInformation(token, TokenUser, information.get(), size, &size)) return nullptr;
+  return information;
+}
+
+void WriteAccount(HANDLE token, bool impersonated, char* buffer, std::size_t capacity) noexcept {
+  const auto information = QueryTokenUser(token);
+  if (!information) {
+    std::snprintf(buffer, capacity, "GTI %d", static_cast<int>(GetLastError()));
+    return;
+  }
+  const auto* const user = reinterpret_cast<const TOKEN_USER*>(information.get());
+  char name[260];
+  char domain[260];
+  DWORD nameSize = sizeof(name);
+  DWORD domainSize = sizeof(domain);
+  SID_NAME_USE use{};
+  if (LookupAccountSidA(nullptr, user->User.Sid, name, &nameSize, domain, &domainSize, &use))
+    std::snprintf(buffer, capacity, "%s\\%s%s", domain, name, impersonated ? "*" : "");
+  else
+    std::snprintf(buffer, capacity, "LAS %d", static_cast<int>(GetLastError()));
+}
+
+}  // namespace
+
+void GetLogUserName(char* buffer, std::size_t capacity) noexcept {
+  KernelHandle token;
+  const bool impersonated = OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, FALSE, token.Put()) != FALSE;
+  if (!impersonated) {
+    const DWORD threadError = GetLastError();
+    if (threadError != ERROR_NO_TOKEN) {
+      std::snprintf(buffer, capacity, "OTT %d", static_cast<int>(threadError));
+      return;
+    }
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put())) {
+      std::snprintf(buffer, capacity, "OPT %d", static_cast<int>(GetLastError()));
+      return;
+    }
+  }
+  WriteAccount(token.Get(), impersonated, buffer, capacity);
+}
+
+}  // namespace varnel

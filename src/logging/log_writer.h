@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+
+namespace varnel {
+
+// printf-style logging with the Microsoft C runtime's wide formats: %s is wide text, %hs narrow text. Lines
+// are cut to 4,096 characters. Logging never fails its caller, throws nothing and uses next to no heap; any
+// thread may log. A message that does not pass the settings costs a comparison. `facility` and `format` are
+// zero-terminated; null counts as "???". An argument that is not what the format says gives the line "??? bad
+// message format".
+void LogMessage(std::int32_t level, const wchar_t* facility, const wchar_t* format, ...) noexcept;
+
+void LogDetail(const wchar_t* facility, const wchar_t* format, ...) noexcept;  // level 8
+void LogInfo(const wchar_t* facility, const wchar_t* format, ...) noexcept;    // level 7
+void LogError(const wchar_t* facility, const wchar_t* format, ...) noexcept;   // level 5
+
+}  // namespace varnel
