@@ -1,0 +1,69 @@
+#include "settings/agent_settings.h"
+
+#include "base/registry.h"
+#include "settings/registry_text.h"
+
+namespace varnel {
+namespace {
+
+constexpr std::uint32_t kDefaultSizeLimit = 8'912'896;  // 8.5 MiB
+constexpr std::uint32_t kDefaultThreshold = 5;
+constexpr std::uint32_t kTextZero = 48;  // L'0'
+
+RegistryKey OpenFrameworkKey(REGSAM access) noexcept {
+  return OpenRegistryKey(HKEY_LOCAL_MACHINE, kFrameworkKey, access);
+}
+
+// Policies come as numbers or as one-digit texts stored in four bytes; a text digit counts as its number.
+std::uint32_t DigitOrNumber(std::uint32_t value) noexcept {
+  return value >= kTextZero ? value - kTextZero : value;
+}
+
+bool IsTriggerEvent(const RegistryKey& key, std::int32_t severity) noexcept {
+  const auto enabled = QueryFourBytes(key, L"AgPlcyEnableEventTrigger", 0);
+  if (!enabled || DigitOrNumber(*enabled) == 0) return false;
+  const auto threshold = QueryFourBytes(key, L"AgPlcyEventTriggerThreshold", kDefaultThreshold);
+  return threshold && severity >= static_cast<std::int32_t>(DigitOrNumber(*threshold));
+}
+
+}  // namespace
+
+bool IsAgentManaged() noexcept {
+  const RegistryKey key = OpenFrameworkKey(KEY_READ);
+  return key && QueryFourBytes(key, L"AgentMode", 0).value_or(0) != 0;
+}
+
+std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* triggerOut) noexcept {
+  *triggerOut = 0;
+  const RegistryKey key = OpenFrameworkKey(KEY_READ);
+  if (key && IsTriggerEvent(key, severity)) *triggerOut = 1;
+  return 0;
+}
+
+bool EventSizeWithinLimit(const std::string& encodedText) noexcept {
+  std::uint32_t limit = kDefaultSizeLimit;
+  if (const RegistryKey key = OpenFrameworkKey(KEY_READ))
+    limit = QueryFourBytes(key, L"Brenn Size", 0).value_or(kDefaultSizeLimit);
+  return limit > encodedText.size();
+}
+
+std::wstring ReadAgentGuid() {
+  wchar_t guid[kAgentGuidCapacity + 1] = {};
+  if (!ReadRegistryString(guid, kAgentGuidCapacity, kFrameworkKey, L"AgentGUID"))
+    return L"{00000000-0000-0000-0000-000000000000}";
+  return guid;
+}
+
+std::wstring ReadAgentIPAddress() {
+  wchar_t address[260] = {};
+  const RegistryKey key = OpenFrameworkKey(KEY_QUERY_VALUE);
+  if (!key) return {};
+  DWORD size = sizeof(address);
+  const LSTATUS status =
+      RegQueryValueExW(key.Get(), L"IPAddress", nullptr, nullptr, reinterpret_cast<BYTE*>(address), &size);
+  const bool terminated = address[std::size(address) - 1] == L'\0';
+  if (status != ERROR_SUCCESS || !terminated || address[0] == L'N') return {};
+  return address;
+}
+
+}  // namespace varnel

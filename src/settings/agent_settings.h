@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace varnel {
+
+// What the agent on this machine has set. Every call reads the registry afresh, so a change takes effect at
+// the next operation; nothing is cached. Any thread may call at any time. A value that cannot be read gives
+// its default and is not reported.
+
+// True when the management server manages the agent.
+[[nodiscard]] bool IsAgentManaged() noexcept;
+
+// Sets *triggerOut to 1 when an event of this severity is to be forwarded at once, else to 0. Always returns
+// 0.
+std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* triggerOut) noexcept;
+
+// Whether a document of this many encoded bytes may be written: it must stay below the limit.
+[[nodiscard]] bool EventSizeWithinLimit(const std::string& encodedText) noexcept;
+
+constexpr std::size_t kAgentGuidCapacity = 500;
+
+// The agent's identity, cut at 500 characters; the all-zero GUID when there is none. Throws std::bad_alloc.
+[[nodiscard]] std::wstring ReadAgentGuid();
+
+// The address that the agent has been given, or an empty text when it has none: absent, unusable, or a
+// placeholder that begins with "N". Throws std::bad_alloc.
+[[nodiscard]] std::wstring ReadAgentIPAddress();
+
+}  // namespace varnel

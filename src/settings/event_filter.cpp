@@ -1,0 +1,58 @@
+#include "settings/event_filter.h"
+
+#include "base/windows_handles.h"
+#include "settings/disabled_event_list.h"
+#include "settings/registry_text.h"
+
+#include <cwchar>
+#include <iterator>
+
+namespace varnel {
+namespace {
+
+constexpr wchar_t kFilterFile[] = L"data\\EvtFiltr.ini";
+constexpr std::size_t kPathCapacity = 1040;  // characters
+
+// The path's length in characters, or 0 when there is no usable agent folder.
+std::size_t BuildFilterPath(wchar_t (&path)[kPathCapacity]) noexcept {
+  wchar_t probe[4000];  // the agent's folder may be longer than a path can be; reading it must succeed all
+                        // the same
+  if (!ReadRegistryString(probe, static_cast<std::uint16_t>(std::size(probe)), kFrameworkKey, L"Data Path"))
+    return 0;
+  if (!ReadWholeRegistryString(path, kFrameworkKey, L"Data Path")) return 0;
+  std::size_t length = std::wcslen(path);
+  if (length + 1 + std::size(kFilterFile) > kPathCapacity) return 0;
+  if (length == 0 || path[length - 1] != L'\\') path[length++] = L'\\';
+  std::wcscpy(path + length, kFilterFile);
+  return length + std::size(kFilterFile) - 1;
+}
+
+}  // namespace
+
+MallocPtr<char[]> ReadWholeFile(const char* narrowPath, std::uint32_t* sizeOut) noexcept {
+  const FileHandle file(CreateFileA(narrowPath, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) return nullptr;
+  const DWORD size = GetFileSize(file.Get(), nullptr);
+  if (size == 0 || size == INVALID_FILE_SIZE) return nullptr;
+  auto content = AllocateZeroed<char>(std::size_t{size} + 2);
+  if (!content) return nullptr;
+  DWORD read = 0;
+  if (ReadFile(file.Get(), content.get(), size, &read, nullptr) && read == size) *sizeOut = size;
+  return content;
+}
+
+bool IsEventDisabled(std::int32_t eventId) noexcept {
+  wchar_t path[kPathCapacity] = {};
+  const std::size_t length = BuildFilterPath(path);
+  if (length == 0) return false;
+  char narrowPath[kPathCapacity * 2 + 2] = {};
+  const int converted = WideCharToMultiByte(CP_THREAD_ACP, 0, path, static_cast<int>(length), narrowPath,
+                                            static_cast<int>(length * 2 + 2) - 1, nullptr, nullptr);
+  if (converted <= 0) return false;
+  std::uint32_t size = 0;
+  const auto content = ReadWholeFile(narrowPath, &size);
+  return content && ListsAsDisabled(content.get(), size, eventId);
+}
+
+}  // namespace varnel

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "base/malloc_ptr.h"
+
+#include <cstdint>
+
+namespace varnel {
+
+// Whether the agent's filter file disables the event. The file is read afresh at every call; whatever keeps
+// it from being read (no agent folder, no file, another process writing it, no memory) means that the event
+// is not disabled.
+[[nodiscard]] bool IsEventDisabled(std::int32_t eventId) noexcept;
+
+// The file's bytes and a terminating zero, or null when it is missing, empty or cannot be opened or held.
+// *sizeOut is set to the size in bytes only when the whole file was read. `narrowPath` is in the thread's
+// ANSI code page.
+[[nodiscard]] MallocPtr<char[]> ReadWholeFile(const char* narrowPath, std::uint32_t* sizeOut) noexcept;
+
+}  // namespace varnel

@@ -1,0 +1,42 @@
+#include "settings/registry_text.h"
+
+#include "base/malloc_ptr.h"
+#include "base/registry.h"
+
+#include <cwchar>
+
+namespace varnel {
+namespace {
+
+constexpr DWORD kFirstBufferBytes = 520;
+constexpr DWORD kFirstRequestBytes = kFirstBufferBytes / 2;  // agents' texts fit; the other half stays zero
+
+}  // namespace
+
+bool ReadRegistryString(wchar_t* destination, std::uint16_t capacity, const wchar_t* subkey,
+                        const wchar_t* valueName) noexcept {
+  if (!destination || !valueName) return false;
+  const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, subkey, KEY_READ);
+  if (!key) return false;
+
+  // Twice the room that is asked for, zero-filled: whatever the registry delivers, a terminator follows it.
+  wchar_t firstBuffer[kFirstBufferBytes / sizeof(wchar_t)] = {};
+  MallocPtr<wchar_t[]> largerBuffer;
+  wchar_t* buffer = firstBuffer;
+  DWORD size = kFirstRequestBytes;
+  const auto query = [&] {
+    return RegQueryValueExW(key.Get(), valueName, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size);
+  };
+  LSTATUS status = query();
+  while (status == ERROR_MORE_DATA) {
+    largerBuffer = AllocateZeroed<wchar_t>(size);
+    if (!largerBuffer) return false;
+    buffer = largerBuffer.get();
+    status = query();
+  }
+  if (status != ERROR_SUCCESS) return false;
+  std::wcsncpy(destination, buffer, capacity);
+  return true;
+}
+
+}  // namespace varnel
