@@ -1,0 +1,85 @@
+#include "probes/os_name.h"
+
+#include "base/registry.h"
+#include "probes/os_name_rule.h"
+
+#include <windows.h>
+
+#include <cwchar>
+#include <iterator>
+#include <string_view>
+
+#if defined(_MSC_VER)
+// GetVersionEx answers a process without a compatibility manifest as servers have come to expect.
+#pragma warning(disable : 4996)
+#endif
+
+namespace varnel {
+namespace {
+
+constexpr int kServerR2Metric = 89;  // SM_SERVERR2
+constexpr wchar_t kProductOptionsKey[] = L"SYSTEM\\CurrentControlSet\\Control\\ProductOptions";
+
+// A record of either form is asked for by its size.
+template <class Record>
+bool QueryVersion(Record& record) noexcept {
+  record = {};
+  record.dwOSVersionInfoSize = sizeof(record);
+  return GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&record)) != FALSE;
+}
+
+std::optional<OsFacts::Extended> QueryExtended() noexcept {
+  OSVERSIONINFOEXW record;
+  if (!QueryVersion(record)) return std::nullopt;
+  return OsFacts::Extended{record.dwMinorVersion, record.wProductType == VER_NT_WORKSTATION};
+}
+
+// Asks only for what the rule looks at on this system. `productType` holds the text that the facts may refer
+// to.
+template <std::size_t N>
+OsFacts ReadOsFacts(wchar_t (&productType)[N]) noexcept {
+  OsFacts facts;
+  OSVERSIONINFOW basic;
+  if (!QueryVersion(basic)) return facts;
+  facts.platform = basic.dwPlatformId;
+  facts.major = basic.dwMajorVersion;
+  facts.minor = basic.dwMinorVersion;
+  if (facts.platform != VER_PLATFORM_WIN32_NT || facts.major < 5) return facts;
+  facts.extended = QueryExtended();
+  if (facts.major == 5 && facts.minor == 2) facts.serverR2 = GetSystemMetrics(kServerR2Metric) != 0;
+  if (facts.major != 6) return facts;
+  if (!facts.extended) {
+    ReadProductTypeText(productType, N);
+    facts.productType = productType;
+  } else if (facts.extended->minor == 2 || facts.extended->minor == 3) {
+    const auto again = QueryExtended();
+    facts.minorAskedAgain = again ? again->minor : 0;
+  }
+  return facts;
+}
+
+void CopyText(wchar_t* destination, std::uint32_t length, std::wstring_view literal) noexcept {
+  std::wcsncpy(destination, literal.data(), length);
+}
+
+}  // namespace
+
+std::int32_t GetOsName(wchar_t* destination, std::uint32_t length) noexcept {
+  wchar_t productType[260] = {};
+  if (const auto name = OsNameFrom(ReadOsFacts(productType))) CopyText(destination, length, *name);
+  return 0;
+}
+
+std::int32_t ReadProductTypeText(wchar_t* destination, std::uint32_t length) noexcept {
+  CopyText(destination, length, L"N/A");
+  const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, kProductOptionsKey, KEY_READ);
+  if (!key) return 0;
+  wchar_t value[260] = {};
+  DWORD size = std::size(value) - 1;  // bytes: half of the buffer, so that a terminator always follows
+  if (RegQueryValueExW(key.Get(), L"ProductType", nullptr, nullptr, reinterpret_cast<BYTE*>(value), &size) ==
+      ERROR_SUCCESS)
+    CopyText(destination, length, ProductTypeFrom(value));
+  return 0;
+}
+
+}  // namespace varnel
