@@ -1,0 +1,57 @@
+#include "events/event_batch.h"
+
+#include "events/text_element.h"
+#include "xml/null_nodes.h"
+
+namespace varnel {
+
+using AdvXMLParser::Attribute;
+using AdvXMLParser::Document;
+using AdvXMLParser::Element;
+using AdvXMLParser::IsNull;
+using AdvXMLParser::NodeContainer;
+
+namespace {
+
+void SetAttribute(Element& element, std::wstring_view name, std::wstring_view value) {
+  Attribute* const attribute = element.GetOrAddAttribute(name);
+  if (!IsNull(attribute)) attribute->AddText(value);
+}
+
+}  // namespace
+
+EventBatch BuildEventBatch(const ProductTexts& product, ElementObjectFactory newElementObject) {
+  EventBatch batch;
+  batch.document = std::make_shared<Document>(product.rootName);
+  const auto newObjectFor = [&](Element* element) {
+    auto object = newElementObject();
+    object->Attach(batch.document, element);
+    return object;
+  };
+  batch.rootElement = batch.document->Root();
+  batch.rootObject = newObjectFor(batch.rootElement);
+  batch.machineElement = batch.rootElement->AddElement(L"MachineInfo");
+  batch.machineObject = newObjectFor(batch.machineElement);
+  batch.softwareElement = batch.machineElement->AddSiblingElement(product.softwareNodeName);
+  SetAttribute(*batch.softwareElement, L"ProductName", product.softwareName);
+  SetAttribute(*batch.softwareElement, L"ProductVersion", product.version);
+  SetAttribute(*batch.softwareElement, L"ProductFamily", product.productFamily);
+  batch.softwareObject = newObjectFor(batch.softwareElement);
+  return batch;
+}
+
+Element* AppendEvent(EventBatch& batch, std::wstring_view name, long id, long severity,
+                     std::wstring_view timeText) {
+  NodeContainer* const parent =
+      batch.lastEventElement ? batch.lastEventElement->Parent() : batch.softwareElement;
+  auto event = std::make_unique<Element>(name, parent);
+  AddTextElement(*event, L"EventID", DecimalText(id).c_str());
+  AddTextElement(*event, L"Severity", DecimalText(severity).c_str());
+  AddTextElement(*event, L"GMTTime", timeText);
+  Element* const added = event.get();
+  parent->Append(std::move(event));
+  batch.lastEventElement = added;
+  return added;
+}
+
+}  // namespace varnel

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "events/event_element.h"
+
+#include <memory>
+#include <string_view>
+
+namespace varnel {
+
+// The document that one Initialize builds, with the places in it that later calls work on and the objects
+// through which callers reach them. Element pointers are borrowed from the document.
+struct EventBatch {
+  std::shared_ptr<AdvXMLParser::Document> document;
+  AdvXMLParser::Element* rootElement = nullptr;
+  AdvXMLParser::Element* machineElement = nullptr;
+  AdvXMLParser::Element* softwareElement = nullptr;
+  AdvXMLParser::Element* lastEventElement = nullptr;  // null until the first event
+  ComPtr<CEventElement> rootObject;
+  ComPtr<CEventElement> machineObject;
+  ComPtr<CEventElement> softwareObject;
+
+  explicit operator bool() const noexcept { return document != nullptr; }
+};
+
+// The texts that describe the reporting product; views of zero-terminated texts.
+struct ProductTexts {
+  std::wstring_view rootName;
+  std::wstring_view softwareNodeName;
+  std::wstring_view softwareName;
+  std::wstring_view version;
+  std::wstring_view productFamily;
+};
+
+// A document with a root, an empty "MachineInfo" and the software element with its three attributes.
+// Throws std::bad_alloc.
+[[nodiscard]] EventBatch BuildEventBatch(const ProductTexts& product, ElementObjectFactory newElementObject);
+
+// Appends an event behind everything that the software element holds so far and makes it the batch's last
+// event. `timeText` is the event's time as the document carries it. When there is no memory the batch stays
+// as it was. Throws std::bad_alloc.
+AdvXMLParser::Element* AppendEvent(EventBatch& batch, std::wstring_view name, long id, long severity,
+                                   std::wstring_view timeText);
+
+}  // namespace varnel

@@ -1,0 +1,70 @@
+#include "events/event_element.h"
+
+#include "base/hresult.h"
+#include "events/text_element.h"
+#include "xml/null_nodes.h"
+
+namespace varnel {
+
+using AdvXMLParser::Document;
+using AdvXMLParser::IsNull;
+using AdvXMLParser::NullElement;
+
+void CEventElement::Attach(const std::shared_ptr<Document>& document, Element* element) noexcept {
+  if (element_) return;
+  document_ = document;
+  element_ = element;
+}
+
+void* CEventElement::FindInterface(REFIID iid) noexcept {
+  if (iid == IID_IUnknown || iid == IID_IDispatch || iid == IID_IEventElement)
+    return static_cast<IEventElement*>(this);
+  return nullptr;
+}
+
+STDMETHODIMP CEventElement::SetAttributeString(BSTR strName, BSTR ValueName) {
+  return AddToAttribute(strName, TextOf(ValueName));
+}
+
+STDMETHODIMP CEventElement::SetAttributeInt(BSTR strName, long ValueName) {
+  return AddToAttribute(strName, DecimalText(ValueName).c_str());
+}
+
+HRESULT CEventElement::AddToAttribute(BSTR name, std::wstring_view value) noexcept {
+  return Guarded([&] {
+    if (!element_) return S_OK;
+    const auto document = document_.lock();
+    if (!document) return E_FAIL;
+    AdvXMLParser::Attribute* const attribute = element_->GetOrAddAttribute(TextOf(name));
+    if (!IsNull(attribute)) attribute->AddText(value);
+    return S_OK;
+  });
+}
+
+STDMETHODIMP CEventElement::AppendElement(BSTR strName, BSTR strValue, IEventElement** pElement) {
+  return Add([](Element& element) { return element.Parent(); }, strName, strValue, pElement);
+}
+
+STDMETHODIMP CEventElement::AddElementInto(BSTR strName, BSTR strValue, IEventElement** pElement) {
+  return Add([](Element& element) -> NodeContainer* { return &element; }, strName, strValue, pElement);
+}
+
+// The object comes first: when there is no memory for it, the document stays as it was.
+HRESULT CEventElement::Add(NodeContainer* (*parentOf)(Element&), BSTR name, BSTR value,
+                           IEventElement** out) noexcept {
+  return Guarded([&] {
+    const auto document = document_.lock();
+    if (!element_ || !document) return E_FAIL;
+    const ComPtr<CEventElement> object = newElementObject_();
+    NodeContainer* const parent = parentOf(*element_);
+    if (IsNull(element_) || !parent) {
+      object->Attach(document, &NullElement);
+    } else {
+      object->Attach(document, AddTextElement(*parent, TextOf(name), TextOf(value)));
+    }
+    if (out) object->QueryInterface(IID_IEventElement, reinterpret_cast<void**>(out));
+    return S_OK;
+  });
+}
+
+}  // namespace varnel

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+
+namespace varnel {
+
+constexpr wchar_t kFacility[] = L"Quorvel";
+
+// What "%x" prints for an object in log lines: its address, as far as 32 bits hold it.
+inline unsigned IdentityOf(const void* object) noexcept {
+  return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(object));
+}
+
+}  // namespace varnel

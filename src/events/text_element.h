@@ -1,0 +1,30 @@
+#pragma once
+
+#include "xml/element.h"
+
+#include <string_view>
+
+namespace varnel {
+
+// Appends an element with one text to the parent's children and returns it. When there is no memory the
+// parent stays as it was. Throws std::bad_alloc.
+inline AdvXMLParser::Element* AddTextElement(AdvXMLParser::NodeContainer& parent, std::wstring_view name,
+                                             std::wstring_view text) {
+  auto element = std::make_unique<AdvXMLParser::Element>(name, &parent);
+  element->AddText(text);
+  AdvXMLParser::Element* const added = element.get();
+  parent.Append(std::move(element));
+  return added;
+}
+
+// The decimal digits of a number, with a leading minus sign where needed, without the heap.
+class DecimalText {
+ public:
+  explicit DecimalText(long number) noexcept { _ltow(number, digits_, 10); }
+  const wchar_t* c_str() const noexcept { return digits_; }
+
+ private:
+  wchar_t digits_[12];
+};
+
+}  // namespace varnel
