@@ -1,0 +1,43 @@
+#include "com/class_object.h"
+
+#include "base/hresult.h"
+#include "com/module.h"
+
+namespace varnel {
+
+STDMETHODIMP ClassObject::QueryInterface(REFIID iid, void** out) {
+  if (!out) return E_POINTER;
+  *out = iid == IID_IUnknown || iid == IID_IClassFactory ? this : nullptr;
+  if (!*out) return E_NOINTERFACE;
+  AddRef();
+  return S_OK;
+}
+
+STDMETHODIMP_(ULONG) ClassObject::AddRef() {
+  const LONG now = InterlockedIncrement(&references_);
+  if (now == 2) Module::Instance().Lock();
+  return static_cast<ULONG>(now);
+}
+
+STDMETHODIMP_(ULONG) ClassObject::Release() {
+  const LONG left = InterlockedDecrement(&references_);
+  if (left == 1) Module::Instance().Unlock();
+  if (left == 0) delete this;
+  return static_cast<ULONG>(left);
+}
+
+STDMETHODIMP ClassObject::CreateInstance(IUnknown* outer, REFIID iid, void** out) {
+  if (!out) return E_POINTER;
+  *out = nullptr;
+  return Guarded([&] { return entry_.create(outer, iid, out); });
+}
+
+STDMETHODIMP ClassObject::LockServer(BOOL lock) {
+  if (lock)
+    Module::Instance().Lock();
+  else
+    Module::Instance().Unlock();
+  return S_OK;
+}
+
+}  // namespace varnel

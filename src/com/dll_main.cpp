@@ -1,0 +1,43 @@
+#include "com/load_restriction.h"
+#include "com/module.h"
+#include "com/runtime_slots.h"
+#include "settings/agent_settings.h"
+
+#include <windows.h>
+
+#if defined(_MSC_VER)
+#pragma warning(disable : 4996)  // GetVersionEx: the question is about a system that knew nothing newer
+#endif
+
+namespace {
+
+bool HostIsRefused() noexcept {
+  OSVERSIONINFOEXW version{};
+  version.dwOSVersionInfoSize = sizeof(version);
+  GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version));
+  if (!varnel::IsNt4(version.dwPlatformId, version.dwMajorVersion) || varnel::IsAgentManaged()) return false;
+  wchar_t host[260];
+  const DWORD length = GetModuleFileNameW(nullptr, host, 260);
+  return !varnel::MayLoadUnmanaged({host, length});
+}
+
+}  // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* processEnds) {
+  switch (reason) {
+    case DLL_PROCESS_ATTACH:
+      if (HostIsRefused()) return FALSE;
+      varnel::Module::Instance().Attach(instance);
+      DisableThreadLibraryCalls(instance);
+      break;
+    case DLL_PROCESS_DETACH:
+      // At the end of the process the system takes everything back; other libraries may be gone already.
+      if (processEnds) break;
+      varnel::Module::Instance().Detach();
+      varnel::ReleaseRuntimeSlots();
+      break;
+    default:
+      break;
+  }
+  return TRUE;
+}

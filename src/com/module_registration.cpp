@@ -1,0 +1,89 @@
+#include "base/com_ptr.h"
+#include "base/hresult.h"
+#include "com/module.h"
+#include "com/registrar.h"
+#include "varnel_contract.h"
+
+#include <comcat.h>
+
+namespace varnel {
+namespace {
+
+#if defined(_WIN64)
+constexpr SYSKIND kSystemKind = SYS_WIN64;
+#else
+constexpr SYSKIND kSystemKind = SYS_WIN32;
+#endif
+
+void ThrowIfFailed(HRESULT result) {
+  if (FAILED(result)) throw HResultError(result);
+}
+
+std::wstring GuidText(REFGUID guid) {
+  wchar_t text[39];
+  StringFromGUID2(guid, text, 39);
+  return text;
+}
+
+std::string_view LoadScript(WORD number) {
+  const HINSTANCE module = Module::Instance().Handle();
+  const HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(number), L"REGISTRY");
+  const HGLOBAL loaded = resource ? LoadResource(module, resource) : nullptr;
+  const void* const bytes = loaded ? LockResource(loaded) : nullptr;
+  if (!bytes) throw HResultError(HRESULT_FROM_WIN32(GetLastError()));
+  return {static_cast<const char*>(bytes), SizeofResource(module, resource)};
+}
+
+std::vector<ScriptKey> KeysOf(const ClassEntry& entry) {
+  const ScriptVariables variables = {
+      {"MODULE", Module::Instance().Path()},
+      {"CLSID", GuidText(*entry.clsid)},
+      {"LIBID", GuidText(LIBID_VARNELLib)},
+  };
+  auto keys = ParseRegistrationScript(LoadScript(entry.registrationScript), variables);
+  if (!keys) throw HResultError(HRESULT_FROM_WIN32(ERROR_INVALID_DATA));
+  return *std::move(keys);
+}
+
+enum class Categories { kRegister, kUnregister };
+
+void ApplyCategories(const ClassEntry& entry, Categories action) {
+  if (entry.categories.empty()) return;
+  ComPtr<ICatRegister> registrar;
+  ThrowIfFailed(CoCreateInstance(CLSID_StdComponentCategoriesMgr, nullptr, CLSCTX_INPROC_SERVER,
+                                 IID_ICatRegister, registrar.PutVoid()));
+  for (const auto& category : entry.categories) {
+    CATID id = *category.category;
+    auto* const table = registrar.Get();
+    if (action == Categories::kRegister)
+      ThrowIfFailed(category.required ? table->RegisterClassReqCategories(*entry.clsid, 1, &id)
+                                      : table->RegisterClassImplCategories(*entry.clsid, 1, &id));
+    else
+      ThrowIfFailed(category.required ? table->UnRegisterClassReqCategories(*entry.clsid, 1, &id)
+                                      : table->UnRegisterClassImplCategories(*entry.clsid, 1, &id));
+  }
+}
+
+}  // namespace
+
+HRESULT RegisterModule() {
+  for (const auto& entry : kClassTable) {
+    ThrowIfFailed(RegisterKeys(HKEY_CLASSES_ROOT, KeysOf(entry)));
+    ApplyCategories(entry, Categories::kRegister);
+  }
+  std::wstring path = Module::Instance().Path();
+  ComPtr<ITypeLib> library;
+  ThrowIfFailed(LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.Put()));
+  return RegisterTypeLib(library.Get(), path.data(), nullptr);
+}
+
+HRESULT UnregisterModule() {
+  for (const auto& entry : kClassTable) {
+    ApplyCategories(entry, Categories::kUnregister);
+    ThrowIfFailed(UnregisterKeys(HKEY_CLASSES_ROOT, KeysOf(entry)));
+  }
+  const HRESULT result = UnRegisterTypeLib(LIBID_VARNELLib, 1, 0, LOCALE_NEUTRAL, kSystemKind);
+  return result == TYPE_E_REGISTRYACCESS ? S_OK : result;  // it was not registered
+}
+
+}  // namespace varnel

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "com/registration_script.h"
+
+#include <windows.h>
+
+#include <vector>
+
+namespace varnel {
+
+// Writes a script's keys below `root`. When a step fails, what the script has written is removed again and
+// the failure returned.
+HRESULT RegisterKeys(HKEY root, const std::vector<ScriptKey>& keys);
+
+// Removes a script's keys below `root`; keys that are not there are no failure. Goes on after a failure and
+// returns the first.
+HRESULT UnregisterKeys(HKEY root, const std::vector<ScriptKey>& keys);
+
+// Registration of the whole module: the classes in table order, each with its component categories, then the
+// type library. Both stop at the first failure and return it. Throw std::bad_alloc and HResultError.
+HRESULT RegisterModule();
+HRESULT UnregisterModule();
+
+}  // namespace varnel
