@@ -82,8 +82,10 @@ HRESULT UnregisterModule() {
     ApplyCategories(entry, Categories::kUnregister);
     ThrowIfFailed(UnregisterKeys(HKEY_CLASSES_ROOT, KeysOf(entry)));
   }
-  const HRESULT result = UnRegisterTypeLib(LIBID_VARNELLib, 1, 0, LOCALE_NEUTRAL, kSystemKind);
-  return result == TYPE_E_REGISTRYACCESS ? S_OK : result;  // it was not registered
+  BSTR registeredPath = nullptr;
+  if (FAILED(QueryPathOfRegTypeLib(LIBID_VARNELLib, 1, 0, LOCALE_NEUTRAL, &registeredPath))) return S_OK;
+  SysFreeString(registeredPath);
+  return UnRegisterTypeLib(LIBID_VARNELLib, 1, 0, LOCALE_NEUTRAL, kSystemKind);
 }
 
 }  // namespace varnel

@@ -1,0 +1,51 @@
+#include "support/registry_sandbox.h"
+
+#include "base/registry.h"
+
+#include <gtest/gtest.h>
+
+namespace varnel::test {
+namespace {
+
+std::wstring SandboxPath() {
+  return L"Software\\VarnelTests\\" + std::to_wstring(GetCurrentProcessId());
+}
+
+}  // namespace
+
+RegistrySandbox::RegistrySandbox() {
+  EXPECT_EQ(ERROR_SUCCESS, RegCreateKeyExW(HKEY_CURRENT_USER, SandboxPath().c_str(), 0, nullptr,
+                                           REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &root_, nullptr));
+  EXPECT_EQ(ERROR_SUCCESS, RegOverridePredefKey(HKEY_LOCAL_MACHINE, root_));
+}
+
+RegistrySandbox::~RegistrySandbox() {
+  RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+  RegCloseKey(root_);
+  RegDeleteTreeW(HKEY_CURRENT_USER, SandboxPath().c_str());
+}
+
+void RegistrySandbox::SetText(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
+  const auto* const begin = reinterpret_cast<const BYTE*>(text.c_str());
+  SetBytes(key, name, REG_SZ, {begin, begin + (text.size() + 1) * sizeof(wchar_t)});
+}
+
+void RegistrySandbox::SetNumber(const wchar_t* key, const wchar_t* name, DWORD number) {
+  const auto* const begin = reinterpret_cast<const BYTE*>(&number);
+  SetBytes(key, name, REG_DWORD, {begin, begin + sizeof(number)});
+}
+
+void RegistrySandbox::SetBytes(const wchar_t* key, const wchar_t* name, DWORD type,
+                               const std::vector<BYTE>& bytes) {
+  RegistryKey opened;
+  ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExW(HKEY_LOCAL_MACHINE, key, 0, nullptr, REG_OPTION_VOLATILE,
+                                           KEY_ALL_ACCESS, nullptr, opened.Put(), nullptr));
+  ASSERT_EQ(ERROR_SUCCESS,
+            RegSetValueExW(opened.Get(), name, 0, type, bytes.data(), static_cast<DWORD>(bytes.size())));
+}
+
+void RegistrySandbox::Delete(const wchar_t* key, const wchar_t* name) {
+  ASSERT_EQ(ERROR_SUCCESS, RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key, name));
+}
+
+}  // namespace varnel::test

@@ -1,0 +1,56 @@
+#include "support/temp_folder.h"
+
+#include <windows.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace varnel::test {
+namespace fs = std::filesystem;
+
+TempFolder::TempFolder() {
+  static std::atomic<int> count{0};
+  const auto name = L"varnel-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++count);
+  path_ = (fs::temp_directory_path() / name).wstring();
+  fs::create_directories(path_);
+}
+
+TempFolder::~TempFolder() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+std::wstring TempFolder::MakeFolder(const std::wstring& name) const {
+  fs::create_directories(File(name));
+  return File(name);
+}
+
+std::vector<std::wstring> FilesIn(const std::wstring& folder) {
+  std::vector<std::wstring> names;
+  if (!fs::is_directory(folder)) return names;
+  for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().wstring());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+bool Exists(const std::wstring& path) {
+  return fs::exists(path);
+}
+
+std::string ReadBytes(const std::wstring& path) {
+  std::ifstream file(fs::path(path), std::ios::binary);
+  EXPECT_TRUE(file.is_open());
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteBytes(const std::wstring& path, const std::string& bytes) {
+  std::ofstream file(fs::path(path), std::ios::binary);
+  file << bytes;
+  ASSERT_TRUE(file.flush().good());
+}
+
+}  // namespace varnel::test
