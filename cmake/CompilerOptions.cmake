@@ -17,7 +17,7 @@ if(MSVC)
 else()
   target_compile_options(varnel_options INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Werror;-Wshadow;-Wconversion;-Wsign-conversion
-    -Wold-style-cast;-Wuseless-cast;-Wzero-as-null-pointer-constant;-Wsuggest-override;-Wextra-semi
+    -Wold-style-cast;-Wzero-as-null-pointer-constant;-Wsuggest-override;-Wextra-semi
     -ffunction-sections;-fdata-sections;-fstack-protector-strong>)
   target_compile_definitions(varnel_options INTERFACE
     $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS> $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)

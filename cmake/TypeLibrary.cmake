@@ -22,16 +22,12 @@ function(varnel_type_library idl)
     find_path(WINE_IDL_DIR oaidl.idl PATHS /usr/include/wine/wine/windows REQUIRED NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
     find_path(WINE_TLB_DIR stdole2.tlb PATHS /usr/lib/x86_64-linux-gnu/wine/x86_64-windows
       REQUIRED NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
-    set(repair ${PROJECT_SOURCE_DIR}/tools/repair_typelib.py)
-    # The time override keeps the build reproducible; the repair undoes widl's damage to a library that starts
-    # with a dispinterface and fails on any other difference from the IDL's library GUID.
+    set(make_typelib ${PROJECT_SOURCE_DIR}/tools/make_typelib.py)
     add_custom_command(OUTPUT ${header} ${guids} ${tlb}
       COMMAND ${WIDL} -I ${WINE_IDL_DIR} -h -o ${header} ${idl}
       COMMAND ${WIDL} -I ${WINE_IDL_DIR} -u -o ${guids} ${idl}
-      COMMAND ${CMAKE_COMMAND} -E env WIDL_TIME_OVERRIDE=0
-              ${WIDL} -t -I ${WINE_IDL_DIR} -L ${WINE_TLB_DIR} -o ${tlb}.raw ${idl}
-      COMMAND Python3::Interpreter ${repair} ${tlb}.raw ${tlb} ${idl}
-      DEPENDS ${idl} ${repair} VERBATIM)
+      COMMAND Python3::Interpreter ${make_typelib} ${tlb} ${idl} ${WIDL} -I ${WINE_IDL_DIR} -L ${WINE_TLB_DIR}
+      DEPENDS ${idl} ${make_typelib} VERBATIM)
   endif()
   set_source_files_properties(${guids} PROPERTIES LANGUAGE CXX)
   add_library(varnel_guids STATIC ${guids} ${header} ${tlb})

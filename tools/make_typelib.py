@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
-"""repair_typelib.py IN OUT IDL - mend a type library as widl writes it.
+"""make_typelib.py OUT IDL WIDL [WIDL ARGUMENTS] - run widl and mend the type library that it writes.
 
 widl 7 and 8 damage a library whose first type that needs IDispatch is a dispinterface: the last byte of the library
 GUID is overwritten and IDispatch gets a second, broken import record that every base reference uses. widl warns
-"duplicate uuid" and exits 0. The repair restores the GUID (read from the IDL), sends the references to the good
-record and drops the bad one. An undamaged library passes through unchanged; an unknown layout is an error.
+"duplicate uuid" and succeeds. The repair restores the GUID (read from the IDL), sends the references to the good
+record and drops the bad one. An undamaged library passes through unchanged; an unknown layout is an error, and so is
+any other warning.
 """
+import os
 import re
 import struct
+import subprocess
 import sys
 
 GOOD_IDISPATCH, BAD_IDISPATCH = 0x01, 0x0D
@@ -48,9 +51,20 @@ def repair(data, wanted):
     return data
 
 
+def run_widl(command):
+    # The override keeps a time stamp out of the library: the same sources give the same bytes.
+    environment = dict(os.environ, WIDL_TIME_OVERRIDE="0")
+    done = subprocess.run(command, env=environment, stderr=subprocess.PIPE, text=True)
+    unexpected = [line for line in done.stderr.splitlines() if "duplicate uuid" not in line]
+    if done.returncode != 0 or unexpected:
+        sys.exit("\n".join(unexpected) or f"widl: status {done.returncode}")
+
+
 def main():
-    source, target, idl = sys.argv[1:4]
-    with open(source, "rb") as file:
+    target, idl, *widl = sys.argv[1:]
+    raw = target + ".raw"
+    run_widl([*widl, "-t", "-o", raw, idl])
+    with open(raw, "rb") as file:
         data = bytearray(file.read())
     mended = repair(data, library_guid(idl))
     with open(target, "wb") as file:
