@@ -56,8 +56,9 @@ LSTATUS Remove(HKEY parent, const ScriptKey& script) noexcept {
     }
     othersBelow = HasSubkeys(key.Get());
   }
-  if (first != ERROR_SUCCESS || othersBelow || script.removal == KeyRemoval::kNever) return first;
-  return IgnoreMissing(RegDeleteKeyW(parent, script.name.c_str()));
+  if (othersBelow || script.removal == KeyRemoval::kNever) return first;
+  const LSTATUS deleted = IgnoreMissing(RegDeleteKeyW(parent, script.name.c_str()));
+  return first != ERROR_SUCCESS ? first : deleted;
 }
 
 }  // namespace

@@ -1,0 +1,147 @@
+#include "com/load_restriction.h"
+#include "com/registrar.h"
+
+#include <gtest/gtest.h>
+
+namespace varnel {
+namespace {
+
+const ScriptVariables kVariables = {{"MODULE", L"C:\\it's here\\x.dll"}, {"CLSID", L"{1-2}"}};
+
+TEST(RegistrationScript, IsReadWithNestedKeysValuesAndVariables) {
+  const auto keys = ParseRegistrationScript(
+      "HKCR\n{\n\tA.1 = s 'it''s'\n  {\n    CLSID = s '%CLSID%'\n  }\n"
+      "  NoRemove CLSID { ForceRemove %CLSID% { Server = s '%MODULE%' { val Model = s 'Free' } Empty } } }\n",
+      kVariables);
+  ASSERT_TRUE(keys);
+  ASSERT_EQ(2u, keys->size());
+  const ScriptKey& plain = (*keys)[0];
+  EXPECT_EQ(L"A.1", plain.name);
+  EXPECT_EQ(KeyRemoval::kWhenEmpty, plain.removal);
+  ASSERT_EQ(1u, plain.values.size());
+  EXPECT_EQ(L"", plain.values[0].name);
+  EXPECT_EQ(L"it's", plain.values[0].text);
+  EXPECT_EQ(L"{1-2}", plain.children.at(0).values.at(0).text);
+  EXPECT_EQ(KeyRemoval::kNever, (*keys)[1].removal);
+  const ScriptKey& forced = (*keys)[1].children.at(0);
+  EXPECT_EQ(L"{1-2}", forced.name);
+  EXPECT_EQ(KeyRemoval::kForce, forced.removal);
+  ASSERT_EQ(2u, forced.children.size());
+  EXPECT_EQ(L"C:\\it's here\\x.dll", forced.children[0].values.at(0).text);
+  EXPECT_EQ(L"Model", forced.children[0].values.at(1).name);
+  EXPECT_TRUE(forced.children[1].values.empty());
+}
+
+TEST(RegistrationScript, IsRefusedWhenAnyPartIsNotUnderstood) {
+  std::string deep = "HKCR ";
+  for (int i = 0; i < 20; ++i) deep += "{ k ";
+  deep += std::string(20, '}');
+  const std::string rows[] = {
+      "",
+      "HKCR",
+      "HKLM { }",
+      "HKCR { k ",
+      "HKCR { k } more",
+      "HKCR { } }",
+      "HKCR { k = s 'x }",
+      "HKCR { k = s x }",
+      "HKCR { k = d '1' }",
+      "HKCR { k = }",
+      "HKCR { val v }",
+      "HKCR { val v = s 'x' }",
+      "HKCR { ForceRemove }",
+      "HKCR { k { val = s 'x' } }",
+      "HKCR { %UNKNOWN% }",
+      "HKCR { %CLSID }",
+      "HKCR { '' }",
+      "HKCR { k\xE9 }",
+      "HKCR { k = s 'a\x01' }",
+      deep,
+  };
+  for (const auto& script : rows) EXPECT_FALSE(ParseRegistrationScript(script, kVariables)) << script;
+}
+
+class Registrar : public testing::Test {
+ protected:
+  Registrar() {
+    RegCreateKeyExW(HKEY_CURRENT_USER, kRoot, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
+                    &root, nullptr);
+  }
+  ~Registrar() override {
+    RegCloseKey(root);
+    RegDeleteTreeW(HKEY_CURRENT_USER, kRoot);
+  }
+
+  bool Exists(const wchar_t* path) const {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(root, path, 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
+    RegCloseKey(key);
+    return true;
+  }
+  void Make(const wchar_t* path) const {
+    HKEY key = nullptr;
+    ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExW(root, path, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                                             nullptr, &key, nullptr));
+    RegCloseKey(key);
+  }
+  static std::vector<ScriptKey> Keys(const char* script) {
+    return ParseRegistrationScript(script, {}).value();
+  }
+
+  static constexpr wchar_t kRoot[] = L"Software\\VarnelRegistrarTest";
+  HKEY root = nullptr;
+};
+
+TEST_F(Registrar, RemovesWhatItWroteAndNothingElse) {
+  const auto keys =
+      Keys("HKCR { Plain { Child } Shared { Child } NoRemove Kept { ForceRemove Own { Deep } } }");
+  ASSERT_EQ(S_OK, RegisterKeys(root, keys));
+  ASSERT_EQ(S_OK, RegisterKeys(root, keys));
+  EXPECT_TRUE(Exists(L"Kept\\Own\\Deep"));
+  Make(L"Shared\\Foreign");
+  Make(L"Kept\\Own\\Foreign");
+  EXPECT_EQ(S_OK, UnregisterKeys(root, keys));
+  EXPECT_FALSE(Exists(L"Plain"));
+  EXPECT_FALSE(Exists(L"Shared\\Child"));
+  EXPECT_TRUE(Exists(L"Shared\\Foreign"));
+  EXPECT_TRUE(Exists(L"Kept"));
+  EXPECT_FALSE(Exists(L"Kept\\Own"));
+  EXPECT_EQ(S_OK, UnregisterKeys(root, keys));
+}
+
+TEST_F(Registrar, ForcedKeyIsEmptiedBeforeItIsWritten) {
+  Make(L"Own\\Old");
+  ASSERT_EQ(S_OK, RegisterKeys(root, Keys("HKCR { ForceRemove Own { New } }")));
+  EXPECT_TRUE(Exists(L"Own\\New"));
+  EXPECT_FALSE(Exists(L"Own\\Old"));
+}
+
+TEST_F(Registrar, ScriptThatFailsHalfWayIsUndone) {
+  // A key name may not be longer than 255 characters.
+  const std::string script = "HKCR { First { Child } Second { " + std::string(300, 'x') + " } }";
+  EXPECT_TRUE(FAILED(RegisterKeys(root, Keys(script.c_str()))));
+  EXPECT_FALSE(Exists(L"First"));
+  EXPECT_FALSE(Exists(L"Second"));
+}
+
+TEST(LoadRestriction, NamesTheProcessesThatMayLoadOnTheOldSystem) {
+  struct {
+    const wchar_t* process;
+    bool mayLoad;
+  } const rows[] = {{L"C:\\Agent\\OrbaFramework.exe", true},
+                    {L"orbaupdate.EXE", true},
+                    {L"C:/x/REGSVR32.exe", true},
+                    {L"OrbaScript.exe", true},
+                    {L"OrbaScript.com", false},
+                    {L"OrbaScript", false},
+                    {L"xOrbaScript.exe", false},
+                    {L"C:\\OrbaScript.exe\\other.exe", false},
+                    {L"", false}};
+  for (const auto& row : rows) EXPECT_EQ(row.mayLoad, MayLoadUnmanaged(row.process));
+  EXPECT_TRUE(IsNt4(2, 4));
+  EXPECT_FALSE(IsNt4(1, 4));
+  EXPECT_FALSE(IsNt4(2, 5));
+}
+
+}  // namespace
+}  // namespace varnel
