@@ -8,14 +8,16 @@ namespace {
 
 constexpr std::uint32_t kDefaultSizeLimit = 8'912'896;  // 8.5 MiB
 constexpr std::uint32_t kDefaultThreshold = 5;
-constexpr std::uint32_t kTextZero = 48;  // L'0'
+constexpr std::int32_t kTextZero = 48;  // L'0'
 
 RegistryKey OpenFrameworkKey(REGSAM access) noexcept {
   return OpenRegistryKey(HKEY_LOCAL_MACHINE, kFrameworkKey, access);
 }
 
-// Policies come as numbers or as one-digit texts stored in four bytes; a text digit counts as its number.
-std::uint32_t DigitOrNumber(std::uint32_t value) noexcept {
+// Policies come as signed numbers or as one-digit texts stored in four bytes; a text digit counts as its
+// number.
+std::int32_t DigitOrNumber(std::uint32_t bytes) noexcept {
+  const auto value = static_cast<std::int32_t>(bytes);
   return value >= kTextZero ? value - kTextZero : value;
 }
 
@@ -23,7 +25,7 @@ bool IsTriggerEvent(const RegistryKey& key, std::int32_t severity) noexcept {
   const auto enabled = QueryFourBytes(key, L"AgPlcyEnableEventTrigger", 0);
   if (!enabled || DigitOrNumber(*enabled) == 0) return false;
   const auto threshold = QueryFourBytes(key, L"AgPlcyEventTriggerThreshold", kDefaultThreshold);
-  return threshold && severity >= static_cast<std::int32_t>(DigitOrNumber(*threshold));
+  return threshold && severity >= DigitOrNumber(*threshold);
 }
 
 }  // namespace
