@@ -2,6 +2,7 @@
 
 #include "logging/account_text.h"
 #include "logging/console_output.h"
+#include "logging/log_files.h"
 #include "logging/log_settings.h"
 #include "logging/trace_mailslot.h"
 
@@ -25,6 +26,7 @@ void WriteToOutputs(const LogLine& line) noexcept {
   if (settings.console) WriteToConsole(line);
   if (settings.traceMailslot) WriteToTraceMailslot(line, ProcessTag());
   if (zelkor_LogSink* const sink = settings.sink) sink->OnLine(line.level, line.facility, line.text);
+  WriteToLogFiles(line);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "logging/log_settings.h"
 
 #include "base/ansi_text.h"
+#include "logging/log_files.h"
 
 #include <algorithm>
 #include <iterator>
@@ -83,6 +84,7 @@ void SetUpLogging() noexcept {
 }
 
 void CloseLogFiles() noexcept {
+  CloseLogFileSlots();
   g_settings.detailList.Clear();
 }
 
