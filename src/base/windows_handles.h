@@ -22,4 +22,11 @@ struct FileHandleTraits {
 };
 using FileHandle = UniqueResource<FileHandleTraits>;
 
+struct LibraryTraits {
+  using Type = HMODULE;
+  static Type Invalid() noexcept { return nullptr; }
+  static void Close(Type library) noexcept { FreeLibrary(library); }
+};
+using LoadedLibrary = UniqueResource<LibraryTraits>;
+
 }  // namespace varnel

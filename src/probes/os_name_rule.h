@@ -16,10 +16,10 @@ struct OsFacts {
   std::uint32_t platform = 0;  // 0 Win32s, 1 Windows 9x, 2 NT; 0 also when the query failed
   std::uint32_t major = 0;
   std::uint32_t minor = 0;
-  std::optional<Extended> extended;
-  std::uint32_t minorAskedAgain = 0;  // for 6.2 and 6.3: from a second extended query; 0 when that failed
-  bool serverR2 = false;              // for 5.2: the SM_SERVERR2 metric
-  std::wstring_view productType;      // for 6.x without extended record: the registry's text
+  std::optional<Extended> extended = std::nullopt;
+  std::uint32_t minorAskedAgain = 0;   // for 6.2 and 6.3: from a second extended query; 0 when that failed
+  bool serverR2 = false;               // for 5.2: the SM_SERVERR2 metric
+  std::wstring_view productType = {};  // for 6.x without extended record: the registry's text
 };
 
 // The display name, or nothing when the caller's text is to stay as it is. The names are uneven ("Windows
