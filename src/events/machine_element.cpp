@@ -32,6 +32,7 @@ void COrbaEventInf::FillMachineElement(BSTR os, BSTR userName) {
   AddTextElement(machine, L"MachineName", MachineName());
   AddTextElement(machine, L"AgentGUID", ReadAgentGuid());
   AddTextElement(machine, L"IPAddress", MachineAddress());
+  macPopulated_ = false;  // the next save looks for the adapter of the new address
   AddTextElement(machine, L"OSName", givenOs.empty() ? osName_ : givenOs);
   if (givenUserName.empty())
     AddTextElement(machine, L"UserName", AccountName());

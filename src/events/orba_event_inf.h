@@ -75,6 +75,10 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   HRESULT CreateEvent(BSTR name, long id, long severity, DATE time, BadDate badDate,
                       ComPtr<CEventElement>& object);
   void FillMachineElement(BSTR os, BSTR userName);
+  // Adds "RawMACAddress" to the machine element unless it has been added for the present facts, with a log
+  // line before and one after; `outcome` holds one "%s".
+  void PopulateMacOnce(const wchar_t* announcement, const wchar_t* outcome);
+  bool PopulateMac();
   HRESULT SaveForServer();
   HRESULT SaveToAgentFolder(const wchar_t* extension);
 
@@ -88,6 +92,7 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   bool initialised_ = false;  // never cleared, not even by DeInitialize
   bool eventCreated_ = false;
   bool machineCreated_ = false;
+  bool macPopulated_ = false;  // for the latest set of machine facts
   bool refuseWhenUnmanaged_ = false;
   std::uint32_t triggerFlag_ = 0;  // of the latest event
   std::int32_t maxExtensionLength_ = 0;

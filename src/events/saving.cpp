@@ -61,6 +61,7 @@ HRESULT COrbaEventInf::SaveForServer() {
   if (!batch_) return E_FAIL;
   wchar_t folder[260] = {};
   if (!ReadWholeRegistryString(folder, kEventParserKey, L"EventsPath")) return E_FAIL;
+  PopulateMacOnce(L"Populating event MAC field before Save()", L"Populating event MAC field %s");
   // Outside the mutex, so that only the work on the file itself happens under it.
   const std::wstring document = batch_.document->ToString(false);
   return WriteServerEventFile(folder, document, saveMutex_.Get(), Identity());
@@ -76,6 +77,7 @@ HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension) {
   }
   // The agent's path ends in a backslash; none is added for one that does not.
   const std::wstring folder = std::wstring(dataPath) + L"AgentEvents";
+  PopulateMacOnce(L"Populating event MAC field before SaveToAgentEventFolder()", L"Populating MAC field %s");
   const std::wstring document = batch_.document->ToString(false);
   return WriteAgentEventFile(folder, extension, document, saveMutex_.Get());
 }
