@@ -14,16 +14,16 @@ STDMETHODIMP ClassObject::QueryInterface(REFIID iid, void** out) {
 }
 
 STDMETHODIMP_(ULONG) ClassObject::AddRef() {
-  const LONG now = InterlockedIncrement(&references_);
+  const ULONG now = references_.Increment();
   if (now == 2) Module::Instance().Lock();
-  return static_cast<ULONG>(now);
+  return now;
 }
 
 STDMETHODIMP_(ULONG) ClassObject::Release() {
-  const LONG left = InterlockedDecrement(&references_);
+  const ULONG left = references_.Decrement();
   if (left == 1) Module::Instance().Unlock();
   if (left == 0) delete this;
-  return static_cast<ULONG>(left);
+  return left;
 }
 
 STDMETHODIMP ClassObject::CreateInstance(IUnknown* outer, REFIID iid, void** out) {

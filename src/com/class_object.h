@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/reference_count.h"
 #include "com/class_table.h"
 
 #include <windows.h>
@@ -26,7 +27,7 @@ class ClassObject final : public IClassFactory {
   ~ClassObject() = default;
 
   const ClassEntry& entry_;
-  volatile LONG references_ = 1;
+  ReferenceCount references_;
 };
 
 }  // namespace varnel

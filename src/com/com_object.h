@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/com_ptr.h"
+#include "base/reference_count.h"
 #include "com/dispatch.h"
 #include "com/module.h"
 
@@ -30,15 +31,15 @@ class StandAloneObject final : private ModuleReference, public DispatchImpl<Impl
     AddRef();
     return S_OK;
   }
-  STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references_)); }
+  STDMETHODIMP_(ULONG) AddRef() override { return references_.Increment(); }
   STDMETHODIMP_(ULONG) Release() override {
-    const LONG left = InterlockedDecrement(&references_);
+    const ULONG left = references_.Decrement();
     if (left == 0) delete this;
-    return static_cast<ULONG>(left);
+    return left;
   }
 
  private:
-  volatile LONG references_ = 1;
+  ReferenceCount references_;
 };
 
 // Aggregated: every interface of the implementation delegates its IUnknown to the outer object. This object
@@ -62,11 +63,11 @@ class AggregatedObject final : private ModuleReference, public IUnknown {
     contained_.AddRef();  // the outer object's count: the pointer is one of its interfaces
     return S_OK;
   }
-  STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references_)); }
+  STDMETHODIMP_(ULONG) AddRef() override { return references_.Increment(); }
   STDMETHODIMP_(ULONG) Release() override {
-    const LONG left = InterlockedDecrement(&references_);
+    const ULONG left = references_.Decrement();
     if (left == 0) delete this;
-    return static_cast<ULONG>(left);
+    return left;
   }
 
  private:
@@ -88,7 +89,7 @@ class AggregatedObject final : private ModuleReference, public IUnknown {
   ~AggregatedObject() = default;
 
   Contained contained_;
-  volatile LONG references_ = 1;
+  ReferenceCount references_;
 };
 
 }  // namespace varnel

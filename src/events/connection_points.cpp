@@ -1,6 +1,7 @@
 #include "events/connection_points.h"
 
 #include "base/hresult.h"
+#include "base/reference_count.h"
 
 namespace varnel {
 namespace {
@@ -16,11 +17,11 @@ class EmptyEnumerator final : public IEnumConnectionPoints {
     AddRef();
     return S_OK;
   }
-  STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references_)); }
+  STDMETHODIMP_(ULONG) AddRef() override { return references_.Increment(); }
   STDMETHODIMP_(ULONG) Release() override {
-    const LONG left = InterlockedDecrement(&references_);
+    const ULONG left = references_.Decrement();
     if (left == 0) delete this;
-    return static_cast<ULONG>(left);
+    return left;
   }
 
   STDMETHODIMP Next(ULONG count, IConnectionPoint** points, ULONG* fetched) override {
@@ -42,7 +43,7 @@ class EmptyEnumerator final : public IEnumConnectionPoints {
   ~EmptyEnumerator() = default;
 
   ComPtr<IUnknown> owner_;
-  LONG references_ = 1;
+  ReferenceCount references_;
 };
 
 }  // namespace

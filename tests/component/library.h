@@ -72,10 +72,10 @@ constexpr HRESULT kNotCreated = static_cast<HRESULT>(0xFFFFFFD7);
 constexpr HRESULT kRefused = static_cast<HRESULT>(0xFFFFFFC9);
 constexpr DATE kNoon2024 = 45358.5;  // 7 March 2024, 12:00
 
-// An agent of its own: registry, folders and the library under test.
-class ReportTest : public testing::Test {
+// An agent of its own: registry and folders, as they are before the library is used.
+class AgentTest : public testing::Test {
  protected:
-  ReportTest() {
+  AgentTest() {
     registry.SetNumber(kFramework, L"AgentMode", 1);
     registry.SetText(kFramework, L"Data Path", folder.Path() + L"\\");
     registry.SetText(kFramework, L"IPAddress", L"192.0.2.7");
@@ -83,6 +83,15 @@ class ReportTest : public testing::Test {
     registry.SetNumber(kLog, L"LogLevel", 5);
   }
 
+  RegistrySandbox registry;
+  TempFolder folder;
+  const std::wstring agentEvents = folder.MakeFolder(L"AgentEvents");
+  const std::wstring serverEvents = folder.File(L"ServerEvents");
+};
+
+// The library under test with a report that nothing has been done with.
+class ReportTest : public AgentTest {
+ protected:
   static HRESULT Initialize(IOrbaEventInf3& target, const wchar_t* softwareId = L"EXAMPLE__1000") {
     return target.Initialize(Bstr(softwareId), Bstr(L"Root"), Bstr(L"Product"), Bstr(L"Name"), Bstr(L"1.2"),
                              Bstr(L"Family"));
@@ -106,10 +115,6 @@ class ReportTest : public testing::Test {
     return files.size() == 1 ? ReadBytes(where + L"\\" + files[0]) : std::string();
   }
 
-  RegistrySandbox registry;
-  TempFolder folder;
-  const std::wstring agentEvents = folder.MakeFolder(L"AgentEvents");
-  const std::wstring serverEvents = folder.File(L"ServerEvents");
   Library library;
   ComPtr<IOrbaEventInf3> report = library.CreateReport();
 };
