@@ -48,6 +48,7 @@ HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension
   GetLocalTime(&now);
   const std::wstring name = AgentEventFileName(now, RandomValue(), GetCurrentThreadId());
   const std::wstring path = folder + L'\\' + name + L'.' + extension;
+  // A self-protection exception for the file belongs here, to be held until the mutex is released.
   const std::int32_t status = AdvXMLParser::SaveToFile(path, document, AdvXMLParser::kUtf8Encoding, nullptr,
                                                        nullptr, EventSizeWithinLimit);
   return status == AdvXMLParser::kSaved ? S_OK : ReportFailure(status, path);

@@ -59,6 +59,8 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const std::wstring& document
                              unsigned owner) {
   const SaveMutexLock lock(saveMutex);
   const std::wstring name = NewGuidFileName();
+  // A self-protection exception for the folder and the file belongs here, to be held until the mutex is
+  // released.
   CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
   ReservedFile file(folder + (L"\\" + name));
   if (!file.Created()) {

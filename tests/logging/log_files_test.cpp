@@ -1,7 +1,6 @@
 #include "logging/log_fixture.h"
 #include "support/temp_folder.h"
 
-#include <aclapi.h>
 #include <gmock/gmock.h>
 
 #include <cstdio>
@@ -152,7 +151,7 @@ TEST_F(LogFilesTest, AbandonedMutexIsHeldAndReleased) {
   EXPECT_THAT(Content(L"agent.log"), testing::EndsWith("\tf\tx\r\n"));
 }
 
-TEST_F(LogFilesTest, SharedModeTagsLinesNeverRotatesAndOpensToEveryone) {
+TEST_F(LogFilesTest, SharedModeTagsLinesAndNeverRotates) {
   GetLogSettings().sharedLog = true;
   Open(files.main, names.main);
   GetLogSettings().sizeLimit = 1;
