@@ -32,10 +32,14 @@ DWORD WINAPI TakeSlot() {
 
 }  // namespace
 
-extern "C" {
-extern DWORD(WINAPI* __imp_TlsAlloc)();
-DWORD(WINAPI* __imp_TlsAlloc)() = TakeSlot;
-}
+// The import pointer's name as the runtime's objects know it; on x86 it carries the call's decoration.
+#if defined(__i386__)
+#define VARNEL_TLS_ALLOC_IMPORT "__imp__TlsAlloc@0"
+#else
+#define VARNEL_TLS_ALLOC_IMPORT "__imp_TlsAlloc"
+#endif
+extern DWORD(WINAPI* g_tlsAllocImport)() asm(VARNEL_TLS_ALLOC_IMPORT);
+DWORD(WINAPI* g_tlsAllocImport)() = TakeSlot;
 
 namespace varnel {
 

@@ -2,8 +2,8 @@
 
 namespace varnel {
 
-// Gives back what the statically linked C++ runtime holds in the process; called when the library is
-// unloaded.
+// Gives back the TLS slots and the exception pool that the statically linked C++ runtime holds in the
+// process; called when the library is unloaded.
 void ReleaseRuntimeSlots() noexcept;
 
 }  // namespace varnel
