@@ -4,33 +4,8 @@
 
 namespace varnel {
 
-// The C++ library's mutexes leave a TLS slot behind at every unload of the DLL, so the system's locks are
-// used directly.
-
-class CriticalSection {
- public:
-  CriticalSection() noexcept { InitializeCriticalSection(&section_); }
-  ~CriticalSection() { DeleteCriticalSection(&section_); }
-  CriticalSection(const CriticalSection&) = delete;
-  CriticalSection& operator=(const CriticalSection&) = delete;
-
-  void Lock() noexcept { EnterCriticalSection(&section_); }
-  void Unlock() noexcept { LeaveCriticalSection(&section_); }
-
- private:
-  CRITICAL_SECTION section_;
-};
-
-class CriticalSectionLock {
- public:
-  explicit CriticalSectionLock(CriticalSection& section) noexcept : section_(section) { section_.Lock(); }
-  ~CriticalSectionLock() { section_.Unlock(); }
-  CriticalSectionLock(const CriticalSectionLock&) = delete;
-  CriticalSectionLock& operator=(const CriticalSectionLock&) = delete;
-
- private:
-  CriticalSection& section_;
-};
+// The C++ library's mutexes leave a TLS slot behind at every unload of the DLL, so the system's slim locks
+// are used directly. They need no destruction, so they also serve calls that come while the process ends.
 
 class SharedLock {
  public:

@@ -4,7 +4,8 @@
 
 namespace varnel {
 
-// The count of a COM object, changed with interlocked operations. Starts at one, for whoever makes the object.
+// The count of a COM object, changed with interlocked operations. Starts at one, for whoever makes the
+// object.
 class ReferenceCount {
  public:
   ULONG Increment() noexcept { return static_cast<ULONG>(InterlockedIncrement(&count_)); }

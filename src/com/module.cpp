@@ -50,7 +50,7 @@ HRESULT Module::GetClassObject(REFCLSID clsid, REFIID iid, void** out) noexcept 
   return Guarded([&] {
     // A cached object is never replaced, so it may be used outside the lock.
     if (!InterlockedCompareExchangePointer(reinterpret_cast<void**>(&cached), nullptr, nullptr)) {
-      const CriticalSectionLock lock(section_);
+      const ExclusiveLock lock(lock_);
       if (!cached) InterlockedExchangePointer(reinterpret_cast<void**>(&cached), ClassObject::Make(*found));
     }
     return cached->QueryInterface(iid, out);
@@ -59,7 +59,7 @@ HRESULT Module::GetClassObject(REFCLSID clsid, REFIID iid, void** out) noexcept 
 
 HRESULT Module::GetTypeInfo(REFIID iid, ITypeInfo** out) noexcept {
   return Guarded([&] {
-    const CriticalSectionLock lock(section_);
+    const ExclusiveLock lock(lock_);
     const auto place = std::find_if(typeInfos_.begin(), typeInfos_.end(), [&](const CachedTypeInfo& cached) {
       return !cached.info || cached.iid == iid;
     });

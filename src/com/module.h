@@ -48,7 +48,7 @@ class Module {
 
   HINSTANCE handle_ = nullptr;
   volatile LONG locks_ = 0;
-  CriticalSection section_;
+  SRWLOCK lock_{};  // guards the making of what is cached
   // Plain pointers, released by Detach: at the end of the process nothing may be released any more.
   std::array<ClassObject*, kClassCount> classObjects_{};
   std::array<CachedTypeInfo, kClassCount> typeInfos_{};

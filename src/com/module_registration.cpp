@@ -83,8 +83,9 @@ HRESULT UnregisterModule() {
     ThrowIfFailed(UnregisterKeys(HKEY_CLASSES_ROOT, KeysOf(entry)));
   }
   BSTR registeredPath = nullptr;
-  if (FAILED(QueryPathOfRegTypeLib(LIBID_VARNELLib, 1, 0, LOCALE_NEUTRAL, &registeredPath))) return S_OK;
+  const HRESULT registered = QueryPathOfRegTypeLib(LIBID_VARNELLib, 1, 0, LOCALE_NEUTRAL, &registeredPath);
   SysFreeString(registeredPath);
+  if (registered == TYPE_E_LIBNOTREGISTERED) return S_OK;
   return UnRegisterTypeLib(LIBID_VARNELLib, 1, 0, LOCALE_NEUTRAL, kSystemKind);
 }
 

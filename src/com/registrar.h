@@ -8,8 +8,8 @@
 
 namespace varnel {
 
-// Writes a script's keys below `root`. When a step fails, what the script has written is removed again and
-// the failure returned.
+// Writes a script's keys below `root`. When a step fails, the script is undone as UnregisterKeys does it, an
+// earlier registration by the same script included, and the failure returned.
 HRESULT RegisterKeys(HKEY root, const std::vector<ScriptKey>& keys);
 
 // Removes a script's keys below `root`; keys that are not there are no failure. Goes on after a failure and

@@ -42,8 +42,8 @@ HRESULT COrbaEventInf::CreateEvent(BSTR name, long id, long severity, DATE time,
   if (IsRefused()) return kAgentNotManaged;
   if (!name || id == 0) return E_FAIL;
   LogDetail(kFacility, L"%x CreateEventElement %s|%d|%d", Identity(), name, id, severity);
-  if (!batch_) return E_FAIL;
   if (IsEventDisabled(id)) return kEventDisabled;
+  if (!batch_) return E_FAIL;
   ReadEventTriggerPolicy(severity, &triggerFlag_);
   const auto systemTime = SystemTimeFromDate(time);
   if (!systemTime && badDate == BadDate::kRefuse) return E_FAIL;

@@ -13,6 +13,7 @@ namespace varnel {
 // place takes one with both. It behaves as the Microsoft compiler's deleting destructor does.
 struct IFrameworkObject : public IConnectionPointContainer {
   // Destroys the object and, when bit 0 of `flags` is set, frees its memory. Returns the object's address.
+  // For the stand-alone form only: an aggregated object's memory belongs to its inner unknown.
   virtual void* DeletingDestructor(unsigned int flags) = 0;
   // The framework stops. Always S_OK.
   virtual HRESULT STDMETHODCALLTYPE OnFrameworkTerminate() = 0;

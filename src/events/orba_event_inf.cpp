@@ -106,6 +106,9 @@ STDMETHODIMP COrbaEventInf::DeInitialize() {
   if (IsRefused()) return kAgentNotManaged;
   if (!initialised_) return E_FAIL;
   saveMutex_.Reset();
+  batch_.machineObject.Reset();
+  batch_.softwareObject.Reset();
+  batch_.rootObject.Reset();
   batch_ = {};
   return S_OK;
 }
