@@ -11,6 +11,8 @@ namespace varnel {
 namespace {
 
 constexpr wchar_t kFilterFile[] = L"data\\EvtFiltr.ini";
+// INVALID_FILE_SIZE lies above it, and so does a size whose buffer would wrap 32 bits.
+constexpr DWORD kLargestFile = 0xFFFFFFFD;
 constexpr std::size_t kPathCapacity = 1040;  // characters
 
 // The path's length in characters, or 0 when there is no usable agent folder.
@@ -34,7 +36,7 @@ MallocPtr<char[]> ReadWholeFile(const char* narrowPath, std::uint32_t* sizeOut) 
                                     FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file) return nullptr;
   const DWORD size = GetFileSize(file.Get(), nullptr);
-  if (size == 0 || size == INVALID_FILE_SIZE) return nullptr;
+  if (size == 0 || size > kLargestFile) return nullptr;
   auto content = AllocateZeroed<char>(std::size_t{size} + 2);
   if (!content) return nullptr;
   DWORD read = 0;
