@@ -1,20 +1,11 @@
 #include "probes/os_name_rule.h"
 
-#include <algorithm>
+#include "base/ascii_case.h"
 
 namespace varnel {
 namespace {
 
 using Name = std::optional<std::wstring_view>;
-
-constexpr wchar_t ToLowerAscii(wchar_t c) noexcept {
-  return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
-}
-
-bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b) noexcept {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](wchar_t x, wchar_t y) { return ToLowerAscii(x) == ToLowerAscii(y); });
-}
 
 Name NameOf9x(const OsFacts& facts) noexcept {
   if (facts.major != 4) return {};
@@ -113,8 +104,8 @@ Name OsNameFrom(const OsFacts& facts) noexcept {
 }
 
 std::wstring_view ProductTypeFrom(std::wstring_view registryText) noexcept {
-  if (EqualIgnoringCase(registryText, L"WinNT")) return L"Workstation";
-  if (EqualIgnoringCase(registryText, L"ServerNT") || EqualIgnoringCase(registryText, L"LANMANNT"))
+  if (EqualIgnoringAsciiCase(registryText, L"WinNT")) return L"Workstation";
+  if (EqualIgnoringAsciiCase(registryText, L"ServerNT") || EqualIgnoringAsciiCase(registryText, L"LANMANNT"))
     return L"Server";
   return L"N/A";
 }

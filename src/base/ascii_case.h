@@ -1,0 +1,17 @@
+#pragma once
+
+#include <algorithm>
+#include <string_view>
+
+namespace varnel {
+
+// Equality without regard to the case of ASCII letters; no locale takes part, and it builds without Windows.
+[[nodiscard]] inline bool EqualIgnoringAsciiCase(std::wstring_view a, std::wstring_view b) noexcept {
+  const auto lower = [](wchar_t c) {
+    return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
+  };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [&](wchar_t x, wchar_t y) { return lower(x) == lower(y); });
+}
+
+}  // namespace varnel
