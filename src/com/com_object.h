@@ -12,6 +12,7 @@ namespace varnel {
 // The two forms of a COM object. An implementation class gives
 //   using DefaultInterface = ...;                      the dual interface behind IDispatch
 //   static REFIID DispatchIid() noexcept;              its identifier
+//   static constexpr wchar_t kProgId[] = ...;          the source of errors for late-bound callers
 //   void* FindInterface(REFIID) noexcept;              no new reference; null when there is no such interface
 // and leaves IUnknown and IDispatch to the forms. Reference counts are changed with interlocked operations.
 

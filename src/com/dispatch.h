@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/com_ptr.h"
+#include "com/late_binding.h"
 #include "com/module.h"
 
 #include <windows.h>
@@ -39,7 +40,8 @@ class DispatchImpl : public Impl {
     const HRESULT loaded = Module::Instance().GetTypeInfo(Impl::DispatchIid(), info.Put());
     if (FAILED(loaded)) return loaded;
     auto* const target = static_cast<typename Impl::DefaultInterface*>(this);
-    return info->Invoke(target, member, flags, parameters, result, exception, badArgument);
+    return InvokeLateBound(*info, target, Impl::kProgId, member, flags, parameters, result, exception,
+                           badArgument);
   }
 
  protected:

@@ -12,13 +12,14 @@
 namespace {
 
 bool HostIsRefused() noexcept {
-  OSVERSIONINFOEXW version{};
-  version.dwOSVersionInfoSize = sizeof(version);
-  GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version));
-  if (!varnel::IsNt4(version.dwPlatformId, version.dwMajorVersion) || varnel::IsAgentManaged()) return false;
+  OSVERSIONINFOEXW record{};
+  record.dwOSVersionInfoSize = sizeof(record);
+  GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&record));
+  const varnel::HostVersion version{record.dwPlatformId, record.dwMajorVersion};
+  if (!varnel::IsNt4(version)) return false;  // nothing else is asked of a newer system
   wchar_t host[260];
   const DWORD length = GetModuleFileNameW(nullptr, host, 260);
-  return !varnel::MayLoadUnmanaged({host, length});
+  return !varnel::MayLoad(version, varnel::IsAgentManaged(), {host, length});
 }
 
 }  // namespace

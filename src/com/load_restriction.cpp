@@ -12,7 +12,8 @@ constexpr std::wstring_view kAllowedProcesses[] = {L"OrbaFramework", L"OrbaUpdat
 
 }  // namespace
 
-bool MayLoadUnmanaged(std::wstring_view processFile) noexcept {
+bool MayLoad(HostVersion version, bool agentManaged, std::wstring_view processFile) noexcept {
+  if (!IsNt4(version) || agentManaged) return true;
   const std::wstring_view name = processFile.substr(processFile.find_last_of(L"\\/") + 1);
   const auto dot = name.rfind(L'.');
   if (dot == std::wstring_view::npos || !EqualIgnoringAsciiCase(name.substr(dot), L".exe")) return false;

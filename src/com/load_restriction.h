@@ -5,14 +5,20 @@
 
 namespace varnel {
 
-// The old NT 4 system on which an unmanaged agent's library serves chosen processes only.
-[[nodiscard]] constexpr bool IsNt4(std::uint32_t platform, std::uint32_t major) noexcept {
-  return platform == 2 && major == 4;
+// The part of the system's version record that the restriction looks at.
+struct HostVersion {
+  std::uint32_t platform;
+  std::uint32_t major;
+};
+
+// The old NT 4 system, the only one on which loading is restricted.
+[[nodiscard]] constexpr bool IsNt4(HostVersion version) noexcept {
+  return version.platform == 2 && version.major == 4;
 }
 
-// Whether a process may load the library on NT 4 while the agent is unmanaged, by its file name (with or
-// without folders): the agent's own programs and the system's registration tool, in any letter case, with
-// extension ".exe".
-[[nodiscard]] bool MayLoadUnmanaged(std::wstring_view processFile) noexcept;
+// Whether a process may load the library, by its file name (with or without folders). On NT 4 an unmanaged
+// agent's library serves chosen processes only: the agent's own programs and the system's registration tool,
+// in any letter case, with extension ".exe".
+[[nodiscard]] bool MayLoad(HostVersion version, bool agentManaged, std::wstring_view processFile) noexcept;
 
 }  // namespace varnel

@@ -27,6 +27,7 @@ class CEventElement : public IEventElement {
  public:
   using DefaultInterface = IEventElement;
   static REFIID DispatchIid() noexcept { return IID_IEventElement; }
+  static constexpr wchar_t kProgId[] = L"Varnel.EventElement";
 
   explicit CEventElement(ElementObjectFactory newElementObject) noexcept
       : newElementObject_(newElementObject) {}

@@ -23,6 +23,7 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
  public:
   using DefaultInterface = IOrbaEventInf3;
   static REFIID DispatchIid() noexcept { return IID_IOrbaEventInf3; }
+  static constexpr wchar_t kProgId[] = L"Varnel.OrbaEventInf";
 
   explicit COrbaEventInf(ElementObjectFactory newElementObject) noexcept;
   COrbaEventInf(const COrbaEventInf&) = delete;

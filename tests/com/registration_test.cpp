@@ -124,23 +124,29 @@ TEST_F(Registrar, ScriptThatFailsHalfWayIsUndone) {
   EXPECT_FALSE(Exists(L"Second"));
 }
 
-TEST(LoadRestriction, NamesTheProcessesThatMayLoadOnTheOldSystem) {
+TEST(LoadRestriction, ConcernsTheOldSystemWithAnUnmanagedAgentOnly) {
+  constexpr HostVersion kNt4{2, 4};
   struct {
+    HostVersion version;
+    bool managed;
     const wchar_t* process;
     bool mayLoad;
-  } const rows[] = {{L"C:\\Agent\\OrbaFramework.exe", true},
-                    {L"orbaupdate.EXE", true},
-                    {L"C:/x/REGSVR32.exe", true},
-                    {L"OrbaScript.exe", true},
-                    {L"OrbaScript.com", false},
-                    {L"OrbaScript", false},
-                    {L"xOrbaScript.exe", false},
-                    {L"C:\\OrbaScript.exe\\other.exe", false},
-                    {L"", false}};
-  for (const auto& row : rows) EXPECT_EQ(row.mayLoad, MayLoadUnmanaged(row.process));
-  EXPECT_TRUE(IsNt4(2, 4));
-  EXPECT_FALSE(IsNt4(1, 4));
-  EXPECT_FALSE(IsNt4(2, 5));
+  } const rows[] = {{kNt4, false, L"C:\\Agent\\OrbaFramework.exe", true},
+                    {kNt4, false, L"orbaupdate.EXE", true},
+                    {kNt4, false, L"C:/x/REGSVR32.exe", true},
+                    {kNt4, false, L"OrbaScript.exe", true},
+                    {kNt4, false, L"OrbaScript.com", false},
+                    {kNt4, false, L"OrbaScript", false},
+                    {kNt4, false, L"xOrbaScript.exe", false},
+                    {kNt4, false, L"C:\\OrbaScript.exe\\other.exe", false},
+                    {kNt4, false, L"", false},
+                    {kNt4, true, L"other.exe", true},
+                    {{1, 4}, false, L"other.exe", true},
+                    {{2, 5}, false, L"other.exe", true},
+                    {{2, 10}, false, L"", true}};
+  for (const auto& row : rows)
+    EXPECT_EQ(row.mayLoad, MayLoad(row.version, row.managed, row.process))
+        << row.version.major << row.managed << std::string(row.process, row.process + wcslen(row.process));
 }
 
 }  // namespace
