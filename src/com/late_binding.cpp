@@ -49,6 +49,10 @@ HRESULT InvokeLateBound(ITypeInfo& info, void* target, const wchar_t* source, DI
   if (!parameters) return E_POINTER;
   return Guarded([&] {
     OutArgument out(info, member, *parameters);
+    if (const auto mismatch = out.Mismatch()) {
+      if (badArgument) *badArgument = *mismatch;
+      return DISP_E_TYPEMISMATCH;
+    }
     const HRESULT called =
         info.Invoke(target, member, flags, out.Parameters(), result, exception, badArgument);
     if (SUCCEEDED(called)) out.HandBack();

@@ -57,16 +57,10 @@ bool IsUntypedReference(const VARIANT& argument) noexcept {
   return V_VT(&argument) == (VT_BYREF | VT_VARIANT);
 }
 
-bool NeedsPlace(const VARIANT& argument) noexcept {
-  switch (V_VT(&argument)) {
-    case VT_EMPTY:
-    case VT_NULL:
-    case VT_DISPATCH:
-    case VT_UNKNOWN:
-      return true;
-    default:
-      return IsUntypedReference(argument);
-  }
+// Nothing, null or an object by value: the caller does not want the result.
+bool IsUnwanted(const VARIANT& argument) noexcept {
+  const VARTYPE type = V_VT(&argument);
+  return type == VT_EMPTY || type == VT_NULL || type == VT_DISPATCH || type == VT_UNKNOWN;
 }
 
 // Where the argument of a parameter stands: named ones first, the others from the back.
@@ -83,11 +77,17 @@ OutArgument::OutArgument(ITypeInfo& info, DISPID member, DISPPARAMS& given) : pa
   if (given.cArgs == 0 || given.cNamedArgs > given.cArgs) return;
   const auto parameter = FindOutParameter(info, member);
   const auto place = parameter ? FindArgument(given, parameter->index) : std::nullopt;
-  if (!place || !NeedsPlace(given.rgvarg[*place])) return;
+  if (!place) return;
+  const bool untyped = IsUntypedReference(given.rgvarg[*place]);
+  if (!untyped && !IsUnwanted(given.rgvarg[*place])) {
+    // Nothing else by value: some systems would call the method and then refuse its result.
+    if ((V_VT(&given.rgvarg[*place]) & VT_BYREF) == 0) mismatch_ = *place;
+    return;
+  }
   arguments_.assign(given.rgvarg, given.rgvarg + given.cArgs);
   parameters_.rgvarg = arguments_.data();
   VARIANT& argument = arguments_[*place];
-  if (IsUntypedReference(argument)) variable_ = V_VARIANTREF(&argument);
+  if (untyped) variable_ = V_VARIANTREF(&argument);
   V_VT(&argument) = static_cast<VARTYPE>(VT_BYREF | parameter->type);
   V_BYREF(&argument) = object_.Put();
 }

@@ -5,6 +5,7 @@
 #include <windows.h>
 #include <oleauto.h>
 
+#include <optional>
 #include <vector>
 
 namespace varnel {
@@ -22,6 +23,9 @@ class OutArgument {
   OutArgument(const OutArgument&) = delete;
   OutArgument& operator=(const OutArgument&) = delete;
 
+  // The position of an argument that no result can go into: the method is not to be called.
+  std::optional<UINT> Mismatch() const noexcept { return mismatch_; }
+
   // What to call the method with.
   DISPPARAMS* Parameters() noexcept { return &parameters_; }
 
@@ -34,6 +38,7 @@ class OutArgument {
   std::vector<VARIANT> arguments_;  // copies that own nothing; empty when nothing needs a place of ours
   ComPtr<IUnknown> object_;
   VARIANT* variable_ = nullptr;
+  std::optional<UINT> mismatch_;
 };
 
 }  // namespace varnel

@@ -41,6 +41,9 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   STDMETHODIMP OnFrameworkTerminate() override;
   STDMETHODIMP OnFrameworkAvailable() override;
 
+  // Whether the framework has taken the object's registration and not stopped since. Any thread may ask.
+  bool IsFrameworkAvailable() const noexcept { return frameworkAvailable_ != 0; }
+
   // IOrbaEventInf
   STDMETHODIMP Initialize(BSTR strSoftwareID, BSTR strRootName, BSTR strSoftwareNodeName,
                           BSTR strSoftwareName, BSTR strVersion, BSTR strProductFamily) override;
