@@ -25,18 +25,17 @@ RegistrySandbox::~RegistrySandbox() {
   RegDeleteTreeW(HKEY_CURRENT_USER, SandboxPath().c_str());
 }
 
-void RegistrySandbox::SetText(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
+void SetMachineText(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
   const auto* const begin = reinterpret_cast<const BYTE*>(text.c_str());
-  SetBytes(key, name, REG_SZ, {begin, begin + (text.size() + 1) * sizeof(wchar_t)});
+  SetMachineBytes(key, name, REG_SZ, {begin, begin + (text.size() + 1) * sizeof(wchar_t)});
 }
 
-void RegistrySandbox::SetNumber(const wchar_t* key, const wchar_t* name, DWORD number) {
+void SetMachineNumber(const wchar_t* key, const wchar_t* name, DWORD number) {
   const auto* const begin = reinterpret_cast<const BYTE*>(&number);
-  SetBytes(key, name, REG_DWORD, {begin, begin + sizeof(number)});
+  SetMachineBytes(key, name, REG_DWORD, {begin, begin + sizeof(number)});
 }
 
-void RegistrySandbox::SetBytes(const wchar_t* key, const wchar_t* name, DWORD type,
-                               const std::vector<BYTE>& bytes) {
+void SetMachineBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::vector<BYTE>& bytes) {
   RegistryKey opened;
   ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExW(HKEY_LOCAL_MACHINE, key, 0, nullptr, REG_OPTION_VOLATILE,
                                            KEY_ALL_ACCESS, nullptr, opened.Put(), nullptr));

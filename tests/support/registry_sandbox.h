@@ -11,6 +11,12 @@ constexpr wchar_t kFramework[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\QRN\\Shared 
 constexpr wchar_t kEventParser[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon\\EventParser";
 constexpr wchar_t kLog[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon";
 
+// Set a value below HKEY_LOCAL_MACHINE, in a key that is made when missing and goes away with the prefix's
+// server at the latest.
+void SetMachineText(const wchar_t* key, const wchar_t* name, const std::wstring& text);
+void SetMachineNumber(const wchar_t* key, const wchar_t* name, DWORD number);
+void SetMachineBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::vector<BYTE>& bytes);
+
 // While it lives, HKEY_LOCAL_MACHINE is an empty key of this process alone; a loaded DLL sees it too. Nothing
 // of the real machine hive can be seen meanwhile, so no COM class is activated under it.
 class RegistrySandbox {
@@ -20,10 +26,15 @@ class RegistrySandbox {
   RegistrySandbox(const RegistrySandbox&) = delete;
   RegistrySandbox& operator=(const RegistrySandbox&) = delete;
 
-  // Make the key when missing.
-  void SetText(const wchar_t* key, const wchar_t* name, const std::wstring& text);
-  void SetNumber(const wchar_t* key, const wchar_t* name, DWORD number);
-  void SetBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::vector<BYTE>& bytes);
+  void SetText(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
+    SetMachineText(key, name, text);
+  }
+  void SetNumber(const wchar_t* key, const wchar_t* name, DWORD number) {
+    SetMachineNumber(key, name, number);
+  }
+  void SetBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::vector<BYTE>& bytes) {
+    SetMachineBytes(key, name, type, bytes);
+  }
   void Delete(const wchar_t* key, const wchar_t* name);
 
  private:
