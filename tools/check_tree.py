@@ -15,8 +15,9 @@ LAYERS = {
     "logging": {"base"},
     "settings": {"base", "logging"},
     "probes": {"base", "logging"},
-    "events": {"base", "xml", "logging", "settings", "probes"},
-    "com": {"base", "xml", "logging", "settings", "probes", "events"},
+    "protection": {"base", "logging", "settings"},
+    "events": {"base", "xml", "logging", "settings", "probes", "protection"},
+    "com": {"base", "xml", "logging", "settings", "probes", "protection", "events"},
 }
 # Rules that fuzzers and sanitizers build on the host.
 PORTABLE = ["xml/node", "xml/element", "xml/attribute", "xml/leaf_nodes", "xml/document", "xml/null_nodes",

@@ -6,6 +6,7 @@
 #include "events/result_codes.h"
 #include "events/save_mutex.h"
 #include "logging/log_writer.h"
+#include "protection/protection_exception.h"
 #include "settings/agent_settings.h"
 #include "xml/file_writer.h"
 #include "xml/last_error.h"
@@ -43,12 +44,13 @@ std::wstring AgentEventFileName(const SYSTEMTIME& localTime, std::uint32_t rando
 
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension,
                             const std::wstring& document, HANDLE saveMutex) {
+  ScopedProtectionException exception;  // asked for under the mutex, withdrawn when that is released
   const SaveMutexLock lock(saveMutex);
   SYSTEMTIME now;
   GetLocalTime(&now);
   const std::wstring name = AgentEventFileName(now, RandomValue(), GetCurrentThreadId());
   const std::wstring path = folder + L'\\' + name + L'.' + extension;
-  // A self-protection exception for the file belongs here, to be held until the mutex is released.
+  exception.Request(path);
   const std::int32_t status = AdvXMLParser::SaveToFile(path, document, AdvXMLParser::kUtf8Encoding, nullptr,
                                                        nullptr, EventSizeWithinLimit);
   return status == AdvXMLParser::kSaved ? S_OK : ReportFailure(status, path);

@@ -5,6 +5,7 @@
 #include "events/result_codes.h"
 #include "events/save_mutex.h"
 #include "logging/log_writer.h"
+#include "protection/protection_exception.h"
 #include "settings/agent_settings.h"
 #include "xml/errors.h"
 #include "xml/file_writer.h"
@@ -57,12 +58,12 @@ class ReservedFile {
 
 HRESULT WriteServerEventFile(const wchar_t* folder, const std::wstring& document, HANDLE saveMutex,
                              unsigned owner) {
+  ScopedProtectionException exception;  // asked for under the mutex, withdrawn when that is released
   const SaveMutexLock lock(saveMutex);
-  const std::wstring name = NewGuidFileName();
-  // A self-protection exception for the folder and the file belongs here, to be held until the mutex is
-  // released.
+  std::wstring path = folder + (L"\\" + NewGuidFileName());
+  exception.Request(path);
   CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
-  ReservedFile file(folder + (L"\\" + name));
+  ReservedFile file(std::move(path));
   if (!file.Created()) {
     LogError(kFacility, L"%x couldn't create file %s", owner, file.Path().c_str());
     return kEventFileNotWritten;

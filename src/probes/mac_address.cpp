@@ -1,6 +1,6 @@
 #include "probes/mac_address.h"
 
-#include "base/windows_handles.h"
+#include "base/system_library.h"
 #include "logging/log_writer.h"
 #include "probes/sockets.h"
 
@@ -80,16 +80,6 @@ bool AddAddresses(const IP_ADAPTER_ADDRESSES& source, const std::string& mac, Ca
   return added;
 }
 
-// From the system's own folder only: a file of that name beside the host program is not ours to run.
-LoadedLibrary LoadIpHelper() noexcept {
-  constexpr wchar_t kName[] = L"\\iphlpapi.dll";
-  wchar_t path[MAX_PATH + std::size(kName)];
-  const UINT length = GetSystemDirectoryW(path, MAX_PATH);
-  if (length == 0 || length >= MAX_PATH) return LoadedLibrary();
-  std::copy(std::begin(kName), std::end(kName), path + length);
-  return LoadedLibrary(LoadLibraryW(path));
-}
-
 AdapterListPtr AllocateList(ULONG bytes) noexcept {
   return AdapterListPtr(static_cast<IP_ADAPTER_ADDRESSES*>(std::calloc(1, bytes)));
 }
@@ -118,11 +108,9 @@ bool AddCandidates(const IP_ADAPTER_ADDRESSES* list, CandidateTable& table) {
 }
 
 bool LoadAdapterAddresses(AdapterListPtr& list) noexcept {
-  const LoadedLibrary library = LoadIpHelper();
-  if (!library) return false;
-  const auto getAdapters = reinterpret_cast<decltype(&GetAdaptersAddresses)>(
-      reinterpret_cast<void*>(GetProcAddress(library.Get(), "GetAdaptersAddresses")));
-  if (!getAdapters) return false;
+  const LoadedLibrary library = LoadSystemLibrary(L"iphlpapi.dll");
+  decltype(GetAdaptersAddresses)* getAdapters = nullptr;
+  if (!library || !Resolve(library, "GetAdaptersAddresses", getAdapters)) return false;
   constexpr ULONG kFirstBytes = 448;
   constexpr ULONG kFlags = GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_INCLUDE_PREFIX;
   ULONG bytes = kFirstBytes;

@@ -10,18 +10,11 @@ namespace {
 
 using testing::HasSubstr;
 
-// Registered as regsvr32 does it, with an agent in the prefix's own registry: other processes see it too.
-class ActivationTest : public testing::Test {
+// Registered as regsvr32 does it.
+class ActivationTest : public MachineAgentTest {
  protected:
-  ActivationTest() {
-    EXPECT_EQ(S_OK, library.Export<HRESULT(STDAPICALLTYPE*)()>("DllRegisterServer")());
-    SetMachineNumber(kFramework, L"AgentMode", 1);
-    SetMachineText(kFramework, L"Data Path", folder.Path() + L"\\");
-    SetMachineText(kFramework, L"IPAddress", L"192.0.2.7");
-    SetMachineText(kEventParser, L"EventsPath", serverEvents);
-  }
+  ActivationTest() { EXPECT_EQ(S_OK, library.Export<HRESULT(STDAPICALLTYPE*)()>("DllRegisterServer")()); }
   ~ActivationTest() override {
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, kVendor);
     EXPECT_EQ(S_OK, library.Export<HRESULT(STDAPICALLTYPE*)()>("DllUnregisterServer")());
   }
 
@@ -40,17 +33,7 @@ class ActivationTest : public testing::Test {
     return ReadBytes(output);
   }
 
-  static std::string OnlyFile(const std::wstring& where) {
-    const auto files = FilesIn(where);
-    EXPECT_EQ(1u, files.size());
-    return files.size() == 1 ? ReadBytes(where + L"\\" + files[0]) : std::string();
-  }
-
-  static constexpr wchar_t kVendor[] = L"SOFTWARE\\Wow6432Node\\Kestrane";
   Library library;
-  TempFolder folder;
-  const std::wstring agentEvents = folder.MakeFolder(L"AgentEvents");
-  const std::wstring serverEvents = folder.File(L"ServerEvents");
 };
 
 void ReportFrom(DWORD apartment) {

@@ -72,18 +72,56 @@ constexpr HRESULT kNotCreated = static_cast<HRESULT>(0xFFFFFFD7);
 constexpr HRESULT kRefused = static_cast<HRESULT>(0xFFFFFFC9);
 constexpr DATE kNoon2024 = 45358.5;  // 7 March 2024, 12:00
 
-// An agent of its own: registry and folders, as they are before the library is used.
+inline HRESULT Initialize(IOrbaEventInf3& target, const wchar_t* softwareId = L"EXAMPLE__1000") {
+  return target.Initialize(Bstr(softwareId), Bstr(L"Root"), Bstr(L"Product"), Bstr(L"Name"), Bstr(L"1.2"),
+                           Bstr(L"Family"));
+}
+
+inline HRESULT AddEvent(IOrbaEventInf3& target, const wchar_t* name, long id, long severity = 1) {
+  return target.CreateEventElement(Bstr(name), id, severity, kNoon2024,
+                                   static_cast<IEventElement**>(nullptr));
+}
+
+// Makes a report that may be saved: the machine's facts and one event.
+inline void Fill(IOrbaEventInf3& target, long severity = 1) {
+  ASSERT_EQ(S_OK, target.CreateMachineElement(nullptr, nullptr, nullptr));
+  ASSERT_EQ(S_OK, AddEvent(target, L"Event", 1000, severity));
+}
+
+// The text of the only file in a folder.
+inline std::string OnlyFile(const std::wstring& where) {
+  const auto files = FilesIn(where);
+  EXPECT_EQ(1u, files.size());
+  return files.size() == 1 ? ReadBytes(where + L"\\" + files[0]) : std::string();
+}
+
+// A managed agent with these folders, as HKEY_LOCAL_MACHINE stands for the calling process.
+inline void SetUpAgent(const std::wstring& folder, const std::wstring& serverEvents) {
+  SetMachineNumber(kFramework, L"AgentMode", 1);
+  SetMachineText(kFramework, L"Data Path", folder + L"\\");
+  SetMachineText(kFramework, L"IPAddress", L"192.0.2.7");
+  SetMachineText(kEventParser, L"EventsPath", serverEvents);
+  SetMachineNumber(kLog, L"LogLevel", 5);
+}
+
+// An agent of the process's own: registry and folders, as they are before the library is used.
 class AgentTest : public testing::Test {
  protected:
-  AgentTest() {
-    registry.SetNumber(kFramework, L"AgentMode", 1);
-    registry.SetText(kFramework, L"Data Path", folder.Path() + L"\\");
-    registry.SetText(kFramework, L"IPAddress", L"192.0.2.7");
-    registry.SetText(kEventParser, L"EventsPath", serverEvents);
-    registry.SetNumber(kLog, L"LogLevel", 5);
-  }
+  AgentTest() { SetUpAgent(folder.Path(), serverEvents); }
 
   RegistrySandbox registry;
+  TempFolder folder;
+  const std::wstring agentEvents = folder.MakeFolder(L"AgentEvents");
+  const std::wstring serverEvents = folder.File(L"ServerEvents");
+};
+
+// The agent of the whole prefix, for what needs the machine's own registry or other processes. Programs that
+// use it exclude each other.
+class MachineAgentTest : public testing::Test {
+ protected:
+  MachineAgentTest() { SetUpAgent(folder.Path(), serverEvents); }
+  ~MachineAgentTest() override { RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Wow6432Node\\Kestrane"); }
+
   TempFolder folder;
   const std::wstring agentEvents = folder.MakeFolder(L"AgentEvents");
   const std::wstring serverEvents = folder.File(L"ServerEvents");
@@ -92,29 +130,6 @@ class AgentTest : public testing::Test {
 // The library under test with a report that nothing has been done with.
 class ReportTest : public AgentTest {
  protected:
-  static HRESULT Initialize(IOrbaEventInf3& target, const wchar_t* softwareId = L"EXAMPLE__1000") {
-    return target.Initialize(Bstr(softwareId), Bstr(L"Root"), Bstr(L"Product"), Bstr(L"Name"), Bstr(L"1.2"),
-                             Bstr(L"Family"));
-  }
-
-  // A report that may be saved: the machine's facts and one event.
-  static void Fill(IOrbaEventInf3& target, long severity = 1) {
-    ASSERT_EQ(S_OK, target.CreateMachineElement(nullptr, nullptr, nullptr));
-    ASSERT_EQ(S_OK, AddEvent(target, L"Event", 1000, severity));
-  }
-
-  static HRESULT AddEvent(IOrbaEventInf3& target, const wchar_t* name, long id, long severity = 1) {
-    return target.CreateEventElement(Bstr(name), id, severity, kNoon2024,
-                                     static_cast<IEventElement**>(nullptr));
-  }
-
-  // The text of the only file in a folder.
-  static std::string OnlyFile(const std::wstring& where) {
-    const auto files = FilesIn(where);
-    EXPECT_EQ(1u, files.size());
-    return files.size() == 1 ? ReadBytes(where + L"\\" + files[0]) : std::string();
-  }
-
   Library library;
   ComPtr<IOrbaEventInf3> report = library.CreateReport();
 };

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "base/windows_handles.h"
+
+namespace varnel {
+
+// Loads a library from the system's own folder only: a file of that name beside the host program is not ours
+// to run. `name` is the file's name without folder. Empty on failure.
+[[nodiscard]] LoadedLibrary LoadSystemLibrary(const wchar_t* name) noexcept;
+
+// Sets `function` to the library's export of that name. False, with null, when there is none.
+template <class Function>
+[[nodiscard]] bool Resolve(const LoadedLibrary& library, const char* name, Function*& function) noexcept {
+  function = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library.Get(), name)));
+  return function != nullptr;
+}
+
+}  // namespace varnel

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "protection/client_interface.h"
+
+namespace varnel {
+
+constexpr wchar_t kProtectionFacility[] = L"Quorvel";
+
+// The entry points of the service's client library.
+struct ProtectionClient {
+  SelfProtectionRequestFunction* request = nullptr;
+  SelfProtectionWithdrawFunction* withdraw = nullptr;
+
+  explicit operator bool() const noexcept { return request != nullptr; }
+};
+
+// The client library that the registry value "SelfProtectionClient" (framework key, full path below 260
+// characters) names, or nothing.
+//
+// It is loaded once and then stays in the process. Before that, its signature is checked on the very file
+// that is loaded (see signature_check.h). A file that is refused, or a path that is not full and local, is
+// logged at level 5, once for as long as path and file stay the same. No value or no such file is not worth
+// a word. Any thread may call; never from DllMain.
+[[nodiscard]] ProtectionClient GetProtectionClient() noexcept;
+
+}  // namespace varnel

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <windows.h>
+
+namespace varnel {
+
+struct SignatureVerdict {
+  const wchar_t* objection;  // what is wrong, for a log line; null when the file may be trusted
+  DWORD code;                // the system's code for it
+};
+
+// Whether an open file has an intact Authenticode signature by a certificate that is for code signing and
+// leads, without any error, to a root that the machine (not the user) trusts. A signature whose certificate
+// has expired counts only with a time stamp from when it had not. `path` is the file's own path. Nothing is
+// fetched from the network, so revocation is not asked about.
+//
+// The system's verification function alone is no proof: what it accepts depends on policies and, on some
+// systems, on nothing but an intact hash. So the chain is built and judged here as well, its status included.
+[[nodiscard]] SignatureVerdict CheckSignature(HANDLE file, const wchar_t* path) noexcept;
+
+}  // namespace varnel

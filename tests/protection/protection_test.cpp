@@ -1,0 +1,185 @@
+#include "component/library.h"
+#include "support/captured_output.h"
+
+#include <gmock/gmock.h>
+#include <wincrypt.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+
+namespace varnel::test {
+namespace {
+
+using testing::HasSubstr;
+
+std::wstring Client(const std::string& name) {
+  const std::string path = "Z:" VARNEL_CLIENTS "/" + name;
+  std::wstring wide(path.begin(), path.end());
+  std::replace(wide.begin(), wide.end(), L'/', L'\\');
+  return wide;
+}
+
+// Trusts an authority on this machine, that is in the test's prefix, while it lives.
+class TrustedAuthority {
+ public:
+  TrustedAuthority()
+      : store_(CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_LOCAL_MACHINE, L"Root")) {
+    const std::string encoded = ReadBytes(Client("authority.cer"));
+    EXPECT_TRUE(CertAddEncodedCertificateToStore(
+        store_, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(encoded.data()),
+        static_cast<DWORD>(encoded.size()), CERT_STORE_ADD_REPLACE_EXISTING, &certificate_));
+    EXPECT_TRUE(CertControlStore(store_, 0, CERT_STORE_CTRL_COMMIT, nullptr));
+  }
+  ~TrustedAuthority() {
+    EXPECT_TRUE(CertDeleteCertificateFromStore(certificate_));
+    CertCloseStore(store_, 0);
+  }
+  TrustedAuthority(const TrustedAuthority&) = delete;
+  TrustedAuthority& operator=(const TrustedAuthority&) = delete;
+
+ private:
+  HCERTSTORE store_;
+  PCCERT_CONTEXT certificate_ = nullptr;
+};
+
+// The system's trust in certificates is kept in the machine's registry, so that is used as it is.
+class ProtectionTest : public MachineAgentTest {
+ protected:
+  static void UseClient(const std::wstring& path) {
+    SetMachineText(kFramework, L"SelfProtectionClient", path);
+  }
+
+  // The log lines of one save by a library that has just been loaded.
+  std::string SaveOnce(const wchar_t* softwareId = L"EXAMPLE__1000", HRESULT expected = S_OK) {
+    const Library library;
+    return Save(library, softwareId, expected);
+  }
+
+  static std::string Save(const Library& library, const wchar_t* softwareId = L"EXAMPLE__1000",
+                          HRESULT expected = S_OK) {
+    HRESULT result = E_UNEXPECTED;
+    const CapturedOutput output;
+    {
+      const auto report = library.CreateReport();
+      Initialize(*report, softwareId);
+      Fill(*report);
+      result = report->Save();
+    }
+    EXPECT_EQ(expected, result);
+    return output.Text();
+  }
+
+  // What the stand-in has recorded; from now on it answers requests with `answer`.
+  static std::wstring TakeRecord(const wchar_t* client, LONG answer = 0) {
+    const HMODULE loaded = GetModuleHandleW(client);
+    if (!loaded) return L"not loaded";
+    wchar_t record[2000];
+    const auto take = reinterpret_cast<void(WINAPI*)(wchar_t*, LONG)>(
+        reinterpret_cast<void*>(GetProcAddress(loaded, "StandInTake")));
+    take(record, answer);
+    return record;
+  }
+
+  // Once for all: a process keeps the roots that it has seen.
+  static void SetUpTestSuite() { authority = std::make_unique<TrustedAuthority>(); }
+  static void TearDownTestSuite() { authority.reset(); }
+
+  static inline std::unique_ptr<TrustedAuthority> authority;
+};
+
+TEST_F(ProtectionTest, WithoutClientNothingIsSaid) {
+  EXPECT_EQ("", SaveOnce());
+  UseClient(L"");
+  EXPECT_EQ("", SaveOnce());
+  UseClient(folder.File(L"none.dll"));
+  EXPECT_EQ("", SaveOnce());
+  UseClient(folder.File(L"none\\none.dll"));
+  EXPECT_EQ("", SaveOnce());
+  UseClient(std::wstring(300, L'x'));
+  EXPECT_EQ("", SaveOnce());
+  EXPECT_EQ(5u, FilesIn(agentEvents).size());
+}
+
+TEST_F(ProtectionTest, ClientThatCannotBeTrustedIsRefusedWithOneLineAndTheReportSaved) {
+  struct {
+    std::wstring path;
+    const char* reason;
+  } const rows[] = {
+      {Client("unsigned.dll"), "it is not signed (0x800B0100)"},
+      {Client("tampered.dll"), "its signature is not valid (0x80096010)"},
+      {Client("foreign.dll"), "its signer is not trusted (0x800B0109)"},
+      {Client("foreign_without_chain.dll"), "its signer is not trusted (0x00010000)"},
+      {Client("expired.dll"), "its signer is not trusted (0x800B0101)"},
+      {Client("wrong_use.dll"), "its signer is not trusted (0x"},
+      {Client("incomplete.dll"), "an entry point is missing (0x0000007F)"},
+      {Client("ca"), "it cannot be opened (0x00000005)"},
+      {L"trusted.dll", "its path is not a full one"},
+      {L"\\trusted.dll", "its path is not a full one"},
+      {L"Z:trusted.dll", "its path is not a full one"},
+      {L"\\\\server\\share\\trusted.dll", "it is not on a local disk"},
+      {L"\\\\?\\UNC\\server\\share\\trusted.dll", "it is not on a local disk"},
+  };
+  std::size_t saves = 0;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.reason);
+    UseClient(row.path);
+    const Library library;
+    const std::string lines = Save(library);
+    EXPECT_EQ(1, std::count(lines.begin(), lines.end(), '\n'));
+    EXPECT_THAT(lines, HasSubstr(" E "));
+    EXPECT_THAT(lines, HasSubstr(row.reason));
+    EXPECT_EQ("", Save(library)) << "the same file is refused in silence";
+    saves += 2;
+  }
+  EXPECT_EQ(saves, FilesIn(agentEvents).size());
+  for (const wchar_t* const name :
+       {L"unsigned.dll", L"tampered.dll", L"foreign.dll", L"expired.dll", L"incomplete.dll"})
+    EXPECT_EQ(nullptr, GetModuleHandleW(name));
+}
+
+TEST_F(ProtectionTest, RefusedFileGetsAnotherChanceWhenItChanges) {
+  const std::wstring path = folder.File(L"repaired.dll");
+  std::filesystem::copy_file(Client("unsigned.dll"), path);
+  UseClient(path);
+  const Library library;
+  EXPECT_THAT(Save(library), HasSubstr("not signed"));
+  std::filesystem::copy_file(Client("trusted.dll"), path, std::filesystem::copy_options::overwrite_existing);
+  EXPECT_EQ("", Save(library));
+  EXPECT_NE(L"not loaded", TakeRecord(L"repaired.dll"));
+}
+
+TEST_F(ProtectionTest, ExceptionIsHeldFromBeforeTheFolderUntilTheMutexIsFree) {
+  UseClient(Client("trusted.dll"));
+  EXPECT_EQ("", SaveOnce());
+  EXPECT_EQ(L"request: mutex folder;withdraw: folder file;", TakeRecord(L"trusted.dll"));
+  EXPECT_EQ("", SaveOnce(L"ORBASRVR_3500"));
+  EXPECT_EQ(L"request: mutex;withdraw: folder file;", TakeRecord(L"trusted.dll"));
+}
+
+TEST_F(ProtectionTest, FailingSaveWithdrawsToo) {
+  UseClient(Client("trusted.dll"));
+  SetMachineNumber(kFramework, L"Brenn Size", 1);
+  SaveOnce(L"EXAMPLE__1000", kRefused);
+  EXPECT_EQ(L"request: mutex folder;withdraw: folder;", TakeRecord(L"trusted.dll"));
+  SaveOnce(L"ORBASRVR_3500", kRefused);
+  EXPECT_EQ(L"request: mutex;withdraw: folder;", TakeRecord(L"trusted.dll"));
+  SetMachineText(kEventParser, L"EventsPath", folder.File(L"no\\such"));
+  SaveOnce(L"ORBASRVR_3500", kNotCreated);
+  EXPECT_EQ(L"request: mutex;withdraw:;", TakeRecord(L"trusted.dll"));
+}
+
+TEST_F(ProtectionTest, ServiceThatGivesNoExceptionIsLoggedAndNothingWithdrawn) {
+  UseClient(Client("trusted.dll"));
+  SaveOnce();
+  TakeRecord(L"trusted.dll", 42);
+  const std::string line = SaveOnce();
+  EXPECT_THAT(line, HasSubstr(" E "));
+  EXPECT_THAT(line, HasSubstr(" No self-protection exception for "));
+  EXPECT_THAT(line, testing::EndsWith(": 42\n"));
+  EXPECT_EQ(L"request: mutex folder;", TakeRecord(L"trusted.dll"));
+  EXPECT_EQ(2u, FilesIn(agentEvents).size());
+}
+
+}  // namespace
+}  // namespace varnel::test

@@ -1,0 +1,71 @@
+#!/bin/sh
+# sign_clients.sh OUTPUT CLIENT INCOMPLETE   makes the client libraries of the tests, good and bad, in folder OUTPUT,
+# and authority.cer, the certificate of the authority that the tests trust.
+set -eu
+output=$1 client=$2 incomplete=$3
+rm -rf "$output"
+mkdir -p "$output/ca"
+cd "$output/ca"
+exec 3>&2 >log 2>&1
+trap '[ $? -eq 0 ] || cat log >&3' EXIT
+touch index
+echo 1000 >serial
+cat >config <<'END'
+[ca]
+default_ca = any
+[any]
+database = index
+serial = serial
+new_certs_dir = .
+default_md = sha256
+policy = names
+[names]
+commonName = supplied
+[code]
+extendedKeyUsage = codeSigning
+[server]
+extendedKeyUsage = serverAuth
+[authority]
+basicConstraints = critical, CA:true
+keyUsage = critical, keyCertSign, cRLSign
+[req]
+distinguished_name = empty
+[empty]
+END
+
+authority() { # NAME
+  openssl req -x509 -config config -extensions authority -newkey rsa:2048 -nodes -subj "/CN=$1" -days 3650 \
+    -keyout "$1.key" -out "$1.pem"
+}
+certificate() { # NAME AUTHORITY USE END
+  openssl req -config config -newkey rsa:2048 -nodes -subj "/CN=$1" -keyout "$1.key" -out "$1.csr"
+  openssl ca -batch -config config -extensions "$3" -cert "$2.pem" -keyfile "$2.key" -startdate 20200101000000Z \
+    -enddate "$4" -in "$1.csr" -out "$1.only.pem" -notext
+  cat "$1.only.pem" "$2.pem" >"$1.pem"
+}
+sign() { # CERTIFICATES KEY FILE NAME
+  osslsigncode sign -certs "$1" -key "$2" -h sha256 -in "$3" -out "../$4.dll"
+}
+
+authority known
+authority stranger
+end=20450101000000Z
+certificate product known code "$end"
+certificate old known code 20210101000000Z
+certificate website known server "$end"
+certificate foreign stranger code "$end"
+openssl x509 -in known.pem -outform der -out ../authority.cer
+
+cp "$client" ../unsigned.dll
+sign product.pem product.key "$client" trusted
+sign product.pem product.key "$incomplete" incomplete
+sign old.pem old.key "$client" expired
+sign website.pem website.key "$client" wrong_use
+sign foreign.pem foreign.key "$client" foreign
+sign foreign.only.pem foreign.key "$client" foreign_without_chain
+python3 - ../trusted.dll ../tampered.dll <<'END'
+import sys
+data = bytearray(open(sys.argv[1], "rb").read())
+data[len(data) // 2] ^= 1  # in the middle of the sections
+open(sys.argv[2], "wb").write(data)
+END
