@@ -29,7 +29,7 @@ bool ReadRegistryString(wchar_t* destination, std::uint16_t capacity, const wcha
   };
   LSTATUS status = query();
   while (status == ERROR_MORE_DATA) {
-    largerBuffer = AllocateZeroed<wchar_t>(size);
+    largerBuffer = AllocateZeroed<wchar_t>(std::size_t{size} + 1);  // never empty, whatever size we are told
     if (!largerBuffer) return false;
     buffer = largerBuffer.get();
     status = query();
