@@ -7,7 +7,6 @@
 #include "logging/log_writer.h"
 #include "protection/protection_exception.h"
 #include "settings/agent_settings.h"
-#include "xml/errors.h"
 #include "xml/file_writer.h"
 #include "xml/last_error.h"
 
@@ -68,11 +67,12 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const std::wstring& document
     LogError(kFacility, L"%x couldn't create file %s", owner, file.Path().c_str());
     return kEventFileNotWritten;
   }
-  try {
-    AdvXMLParser::WriteToFile(file.Path(), document, AdvXMLParser::kUtf8Encoding, nullptr,
-                              EventSizeWithinLimit);
-  } catch (const AdvXMLParser::ReadWriteException& failure) {
-    const wchar_t* const reason = failure.code == AdvXMLParser::kSaveRefused
+  // By status, not by exception: a refused report is an everyday event, and the first exception of a thread
+  // leaves memory of the C++ runtime behind when the library is unloaded.
+  const std::int32_t status = AdvXMLParser::SaveToFile(file.Path(), document, AdvXMLParser::kUtf8Encoding,
+                                                       nullptr, nullptr, EventSizeWithinLimit);
+  if (status != AdvXMLParser::kSaved) {
+    const wchar_t* const reason = status == AdvXMLParser::kSaveRefused
                                       ? L"Event data is too large to be sent to Orba"
                                       : AdvXMLParser::GetLastErrorText();
     LogError(kFacility, L"%x couldn't write to file %s:  %s", owner, file.Path().c_str(), reason);
