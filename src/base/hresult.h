@@ -17,6 +17,10 @@ class HResultError {
   HRESULT code_;
 };
 
+inline void ThrowIfFailed(HRESULT result) {
+  if (FAILED(result)) throw HResultError(result);
+}
+
 // The one place where exceptions become HRESULTs: runs `body` (returning an HRESULT) and lets nothing out.
 // Allocation failure gives E_OUTOFMEMORY, as does a text too long to be held; HResultError its own code;
 // anything else E_FAIL.

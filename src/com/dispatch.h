@@ -27,7 +27,8 @@ class DispatchImpl : public Impl {
     return index == 0 ? Module::Instance().GetTypeInfo(Impl::DispatchIid(), out) : DISP_E_BADINDEX;
   }
 
-  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
+  STDMETHODIMP GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
+    if (reserved != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
     ComPtr<ITypeInfo> info;
     const HRESULT result = Module::Instance().GetTypeInfo(Impl::DispatchIid(), info.Put());
     return FAILED(result) ? result : info->GetIDsOfNames(names, count, ids);

@@ -12,9 +12,9 @@
 namespace {
 
 bool HostIsRefused() noexcept {
-  OSVERSIONINFOEXW record{};
+  OSVERSIONINFOW record{};  // the short form: the system in question knows no other
   record.dwOSVersionInfoSize = sizeof(record);
-  GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&record));
+  GetVersionExW(&record);
   const varnel::HostVersion version{record.dwPlatformId, record.dwMajorVersion};
   if (!varnel::IsNt4(version)) return false;  // nothing else is asked of a newer system
   wchar_t host[260];

@@ -6,7 +6,6 @@
 #include "events/result_text.h"
 
 #include <cstdio>
-#include <utility>
 
 namespace varnel {
 namespace {
@@ -32,13 +31,17 @@ BSTR DescribeFailure(ITypeInfo& info, DISPID member, HRESULT code) noexcept {
   return SysAllocString(description);
 }
 
-// Whatever stands there comes from the type library, which knows no more than the number.
-void FillException(EXCEPINFO& exception, const wchar_t* source, BSTR description) noexcept {
-  SysFreeString(std::exchange(exception.bstrSource, SysAllocString(source)));
-  SysFreeString(std::exchange(exception.bstrDescription, description));
-  SysFreeString(std::exchange(exception.bstrHelpFile, nullptr));
-  exception.dwHelpContext = 0;
-  exception.pfnDeferredFillIn = nullptr;
+// What the type library knows of the failure is no more than the number. The caller's structure is written
+// as a whole: nobody has to initialise it.
+void Report(EXCEPINFO& known, const wchar_t* source, BSTR description, EXCEPINFO* exception) noexcept {
+  const BstrOwner knownSource(known.bstrSource);
+  const BstrOwner knownDescription(known.bstrDescription);
+  const BstrOwner knownHelpFile(known.bstrHelpFile);
+  if (!exception) return SysFreeString(description);
+  *exception = {};
+  exception->scode = known.scode;
+  exception->bstrSource = SysAllocString(source);
+  exception->bstrDescription = description;
 }
 
 }  // namespace
@@ -49,15 +52,15 @@ HRESULT InvokeLateBound(ITypeInfo& info, void* target, const wchar_t* source, DI
   if (!parameters) return E_POINTER;
   return Guarded([&] {
     OutArgument out(info, member, *parameters);
-    if (const auto mismatch = out.Mismatch()) {
-      if (badArgument) *badArgument = *mismatch;
-      return DISP_E_TYPEMISMATCH;
+    if (FAILED(out.Refusal())) {
+      if (badArgument) *badArgument = out.Position();
+      return out.Refusal();
     }
-    const HRESULT called =
-        info.Invoke(target, member, flags, out.Parameters(), result, exception, badArgument);
+    EXCEPINFO known{};
+    const HRESULT called = info.Invoke(target, member, flags, out.Parameters(), result, &known, badArgument);
     if (SUCCEEDED(called)) out.HandBack();
-    if (called == DISP_E_EXCEPTION && exception)
-      FillException(*exception, source, DescribeFailure(info, member, exception->scode));
+    if (called == DISP_E_EXCEPTION)
+      Report(known, source, DescribeFailure(info, member, known.scode), exception);
     return called;
   });
 }

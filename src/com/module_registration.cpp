@@ -1,10 +1,9 @@
 #include "base/com_ptr.h"
 #include "base/hresult.h"
+#include "com/component_categories.h"
 #include "com/module.h"
 #include "com/registrar.h"
 #include "varnel_contract.h"
-
-#include <comcat.h>
 
 namespace varnel {
 namespace {
@@ -14,10 +13,6 @@ constexpr SYSKIND kSystemKind = SYS_WIN64;
 #else
 constexpr SYSKIND kSystemKind = SYS_WIN32;
 #endif
-
-void ThrowIfFailed(HRESULT result) {
-  if (FAILED(result)) throw HResultError(result);
-}
 
 std::wstring GuidText(REFGUID guid) {
   wchar_t text[39];
@@ -45,31 +40,12 @@ std::vector<ScriptKey> KeysOf(const ClassEntry& entry) {
   return *std::move(keys);
 }
 
-enum class Categories { kRegister, kUnregister };
-
-void ApplyCategories(const ClassEntry& entry, Categories action) {
-  if (entry.categories.empty()) return;
-  ComPtr<ICatRegister> registrar;
-  ThrowIfFailed(CoCreateInstance(CLSID_StdComponentCategoriesMgr, nullptr, CLSCTX_INPROC_SERVER,
-                                 IID_ICatRegister, registrar.PutVoid()));
-  for (const auto& category : entry.categories) {
-    CATID id = *category.category;
-    auto* const table = registrar.Get();
-    if (action == Categories::kRegister)
-      ThrowIfFailed(category.required ? table->RegisterClassReqCategories(*entry.clsid, 1, &id)
-                                      : table->RegisterClassImplCategories(*entry.clsid, 1, &id));
-    else
-      ThrowIfFailed(category.required ? table->UnRegisterClassReqCategories(*entry.clsid, 1, &id)
-                                      : table->UnRegisterClassImplCategories(*entry.clsid, 1, &id));
-  }
-}
-
 }  // namespace
 
 HRESULT RegisterModule() {
   for (const auto& entry : kClassTable) {
     ThrowIfFailed(RegisterKeys(HKEY_CLASSES_ROOT, KeysOf(entry)));
-    ApplyCategories(entry, Categories::kRegister);
+    RegisterCategories(*entry.clsid, entry.categories);
   }
   std::wstring path = Module::Instance().Path();
   ComPtr<ITypeLib> library;
@@ -79,7 +55,7 @@ HRESULT RegisterModule() {
 
 HRESULT UnregisterModule() {
   for (const auto& entry : kClassTable) {
-    ApplyCategories(entry, Categories::kUnregister);
+    UnregisterCategories(*entry.clsid, entry.categories);
     ThrowIfFailed(UnregisterKeys(HKEY_CLASSES_ROOT, KeysOf(entry)));
   }
   BSTR registeredPath = nullptr;

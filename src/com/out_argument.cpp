@@ -53,14 +53,13 @@ std::optional<OutParameter> FindOutParameter(ITypeInfo& info, DISPID member) noe
   }
 }
 
-bool IsUntypedReference(const VARIANT& argument) noexcept {
-  return V_VT(&argument) == (VT_BYREF | VT_VARIANT);
-}
+constexpr VARTYPE kUntyped = VT_BYREF | VT_VARIANT;
 
-// Nothing, null or an object by value: the caller does not want the result.
-bool IsUnwanted(const VARIANT& argument) noexcept {
-  const VARTYPE type = V_VT(&argument);
-  return type == VT_EMPTY || type == VT_NULL || type == VT_DISPATCH || type == VT_UNKNOWN;
+// A host that passes a by-reference parameter on wraps it once more.
+VARIANT Unwrap(const VARIANT& argument) noexcept {
+  const VARIANT* inner = &argument;
+  while (V_VT(inner) == kUntyped && (V_VT(V_VARIANTREF(inner)) & VT_BYREF) != 0) inner = V_VARIANTREF(inner);
+  return *inner;
 }
 
 // Where the argument of a parameter stands: named ones first, the others from the back.
@@ -76,30 +75,57 @@ std::optional<UINT> FindArgument(const DISPPARAMS& given, UINT parameter) noexce
 OutArgument::OutArgument(ITypeInfo& info, DISPID member, DISPPARAMS& given) : parameters_(given) {
   if (given.cArgs == 0 || given.cNamedArgs > given.cArgs) return;
   const auto parameter = FindOutParameter(info, member);
-  const auto place = parameter ? FindArgument(given, parameter->index) : std::nullopt;
-  if (!place) return;
-  const bool untyped = IsUntypedReference(given.rgvarg[*place]);
-  if (!untyped && !IsUnwanted(given.rgvarg[*place])) {
-    // Nothing else by value: some systems would call the method and then refuse its result.
-    if ((V_VT(&given.rgvarg[*place]) & VT_BYREF) == 0) mismatch_ = *place;
-    return;
+  const auto position = parameter ? FindArgument(given, parameter->index) : std::nullopt;
+  if (!position) return;
+  position_ = *position;
+  const VARIANT argument = Unwrap(given.rgvarg[position_]);
+  switch (V_VT(&argument)) {
+    case kUntyped:
+      variable_ = V_VARIANTREF(&argument);
+      break;
+    case VT_BYREF | VT_DISPATCH:
+      dispatchReference_ = V_DISPATCHREF(&argument);
+      break;
+    case VT_BYREF | VT_UNKNOWN:
+      unknownReference_ = V_UNKNOWNREF(&argument);
+      break;
+    case VT_EMPTY:
+    case VT_NULL:
+    case VT_DISPATCH:
+    case VT_UNKNOWN:
+      break;  // the caller does not want the result
+    default:
+      // Some systems would call the method and only then refuse to give its result away.
+      refusal_ = V_VT(&argument) == VT_ERROR ? DISP_E_PARAMNOTOPTIONAL : DISP_E_TYPEMISMATCH;
+      return;
   }
-  arguments_.assign(given.rgvarg, given.rgvarg + given.cArgs);
+  if (V_VT(&given.rgvarg[position_]) != (VT_BYREF | parameter->type)) UsePlaceOfOurs(parameter->type);
+}
+
+void OutArgument::UsePlaceOfOurs(VARTYPE wanted) {
+  arguments_.assign(parameters_.rgvarg, parameters_.rgvarg + parameters_.cArgs);
   parameters_.rgvarg = arguments_.data();
-  VARIANT& argument = arguments_[*place];
-  if (untyped) variable_ = V_VARIANTREF(&argument);
-  V_VT(&argument) = static_cast<VARTYPE>(VT_BYREF | parameter->type);
-  V_BYREF(&argument) = object_.Put();
+  V_VT(&arguments_[position_]) = static_cast<VARTYPE>(VT_BYREF | wanted);
+  V_BYREF(&arguments_[position_]) = object_.Put();
 }
 
 void OutArgument::HandBack() noexcept {
-  if (!variable_) return;
-  VariantClear(variable_);
+  if (arguments_.empty()) return;
+  if (unknownReference_) {
+    *unknownReference_ = object_.Detach();
+    return;
+  }
+  if (!variable_ && !dispatchReference_) return;
   // Engines call methods of a dispatch object only.
-  IDispatch* dispatch = nullptr;
-  if (object_) object_->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(&dispatch));
+  ComPtr<IDispatch> dispatch;
+  if (object_) object_->QueryInterface(IID_IDispatch, dispatch.PutVoid());
+  if (dispatchReference_) {
+    *dispatchReference_ = dispatch.Detach();
+    return;
+  }
+  VariantClear(variable_);
   V_VT(variable_) = VT_DISPATCH;
-  V_DISPATCH(variable_) = dispatch;
+  V_DISPATCH(variable_) = dispatch.Detach();
 }
 
 }  // namespace varnel

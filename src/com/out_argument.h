@@ -5,17 +5,17 @@
 #include <windows.h>
 #include <oleauto.h>
 
-#include <optional>
 #include <vector>
 
 namespace varnel {
 
-// The argument of a method's [out] interface parameter, when a late-bound caller gives it untyped.
+// The argument of a method's [out] interface parameter, as a late-bound caller gives it.
 //
 // Script engines pass a variable as a by-reference variant, which the type library's Invoke refuses for such
-// a parameter; and an object, nothing or null passed by value would lose the reference that the method hands
-// out. Both get a typed place of ours for the time of the call. Every other argument, typed references
-// included, goes through as it is.
+// a parameter; Visual Basic passes IDispatch variables where a method hands out IUnknown; and an object,
+// nothing or null passed by value would lose the reference that the method hands out. All these get a typed
+// place of ours for the time of the call. A reference of just the right type goes through as it is, and a
+// call without such a parameter is not touched.
 class OutArgument {
  public:
   // `given` is the call's, and must outlive this. Throws std::bad_alloc.
@@ -23,22 +23,30 @@ class OutArgument {
   OutArgument(const OutArgument&) = delete;
   OutArgument& operator=(const OutArgument&) = delete;
 
-  // The position of an argument that no result can go into: the method is not to be called.
-  std::optional<UINT> Mismatch() const noexcept { return mismatch_; }
+  // S_OK, or why the method is not to be called: DISP_E_TYPEMISMATCH or DISP_E_PARAMNOTOPTIONAL for the
+  // argument at Position().
+  HRESULT Refusal() const noexcept { return refusal_; }
+  UINT Position() const noexcept { return position_; }
 
   // What to call the method with.
   DISPPARAMS* Parameters() noexcept { return &parameters_; }
 
-  // After a successful call: gives what the method handed out to the caller's variable, as an object whose
-  // methods can be called, and frees what the variable held.
+  // After a successful call: gives what the method handed out to the caller's variable (freeing what that
+  // held) or typed reference. A variable gets an object whose methods can be called.
   void HandBack() noexcept;
 
  private:
+  void UsePlaceOfOurs(VARTYPE wanted);
+
   DISPPARAMS parameters_;
+  UINT position_ = 0;
+  HRESULT refusal_ = S_OK;
   std::vector<VARIANT> arguments_;  // copies that own nothing; empty when nothing needs a place of ours
   ComPtr<IUnknown> object_;
+  // Where it goes; at most one is set.
   VARIANT* variable_ = nullptr;
-  std::optional<UINT> mismatch_;
+  IDispatch** dispatchReference_ = nullptr;
+  IUnknown** unknownReference_ = nullptr;
 };
 
 }  // namespace varnel

@@ -44,7 +44,7 @@ std::wstring AgentEventFileName(const SYSTEMTIME& localTime, std::uint32_t rando
 
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension,
                             const std::wstring& document, HANDLE saveMutex) {
-  ScopedProtectionException exception;  // asked for under the mutex, withdrawn when that is released
+  ScopedProtectionException exception;  // withdrawn after the mutex is released
   const SaveMutexLock lock(saveMutex);
   SYSTEMTIME now;
   GetLocalTime(&now);

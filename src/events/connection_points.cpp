@@ -33,6 +33,7 @@ class EmptyEnumerator final : public IEnumConnectionPoints {
   STDMETHODIMP Reset() override { return S_OK; }
   STDMETHODIMP Clone(IEnumConnectionPoints** out) override {
     if (!out) return E_POINTER;
+    *out = nullptr;
     return Guarded([&] {
       *out = EnumerateNoConnectionPoints(owner_.Get()).Detach();
       return S_OK;

@@ -12,6 +12,7 @@ namespace varnel {
 
 STDMETHODIMP COrbaEventInf::EnumConnectionPoints(IEnumConnectionPoints** ppEnum) {
   if (!ppEnum) return E_POINTER;
+  *ppEnum = nullptr;
   return Guarded([&] {
     *ppEnum = EnumerateNoConnectionPoints(static_cast<IConnectionPointContainer*>(this)).Detach();
     return S_OK;

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "logging/facility.h"
+
 #include <cstdint>
 
 namespace varnel {
-
-constexpr wchar_t kFacility[] = L"Quorvel";
 
 // What "%x" prints for an object in log lines: its address, as far as 32 bits hold it.
 inline unsigned IdentityOf(const void* object) noexcept {

@@ -16,7 +16,7 @@ constexpr Entry kTexts[] = {
       L"Pass every argument; call Initialize first, and CreateMachineElement and CreateEventElement before "
       L"Save. The elements of a report can be used until its DeInitialize."}},
     {E_OUTOFMEMORY,
-     {L"there is not enough memory", L"Nothing has been changed; free some memory and call again."}},
+     {L"there is not enough memory", L"Free some memory and call again; the report is as it was."}},
     {kAgentNotManaged,
      {L"the agent on this machine is not managed",
       L"Enrol the agent at the management server, or use Initialize instead of Initialize3."}},
@@ -33,7 +33,7 @@ constexpr Entry kTexts[] = {
       L"Put fewer events into one report and make sure that the disk is not full; then save again."}},
     {kBadArgument,
      {L"the software identifier or the file extension is missing, or the extension is too long",
-      L"Pass both, and an extension of at most 200 characters."}},
+      L"Call Initialize first; pass both, and an extension of at most 200 characters."}},
     {kNotAnAgentComponent,
      {L"the software identifier does not begin with ORBAAGENT",
       L"Use Save; agent-only events are for components of the agent."}},

@@ -57,7 +57,7 @@ class ReservedFile {
 
 HRESULT WriteServerEventFile(const wchar_t* folder, const std::wstring& document, HANDLE saveMutex,
                              unsigned owner) {
-  ScopedProtectionException exception;  // asked for under the mutex, withdrawn when that is released
+  ScopedProtectionException exception;  // withdrawn after the mutex is released
   const SaveMutexLock lock(saveMutex);
   std::wstring path = folder + (L"\\" + NewGuidFileName());
   exception.Request(path);

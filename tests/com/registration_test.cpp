@@ -1,3 +1,5 @@
+#include "base/registry.h"
+#include "com/component_categories.h"
 #include "com/load_restriction.h"
 #include "com/registrar.h"
 
@@ -122,6 +124,26 @@ TEST_F(Registrar, ScriptThatFailsHalfWayIsUndone) {
   EXPECT_TRUE(FAILED(RegisterKeys(root, Keys(script.c_str()))));
   EXPECT_FALSE(Exists(L"First"));
   EXPECT_FALSE(Exists(L"Second"));
+}
+
+TEST(ComponentCategories, AreWrittenAndRemoved) {
+  constexpr CLSID kClass = {0x1b0a4f2e, 0x7c11, 0x4c1c, {0x9d, 0x55, 0x10, 0x52, 0x61, 0x8e, 0x0a, 0x77}};
+  constexpr CATID kOne = {0x2b0a4f2e, 0x7c11, 0x4c1c, {0x9d, 0x55, 0x10, 0x52, 0x61, 0x8e, 0x0a, 0x77}};
+  constexpr CATID kOther = {0x3b0a4f2e, 0x7c11, 0x4c1c, {0x9d, 0x55, 0x10, 0x52, 0x61, 0x8e, 0x0a, 0x77}};
+  const ComponentCategory categories[] = {{&kOne, false}, {&kOther, true}};
+  const auto exists = [](const std::wstring& key) {
+    return RegistryKey(OpenRegistryKey(
+        HKEY_CLASSES_ROOT, (L"CLSID\\{1B0A4F2E-7C11-4C1C-9D55-1052618E0A77}\\" + key).c_str(), KEY_READ));
+  };
+  ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_MULTITHREADED));
+  RegisterCategories(kClass, categories);
+  EXPECT_TRUE(exists(L"Implemented Categories\\{2B0A4F2E-7C11-4C1C-9D55-1052618E0A77}"));
+  EXPECT_TRUE(exists(L"Required Categories\\{3B0A4F2E-7C11-4C1C-9D55-1052618E0A77}"));
+  UnregisterCategories(kClass, categories);
+  EXPECT_FALSE(exists(L"Implemented Categories\\{2B0A4F2E-7C11-4C1C-9D55-1052618E0A77}"));
+  EXPECT_FALSE(exists(L"Required Categories\\{3B0A4F2E-7C11-4C1C-9D55-1052618E0A77}"));
+  CoUninitialize();
+  RegDeleteTreeW(HKEY_CLASSES_ROOT, L"CLSID\\{1B0A4F2E-7C11-4C1C-9D55-1052618E0A77}");
 }
 
 TEST(LoadRestriction, ConcernsTheOldSystemWithAnUnmanagedAgentOnly) {

@@ -69,7 +69,20 @@ class Outer final : public IUnknown {
   ULONG references = 1;
 };
 
+// A harmless call to show that the interface is alive.
+HRESULT CallSomething(IUnknown& object, const CLSID& clsid) {
+  ComPtr<IOrbaEventInf3> report;
+  if (clsid == CLSID_OrbaEventInf)
+    return object.QueryInterface(IID_IOrbaEventInf3, report.PutVoid()) == S_OK ? report->Save()
+                                                                               : E_NOINTERFACE;
+  ComPtr<IEventElement> element;
+  return object.QueryInterface(IID_IEventElement, element.PutVoid()) == S_OK
+             ? element->AddElementInto(nullptr, nullptr, nullptr)
+             : E_NOINTERFACE;
+}
+
 TEST_F(ReportTest, AggregatedObjectDelegatesToItsOuter) {
+  report.Reset();
   for (const CLSID& clsid : {CLSID_OrbaEventInf, CLSID_EventElement}) {
     Outer outer;
     ComPtr<IClassFactory> factory;
@@ -84,8 +97,12 @@ TEST_F(ReportTest, AggregatedObjectDelegatesToItsOuter) {
       ComPtr<IUnknown> identity;
       EXPECT_EQ(S_OK, dispatch->QueryInterface(IID_IUnknown, identity.PutVoid()));
       EXPECT_EQ(&outer, identity.Get());
+      EXPECT_EQ(E_FAIL, CallSomething(outer, clsid));
     }
     EXPECT_EQ(1u, outer.references);
+    outer.inner.Reset();
+    factory.Reset();
+    EXPECT_EQ(S_OK, library.CanUnloadNow());
   }
 }
 

@@ -69,10 +69,11 @@ HRESULT CallPlain(void* object, std::size_t slot) {
   return CallSlot(object, slot);
 }
 
+// Marks the element that comes back with the slot's number.
 HRESULT CallForElement(void* object, std::size_t slot) {
-  ComPtr<IUnknown> element;
+  ComPtr<IEventElement> element;
   const HRESULT result = CallSlot(object, slot, element.Put());
-  EXPECT_TRUE(element);
+  if (element) element->AddElementInto(Bstr(L"S" + std::to_wstring(slot)), nullptr, nullptr);
   return result;
 }
 
@@ -81,9 +82,11 @@ HRESULT CallWithImpossibleDate(void* object, std::size_t slot) {
 }
 
 TEST_F(SlotTest, MethodsOfTheReportStandWhereCallersExpectThem) {
+  registry.SetNumber(kFramework, L"AgentMode", 0);
+  Check(report.Get(), {18, "Initialize3", "", kNotManaged, CallWithSixTexts});
+  registry.SetNumber(kFramework, L"AgentMode", 1);
   const SlotRow rows[] = {
-      {18, "Initialize3", "Initialize ", S_OK, CallWithSixTexts},
-      {8, "DeInitialize", "", S_OK, CallPlain},
+      {8, "DeInitialize", "", E_FAIL, CallPlain},
       {7, "Initialize", "Initialize ", S_OK, CallWithSixTexts},
       {9, "GetMachineElement", "GetMachineElement", S_OK, CallForElement},
       {10, "GetSoftwareElement", "GetSoftwareElement", S_OK, CallForElement},
@@ -99,7 +102,9 @@ TEST_F(SlotTest, MethodsOfTheReportStandWhereCallersExpectThem) {
       {12, "Save", "Save", S_OK, CallPlain},
   };
   for (const auto& row : rows) Check(report.Get(), row);
-  EXPECT_EQ(1u, FilesIn(serverEvents).size());
+  const std::string saved = OnlyFile(serverEvents);
+  EXPECT_THAT(saved, testing::HasSubstr("<MachineInfo><S9></S9><S14></S14><MachineName>"));
+  EXPECT_THAT(saved, testing::HasSubstr("ProductFamily=\"F\"><S10></S10><S15></S15><Event>"));
 }
 
 TEST_F(SlotTest, MethodsOfAnElementStandWhereCallersExpectThem) {
@@ -123,11 +128,11 @@ TEST_F(SlotTest, PrimaryTableHasOneSlotForDestructionBeforeTheNotifications) {
   ComPtr<IConnectionPointContainer> container;
   ASSERT_EQ(S_OK, report->QueryInterface(IID_IConnectionPointContainer, container.PutVoid()));
   void* const object = container.Get();
-  EXPECT_EQ(S_OK, CallSlot(object, 6));
-  EXPECT_EQ(S_OK, CallSlot(object, 6));
+  for (int i = 0; i < 2; ++i)
+    Check(object, {6, "OnFrameworkTerminate", "OnFrameworkTerminate", S_OK, CallPlain});
   // Nobody implements the callback class here.
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-  EXPECT_TRUE(FAILED(CallSlot(object, 7)));
+  Check(object, {7, "OnFrameworkAvailable", "OnFrameworkAvailable", REGDB_E_CLASSNOTREG, CallPlain});
   CoUninitialize();
   // The destruction slot frees the object whatever its count says; nobody touches the pointers afterwards.
   EXPECT_EQ(S_FALSE, library.CanUnloadNow());

@@ -3,9 +3,12 @@
 #include "events/agent_event_file.h"
 #include "events/automation_date.h"
 #include "events/machine_facts.h"
+#include "events/result_codes.h"
+#include "events/result_text.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 
 namespace varnel {
@@ -50,6 +53,18 @@ std::wstring BodyOf(const EventBatch& batch) {
 
 BSTR Borrow(const wchar_t* text) {
   return const_cast<BSTR>(text);
+}
+
+TEST(ResultText, EveryResultHasWordsOfItsOwn) {
+  std::vector<std::wstring> seen = {DescribeResult(E_UNEXPECTED).meaning,
+                                    DescribeResult(E_UNEXPECTED).remedy};
+  for (const HRESULT code : {E_FAIL, E_OUTOFMEMORY, kAgentNotManaged, kEventDisabled, kEventFileNotWritten,
+                             kEventRefused, kBadArgument, kNotAnAgentComponent}) {
+    for (const std::wstring text : {DescribeResult(code).meaning, DescribeResult(code).remedy}) {
+      EXPECT_EQ(0, std::count(seen.begin(), seen.end(), text)) << std::hex << code;
+      seen.push_back(text);
+    }
+  }
 }
 
 TEST(EventBatch, SkeletonHasTheMachineBeforeTheSoftware) {
