@@ -4,8 +4,6 @@
 
 namespace varnel {
 
-constexpr wchar_t kProtectionFacility[] = L"Quorvel";
-
 // The entry points of the service's client library.
 struct ProtectionClient {
   SelfProtectionRequestFunction* request = nullptr;
@@ -20,7 +18,8 @@ struct ProtectionClient {
 // It is loaded once and then stays in the process. Before that, its signature is checked on the very file
 // that is loaded (see signature_check.h). A file that is refused, or a path that is not full and local, is
 // logged at level 5, once for as long as path and file stay the same. No value or no such file is not worth
-// a word. Any thread may call; never from DllMain.
+// a word. Any thread may call, but not from DllMain and not while it holds the save mutex: checking takes
+// its time, and the client's own start-up runs in here.
 [[nodiscard]] ProtectionClient GetProtectionClient() noexcept;
 
 }  // namespace varnel

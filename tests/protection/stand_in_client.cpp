@@ -40,7 +40,24 @@ void Record(const wchar_t* call) {
              FolderExists(g_path) ? L" folder" : L"", Exists(g_path) ? L" file" : L"");
 }
 
+// Whether somebody could put another file in this one's place while it is being loaded.
+bool FileCanBeReplaced(HINSTANCE self) {
+  wchar_t path[500];
+  wchar_t away[510];
+  GetModuleFileNameW(self, path, 500);
+  wcscpy(away, path);
+  wcscat(away, L".away");
+  if (!MoveFileW(path, away)) return false;
+  MoveFileW(away, path);
+  return true;
+}
+
 }  // namespace
+
+BOOL WINAPI DllMain(HINSTANCE self, DWORD reason, void*) {
+  if (reason == DLL_PROCESS_ATTACH && FileCanBeReplaced(self)) wcscpy(g_record, L"file can be replaced;");
+  return TRUE;
+}
 
 extern "C" {
 
