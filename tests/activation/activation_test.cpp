@@ -1,5 +1,5 @@
-#include "base/windows_handles.h"
 #include "component/library.h"
+#include "support/child_process.h"
 
 #include <gmock/gmock.h>
 
@@ -21,15 +21,7 @@ class ActivationTest : public MachineAgentTest {
   // What the script prints; it is judged by that and by its file, since the engine's status hides errors.
   std::string RunScript(const std::wstring& path, const std::wstring& arguments = L"") {
     const std::wstring output = folder.File(L"output.txt");
-    std::wstring command = L"cmd /c cscript //nologo " + path + L" " + arguments + L" > " + output;
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process{};
-    EXPECT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                               &startup, &process));
-    const KernelHandle thread(process.hThread);
-    const KernelHandle handle(process.hProcess);
-    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(handle.Get(), 60'000));
+    ChildProcess(L"cmd /c cscript //nologo " + path + L" " + arguments + L" > " + output).Wait(60'000);
     return ReadBytes(output);
   }
 

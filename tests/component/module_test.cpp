@@ -58,30 +58,6 @@ TEST(Module, FirstRequestsOfManyThreadsGetOneClassObject) {
   EXPECT_EQ(S_OK, library.CanUnloadNow());
 }
 
-// A refused report throws inside the library, which is what makes the C++ runtime take slots of the process.
-TEST(Module, LoadsAndUnloadsWithoutUsingTheProcessUp) {
-  RegistrySandbox registry;
-  const TempFolder folder;
-  registry.SetNumber(kFramework, L"AgentMode", 1);
-  registry.SetText(kEventParser, L"EventsPath", folder.Path());
-  registry.SetNumber(kFramework, L"Brenn Size", 1);
-  registry.SetNumber(kLog, L"LogLevel", 1);
-  constexpr int kCycles = 1200;
-  for (int cycle = 0; cycle < kCycles; ++cycle) {
-    const Library library;
-    const auto report = library.CreateReport();
-    const Bstr text(L"x");
-    ASSERT_EQ(S_OK, report->Initialize(Bstr(L"ORBASRVR_3500"), text, text, text, text, text));
-    ASSERT_EQ(S_OK, report->CreateMachineElement(nullptr, nullptr, nullptr));
-    ASSERT_EQ(S_OK, static_cast<IOrbaEventInf2*>(report.Get())->CreateEventElement(text, 1, 1, 1, nullptr));
-    ASSERT_EQ(kRefused, report->Save());
-  }
-  EXPECT_EQ(nullptr, GetModuleHandleW(L"varnel.dll"));
-  const DWORD slot = TlsAlloc();
-  EXPECT_LT(slot, 64u);
-  TlsFree(slot);
-}
-
 bool KeyExists(const std::wstring& path) {
   HKEY key = nullptr;
   if (RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
