@@ -1,24 +1,12 @@
 #include "events/event_batch.h"
 
 #include "events/text_element.h"
-#include "xml/null_nodes.h"
 
 namespace varnel {
 
-using AdvXMLParser::Attribute;
 using AdvXMLParser::Document;
 using AdvXMLParser::Element;
-using AdvXMLParser::IsNull;
 using AdvXMLParser::NodeContainer;
-
-namespace {
-
-void SetAttribute(Element& element, std::wstring_view name, std::wstring_view value) {
-  Attribute* const attribute = element.GetOrAddAttribute(name);
-  if (!IsNull(attribute)) attribute->AddText(value);
-}
-
-}  // namespace
 
 EventBatch BuildEventBatch(const ProductTexts& product, ElementObjectFactory newElementObject) {
   EventBatch batch;
@@ -33,9 +21,9 @@ EventBatch BuildEventBatch(const ProductTexts& product, ElementObjectFactory new
   batch.machineElement = batch.rootElement->AddElement(L"MachineInfo");
   batch.machineObject = newObjectFor(batch.machineElement);
   batch.softwareElement = batch.machineElement->AddSiblingElement(product.softwareNodeName);
-  SetAttribute(*batch.softwareElement, L"ProductName", product.softwareName);
-  SetAttribute(*batch.softwareElement, L"ProductVersion", product.version);
-  SetAttribute(*batch.softwareElement, L"ProductFamily", product.productFamily);
+  batch.softwareElement->AddToAttribute(L"ProductName", product.softwareName);
+  batch.softwareElement->AddToAttribute(L"ProductVersion", product.version);
+  batch.softwareElement->AddToAttribute(L"ProductFamily", product.productFamily);
   batch.softwareObject = newObjectFor(batch.softwareElement);
   return batch;
 }

@@ -35,8 +35,7 @@ HRESULT CEventElement::AddToAttribute(BSTR name, std::wstring_view value) noexce
     if (!element_) return S_OK;
     const auto document = document_.lock();
     if (!document) return E_FAIL;
-    AdvXMLParser::Attribute* const attribute = element_->GetOrAddAttribute(TextOf(name));
-    if (!IsNull(attribute)) attribute->AddText(value);
+    element_->AddToAttribute(TextOf(name), value);
     return S_OK;
   });
 }

@@ -7,6 +7,10 @@
 #include "logging/log_writer.h"
 #include "settings/agent_settings.h"
 
+#include <memory>
+#include <utility>
+#include <vector>
+
 namespace varnel {
 
 // `szIPAddress` is logged and otherwise not used: the address is the agent's to tell, not the product's.
@@ -24,21 +28,26 @@ STDMETHODIMP COrbaEventInf::CreateMachineElement(BSTR szIPAddress, BSTR szOS, BS
   });
 }
 
-// A second call adds a second set of facts.
+// A second call adds a second set of facts. When there is no memory none of them is added.
 void COrbaEventInf::FillMachineElement(BSTR os, BSTR userName) {
   AdvXMLParser::Element& machine = *batch_.machineElement;
   const std::wstring_view givenOs = TextOf(os);
   const std::wstring_view givenUserName = TextOf(userName);
-  AddTextElement(machine, L"MachineName", MachineName());
-  AddTextElement(machine, L"AgentGUID", ReadAgentGuid());
-  AddTextElement(machine, L"IPAddress", MachineAddress());
-  macPopulated_ = false;  // the next save looks for the adapter of the new address
-  AddTextElement(machine, L"OSName", givenOs.empty() ? osName_ : givenOs);
+  std::vector<std::unique_ptr<AdvXMLParser::Node>> facts;
+  const auto add = [&](std::wstring_view name, std::wstring_view text) {
+    facts.push_back(MakeTextElement(machine, name, text));
+  };
+  add(L"MachineName", MachineName());
+  add(L"AgentGUID", ReadAgentGuid());
+  add(L"IPAddress", MachineAddress());
+  add(L"OSName", givenOs.empty() ? osName_ : givenOs);
   if (givenUserName.empty())
-    AddTextElement(machine, L"UserName", AccountName());
+    add(L"UserName", AccountName());
   else
-    AddTextElement(machine, L"UserName", givenUserName);
-  AddTextElement(machine, L"TimeZoneBias", TimeZoneBias());
+    add(L"UserName", givenUserName);
+  add(L"TimeZoneBias", TimeZoneBias());
+  machine.AppendAll(std::move(facts));
+  macPopulated_ = false;  // the next save looks for the adapter of the new address
 }
 
 }  // namespace varnel

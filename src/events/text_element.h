@@ -6,12 +6,21 @@
 
 namespace varnel {
 
+// An element with one text that names `parent` as its container; the caller appends it there. Throws
+// std::bad_alloc.
+inline std::unique_ptr<AdvXMLParser::Element> MakeTextElement(AdvXMLParser::NodeContainer& parent,
+                                                              std::wstring_view name,
+                                                              std::wstring_view text) {
+  auto element = std::make_unique<AdvXMLParser::Element>(name, &parent);
+  element->AddText(text);
+  return element;
+}
+
 // Appends an element with one text to the parent's children and returns it. When there is no memory the
 // parent stays as it was. Throws std::bad_alloc.
 inline AdvXMLParser::Element* AddTextElement(AdvXMLParser::NodeContainer& parent, std::wstring_view name,
                                              std::wstring_view text) {
-  auto element = std::make_unique<AdvXMLParser::Element>(name, &parent);
-  element->AddText(text);
+  auto element = MakeTextElement(parent, name, text);
   AdvXMLParser::Element* const added = element.get();
   parent.Append(std::move(element));
   return added;

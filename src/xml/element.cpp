@@ -104,6 +104,14 @@ Attribute* Element::GetOrAddAttribute(std::wstring_view name) {
   return attributes_.back().get();
 }
 
+void Element::AddToAttribute(std::wstring_view name, std::wstring_view value) {
+  if (IsNull(this)) return;
+  if (Attribute* const found = FindAttribute(name); !IsNull(found)) return found->AddText(value);
+  auto attribute = std::make_unique<Attribute>(name, this);
+  attribute->AddText(value);
+  attributes_.push_back(std::move(attribute));
+}
+
 Attribute* Element::FindAttribute(std::wstring_view name) const noexcept {
   const auto found = std::find_if(attributes_.begin(), attributes_.end(),
                                   [&](const auto& attribute) { return attribute->Name() == name; });

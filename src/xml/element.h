@@ -22,6 +22,9 @@ class Element final : public NodeContainer {
 
   // The attribute of that exact name, appended empty when missing. NullAttribute when this is a null node.
   Attribute* GetOrAddAttribute(std::wstring_view name);
+  // Adds text to the attribute of that exact name, which is made when missing: it never replaces what is
+  // there. If there is no memory nothing changes, and nothing is done to a null node.
+  void AddToAttribute(std::wstring_view name, std::wstring_view value);
   // The attribute of that exact name, else NullAttribute.
   Attribute* FindAttribute(std::wstring_view name) const noexcept;
 

@@ -38,6 +38,11 @@ void NodeContainer::Append(std::unique_ptr<Node> child) {
   if (!isText) lastText_ = nullptr;
 }
 
+void NodeContainer::AppendAll(std::vector<std::unique_ptr<Node>> children) {
+  children_.reserve(children_.size() + children.size());
+  for (auto& child : children) Append(std::move(child));
+}
+
 Element* NodeContainer::AddElement(std::wstring_view name) {
   if (IsNull(this)) return &NullElement;
   auto element = std::make_unique<Element>(name, this);

@@ -20,6 +20,9 @@ class NodeContainer : public Node {
   // Appends a node and becomes its parent. If there is no memory nothing is appended and the node is freed.
   void Append(std::unique_ptr<Node> child);
 
+  // Appends several; if there is no memory, none of them.
+  void AppendAll(std::vector<std::unique_ptr<Node>> children);
+
   // Appends a new, empty element and returns it; NullElement when this is a null node.
   Element* AddElement(std::wstring_view name);
 
