@@ -21,6 +21,9 @@ else()
     -ffunction-sections;-fdata-sections;-fstack-protector-strong>)
   target_compile_definitions(varnel_options INTERFACE
     $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS> $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+  if(VARNEL_TRAP_UNDEFINED)
+    target_compile_options(varnel_options INTERFACE -fsanitize=undefined -fsanitize-undefined-trap-on-error)
+  endif()
   # -static: the C++ runtime and winpthread come inside; no time stamp: the same sources give the same bytes.
   target_link_options(varnel_options INTERFACE
     -static -fstack-protector-strong -Wl,--gc-sections,--no-undefined,--no-insert-timestamp,--dynamicbase,--nxcompat

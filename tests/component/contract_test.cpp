@@ -45,14 +45,6 @@ TEST_F(ReportTest, ContainerOffersNoConnectionPoint) {
   EXPECT_EQ(S_FALSE, library.CanUnloadNow());  // the enumerators are still there
 }
 
-TEST_F(ReportTest, ElementFromTheClassFactoryIsNotAttached) {
-  const auto element = library.Create<IEventElement>(CLSID_EventElement, IID_IEventElement);
-  EXPECT_EQ(S_OK, element->SetAttributeString(Bstr(L"A"), Bstr(L"x")));
-  EXPECT_EQ(S_OK, element->SetAttributeInt(Bstr(L"A"), 1));
-  EXPECT_EQ(E_FAIL, element->AppendElement(Bstr(L"A"), Bstr(L"x"), nullptr));
-  EXPECT_EQ(E_FAIL, element->AddElementInto(Bstr(L"A"), Bstr(L"x"), nullptr));
-}
-
 // An outer object that owns an aggregated one and adds nothing of its own.
 class Outer final : public IUnknown {
  public:

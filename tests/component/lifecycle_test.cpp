@@ -70,64 +70,6 @@ TEST_F(ReportTest, FilterRefusesListedEventsAndWholeProducts) {
   EXPECT_EQ(E_FAIL, another->DeInitialize());
 }
 
-TEST_F(ReportTest, Initialize3RefusesEverythingWhileTheAgentIsUnmanaged) {
-  registry.SetNumber(kFramework, L"AgentMode", 0);
-  const Bstr text(L"x");
-  EXPECT_EQ(kNotManaged, report->Initialize3(text, text, text, text, text, text));
-  EXPECT_EQ(kNotManaged, report->Initialize(text, text, text, text, text, nullptr));
-  EXPECT_EQ(kNotManaged, report->DeInitialize());
-  EXPECT_EQ(kNotManaged, report->Save());
-  EXPECT_EQ(kNotManaged, report->CreateMachineElement(nullptr, nullptr, nullptr));
-  EXPECT_EQ(kNotManaged, AddEvent(*report, L"x", 0));
-  EXPECT_EQ(kNotManaged, report->SaveAgentEventOnly(nullptr, nullptr));
-  EXPECT_EQ(kNotManaged, static_cast<IOrbaEventInf*>(report.Get())->GetMachineElement(nullptr));
-  EXPECT_EQ(kNotManaged, static_cast<IOrbaEventInf2*>(report.Get())->GetSoftwareElement(nullptr));
-  registry.SetNumber(kFramework, L"AgentMode", 2);
-  EXPECT_EQ(S_OK, report->Initialize3(text, text, text, text, text, text));
-  EXPECT_EQ(S_OK, report->DeInitialize());
-}
-
-// Every method in a state without a document: a clear answer and nothing touched.
-void ExpectOutOfOrderAnswers(IOrbaEventInf3& target) {
-  ComPtr<IUnknown> plain;
-  ComPtr<IEventElement> typed;
-  EXPECT_EQ(E_FAIL, static_cast<IOrbaEventInf&>(target).GetMachineElement(plain.Put()));
-  EXPECT_EQ(E_FAIL, static_cast<IOrbaEventInf&>(target).GetSoftwareElement(plain.Put()));
-  EXPECT_EQ(E_FAIL, static_cast<IOrbaEventInf2&>(target).GetMachineElement(typed.Put()));
-  EXPECT_EQ(E_FAIL, static_cast<IOrbaEventInf2&>(target).GetSoftwareElement(typed.Put()));
-  EXPECT_EQ(E_FAIL, static_cast<IOrbaEventInf&>(target).CreateEventElement(Bstr(L"E"), 1, 1, 0, plain.Put()));
-  EXPECT_EQ(E_FAIL,
-            static_cast<IOrbaEventInf2&>(target).CreateEventElement(Bstr(L"E"), 1, 1, 0, typed.Put()));
-  EXPECT_EQ(E_FAIL, target.CreateMachineElement(nullptr, nullptr, nullptr));
-  EXPECT_EQ(E_FAIL, target.Save());
-  EXPECT_EQ(E_FAIL, target.SaveAgentEventOnly(Bstr(L"ORBAAGENT"), Bstr(L"")));
-  EXPECT_FALSE(plain);
-  EXPECT_FALSE(typed);
-}
-
-TEST_F(ReportTest, CallsOutOfOrderFail) {
-  EXPECT_EQ(E_FAIL, report->DeInitialize());
-  ExpectOutOfOrderAnswers(*report);
-  ASSERT_EQ(S_OK, Initialize(*report));
-  Fill(*report);
-  EXPECT_EQ(S_OK, report->DeInitialize());
-  ExpectOutOfOrderAnswers(*report);
-  EXPECT_EQ(S_OK, report->DeInitialize());
-  EXPECT_TRUE(FilesIn(agentEvents).empty());
-}
-
-TEST_F(ReportTest, ElementsOfAReleasedDocumentAnswerWithoutTouchingIt) {
-  ASSERT_EQ(S_OK, Initialize(*report));
-  ComPtr<IEventElement> event;
-  IOrbaEventInf2& typed = *report.Get();
-  ASSERT_EQ(S_OK, typed.CreateEventElement(Bstr(L"E"), 1, 1, kNoon2024, event.Put()));
-  ASSERT_EQ(S_OK, report->DeInitialize());
-  EXPECT_EQ(E_FAIL, event->SetAttributeString(Bstr(L"A"), Bstr(L"x")));
-  EXPECT_EQ(E_FAIL, event->SetAttributeInt(Bstr(L"A"), 1));
-  EXPECT_EQ(E_FAIL, event->AppendElement(Bstr(L"A"), Bstr(L"x"), nullptr));
-  EXPECT_EQ(E_FAIL, event->AddElementInto(Bstr(L"A"), Bstr(L"x"), nullptr));
-}
-
 TEST_F(ReportTest, SecondInitializeStartsANewDocumentAndKeepsTheOldElementsUsable) {
   ASSERT_EQ(S_OK, Initialize(*report));
   ComPtr<IEventElement> old;

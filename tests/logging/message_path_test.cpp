@@ -138,7 +138,8 @@ TEST_F(LogTest, SequenceCountsRecordsThatWereSentAndNoOthers) {
   for (int i = 0; i < 5; ++i) LogInfo(L"f", L"nobody reads");
   test::TraceReader reader;
   constexpr int kThreads = 4;
-  constexpr int kLines = 50;
+  constexpr int kLines =
+      30;  // all unread at once must fit: Wine's mailslot blocks its writer at the 279th message
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([] {

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace varnel::test {
 namespace {
 
@@ -39,8 +41,13 @@ void SetMachineBytes(const wchar_t* key, const wchar_t* name, DWORD type, const 
   RegistryKey opened;
   ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExW(HKEY_LOCAL_MACHINE, key, 0, nullptr, REG_OPTION_VOLATILE,
                                            KEY_ALL_ACCESS, nullptr, opened.Put(), nullptr));
-  ASSERT_EQ(ERROR_SUCCESS,
-            RegSetValueExW(opened.Get(), name, 0, type, bytes.data(), static_cast<DWORD>(bytes.size())));
+  // For texts the system looks at the characters around the end and stores a terminator that stands behind
+  // it.
+  constexpr std::size_t kGuard = 2;
+  std::vector<BYTE> guarded(bytes.size() + 2 * kGuard, 0xFF);
+  std::copy(bytes.begin(), bytes.end(), guarded.begin() + kGuard);
+  ASSERT_EQ(ERROR_SUCCESS, RegSetValueExW(opened.Get(), name, 0, type, guarded.data() + kGuard,
+                                          static_cast<DWORD>(bytes.size())));
 }
 
 void RegistrySandbox::Delete(const wchar_t* key, const wchar_t* name) {

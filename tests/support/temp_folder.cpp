@@ -30,9 +30,16 @@ std::wstring TempFolder::MakeFolder(const std::wstring& name) const {
 }
 
 std::vector<std::wstring> FilesIn(const std::wstring& folder) {
+  // Not the C++ library's iterator: it finds nothing in a folder with a long path.
   std::vector<std::wstring> names;
-  if (!fs::is_directory(folder)) return names;
-  for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().wstring());
+  WIN32_FIND_DATAW entry;
+  const HANDLE search = FindFirstFileW((folder + L"\\*").c_str(), &entry);
+  if (search == INVALID_HANDLE_VALUE) return names;
+  do {
+    const std::wstring name = entry.cFileName;
+    if (name != L"." && name != L"..") names.push_back(name);
+  } while (FindNextFileW(search, &entry));
+  FindClose(search);
   std::sort(names.begin(), names.end());
   return names;
 }
