@@ -1,5 +1,6 @@
 #include "base/windows_handles.h"
 #include "stress/marked_report.h"
+#include "support/soak.h"
 
 #include <cstdio>
 #include <filesystem>

@@ -55,9 +55,4 @@ Reports ReadReports(const std::initializer_list<std::wstring>& folders) {
   return reports;
 }
 
-int Count(int shortForm, int longForm) {
-  wchar_t value[2] = {};
-  return GetEnvironmentVariableW(L"VARNEL_SOAK", value, 2) == 1 && value[0] == L'1' ? longForm : shortForm;
-}
-
 }  // namespace varnel::test

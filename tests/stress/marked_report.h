@@ -29,7 +29,4 @@ struct Reports {
 };
 Reports ReadReports(const std::initializer_list<std::wstring>& folders);
 
-// The long form runs when VARNEL_SOAK is 1.
-int Count(int shortForm, int longForm);
-
 }  // namespace varnel::test

@@ -1,5 +1,6 @@
 #include "stress/marked_report.h"
 #include "support/child_process.h"
+#include "support/soak.h"
 
 #include <algorithm>
 #include <atomic>

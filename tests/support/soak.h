@@ -4,9 +4,10 @@
 
 namespace varnel::test {
 
-// Whether tests that have a long form shall run it: the environment variable VARNEL_SOAK is set.
-inline bool Soaking() {
-  return std::getenv("VARNEL_SOAK") != nullptr;
+// How much a test does in its short form and in its long one, which runs when the environment variable
+// VARNEL_SOAK is set.
+inline int Count(int shortForm, int longForm) {
+  return std::getenv("VARNEL_SOAK") ? longForm : shortForm;
 }
 
 }  // namespace varnel::test

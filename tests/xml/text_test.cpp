@@ -15,7 +15,7 @@ namespace {
 using varnel::test::Escaped;
 using varnel::test::IsStrictUtf8;
 using varnel::test::ReadBytes;
-using varnel::test::Soaking;
+using varnel::test::Count;
 using varnel::test::TempFolder;
 using varnel::test::Utf8Of;
 
@@ -146,7 +146,7 @@ class RandomText {
 TEST(Text, RandomNamesAndValuesComeThrough) {
   constexpr int kPerDocument = 1000;
   RandomText random;
-  for (int documents = Soaking() ? 100 : 10; documents > 0; --documents) {
+  for (int documents = Count(10, 100); documents > 0; --documents) {
     Expected expected;
     for (int i = 0; i < kPerDocument; ++i) {
       const std::wstring element = random.Next();
