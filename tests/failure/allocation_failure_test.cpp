@@ -27,6 +27,8 @@ class WatchedHeap {
   void FailAllocation(int number) { untilFailure_ = number; }
   bool HasFailed() const { return untilFailure_ < 0; }
   std::size_t LiveBlocks() const { return live_.size(); }
+  // For what the library has handed out.
+  static void FreeText(BSTR text) { SysFree(text); }
 
  private:
   template <class Function>
@@ -121,10 +123,20 @@ class AllocationFailure : public AgentTest {
     };
     Step("Invoke", [&] { return invoke(8, parameters); });
     VariantClear(&variable);
-    DISPPARAMS none{};
+    const Bstr other(L"OTHER");
+    VARIANT texts[2];
+    for (auto& text : texts) {
+      V_VT(&text) = VT_BSTR;
+      V_BSTR(&text) = other;
+    }
+    DISPPARAMS failing{texts, nullptr, 2, 0};
     Step("Invoke of a failing method", [&] {
-      const HRESULT result = invoke(3, none);
-      return result == DISP_E_BADPARAMCOUNT ? S_OK : result;
+      const HRESULT result = invoke(11, failing);
+      if (result != DISP_E_EXCEPTION) return result;
+      EXPECT_EQ(static_cast<HRESULT>(0xFFFFFFFB), exception.scode);
+      WatchedHeap::FreeText(exception.bstrSource);
+      WatchedHeap::FreeText(exception.bstrDescription);
+      return S_OK;
     });
   }
 
@@ -167,6 +179,29 @@ std::string WithDefaultGuid(std::string text) {
   for (auto at = text.find(given); at != std::string::npos; at = text.find(given))
     text.replace(at, given.size(), "{00000000-0000-0000-0000-000000000000}");
   return text;
+}
+
+// What the library makes once and keeps: every run needs one that has just been loaded.
+TEST(FirstAllocations, CanFailAndBeMadeAgain) {
+  const RegistrySandbox registry;
+  int points = 0;
+  for (bool failed = true; failed; ++points) {
+    const Library library;
+    WatchedHeap heap(GetModuleHandleW(L"varnel.dll"));
+    heap.FailAllocation(points + 1);
+    const auto twice = [&](const std::function<HRESULT()>& call) {
+      const HRESULT result = call();
+      EXPECT_TRUE(result == S_OK || (result == E_OUTOFMEMORY && heap.HasFailed() && call() == S_OK));
+    };
+    ComPtr<IClassFactory> factory;
+    twice([&] { return library.GetClassObject(CLSID_EventElement, IID_IClassFactory, factory.PutVoid()); });
+    ComPtr<IDispatch> element;
+    twice([&] { return factory->CreateInstance(nullptr, IID_IDispatch, element.PutVoid()); });
+    ComPtr<ITypeInfo> info;
+    twice([&] { return element->GetTypeInfo(0, LOCALE_NEUTRAL, info.Put()); });
+    failed = heap.HasFailed();
+  }
+  EXPECT_LT(3, points);
 }
 
 TEST_F(AllocationFailure, AtAnyPointIsAnAnswerAndLosesNothing) {
