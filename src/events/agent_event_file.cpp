@@ -2,6 +2,7 @@
 #define _CRT_RAND_S
 #include "events/agent_event_file.h"
 
+#include "events/failure_reason.h"
 #include "events/identity.h"
 #include "events/result_codes.h"
 #include "events/save_mutex.h"
@@ -22,10 +23,20 @@ std::uint32_t RandomValue() noexcept {
   return rand_s(&value) == 0 ? value : 0;
 }
 
-HRESULT ReportFailure(std::int32_t status, const std::wstring& path) noexcept {
+// The work under the mutex. `path` becomes the file's; `reason` says why it could not be written.
+HRESULT WriteInTurn(const std::wstring& folder, const wchar_t* extension, const std::wstring& document,
+                    HANDLE saveMutex, std::wstring& path, FailureReason& reason) {
+  ScopedProtectionException exception;  // withdrawn after the mutex is released
+  const SaveMutexLock lock(saveMutex);
+  SYSTEMTIME now;
+  GetLocalTime(&now);
+  path = folder + L'\\' + AgentEventFileName(now, RandomValue(), GetCurrentThreadId()) + L'.' + extension;
+  exception.Request(path);
+  const std::int32_t status = AdvXMLParser::SaveToFile(path, document, AdvXMLParser::kUtf8Encoding, nullptr,
+                                                       nullptr, EventSizeWithinLimit);
+  if (status == AdvXMLParser::kSaved) return S_OK;
   const bool tooBig = status == AdvXMLParser::kSaveRefused;
-  LogError(kFacility, L"Failed to save event file %s. %s", path.c_str(),
-           tooBig ? L"Event data too big " : AdvXMLParser::GetLastErrorText());
+  reason.Set(tooBig ? L"Event data too big " : AdvXMLParser::GetLastErrorText());
   DeleteFileW(path.c_str());
   return tooBig ? kEventRefused : kEventFileNotWritten;
 }
@@ -44,16 +55,11 @@ std::wstring AgentEventFileName(const SYSTEMTIME& localTime, std::uint32_t rando
 
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension,
                             const std::wstring& document, HANDLE saveMutex) {
-  ScopedProtectionException exception;  // withdrawn after the mutex is released
-  const SaveMutexLock lock(saveMutex);
-  SYSTEMTIME now;
-  GetLocalTime(&now);
-  const std::wstring name = AgentEventFileName(now, RandomValue(), GetCurrentThreadId());
-  const std::wstring path = folder + L'\\' + name + L'.' + extension;
-  exception.Request(path);
-  const std::int32_t status = AdvXMLParser::SaveToFile(path, document, AdvXMLParser::kUtf8Encoding, nullptr,
-                                                       nullptr, EventSizeWithinLimit);
-  return status == AdvXMLParser::kSaved ? S_OK : ReportFailure(status, path);
+  std::wstring path;
+  FailureReason reason;
+  const HRESULT result = WriteInTurn(folder, extension, document, saveMutex, path, reason);
+  if (FAILED(result)) LogError(kFacility, L"Failed to save event file %s. %s", path.c_str(), reason.Text());
+  return result;
 }
 
 }  // namespace varnel

@@ -23,14 +23,6 @@ constexpr std::int32_t kMaxExtensionLength = 200;
 // The filter can switch off a product's reporting as a whole: it then lists event 0.
 constexpr std::int32_t kWholeProduct = 0;
 
-// Puts `replacement` in the place of `current`, which lives on in `superseded`. When there is no memory
-// nothing changes.
-template <class T>
-void Replace(T& current, T replacement, std::vector<T>& superseded) {
-  if (current) superseded.push_back(std::move(current));
-  current = std::move(replacement);
-}
-
 }  // namespace
 
 COrbaEventInf::COrbaEventInf(ElementObjectFactory newElementObject) noexcept
@@ -79,14 +71,15 @@ STDMETHODIMP COrbaEventInf::Initialize(BSTR strSoftwareID, BSTR strRootName, BST
     GetOsName(osName_, static_cast<std::uint32_t>(std::size(osName_)));
     KernelHandle saveMutex = OpenSaveMutex();
     if (IsEventDisabled(kWholeProduct)) {
-      Replace(saveMutex_, std::move(saveMutex), supersededMutexes_);
+      saveMutex_ = std::move(saveMutex);
       return kEventDisabled;
     }
     // Nothing of the object changes until the whole skeleton stands.
     EventBatch batch = BuildEventBatch(
         {strRootName, strSoftwareNodeName, strSoftwareName, strVersion, strProductFamily}, newElementObject_);
-    Replace(saveMutex_, std::move(saveMutex), supersededMutexes_);
-    Replace(batch_, std::move(batch), supersededBatches_);
+    if (batch_) supersededBatches_.push_back(std::move(batch_));
+    batch_ = std::move(batch);
+    saveMutex_ = std::move(saveMutex);
     std::wcsncpy(softwareId_, strSoftwareID, std::size(softwareId_) - 1);  // a longer one is cut
     maxExtensionLength_ = kMaxExtensionLength;
     initialised_ = true;
@@ -106,10 +99,8 @@ STDMETHODIMP COrbaEventInf::DeInitialize() {
   if (IsRefused()) return kAgentNotManaged;
   if (!initialised_) return E_FAIL;
   saveMutex_.Reset();
-  batch_.machineObject.Reset();
-  batch_.softwareObject.Reset();
-  batch_.rootObject.Reset();
   batch_ = {};
+  supersededBatches_.clear();
   return S_OK;
 }
 

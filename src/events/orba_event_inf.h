@@ -89,9 +89,8 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   ElementObjectFactory newElementObject_;
   EventBatch batch_;        // empty before Initialize and after DeInitialize
   KernelHandle saveMutex_;  // open from Initialize to DeInitialize
-  // What a second Initialize replaced: callers may still hold its elements.
+  // What a second Initialize replaced, until DeInitialize: callers may still hold its elements.
   std::vector<EventBatch> supersededBatches_;
-  std::vector<KernelHandle> supersededMutexes_;
 
   bool initialised_ = false;  // never cleared, not even by DeInitialize
   bool eventCreated_ = false;

@@ -1,6 +1,7 @@
 #include "events/server_event_file.h"
 
 #include "base/windows_handles.h"
+#include "events/failure_reason.h"
 #include "events/identity.h"
 #include "events/result_codes.h"
 #include "events/save_mutex.h"
@@ -13,7 +14,6 @@
 #include <objbase.h>
 
 #include <string_view>
-#include <utility>
 
 namespace varnel {
 namespace {
@@ -31,7 +31,8 @@ std::wstring NewGuidFileName() {
 // A file name that is taken by an empty file until the report is in it. The file goes away unless it is kept.
 class ReservedFile {
  public:
-  explicit ReservedFile(std::wstring path) : path_(std::move(path)) {
+  // `path` has to outlive this.
+  explicit ReservedFile(const std::wstring& path) : path_(path) {
     const FileHandle file(CreateFileW(path_.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
                                       FILE_ATTRIBUTE_NORMAL, nullptr));
     created_ = static_cast<bool>(file);
@@ -44,42 +45,49 @@ class ReservedFile {
   ReservedFile& operator=(const ReservedFile&) = delete;
 
   bool Created() const noexcept { return created_; }
-  const std::wstring& Path() const noexcept { return path_; }
   void Keep() noexcept { remove_ = false; }
 
  private:
-  std::wstring path_;
+  const std::wstring& path_;
   bool created_;
   bool remove_;
 };
+
+// The work under the mutex. `path` becomes the file's; `reason` says why it could not be written.
+HRESULT WriteInTurn(const wchar_t* folder, const std::wstring& document, HANDLE saveMutex, std::wstring& path,
+                    FailureReason& reason) {
+  ScopedProtectionException exception;  // withdrawn after the mutex is released
+  const SaveMutexLock lock(saveMutex);
+  path = folder + (L"\\" + NewGuidFileName());
+  exception.Request(path);
+  CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
+  ReservedFile file(path);
+  if (!file.Created()) return kEventFileNotWritten;
+  // By status, not by exception: a refused report is an everyday event, and the first exception of a thread
+  // leaves memory of the C++ runtime behind when the library is unloaded.
+  const std::int32_t status = AdvXMLParser::SaveToFile(path, document, AdvXMLParser::kUtf8Encoding, nullptr,
+                                                       nullptr, EventSizeWithinLimit);
+  if (status == AdvXMLParser::kSaved) {
+    file.Keep();
+    return S_OK;
+  }
+  reason.Set(status == AdvXMLParser::kSaveRefused ? L"Event data is too large to be sent to Orba"
+                                                  : AdvXMLParser::GetLastErrorText());
+  return kEventRefused;
+}
 
 }  // namespace
 
 HRESULT WriteServerEventFile(const wchar_t* folder, const std::wstring& document, HANDLE saveMutex,
                              unsigned owner) {
-  ScopedProtectionException exception;  // withdrawn after the mutex is released
-  const SaveMutexLock lock(saveMutex);
-  std::wstring path = folder + (L"\\" + NewGuidFileName());
-  exception.Request(path);
-  CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
-  ReservedFile file(std::move(path));
-  if (!file.Created()) {
-    LogError(kFacility, L"%x couldn't create file %s", owner, file.Path().c_str());
-    return kEventFileNotWritten;
-  }
-  // By status, not by exception: a refused report is an everyday event, and the first exception of a thread
-  // leaves memory of the C++ runtime behind when the library is unloaded.
-  const std::int32_t status = AdvXMLParser::SaveToFile(file.Path(), document, AdvXMLParser::kUtf8Encoding,
-                                                       nullptr, nullptr, EventSizeWithinLimit);
-  if (status != AdvXMLParser::kSaved) {
-    const wchar_t* const reason = status == AdvXMLParser::kSaveRefused
-                                      ? L"Event data is too large to be sent to Orba"
-                                      : AdvXMLParser::GetLastErrorText();
-    LogError(kFacility, L"%x couldn't write to file %s:  %s", owner, file.Path().c_str(), reason);
-    return kEventRefused;
-  }
-  file.Keep();
-  return S_OK;
+  std::wstring path;
+  FailureReason reason;
+  const HRESULT result = WriteInTurn(folder, document, saveMutex, path, reason);
+  if (result == kEventFileNotWritten)
+    LogError(kFacility, L"%x couldn't create file %s", owner, path.c_str());
+  else if (FAILED(result))
+    LogError(kFacility, L"%x couldn't write to file %s:  %s", owner, path.c_str(), reason.Text());
+  return result;
 }
 
 }  // namespace varnel

@@ -5,11 +5,18 @@
 
 namespace varnel {
 
+ScopedProtectionException::~ScopedProtectionException() {
+  if (!path_) return;
+  if (status_ == 0)
+    client_.withdraw(token_);
+  else
+    LogError(kFacility, L"No self-protection exception for %s: %d", path_->c_str(), status_);
+}
+
 void ScopedProtectionException::Request(const std::wstring& path) noexcept {
   if (!client_) return;
-  const LONG status = client_.request(GetCurrentProcessId(), path.c_str(), &token_);
-  held_ = status == 0;
-  if (!held_) LogError(kFacility, L"No self-protection exception for %s: %d", path.c_str(), status);
+  status_ = client_.request(GetCurrentProcessId(), path.c_str(), &token_);
+  path_ = &path;
 }
 
 }  // namespace varnel
