@@ -14,6 +14,7 @@ class ProcessIdentity {
     else
       taken_ = SetThreadToken(nullptr, nullptr) != FALSE;
   }
+  // The token is the one that the thread had; giving it back needs nothing that could have been lost since.
   ~ProcessIdentity() {
     if (client_) SetThreadToken(nullptr, client_.Get());
   }

@@ -49,7 +49,7 @@ void Report(EXCEPINFO& known, const wchar_t* source, BSTR description, EXCEPINFO
 HRESULT InvokeLateBound(ITypeInfo& info, void* target, const wchar_t* source, DISPID member, WORD flags,
                         DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                         UINT* badArgument) noexcept {
-  if (!parameters) return E_POINTER;
+  if (!parameters || (parameters->cArgs != 0 && !parameters->rgvarg)) return E_POINTER;
   return Guarded([&] {
     OutArgument out(info, member, *parameters);
     if (FAILED(out.Refusal())) {

@@ -55,11 +55,24 @@ std::optional<OutParameter> FindOutParameter(ITypeInfo& info, DISPID member) noe
 
 constexpr VARTYPE kUntyped = VT_BYREF | VT_VARIANT;
 
-// A host that passes a by-reference parameter on wraps it once more.
+// A host that passes a by-reference parameter on wraps it once more. Wrapped without an end, or around
+// nothing, it comes out as it is and is refused.
 VARIANT Unwrap(const VARIANT& argument) noexcept {
+  constexpr int kMostWraps = 8;
   const VARIANT* inner = &argument;
-  while (V_VT(inner) == kUntyped && (V_VT(V_VARIANTREF(inner)) & VT_BYREF) != 0) inner = V_VARIANTREF(inner);
-  return *inner;
+  for (int wraps = 0; wraps < kMostWraps; ++wraps) {
+    if (V_VT(inner) != kUntyped || !V_VARIANTREF(inner) || (V_VT(V_VARIANTREF(inner)) & VT_BYREF) == 0)
+      return *inner;
+    inner = V_VARIANTREF(inner);
+  }
+  VARIANT refused;
+  V_VT(&refused) = VT_BYREF;
+  V_BYREF(&refused) = nullptr;
+  return refused;
+}
+
+bool RefersToNothing(const VARIANT& argument) noexcept {
+  return (V_VT(&argument) & VT_BYREF) != 0 && !V_BYREF(&argument);
 }
 
 // Where the argument of a parameter stands: named ones first, the others from the back.
@@ -73,12 +86,16 @@ std::optional<UINT> FindArgument(const DISPPARAMS& given, UINT parameter) noexce
 }  // namespace
 
 OutArgument::OutArgument(ITypeInfo& info, DISPID member, DISPPARAMS& given) : parameters_(given) {
-  if (given.cArgs == 0 || given.cNamedArgs > given.cArgs) return;
+  if (given.cArgs == 0 || !given.rgvarg || given.cNamedArgs > given.cArgs) return;
   const auto parameter = FindOutParameter(info, member);
   const auto position = parameter ? FindArgument(given, parameter->index) : std::nullopt;
   if (!position) return;
   position_ = *position;
   const VARIANT argument = Unwrap(given.rgvarg[position_]);
+  if (RefersToNothing(argument)) {
+    refusal_ = DISP_E_TYPEMISMATCH;
+    return;
+  }
   switch (V_VT(&argument)) {
     case kUntyped:
       variable_ = V_VARIANTREF(&argument);

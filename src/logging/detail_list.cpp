@@ -31,6 +31,7 @@ void DetailList::Replace(const char* text) noexcept {
   for (std::size_t i = 0; i < Table::kMaxItems; ++i) {
     const std::size_t length = std::strcspn(text, ";");
     table->items[i] = CopyItem(text, length);
+    if (!table->items[i]) return;
     if (text[length] == '\0') break;
     text += length + 1;
   }

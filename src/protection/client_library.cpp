@@ -25,9 +25,13 @@ struct Candidate {
   DWORD sizeLow;
 };
 
-SRWLOCK g_lock{};  // guards both
+// A refusal may have had a cause that has gone: the file is looked at again from time to time.
+constexpr ULONGLONG kMillisecondsOfRefusal = 60'000;
+
+SRWLOCK g_lock{};  // guards all three
 ProtectionClient g_client;
 Candidate g_refused;
+ULONGLONG g_refusedAt;
 
 bool IsSame(const Candidate& left, const Candidate& right) noexcept {
   return std::wcscmp(left.path, right.path) == 0 &&
@@ -84,12 +88,15 @@ Result CheckAndLoad(HANDLE file) noexcept {
   return Load(path);
 }
 
-// Nothing when the client is loaded, does not exist, or has been refused before as it is.
+bool WasJustRefused(const Candidate& candidate) noexcept {
+  return IsSame(candidate, g_refused) && GetTickCount64() - g_refusedAt < kMillisecondsOfRefusal;
+}
+
+// Nothing when the client is loaded, does not exist, or has just been refused as it is.
 Result Find(Candidate& candidate) noexcept {
-  if (const wchar_t* const wrong = WhatIsWrongWith(candidate.path))
-    return IsSame(candidate, g_refused) ? Result() : Refusal{wrong, ERROR_BAD_PATHNAME};
   const ProcessIdentity identity;
   if (!identity) return Refusal{L"this thread cannot act for its process", GetLastError()};
+  if (const wchar_t* const wrong = WhatIsWrongWith(candidate.path)) return Refusal{wrong, ERROR_BAD_PATHNAME};
   // Nobody can write, rename or delete the file between check and load.
   const FileHandle file(CreateFileW(candidate.path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                     FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -100,7 +107,7 @@ Result Find(Candidate& candidate) noexcept {
   candidate.written = information.ftLastWriteTime;
   candidate.sizeHigh = information.nFileSizeHigh;
   candidate.sizeLow = information.nFileSizeLow;
-  if (IsSame(candidate, g_refused)) return std::nullopt;
+  if (WasJustRefused(candidate)) return std::nullopt;
   return file ? CheckAndLoad(file.Get()) : Refusal{L"it cannot be opened", error};
 }
 
@@ -114,13 +121,18 @@ ProtectionClient GetProtectionClient() noexcept {
     return {};
   Result refusal;
   ProtectionClient client;
+  bool isNew = false;
   {
     const ExclusiveLock lock(g_lock);
     if (!g_client) refusal = Find(candidate);
-    if (refusal) g_refused = candidate;
+    if (refusal) {
+      isNew = !IsSame(candidate, g_refused);
+      g_refused = candidate;
+      g_refusedAt = GetTickCount64();
+    }
     client = g_client;
   }
-  if (refusal)
+  if (isNew)
     LogError(kFacility, L"Self-protection client %s not loaded: %s (0x%08X)", candidate.path, refusal->reason,
              refusal->code);
   return client;

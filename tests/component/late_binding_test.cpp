@@ -196,6 +196,16 @@ TEST_F(LateBoundTest, UnwantedResultIsReleasedAndAWrongTypeRefused) {
   EXPECT_EQ(DISP_E_TYPEMISMATCH, Invoke(report.Get(), 8, {Argument(value)}));
   EXPECT_EQ(DISP_E_PARAMNOTOPTIONAL, Invoke(report.Get(), 8, {Argument(VT_ERROR)}));
   EXPECT_EQ(DISP_E_BADPARAMCOUNT, Invoke(report.Get(), 8, {}));
+  VARIANT endless = Argument(VT_NULL);
+  endless = Argument(&endless);
+  const VARIANT nowhere[] = {Argument(static_cast<VARIANT*>(nullptr)),
+                             Argument(static_cast<IDispatch**>(nullptr)), endless};
+  for (const DISPID id : {3, 8})
+    for (const VARIANT& argument : nowhere)
+      EXPECT_EQ(DISP_E_TYPEMISMATCH, Invoke(report.Get(), id, {argument}));
+  DISPPARAMS missing{nullptr, nullptr, 1, 0};
+  EXPECT_EQ(E_POINTER, report->Invoke(8, IID_NULL, LOCALE_NEUTRAL, DISPATCH_METHOD, &missing, nullptr,
+                                      nullptr, nullptr));
   report.Reset();
   EXPECT_EQ(S_OK, library.CanUnloadNow());  // no reference has been lost
 }
