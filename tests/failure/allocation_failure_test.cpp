@@ -1,5 +1,6 @@
 #include "component/library.h"
 #include "failure/import_hook.h"
+#include "support/handle_count.h"
 
 #include <gmock/gmock.h>
 #include <ocidl.h>
@@ -76,6 +77,7 @@ class AllocationFailure : public AgentTest {
   AllocationFailure() {
     registry.SetText(kFramework, L"AgentGUID", std::wstring(200, L'g'));  // needs a buffer of its own
     registry.SetText(kLog, L"LogDetailList", L"one;two");
+    registry.SetText(kLog, L"LogFlags", L"U");
     folder.MakeFolder(L"data");
     WriteBytes(folder.File(L"data\\EvtFiltr.ini"), "DisabledEvent=77;");
     CreateDirectoryW(serverEvents.c_str(), nullptr);
@@ -210,6 +212,7 @@ TEST_F(AllocationFailure, AtAnyPointIsAnAnswerAndLosesNothing) {
   heap.FailAllocation(5);  // the runtime keeps some memory from the first exception on
   Report();
   const std::size_t live = heap.LiveBlocks();
+  const int handles = CountHandles();
   int points = 0;
   for (;; ++points) {
     SCOPED_TRACE(testing::Message() << "allocation " << points + 1);
@@ -219,6 +222,7 @@ TEST_F(AllocationFailure, AtAnyPointIsAnAnswerAndLosesNothing) {
     // The identifier has a default for when it cannot be read.
     EXPECT_TRUE(saved == whole || saved == WithDefaultGuid(whole)) << saved;
     ASSERT_EQ(live, heap.LiveBlocks());
+    ASSERT_EQ(handles, CountHandles());
     ASSERT_FALSE(HasFailure());
   }
   heap.FailAllocation(0);

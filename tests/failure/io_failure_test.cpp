@@ -1,6 +1,7 @@
 #include "component/library.h"
 #include "failure/import_hook.h"
 #include "support/captured_output.h"
+#include "support/handle_count.h"
 #include "support/trace_reader.h"
 
 #include <gmock/gmock.h>
@@ -43,6 +44,14 @@ const wchar_t* NameIn(...) {
   return nullptr;
 }
 
+// What a call that fails has done all the same.
+template <class Function, class... Parameters>
+void DoHalf(Function, Parameters...) {}
+void DoHalf(decltype(&fwrite) function, const void* bytes, std::size_t size, std::size_t count,
+            FILE* stream) {
+  function(bytes, size, count / 2, stream);
+}
+
 // Stands before the function that has this number in the table below. Parameter `Name` says what a call is
 // about.
 template <int Number, int Name, class Result, class... Parameters>
@@ -56,7 +65,10 @@ struct Gate {
     const auto original = reinterpret_cast<Result(WINAPI*)(Parameters...)>(hook->Original());
     if (!Fault::HappensNow(function, NameIn(std::get<Name>(std::tuple<Parameters...>(parameters...)))))
       return original(parameters...);
-    if (worksAllTheSame) original(parameters...);
+    if (worksAllTheSame)
+      original(parameters...);
+    else
+      DoHalf(original, parameters...);
     SetLastError(ERROR_ACCESS_DENIED);
     errno = EACCES;
     return failure;
@@ -100,7 +112,8 @@ struct Outcome {
   HRESULT result;
   std::size_t files;
   std::string lines;  // of errors
-  bool recovers;      // everything works afterwards
+  bool recovers;      // the same call and all that follow work afterwards
+  int lostHandles;
 };
 
 // What a failing call leads to, where that is more than a default in the place of a setting.
@@ -136,6 +149,7 @@ class IoFailure : public AgentTest {
  protected:
   IoFailure() : gates(GetModuleHandleW(L"varnel.dll")) {
     registry.SetNumber(kLog, L"LogLevel", 8);
+    registry.SetText(kLog, L"LogFlags", L"U");
     folder.MakeFolder(L"data");
     WriteBytes(folder.File(L"data\\EvtFiltr.ini"), "DisabledEvent=77;");
     CreateDirectoryW(serverEvents.c_str(), nullptr);
@@ -150,7 +164,7 @@ class IoFailure : public AgentTest {
     gates.Add<8, 0>(&WaitForSingleObject, "WaitForSingleObject", WAIT_FAILED);
     gates.Add<9, 0>(&ReleaseMutex, "ReleaseMutex", FALSE);
     gates.Add<10, 0>(&_wfopen, "_wfopen", nullptr);
-    gates.Add<11, 3>(&fwrite, "fwrite", 1);  // one byte goes out at most
+    gates.Add<11, 3>(&fwrite, "fwrite", 0);  // half of it has been written
     gates.Add<12, 0>(&fclose, "fclose", EOF, true);
     gates.Add<13, 0>(&GetComputerNameW, "GetComputerNameW", FALSE);
     gates.Add<14, 0>(&GetUserNameW, "GetUserNameW", FALSE);
@@ -200,8 +214,9 @@ class IoFailure : public AgentTest {
   // printed meanwhile is caught, so nothing is asserted here.
   Outcome Try(int phase, const char* function, int n) {
     Outcome outcome{};
-    const auto report = library.CreateReport();
     const CapturedOutput output;
+    const int handles = CountHandles();
+    auto report = library.CreateReport();
     for (int earlier = 0; earlier < phase; ++earlier) RunPhase(*report, earlier);
     TakeFiles();
     const std::size_t before = output.Text().size();
@@ -211,10 +226,12 @@ class IoFailure : public AgentTest {
     outcome.lines = ErrorLines(output.Text().substr(before));
     outcome.files = TakeFiles();
     outcome.recovers = true;
-    for (int again = 0; again < kPhases; ++again)
+    for (int again = phase; again < kPhases; ++again)
       outcome.recovers = RunPhase(*report, again) == S_OK && outcome.recovers;
-    outcome.recovers = TakeFiles() == 2 && outcome.recovers;
+    outcome.recovers = TakeFiles() == (phase == kPhases - 1 ? 1u : 2u) && outcome.recovers;
     trace.ReadMessages();
+    report.Reset();
+    outcome.lostHandles = CountHandles() - handles;
     return outcome;
   }
 
@@ -235,6 +252,7 @@ class IoFailure : public AgentTest {
 
 TEST_F(IoFailure, AtAnyPointGivesItsAnswerAndLeavesNoBrokenFile) {
   int points = 0;
+  Try(kPhases - 1, "", 1);  // the system keeps some handles from the first report on
   for (const char* const function : gates.functions) {
     for (int phase = 0; phase < kPhases; ++phase) {
       for (int n = 1;; ++n) {
@@ -247,6 +265,7 @@ TEST_F(IoFailure, AtAnyPointGivesItsAnswerAndLeavesNoBrokenFile) {
         EXPECT_EQ(expected.result, outcome.result);
         EXPECT_EQ(expected.files, outcome.files);
         EXPECT_TRUE(outcome.recovers);
+        EXPECT_EQ(0, outcome.lostHandles);
         EXPECT_EQ(0u, broken);
         if (*expected.line)
           EXPECT_THAT(outcome.lines, testing::HasSubstr(expected.line));
