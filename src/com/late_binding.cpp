@@ -31,17 +31,23 @@ BSTR DescribeFailure(ITypeInfo& info, DISPID member, HRESULT code) noexcept {
   return SysAllocString(description);
 }
 
-// What the type library knows of the failure is no more than the number. The caller's structure is written
-// as a whole: nobody has to initialise it.
-void Report(EXCEPINFO& known, const wchar_t* source, BSTR description, EXCEPINFO* exception) noexcept {
-  const BstrOwner knownSource(known.bstrSource);
-  const BstrOwner knownDescription(known.bstrDescription);
-  const BstrOwner knownHelpFile(known.bstrHelpFile);
-  if (!exception) return SysFreeString(description);
-  *exception = {};
-  exception->scode = known.scode;
-  exception->bstrSource = SysAllocString(source);
-  exception->bstrDescription = description;
+EXCEPINFO ExceptionFor(ITypeInfo& info, DISPID member, HRESULT code, const wchar_t* source) noexcept {
+  EXCEPINFO exception{};
+  exception.scode = code;
+  exception.bstrSource = SysAllocString(source);
+  exception.bstrDescription = DescribeFailure(info, member, code);
+  return exception;
+}
+
+void FreeTexts(const EXCEPINFO& exception) noexcept {
+  for (BSTR text : {exception.bstrSource, exception.bstrDescription, exception.bstrHelpFile})
+    SysFreeString(text);
+}
+
+// Every argument that the counts speak of is there.
+bool IsSound(const DISPPARAMS* parameters) noexcept {
+  return parameters && (parameters->cArgs == 0 || parameters->rgvarg) &&
+         (parameters->cNamedArgs == 0 || parameters->rgdispidNamedArgs);
 }
 
 }  // namespace
@@ -49,18 +55,20 @@ void Report(EXCEPINFO& known, const wchar_t* source, BSTR description, EXCEPINFO
 HRESULT InvokeLateBound(ITypeInfo& info, void* target, const wchar_t* source, DISPID member, WORD flags,
                         DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                         UINT* badArgument) noexcept {
-  if (!parameters || (parameters->cArgs != 0 && !parameters->rgvarg)) return E_POINTER;
+  if (!IsSound(parameters)) return E_POINTER;
   return Guarded([&] {
     OutArgument out(info, member, *parameters);
     if (FAILED(out.Refusal())) {
       if (badArgument) *badArgument = out.Position();
       return out.Refusal();
     }
-    EXCEPINFO known{};
+    EXCEPINFO known{};  // what the type library knows: no more than the number
     const HRESULT called = info.Invoke(target, member, flags, out.Parameters(), result, &known, badArgument);
     if (SUCCEEDED(called)) out.HandBack();
-    if (called == DISP_E_EXCEPTION)
-      Report(known, source, DescribeFailure(info, member, known.scode), exception);
+    if (called != DISP_E_EXCEPTION) return called;
+    FreeTexts(known);
+    // Written as a whole: nobody has to initialise it.
+    if (exception) *exception = ExceptionFor(info, member, known.scode, source);
     return called;
   });
 }

@@ -86,7 +86,7 @@ std::optional<UINT> FindArgument(const DISPPARAMS& given, UINT parameter) noexce
 }  // namespace
 
 OutArgument::OutArgument(ITypeInfo& info, DISPID member, DISPPARAMS& given) : parameters_(given) {
-  if (given.cArgs == 0 || !given.rgvarg || given.cNamedArgs > given.cArgs) return;
+  if (given.cArgs == 0 || given.cNamedArgs > given.cArgs) return;
   const auto parameter = FindOutParameter(info, member);
   const auto position = parameter ? FindArgument(given, parameter->index) : std::nullopt;
   if (!position) return;

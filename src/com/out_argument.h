@@ -18,7 +18,8 @@ namespace varnel {
 // call without such a parameter is not touched.
 class OutArgument {
  public:
-  // `given` is the call's, and must outlive this. Throws std::bad_alloc.
+  // `given` is the call's, holds the arguments that its counts speak of, and must outlive this. Throws
+  // std::bad_alloc.
   OutArgument(ITypeInfo& info, DISPID member, DISPPARAMS& given);
   OutArgument(const OutArgument&) = delete;
   OutArgument& operator=(const OutArgument&) = delete;

@@ -203,9 +203,10 @@ TEST_F(LateBoundTest, UnwantedResultIsReleasedAndAWrongTypeRefused) {
   for (const DISPID id : {3, 8})
     for (const VARIANT& argument : nowhere)
       EXPECT_EQ(DISP_E_TYPEMISMATCH, Invoke(report.Get(), id, {argument}));
-  DISPPARAMS missing{nullptr, nullptr, 1, 0};
-  EXPECT_EQ(E_POINTER, report->Invoke(8, IID_NULL, LOCALE_NEUTRAL, DISPATCH_METHOD, &missing, nullptr,
-                                      nullptr, nullptr));
+  VARIANT some = Argument(VT_NULL);
+  for (DISPPARAMS missing : {DISPPARAMS{nullptr, nullptr, 1, 0}, DISPPARAMS{&some, nullptr, 1, 1}})
+    EXPECT_EQ(E_POINTER, report->Invoke(8, IID_NULL, LOCALE_NEUTRAL, DISPATCH_METHOD, &missing, nullptr,
+                                        nullptr, nullptr));
   report.Reset();
   EXPECT_EQ(S_OK, library.CanUnloadNow());  // no reference has been lost
 }
