@@ -6,7 +6,7 @@
 namespace varnel::test {
 
 int CountHandles() {
-  constexpr ULONG_PTR kMostHandles = 1000;
+  constexpr ULONG_PTR kMostHandles = 150;
   int handles = 0;
   DWORD flags = 0;
   for (ULONG_PTR value = 4; value <= 4 * kMostHandles; value += 4)
