@@ -10,7 +10,7 @@ trap 'rm -rf "$elsewhere"' EXIT
 cp -r CMakeLists.txt CMakePresets.json cmake src tools "$elsewhere"
 cd "$elsewhere"
 {
-  cmake --preset "$preset" -DVARNEL_BUILD_TESTS=OFF -DVARNEL_BUILD_SAMPLES=OFF && cmake --build --preset "$preset"
+  cmake --preset "$preset" -DVARNEL_BUILD_TOOLS=OFF && cmake --build --preset "$preset"
 } >log 2>&1 || {
   cat log
   exit 1

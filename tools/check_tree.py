@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""check_tree.py - what the compiler does not check: layers, sizes and the parts that must build without Windows.
+"""check_tree.py - what the compiler does not check: layers, include cycles, sizes, and the parts that must build
+without Windows.
 
 Prints each offence and returns 1 when there is one.
 """
@@ -7,41 +8,68 @@ import pathlib
 import re
 import sys
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
+SRC = pathlib.Path(__file__).resolve().parent.parent / "src"
 # A folder of src/ may include itself and these.
 LAYERS = {
     "base": set(),
     "xml": {"base"},
     "logging": {"base"},
-    "settings": {"base", "logging"},
+    "settings": {"base"},
     "probes": {"base", "logging"},
     "protection": {"base", "logging", "settings"},
     "events": {"base", "xml", "logging", "settings", "probes", "protection"},
-    "com": {"base", "xml", "logging", "settings", "probes", "protection", "events"},
+    "com": {"base", "settings", "events"},
 }
 # Rules that fuzzers and sanitizers build on the host.
-PORTABLE = ["xml/node", "xml/element", "xml/attribute", "xml/leaf_nodes", "xml/document", "xml/null_nodes",
-            "xml/whitespace", "xml/write_context", "settings/disabled_event_list", "probes/os_name_rule",
-            "probes/adapter_table", "com/registration_script", "com/load_restriction"]
+PORTABLE = {"xml/tree", "xml/document", "xml/whitespace", "xml/write_context", "settings/disabled_event_list",
+            "probes/os_name_rule", "probes/adapter_table", "com/registration_script", "com/load_restriction"}
+# Headers for their own folder.
+PRIVATE = {"settings/registry_text", "settings/disabled_event_list"}
 MAX_LINES = {".h": 300, ".cpp": 400}
-INCLUDE = re.compile(r'^#include "(\w+)/')
+INCLUDE = re.compile(r'^#include "(\w+/\w+)\.h"')
+
+
+def offences_of_file(path, name, lines):
+    layer = name.split("/")[0]
+    if len(lines) > MAX_LINES[path.suffix]:
+        yield f"{len(lines)} lines; does it hold one idea?"
+    for line in lines:
+        match = INCLUDE.match(line)
+        included = match.group(1) if match else f"{layer}/"
+        if included.split("/")[0] not in LAYERS[layer] | {layer}:
+            yield f"{layer} may not include {included}"
+        if included in PRIVATE and not included.startswith(layer):
+            yield f"{included} is private to its folder"
+        if name in PORTABLE and "<windows.h>" in line:
+            yield "this rule must build without Windows"
+
+
+def cycles(includes):
+    """Modules, that is a header with its source, that lead back to themselves."""
+    def reachable(start):
+        seen, pending = set(), list(includes[start])
+        while pending:
+            module = pending.pop()
+            if module not in seen:
+                seen.add(module)
+                pending += includes.get(module, ())
+        return seen
+    return [module for module in sorted(includes) if module in reachable(module)]
 
 
 def offences():
-    for path in sorted(ROOT.glob("src/**/*")):
+    includes = {}
+    for path in sorted(SRC.glob("*/*")):
         if path.suffix not in MAX_LINES:
             continue
+        name = path.relative_to(SRC).with_suffix("").as_posix()
         lines = path.read_text(encoding="utf-8").splitlines()
-        name = path.relative_to(ROOT / "src")
-        layer = name.parts[0]
-        if len(lines) > MAX_LINES[path.suffix]:
-            yield f"{name}: {len(lines)} lines; does it hold one idea?"
-        for number, line in enumerate(lines, 1):
-            included = INCLUDE.match(line)
-            if included and included.group(1) not in LAYERS[layer] | {layer}:
-                yield f"{name}:{number}: {layer} may not include {included.group(1)}"
-            if str(name.with_suffix("")) in PORTABLE and "<windows.h>" in line:
-                yield f"{name}:{number}: this rule must build without Windows"
+        found = {match.group(1) for match in map(INCLUDE.match, lines) if match}
+        includes.setdefault(name, set()).update(found - {name})
+        for offence in offences_of_file(path, name, lines):
+            yield f"{path.relative_to(SRC)}: {offence}"
+    for module in cycles(includes):
+        yield f"{module}: includes itself through others"
 
 
 def main():

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <windows.h>
 #include <unknwn.h>
 
+#include <atomic>
 #include <utility>
 
 namespace varnel {
@@ -49,6 +51,17 @@ class ComPtr {
 
  private:
   T* pointer_ = nullptr;
+};
+
+// The count of a COM object. Starts at one, for whoever makes the object.
+class ReferenceCount {
+ public:
+  ULONG Increment() noexcept { return ++count_; }
+  // The object is to be destroyed when this returns 0.
+  [[nodiscard]] ULONG Decrement() noexcept { return --count_; }
+
+ private:
+  std::atomic<ULONG> count_{1};
 };
 
 }  // namespace varnel

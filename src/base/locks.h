@@ -29,4 +29,25 @@ class ExclusiveLock {
   SRWLOCK& lock_;
 };
 
+// Holds a mutex that processes share, if it comes within so many milliseconds. A mutex that a killed process
+// abandoned counts as held. Without a mutex (null), or when it does not come, the caller goes on unlocked:
+// what these mutexes order matters more than the order.
+class MutexLock {
+ public:
+  MutexLock(HANDLE mutex, DWORD milliseconds) noexcept : mutex_(mutex) {
+    if (mutex_) result_ = WaitForSingleObject(mutex_, milliseconds);
+  }
+  ~MutexLock() {
+    if (result_ == WAIT_OBJECT_0 || result_ == WAIT_ABANDONED) ReleaseMutex(mutex_);
+  }
+  MutexLock(const MutexLock&) = delete;
+  MutexLock& operator=(const MutexLock&) = delete;
+
+  bool TimedOut() const noexcept { return result_ == WAIT_TIMEOUT; }
+
+ private:
+  HANDLE mutex_;
+  DWORD result_ = WAIT_FAILED;
+};
+
 }  // namespace varnel

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/windows_handles.h"
+#include "base/handles.h"
 
 namespace varnel {
 
@@ -21,7 +21,7 @@ class ProcessIdentity {
   ProcessIdentity(const ProcessIdentity&) = delete;
   ProcessIdentity& operator=(const ProcessIdentity&) = delete;
 
-  // False when the system does not let the thread put its client's identity off.
+  // False when the system does not let the thread stop impersonating.
   explicit operator bool() const noexcept { return taken_; }
 
  private:

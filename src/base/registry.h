@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/unique_resource.h"
+#include "base/handles.h"
 
 #include <windows.h>
 
@@ -8,13 +8,6 @@
 #include <optional>
 
 namespace varnel {
-
-struct RegistryKeyTraits {
-  using Type = HKEY;
-  static Type Invalid() noexcept { return nullptr; }
-  static void Close(Type key) noexcept { RegCloseKey(key); }
-};
-using RegistryKey = UniqueResource<RegistryKeyTraits>;
 
 // The opened key, or an empty one when it cannot be opened. `access` as for RegOpenKeyEx.
 [[nodiscard]] RegistryKey OpenRegistryKey(HKEY root, const wchar_t* path, REGSAM access) noexcept;

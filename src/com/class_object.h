@@ -1,18 +1,25 @@
 #pragma once
 
-#include "base/reference_count.h"
-#include "com/class_table.h"
+#include "base/com_ptr.h"
 
 #include <windows.h>
 #include <objbase.h>
 
 namespace varnel {
 
+// One class that this module serves.
+struct ClassEntry {
+  const CLSID* clsid;
+  // Makes a plain object, or one inside `outer`, and queries it; any exception may leave it.
+  HRESULT (*create)(IUnknown* outer, REFIID iid, void** out);
+  WORD registrationScript;  // number of the REGISTRY resource
+};
+
 // The class object of one class. The module's cache holds the first reference; only those beyond it keep the
 // library loaded.
 class ClassObject final : public IClassFactory {
  public:
-  // With one reference. Throws std::bad_alloc.
+  // With one reference.
   [[nodiscard]] static ClassObject* Make(const ClassEntry& entry) { return new ClassObject(entry); }
 
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override;

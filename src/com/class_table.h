@@ -1,29 +1,20 @@
 #pragma once
 
-#include <windows.h>
-#include <comcat.h>
-#include <objbase.h>
+#include "com/class_object.h"
 
 #include <array>
-#include <span>
 
 namespace varnel {
 
-struct ComponentCategory {
-  const CATID* category;
-  bool required;  // else implemented
-};
-
-// One class that this module serves.
-struct ClassEntry {
-  const CLSID* clsid;
-  // Makes a plain object, or one inside `outer`, and queries it; any exception may leave it.
-  HRESULT (*create)(IUnknown* outer, REFIID iid, void** out);
-  WORD registrationScript;  // number of the REGISTRY resource
-  std::span<const ComponentCategory> categories;
-};
-
+// The classes that this module serves, in the order of their registration.
 constexpr std::size_t kClassCount = 2;
 extern const std::array<ClassEntry, kClassCount> kClassTable;
+
+// The class object of a class in the table, made at the first request and kept; CLASS_E_CLASSNOTAVAILABLE for
+// another class. Any thread may call.
+HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** out) noexcept;
+
+// Gives the kept class objects back. At process detach only: nothing else runs meanwhile.
+void ReleaseClassObjects() noexcept;
 
 }  // namespace varnel

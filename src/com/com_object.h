@@ -1,7 +1,6 @@
 #pragma once
 
 #include "base/com_ptr.h"
-#include "base/reference_count.h"
 #include "com/dispatch.h"
 #include "com/module.h"
 

@@ -1,13 +1,56 @@
 #include "base/hresult.h"
+#include "com/class_table.h"
+#include "com/load_restriction.h"
 #include "com/module.h"
-#include "com/registrar.h"
+#include "com/registration.h"
+#include "com/runtime_slots.h"
+#include "settings/agent_settings.h"
 
 #include <windows.h>
 #include <objbase.h>
 #include <olectl.h>
 
+#if defined(_MSC_VER)
+#pragma warning(disable : 4996)  // GetVersionEx: the question is about a system that knew nothing newer
+#endif
+
 using varnel::Guarded;
 using varnel::Module;
+
+namespace {
+
+bool HostIsRefused() noexcept {
+  OSVERSIONINFOW record{};  // the short form: the system in question knows no other
+  record.dwOSVersionInfoSize = sizeof(record);
+  GetVersionExW(&record);
+  const varnel::HostVersion version{record.dwPlatformId, record.dwMajorVersion};
+  if (!varnel::IsNt4(version)) return false;  // nothing else is asked of a newer system
+  wchar_t host[260];
+  const DWORD length = GetModuleFileNameW(nullptr, host, 260);
+  return !varnel::MayLoad(version, varnel::IsAgentManaged(), {host, length});
+}
+
+}  // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* processEnds) {
+  switch (reason) {
+    case DLL_PROCESS_ATTACH:
+      if (HostIsRefused()) return FALSE;
+      Module::Instance().Attach(instance);
+      DisableThreadLibraryCalls(instance);
+      break;
+    case DLL_PROCESS_DETACH:
+      // At the end of the process the system takes everything back; other libraries may be gone already.
+      if (processEnds) break;
+      varnel::ReleaseClassObjects();
+      Module::Instance().Detach();
+      varnel::ReleaseRuntimeSlots();
+      break;
+    default:
+      break;
+  }
+  return TRUE;
+}
 
 STDAPI DllCanUnloadNow() {
   return Module::Instance().IsLocked() ? S_FALSE : S_OK;
@@ -16,7 +59,7 @@ STDAPI DllCanUnloadNow() {
 STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
   if (!out) return E_POINTER;
   *out = nullptr;
-  return Module::Instance().GetClassObject(clsid, iid, out);
+  return varnel::GetClassObject(clsid, iid, out);
 }
 
 STDAPI DllRegisterServer() {

@@ -1,9 +1,9 @@
 #include "com/late_binding.h"
 
+#include "base/handles.h"
 #include "base/hresult.h"
-#include "base/unique_resource.h"
 #include "com/out_argument.h"
-#include "events/result_text.h"
+#include "events/results.h"
 
 #include <cstdio>
 

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kLongestPath = 32'768;
 
-Module g_module;
+constinit Module g_module;
 
 }  // namespace
 
@@ -20,11 +20,8 @@ Module& Module::Instance() noexcept {
 }
 
 void Module::Detach() noexcept {
-  for (auto& object : classObjects_) {
-    if (auto* const old = std::exchange(object, nullptr)) old->Release();
-  }
-  for (auto& cached : typeInfos_) {
-    if (auto* const old = std::exchange(cached.info, nullptr)) old->Release();
+  for (auto& kept : typeInfos_) {
+    if (auto* const old = std::exchange(kept.info, nullptr)) old->Release();
   }
 }
 
@@ -42,27 +39,11 @@ std::wstring Module::Path() const {
   }
 }
 
-HRESULT Module::GetClassObject(REFCLSID clsid, REFIID iid, void** out) noexcept {
-  const auto found = std::find_if(kClassTable.begin(), kClassTable.end(),
-                                  [&](const ClassEntry& entry) { return *entry.clsid == clsid; });
-  if (found == kClassTable.end()) return CLASS_E_CLASSNOTAVAILABLE;
-  ClassObject*& cached = classObjects_[static_cast<std::size_t>(found - kClassTable.begin())];
-  return Guarded([&] {
-    // A cached object is never replaced, so it may be used outside the lock.
-    if (!InterlockedCompareExchangePointer(reinterpret_cast<void**>(&cached), nullptr, nullptr)) {
-      const ExclusiveLock lock(lock_);
-      if (!cached) InterlockedExchangePointer(reinterpret_cast<void**>(&cached), ClassObject::Make(*found));
-    }
-    return cached->QueryInterface(iid, out);
-  });
-}
-
 HRESULT Module::GetTypeInfo(REFIID iid, ITypeInfo** out) noexcept {
   return Guarded([&] {
     const ExclusiveLock lock(lock_);
-    const auto place = std::find_if(typeInfos_.begin(), typeInfos_.end(), [&](const CachedTypeInfo& cached) {
-      return !cached.info || cached.iid == iid;
-    });
+    const auto place = std::find_if(typeInfos_.begin(), typeInfos_.end(),
+                                    [&](const KeptTypeInfo& kept) { return !kept.info || kept.iid == iid; });
     if (place == typeInfos_.end()) return TYPE_E_ELEMENTNOTFOUND;
     if (!place->info) {
       ITypeInfo* loaded = nullptr;

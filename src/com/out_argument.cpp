@@ -116,10 +116,10 @@ OutArgument::OutArgument(ITypeInfo& info, DISPID member, DISPPARAMS& given) : pa
       refusal_ = V_VT(&argument) == VT_ERROR ? DISP_E_PARAMNOTOPTIONAL : DISP_E_TYPEMISMATCH;
       return;
   }
-  if (V_VT(&given.rgvarg[position_]) != (VT_BYREF | parameter->type)) UsePlaceOfOurs(parameter->type);
+  if (V_VT(&given.rgvarg[position_]) != (VT_BYREF | parameter->type)) UseOwnPlace(parameter->type);
 }
 
-void OutArgument::UsePlaceOfOurs(VARTYPE wanted) {
+void OutArgument::UseOwnPlace(VARTYPE wanted) {
   arguments_.assign(parameters_.rgvarg, parameters_.rgvarg + parameters_.cArgs);
   parameters_.rgvarg = arguments_.data();
   V_VT(&arguments_[position_]) = static_cast<VARTYPE>(VT_BYREF | wanted);

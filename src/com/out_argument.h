@@ -13,13 +13,12 @@ namespace varnel {
 //
 // Script engines pass a variable as a by-reference variant, which the type library's Invoke refuses for such
 // a parameter; Visual Basic passes IDispatch variables where a method hands out IUnknown; and an object,
-// nothing or null passed by value would lose the reference that the method hands out. All these get a typed
-// place of ours for the time of the call. A reference of just the right type goes through as it is, and a
-// call without such a parameter is not touched.
+// nothing or null passed by value would lose the reference that the method hands out. In all these cases the
+// method writes to a typed variable of this object. A reference of just the right type goes through as it is,
+// and a call without such a parameter is not touched.
 class OutArgument {
  public:
-  // `given` is the call's, holds the arguments that its counts speak of, and must outlive this. Throws
-  // std::bad_alloc.
+  // `given` is the call's, holds the arguments that its counts speak of, and must outlive this.
   OutArgument(ITypeInfo& info, DISPID member, DISPPARAMS& given);
   OutArgument(const OutArgument&) = delete;
   OutArgument& operator=(const OutArgument&) = delete;
@@ -37,13 +36,13 @@ class OutArgument {
   void HandBack() noexcept;
 
  private:
-  void UsePlaceOfOurs(VARTYPE wanted);
+  void UseOwnPlace(VARTYPE wanted);
 
   DISPPARAMS parameters_;
   UINT position_ = 0;
   HRESULT refusal_ = S_OK;
-  std::vector<VARIANT> arguments_;  // copies that own nothing; empty when nothing needs a place of ours
-  ComPtr<IUnknown> object_;
+  std::vector<VARIANT> arguments_;  // copies that own nothing; empty when the call goes through as it is
+  ComPtr<IUnknown> object_;         // what the method handed out
   // Where it goes; at most one is set.
   VARIANT* variable_ = nullptr;
   IDispatch** dispatchReference_ = nullptr;

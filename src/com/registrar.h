@@ -16,9 +16,4 @@ HRESULT RegisterKeys(HKEY root, const std::vector<ScriptKey>& keys);
 // returns the first.
 HRESULT UnregisterKeys(HKEY root, const std::vector<ScriptKey>& keys);
 
-// Registration of the whole module: the classes in table order, each with its component categories, then the
-// type library. Both stop at the first failure and return it. Throw std::bad_alloc and HResultError.
-HRESULT RegisterModule();
-HRESULT UnregisterModule();
-
 }  // namespace varnel

@@ -24,8 +24,10 @@ class Parser {
 
   bool Parse(std::vector<ScriptKey>& keys) {
     ScriptKey root;
-    return Advance() && IsWord(L"HKCR") && Advance() && IsWord(L"{") && ParseBody(root, 0) && !token_ &&
-           root.values.empty() && (keys = std::move(root.children), true);
+    if (!Advance() || !IsWord(L"HKCR") || !Advance() || !IsWord(L"{")) return false;
+    if (!ParseBody(root, 0) || token_ || !root.values.empty()) return false;
+    keys = std::move(root.children);
+    return true;
   }
 
  private:

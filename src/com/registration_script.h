@@ -46,7 +46,7 @@ using ScriptVariables = std::map<std::string, std::wstring, std::less<>>;
 
 // The keys at the top of the script, or nothing when any part of the text is not understood: another root,
 // another value type, an unknown variable, an unclosed quote or brace, a byte outside ASCII, anything behind
-// the last brace. Throws std::bad_alloc.
+// the last brace.
 [[nodiscard]] std::optional<std::vector<ScriptKey>> ParseRegistrationScript(std::string_view script,
                                                                             const ScriptVariables& variables);
 

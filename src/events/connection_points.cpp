@@ -1,7 +1,6 @@
 #include "events/connection_points.h"
 
 #include "base/hresult.h"
-#include "base/reference_count.h"
 
 namespace varnel {
 namespace {

@@ -7,8 +7,7 @@
 
 namespace varnel {
 
-// An enumerator over no connection points. It keeps `owner` alive, and with it the module. Throws
-// std::bad_alloc.
+// An enumerator over no connection points. It keeps `owner` alive, and with it the module.
 [[nodiscard]] ComPtr<IEnumConnectionPoints> EnumerateNoConnectionPoints(IUnknown* owner);
 
 }  // namespace varnel

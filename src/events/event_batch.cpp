@@ -16,9 +16,7 @@ EventBatch BuildEventBatch(const ProductTexts& product, ElementObjectFactory new
     object->Attach(batch.document, element);
     return object;
   };
-  batch.rootElement = batch.document->Root();
-  batch.rootObject = newObjectFor(batch.rootElement);
-  batch.machineElement = batch.rootElement->AddElement(L"MachineInfo");
+  batch.machineElement = batch.document->Root()->AddElement(L"MachineInfo");
   batch.machineObject = newObjectFor(batch.machineElement);
   batch.softwareElement = batch.machineElement->AddSiblingElement(product.softwareNodeName);
   batch.softwareElement->AddToAttribute(L"ProductName", product.softwareName);

@@ -11,11 +11,9 @@ namespace varnel {
 // through which callers reach them. Element pointers are borrowed from the document.
 struct EventBatch {
   std::shared_ptr<AdvXMLParser::Document> document;
-  AdvXMLParser::Element* rootElement = nullptr;
   AdvXMLParser::Element* machineElement = nullptr;
   AdvXMLParser::Element* softwareElement = nullptr;
   AdvXMLParser::Element* lastEventElement = nullptr;  // null until the first event
-  ComPtr<CEventElement> rootObject;
   ComPtr<CEventElement> machineObject;
   ComPtr<CEventElement> softwareObject;
 
@@ -32,12 +30,11 @@ struct ProductTexts {
 };
 
 // A document with a root, an empty "MachineInfo" and the software element with its three attributes.
-// Throws std::bad_alloc.
 [[nodiscard]] EventBatch BuildEventBatch(const ProductTexts& product, ElementObjectFactory newElementObject);
 
 // Appends an event behind everything that the software element holds so far and makes it the batch's last
 // event. `timeText` is the event's time as the document carries it. When there is no memory the batch stays
-// as it was. Throws std::bad_alloc.
+// as it was.
 AdvXMLParser::Element* AppendEvent(EventBatch& batch, std::wstring_view name, long id, long severity,
                                    std::wstring_view timeText);
 

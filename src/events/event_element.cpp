@@ -2,7 +2,7 @@
 
 #include "base/hresult.h"
 #include "events/text_element.h"
-#include "xml/null_nodes.h"
+#include "xml/tree.h"
 
 namespace varnel {
 

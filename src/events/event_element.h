@@ -11,8 +11,7 @@ namespace varnel {
 class CEventElement;
 
 // Makes the COM object of an element, with nothing attached and one reference. com/ gives it to the event
-// objects: it alone knows the module's lock count and the forms that an object can take. Throws
-// std::bad_alloc.
+// objects: it alone knows the module's lock count and the forms that an object can take.
 using ElementObjectFactory = ComPtr<CEventElement> (*)();
 
 // One element of an event document, as callers see it. It refers to the document without keeping it alive:

@@ -1,14 +1,20 @@
 #include "events/orba_event_inf.h"
 
 #include "base/hresult.h"
-#include "events/identity.h"
-#include "events/result_codes.h"
-#include "events/save_mutex.h"
+#include "events/connection_points.h"
+#include "events/event_file.h"
+#include "events/machine_info.h"
+#include "events/results.h"
+#include "logging/log_files.h"
 #include "logging/log_settings.h"
 #include "logging/log_writer.h"
+#include "probes/event_time.h"
 #include "probes/os_name.h"
 #include "settings/agent_settings.h"
 #include "settings/event_filter.h"
+
+#include <objbase.h>
+#include <olectl.h>
 
 #include <cwchar>
 #include <iterator>
@@ -16,6 +22,9 @@
 
 namespace varnel {
 namespace {
+
+constexpr wchar_t kServerSoftwareId[] = L"ORBASRVR_3500";
+constexpr wchar_t kAgentComponentPrefix[] = L"ORBAAGENT";
 
 // Folder, name and extension then fit 520 characters at their longest.
 constexpr std::int32_t kMaxExtensionLength = 200;
@@ -51,8 +60,9 @@ void* COrbaEventInf::FindInterface(REFIID iid) noexcept {
   return nullptr;
 }
 
+// What "%x" prints for the object in log lines: its address, as far as 32 bits hold it.
 unsigned COrbaEventInf::Identity() const noexcept {
-  return IdentityOf(this);
+  return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this));
 }
 
 bool COrbaEventInf::IsRefused() const noexcept {
@@ -66,7 +76,7 @@ STDMETHODIMP COrbaEventInf::Initialize(BSTR strSoftwareID, BSTR strRootName, BST
     if (!strSoftwareID || !strRootName || !strSoftwareNodeName || !strSoftwareName || !strVersion ||
         !strProductFamily)
       return E_FAIL;
-    LogDetail(kFacility, L"%x Initialize %s|%s|%s|%s|%s|%s", Identity(), strSoftwareID, strRootName,
+    LogDetail(kReportFacility, L"%x Initialize %s|%s|%s|%s|%s|%s", Identity(), strSoftwareID, strRootName,
               strSoftwareNodeName, strSoftwareName, strVersion, strProductFamily);
     GetOsName(osName_, static_cast<std::uint32_t>(std::size(osName_)));
     KernelHandle saveMutex = OpenSaveMutex();
@@ -122,7 +132,7 @@ STDMETHODIMP COrbaEventInf::GetSoftwareElement(IEventElement** pISoftwareNode) {
 
 HRESULT COrbaEventInf::HandOut(const char* method, const ComPtr<CEventElement>& object,
                                IUnknown** out) const noexcept {
-  LogDetail(kFacility, L"%x %hs", Identity(), method);
+  LogDetail(kReportFacility, L"%x %hs", Identity(), method);
   IEventElement* element = nullptr;
   const HRESULT result = HandOut(object, out ? &element : nullptr);
   if (FAILED(result)) return result;
@@ -136,6 +146,176 @@ HRESULT COrbaEventInf::HandOut(const ComPtr<CEventElement>& object, IEventElemen
   if (!out || !object) return E_FAIL;
   object->QueryInterface(IID_IEventElement, reinterpret_cast<void**>(out));
   return S_OK;
+}
+
+// `szIPAddress` is logged and otherwise not used: the address is the agent's to tell, not the product's.
+STDMETHODIMP COrbaEventInf::CreateMachineElement(BSTR szIPAddress, BSTR szOS, BSTR szUserName) {
+  return Guarded([&] {
+    LogDetail(kReportFacility, L"%x CreateMachineElement %s|%s|%s", Identity(), szIPAddress, szOS,
+              szUserName);
+    if (IsRefused()) return kAgentNotManaged;
+    HRESULT result = E_FAIL;
+    if (batch_) {
+      const std::wstring_view os = TextOf(szOS);
+      AddMachineFacts(*batch_.machineElement, os.empty() ? osName_ : os, TextOf(szUserName));
+      macPopulated_ = false;  // the next save looks for the adapter of the new address
+      result = S_OK;
+    }
+    machineCreated_ = true;
+    return result;
+  });
+}
+
+STDMETHODIMP COrbaEventInf::CreateEventElement(BSTR strEventNodeName, long lEventID, long lSeverity,
+                                               DATE GMTTime, IUnknown** pIEventElemNode) {
+  return Guarded([&] {
+    ComPtr<CEventElement> object;
+    const HRESULT result =
+        CreateEvent(strEventNodeName, lEventID, lSeverity, GMTTime, BadDate::kRefuse, object);
+    if (FAILED(result) || !pIEventElemNode) return result;
+    IEventElement* element = nullptr;
+    object->QueryInterface(IID_IEventElement, reinterpret_cast<void**>(&element));
+    if (element) *pIEventElemNode = element;
+    return result;
+  });
+}
+
+STDMETHODIMP COrbaEventInf::CreateEventElement(BSTR strEventNodeName, long lEventID, long lSeverity,
+                                               DATE GMTTime, IEventElement** pIEventElemNode) {
+  return Guarded([&] {
+    ComPtr<CEventElement> object;
+    const HRESULT result =
+        CreateEvent(strEventNodeName, lEventID, lSeverity, GMTTime, BadDate::kWriteZeros, object);
+    if (FAILED(result) || !pIEventElemNode) return result;
+    object->QueryInterface(IID_IEventElement, reinterpret_cast<void**>(pIEventElemNode));
+    return result;
+  });
+}
+
+HRESULT COrbaEventInf::CreateEvent(BSTR name, long id, long severity, DATE time, BadDate badDate,
+                                   ComPtr<CEventElement>& object) {
+  if (IsRefused()) return kAgentNotManaged;
+  if (!name || id == 0) return E_FAIL;
+  LogDetail(kReportFacility, L"%x CreateEventElement %s|%d|%d", Identity(), name, id, severity);
+  if (IsEventDisabled(id)) return kEventDisabled;
+  if (!batch_) return E_FAIL;
+  ReadEventTriggerPolicy(severity, &triggerFlag_);
+  const auto systemTime = SystemTimeFromDate(time);
+  if (!systemTime && badDate == BadDate::kRefuse) return E_FAIL;
+  const std::wstring timeText = FormatTimeText(systemTime.value_or(SYSTEMTIME{}));
+  // The object comes first: when there is no memory for it, the document stays as it was.
+  object = newElementObject_();
+  object->Attach(batch_.document, AppendEvent(batch_, name, id, severity, timeText));
+  eventCreated_ = true;
+  return S_OK;
+}
+
+STDMETHODIMP COrbaEventInf::Save() {
+  return Guarded([&] {
+    LogDetail(kReportFacility, L"%x Save", Identity());
+    if (IsRefused()) {
+      LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
+      return kAgentNotManaged;
+    }
+    if (!IsAgentManaged()) {
+      LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
+      return S_OK;
+    }
+    if (!eventCreated_ || !machineCreated_) {
+      LogError(kReportFacility, L"%x Not saving incomplete", Identity());
+      return E_FAIL;
+    }
+    if (std::wcscmp(softwareId_, kServerSoftwareId) == 0) return SaveForServer();
+    const wchar_t* const extension = triggerFlag_ != 0 ? L"txml" : L"xml";
+    const HRESULT result = SaveToAgentFolder(extension);
+    if (FAILED(result))
+      LogError(kReportFacility, L"%x %s save to folder failed hr=%x", Identity(), extension, result);
+    return result;
+  });
+}
+
+STDMETHODIMP COrbaEventInf::SaveAgentEventOnly(BSTR strSoftwareID, BSTR strFileExtension) {
+  return Guarded([&] {
+    const auto extensionLength = static_cast<std::int32_t>(std::wcslen(TextOf(strFileExtension)));
+    LogDetail(kReportFacility, L"%x SaveAgentEventOnly %s|%d|%d", Identity(), strSoftwareID, extensionLength,
+              maxExtensionLength_);
+    if (IsRefused()) return kAgentNotManaged;
+    if (!strSoftwareID || !strFileExtension) return kBadArgument;
+    if (extensionLength > maxExtensionLength_) return kBadArgument;
+    if (_wcsnicmp(strSoftwareID, kAgentComponentPrefix, std::size(kAgentComponentPrefix) - 1) != 0)
+      return kNotAnAgentComponent;
+    return SaveToAgentFolder(strFileExtension);
+  });
+}
+
+HRESULT COrbaEventInf::SaveForServer() {
+  if (!batch_) return E_FAIL;
+  wchar_t folder[kPathCapacity];
+  if (!ReadEventsPath(folder)) return E_FAIL;
+  PopulateMacOnce(L"Populating event MAC field before Save()", L"Populating event MAC field %s");
+  // Outside the mutex, so that only the work on the file itself happens under it.
+  const std::wstring document = batch_.document->ToString(false);
+  return WriteServerEventFile(folder, document, saveMutex_.Get(), Identity());
+}
+
+HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension) {
+  if (!batch_) return E_FAIL;
+  wchar_t dataPath[kPathCapacity];
+  if (!ReadDataPath(dataPath)) {
+    // Reading the registry does not set the last error: the number may be an older one.
+    LogError(kReportFacility, L"Failed to get data folder. Error code =%d", GetLastError());
+    return E_FAIL;
+  }
+  // The agent's path ends in a backslash; none is added for one that does not.
+  const std::wstring folder = std::wstring(dataPath) + L"AgentEvents";
+  PopulateMacOnce(L"Populating event MAC field before SaveToAgentEventFolder()", L"Populating MAC field %s");
+  const std::wstring document = batch_.document->ToString(false);
+  return WriteAgentEventFile(folder, extension, document, saveMutex_.Get());
+}
+
+// Looking for the adapter is the dearest step of a report, so it is done once for each set of machine facts.
+void COrbaEventInf::PopulateMacOnce(const wchar_t* announcement, const wchar_t* outcome) {
+  if (macPopulated_) return;
+  LogDetail(kReportFacility, announcement);
+  macPopulated_ = AddMacAddress(batch_.machineElement);
+  LogDetail(kReportFacility, outcome, macPopulated_ ? L"succeeded" : L"FAILED");
+}
+
+STDMETHODIMP COrbaEventInf::EnumConnectionPoints(IEnumConnectionPoints** ppEnum) {
+  if (!ppEnum) return E_POINTER;
+  *ppEnum = nullptr;
+  return Guarded([&] {
+    *ppEnum = EnumerateNoConnectionPoints(static_cast<IConnectionPointContainer*>(this)).Detach();
+    return S_OK;
+  });
+}
+
+STDMETHODIMP COrbaEventInf::FindConnectionPoint(REFIID, IConnectionPoint** ppCP) {
+  if (!ppCP) return E_POINTER;
+  *ppCP = nullptr;
+  return CONNECT_E_NOCONNECTION;
+}
+
+STDMETHODIMP COrbaEventInf::OnFrameworkTerminate() {
+  LogDetail(kReportFacility, L"%x OnFrameworkTerminate", Identity());
+  frameworkAvailable_.exchange(0);
+  return S_OK;
+}
+
+STDMETHODIMP COrbaEventInf::OnFrameworkAvailable() {
+  LogDetail(kReportFacility, L"%x OnFrameworkAvailable", Identity());
+  ComPtr<IOrbaEventInfCallback> callback;
+  HRESULT result = CoCreateInstance(CLSID_OrbaEventInfCallback, nullptr, CLSCTX_ALL,
+                                    IID_IOrbaEventInfCallback, callback.PutVoid());
+  if (SUCCEEDED(result))
+    result = callback->RegisterOrbaEventCallBack(static_cast<IConnectionPointContainer*>(this));
+  callback.Reset();
+  if (SUCCEEDED(result)) {
+    frameworkAvailable_.exchange(1);
+    return result;
+  }
+  // The framework will not have the object: it counts as cut off.
+  return result == kRegistrationRefused ? OnFrameworkTerminate() : result;
 }
 
 }  // namespace varnel

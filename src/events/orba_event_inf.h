@@ -1,9 +1,10 @@
 #pragma once
 
-#include "base/windows_handles.h"
+#include "base/handles.h"
 #include "events/event_batch.h"
 #include "events/framework_object.h"
 
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -11,7 +12,7 @@ namespace varnel {
 
 // The event information object: one report, from the product's description to the saved file.
 //
-// Methods return S_OK or a code of result_codes.h; E_FAIL for a missing argument or a call out of order,
+// Methods return S_OK or a code of results.h; E_FAIL for a missing argument or a call out of order,
 // E_OUTOFMEMORY when there is no memory; no exception leaves them. Text arguments are copied. Out pointers
 // are written on success only and carry a reference that the caller releases. Methods take no lock: callers
 // serialise their use of one object; only the two notifications may arrive on any thread at any time.
@@ -78,11 +79,9 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   HRESULT HandOut(const ComPtr<CEventElement>& object, IEventElement** out) const noexcept;
   HRESULT CreateEvent(BSTR name, long id, long severity, DATE time, BadDate badDate,
                       ComPtr<CEventElement>& object);
-  void FillMachineElement(BSTR os, BSTR userName);
   // Adds "RawMACAddress" to the machine element unless it has been added for the present facts, with a log
   // line before and one after; `outcome` holds one "%s".
   void PopulateMacOnce(const wchar_t* announcement, const wchar_t* outcome);
-  bool PopulateMac();
   HRESULT SaveForServer();
   HRESULT SaveToAgentFolder(const wchar_t* extension);
 
@@ -99,7 +98,7 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   bool refuseWhenUnmanaged_ = false;
   std::uint32_t triggerFlag_ = 0;  // of the latest event
   std::int32_t maxExtensionLength_ = 0;
-  volatile LONG frameworkAvailable_ = 0;  // changed by atomic exchange only
+  std::atomic<std::int32_t> frameworkAvailable_{0};  // changed by exchange only
   wchar_t softwareId_[260] = {};
   wchar_t osName_[200] = {};
 };

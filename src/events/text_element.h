@@ -1,13 +1,12 @@
 #pragma once
 
-#include "xml/element.h"
+#include "xml/tree.h"
 
 #include <string_view>
 
 namespace varnel {
 
-// An element with one text that names `parent` as its container; the caller appends it there. Throws
-// std::bad_alloc.
+// An element with one text that names `parent` as its container; the caller appends it there.
 inline std::unique_ptr<AdvXMLParser::Element> MakeTextElement(AdvXMLParser::NodeContainer& parent,
                                                               std::wstring_view name,
                                                               std::wstring_view text) {
@@ -17,7 +16,7 @@ inline std::unique_ptr<AdvXMLParser::Element> MakeTextElement(AdvXMLParser::Node
 }
 
 // Appends an element with one text to the parent's children and returns it. When there is no memory the
-// parent stays as it was. Throws std::bad_alloc.
+// parent stays as it was.
 inline AdvXMLParser::Element* AddTextElement(AdvXMLParser::NodeContainer& parent, std::wstring_view name,
                                              std::wstring_view text) {
   auto element = MakeTextElement(parent, name, text);

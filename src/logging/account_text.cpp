@@ -1,7 +1,7 @@
 #include "logging/account_text.h"
 
+#include "base/handles.h"
 #include "base/malloc_ptr.h"
-#include "base/windows_handles.h"
 
 #include <cstdio>
 

@@ -38,6 +38,13 @@ void DetailList::Replace(const char* text) noexcept {
   Exchange(table.release());
 }
 
+void DetailList::TakeOver(const char (&text)[kTextCapacity]) noexcept {
+  const ExclusiveLock lock(takingOver_);
+  if (_stricmp(text, takenOver_) == 0) return;
+  Replace(text);
+  std::memcpy(takenOver_, text, sizeof(text));
+}
+
 void DetailList::Clear() noexcept {
   Exchange(nullptr);
 }

@@ -1,16 +1,17 @@
 #include "logging/log_files.h"
 
-#include "logging/levels.h"
-#include "logging/log_rotation.h"
+#include "base/locks.h"
 #include "logging/log_settings.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <cwchar>
 
 namespace varnel {
 namespace {
 
-constexpr std::int32_t kErrorLevels[] = {1, 5};
+constexpr std::size_t kWidePathCapacity =
+    kLogPathCapacity + 32;  // characters, with room for "_backup_10.log"
 
 LogFiles g_files;
 
@@ -18,34 +19,11 @@ bool IsOpen(const LogFileSlot& slot) noexcept {
   return slot.file && slot.mutex != INVALID_HANDLE_VALUE;
 }
 
-// Holds the slot's mutex, if it has one and it comes in time.
-class SlotLock {
- public:
-  explicit SlotLock(const LogFileSlot& slot) noexcept : mutex_(slot.mutex) {
-    if (!mutex_) return;
-    const DWORD result = WaitForSingleObject(mutex_, slot.mutexWait);
-    held_ = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
-    timedOut_ = result == WAIT_TIMEOUT;
-  }
-  ~SlotLock() {
-    if (held_) ReleaseMutex(mutex_);
-  }
-  SlotLock(const SlotLock&) = delete;
-  SlotLock& operator=(const SlotLock&) = delete;
-
-  bool TimedOut() const noexcept { return timedOut_; }
-
- private:
-  HANDLE mutex_;
-  bool held_ = false;
-  bool timedOut_ = false;
-};
-
 // Returns the file's size after the write, in 32 bits as the size limit is.
 DWORD AppendLine(HANDLE file, const LogLine& line, bool mutexLocked) noexcept {
   const DWORD sizeBefore = SetFilePointer(file, 0, nullptr, FILE_END);
   char process[32] = "";
-  if (GetLogSettings().sharedLog) std::snprintf(process, sizeof(process), "\t%s", ProcessTag());
+  if (GetLogSettings().sharedLog) std::snprintf(process, sizeof(process), "\t%s", ProcessTag().text);
   char text[kLineCapacity];
   const int length = std::snprintf(text, sizeof(text), "%s\t%c\t#%d\t%s%s\t%s%s\r\n", line.stamp,
                                    LevelLetter(line.level), static_cast<int>(line.thread), line.facility,
@@ -56,21 +34,65 @@ DWORD AppendLine(HANDLE file, const LogLine& line, bool mutexLocked) noexcept {
   return sizeBefore + written;
 }
 
+// The names that one log file takes in its life.
+class BackupNames {
+ public:
+  explicit BackupNames(const char* path) noexcept {
+    MultiByteToWideChar(CP_ACP, 0, path, -1, current_, kLogPathCapacity);
+    const wchar_t* const dot = std::wcsrchr(current_, L'.');
+    stemLength_ = dot ? static_cast<int>(dot - current_) : static_cast<int>(std::wcslen(current_));
+  }
+
+  const wchar_t* Current() const noexcept { return current_; }
+
+  void Backup(std::int32_t number, wchar_t (&name)[kWidePathCapacity]) const noexcept {
+    _snwprintf(name, kWidePathCapacity - 1, L"%.*s%s_%d.log", stemLength_, current_, L"_backup", number);
+    name[kWidePathCapacity - 1] = L'\0';
+  }
+
+ private:
+  wchar_t current_[kLogPathCapacity] = {};
+  int stemLength_;
+};
+
+// Only a plain "not found" means that a file is not there: whatever else keeps it from being seen, moving it
+// is tried.
+bool MayExist(const wchar_t* path) noexcept {
+  return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES || GetLastError() != ERROR_FILE_NOT_FOUND;
+}
+
+// The caller holds the slot's mutex.
+void Rotate(LogFileSlot& slot, const char* path, std::int32_t backupCount) noexcept {
+  const BackupNames names(path);
+  wchar_t from[kWidePathCapacity];
+  wchar_t to[kWidePathCapacity];
+  for (std::int32_t number = backupCount - 1; number >= 1; --number) {
+    names.Backup(number, from);
+    if (!MayExist(from)) continue;
+    names.Backup(number + 1, to);
+    MoveFileExW(from, to, MOVEFILE_REPLACE_EXISTING);
+  }
+  CloseHandle(slot.file);
+  names.Backup(1, to);
+  MoveFileExW(names.Current(), to, MOVEFILE_REPLACE_EXISTING);
+  slot.file = OpenLogFile(path, CREATE_ALWAYS);
+}
+
 void WriteToSlot(LogFileSlot& slot, const char* path, const LogLine& line) noexcept {
   if (!IsOpen(slot)) return;
-  const SlotLock lock(slot);
+  const MutexLock lock(slot.mutex, slot.mutexWait);
   if (!slot.file) return;  // closed while this thread waited
   const DWORD size = AppendLine(slot.file, line, lock.TimedOut());
   const LogSettings& settings = GetLogSettings();
-  if (!settings.sharedLog && size >= settings.sizeLimit) RotateLogFile(slot, path, settings.backupCount);
+  if (!settings.sharedLog && size >= settings.sizeLimit) Rotate(slot, path, settings.backupCount);
 }
 
 void Close(LogFileSlot& slot) noexcept {
-  if (!slot.file) return;
-  CloseHandle(slot.file);
-  slot.file = nullptr;
-  if (slot.mutex && slot.mutex != INVALID_HANDLE_VALUE) CloseHandle(slot.mutex);
-  slot.mutex = INVALID_HANDLE_VALUE;
+  const HANDLE file = slot.file.exchange(nullptr);
+  if (!file) return;
+  CloseHandle(file);
+  const HANDLE mutex = slot.mutex.exchange(INVALID_HANDLE_VALUE);
+  if (mutex && mutex != INVALID_HANDLE_VALUE) CloseHandle(mutex);
 }
 
 }  // namespace
@@ -105,13 +127,13 @@ void WriteToLogFiles(const LogLine& line) noexcept {
   if (!IsOpen(g_files.main) && !IsOpen(g_files.error)) return;
   const LogFileNames names = LogFileNamesFor(g_files.basePath);
   WriteToSlot(g_files.main, names.main, line);
-  if (std::find(std::begin(kErrorLevels), std::end(kErrorLevels), line.level) != std::end(kErrorLevels))
-    WriteToSlot(g_files.error, names.error, line);
+  if (line.level == 1 || line.level == kLevelError) WriteToSlot(g_files.error, names.error, line);
 }
 
-void CloseLogFileSlots() noexcept {
+void CloseLogFiles() noexcept {
   Close(g_files.main);
   Close(g_files.error);
+  GetLogSettings().detailList.Clear();
 }
 
 }  // namespace varnel

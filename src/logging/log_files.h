@@ -1,22 +1,25 @@
 #pragma once
 
-#include "logging/line_writer.h"
+#include "logging/log_line.h"
 
 #include <windows.h>
+
+#include <atomic>
 
 namespace varnel {
 
 constexpr std::size_t kLogPathCapacity = 260;  // bytes, terminator included
 
-// One log file. A host process that wants log files opens the handles and owns the decision; the slot closes
-// them. Plain values, as all log settings: they are set up before lines are written.
+// One log file. A host process that wants log files opens the handles; the slot closes them. The handles may
+// be closed while another thread waits for the mutex.
 struct LogFileSlot {
-  HANDLE file = nullptr;                // null while closed
-  HANDLE mutex = INVALID_HANDLE_VALUE;  // what serialises the writes of all processes; null: nothing does
-  DWORD mutexWait = 10'000;             // milliseconds; then the line is written all the same, and marked
+  std::atomic<HANDLE> file{nullptr};  // null while closed
+  std::atomic<HANDLE> mutex{
+      INVALID_HANDLE_VALUE};  // serialises the writes of all processes; null: nothing does
+  DWORD mutexWait = 10'000;   // milliseconds; then the line is written all the same, and marked
 };
 
-// The log files; each slot stays closed until somebody opens it.
+// The log files; each slot stays closed until somebody opens it. The path is set before a slot is opened.
 struct LogFiles {
   char basePath[kLogPathCapacity] = {};  // zero-terminated ANSI, without extension
   LogFileSlot main;
@@ -40,10 +43,12 @@ struct LogFileNames {
 [[nodiscard]] HANDLE OpenLogFile(const char* path, DWORD disposition) noexcept;
 
 // Writes the line to the main file and, for levels 1 and 5, to the error file. A file that reaches the size
-// limit is rotated: the present file becomes backup 1, backup n becomes n + 1, the oldest is overwritten.
+// limit becomes its own backup 1 and a new one is opened in its place; backup n becomes n + 1, the oldest is
+// overwritten. What cannot be moved or opened is passed over; the next line tries again.
 void WriteToLogFiles(const LogLine& line) noexcept;
 
-// Closes what is open, files and mutexes.
-void CloseLogFileSlots() noexcept;
+// The end of any event object closes the log for all of them: files and mutexes are closed and the detail
+// list is freed. The list's text stays known, so the list comes back only when the registry's text changes.
+void CloseLogFiles() noexcept;
 
 }  // namespace varnel

@@ -1,38 +1,75 @@
 #include "logging/log_settings.h"
 
-#include "base/ansi_text.h"
-#include "logging/log_files.h"
+#include "base/registry.h"
+#include "logging/ansi_text.h"
+
+#include <windows.h>
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 namespace varnel {
 namespace {
 
+constexpr wchar_t kLogKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon";
 constexpr std::int32_t kMaxLevel = 8;
 constexpr std::int32_t kMaxMegabytes = 100;
 constexpr std::uint32_t kBytesPerMegabyte = 1'048'576;
 
 // The agent's other processes, by code from 1; they share the facility and its trace readers.
-constexpr const char* kFixedTags[] = {"Frm", "Upd", "Scr", "Plg", "Srv", "Prs", "Ins", "Tra", "Pol", "Cfg"};
+constexpr ProcessTagText kFixedTags[] = {{"Frm"}, {"Upd"}, {"Scr"}, {"Plg"}, {"Srv"},
+                                         {"Prs"}, {"Ins"}, {"Tra"}, {"Pol"}, {"Cfg"}};
 
-DefaultLogSinkClass g_defaultSink;
-LogSettings g_settings;
+constinit LogSettings g_settings;
+
+std::int32_t AsSigned(std::uint32_t value) noexcept {
+  return static_cast<std::int32_t>(value);
+}
+
+void ReadLevel(const RegistryKey& key) noexcept {
+  DWORD value = 0;
+  DWORD size = sizeof(value);
+  DWORD type = REG_NONE;
+  const LSTATUS status =
+      RegQueryValueExW(key.Get(), L"LogLevel", nullptr, &type, reinterpret_cast<BYTE*>(&value), &size);
+  if (status == ERROR_SUCCESS && type == REG_DWORD) SetLogLevel(AsSigned(value));
+}
+
+// The value's bytes; their number, or nothing when the value is missing or longer than the buffer.
+template <std::size_t N>
+std::optional<std::size_t> QueryBytes(const RegistryKey& key, const char* name, char (&buffer)[N]) noexcept {
+  DWORD size = N;
+  const LSTATUS status =
+      RegQueryValueExA(key.Get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size);
+  if (status != ERROR_SUCCESS) return std::nullopt;
+  return std::min<std::size_t>(size, N);
+}
+
+void ReadFlags(const RegistryKey& key) noexcept {
+  char flags[32];
+  const auto length = QueryBytes(key, "LogFlags", flags);
+  if (length)
+    SetLogUserName(std::any_of(flags, flags + *length, [](char c) { return c == 'U' || c == 'u'; }));
+}
+
+void ReadDetailList(const RegistryKey& key) noexcept {
+  char list[DetailList::kTextCapacity] = {};
+  if (!QueryBytes(key, "LogDetailList", list)) return;
+  if (list[sizeof(list) - 1] != '\0') return;  // it fills the buffer without a terminator
+  g_settings.detailList.TakeOver(list);
+}
 
 }  // namespace
 
-zelkor_LogSink& DefaultLogSink() noexcept {
-  return g_defaultSink;
-}
+constinit DefaultLogSinkClass g_defaultLogSink;
 
 LogSettings& GetLogSettings() noexcept {
   return g_settings;
 }
 
 std::int32_t SetLogLevel(std::int32_t level) noexcept {
-  const std::int32_t previous = g_settings.level;
-  g_settings.level = std::clamp(level, 1, kMaxLevel);
-  return previous;
+  return g_settings.level.exchange(std::clamp(level, 1, kMaxLevel));
 }
 
 void SetLogSize(std::int32_t megabytes) noexcept {
@@ -58,7 +95,9 @@ std::int32_t EnableTraceMailslot() noexcept {
 }
 
 void SetProcessTag(const wchar_t* tag) noexcept {
-  ToAnsi(tag, g_settings.processTag, sizeof(g_settings.processTag));
+  char text[kTagCapacity] = {};
+  ToAnsi(tag, text, sizeof(text));
+  std::copy(std::begin(text), std::end(text), g_settings.processTag);
   g_settings.processTagCode = 0;
 }
 
@@ -70,10 +109,22 @@ bool IsInDetailList(const char* facility) noexcept {
   return g_settings.detailList.Contains(facility);
 }
 
-const char* ProcessTag() noexcept {
+ProcessTagText ProcessTag() noexcept {
   const std::int32_t code = g_settings.processTagCode;
   if (code >= 1 && code <= static_cast<std::int32_t>(std::size(kFixedTags))) return kFixedTags[code - 1];
-  return g_settings.processTag[0] != '\0' ? g_settings.processTag : "Unk";
+  ProcessTagText tag{};
+  std::copy(std::begin(g_settings.processTag), std::end(g_settings.processTag), tag.text);
+  return tag.text[0] != '\0' ? tag : ProcessTagText{"Unk"};
+}
+
+void ReadLogSettings() noexcept {
+  const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, kLogKey, KEY_QUERY_VALUE);
+  if (!key) return;
+  ReadLevel(key);
+  if (const auto megabytes = QueryFourBytes(key, L"LogSize", 0)) SetLogSize(AsSigned(*megabytes));
+  if (const auto on = QueryFourBytes(key, L"LogHiRes", 0)) SetLogHiRes(AsSigned(*on));
+  ReadFlags(key);
+  ReadDetailList(key);
 }
 
 void SetUpLogging() noexcept {
@@ -81,11 +132,6 @@ void SetUpLogging() noexcept {
   EnableTraceMailslot();
   SetConsoleLogging(1);
   ReadLogSettings();
-}
-
-void CloseLogFiles() noexcept {
-  CloseLogFileSlots();
-  g_settings.detailList.Clear();
 }
 
 }  // namespace varnel

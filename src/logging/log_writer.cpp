@@ -1,13 +1,13 @@
 #include "logging/log_writer.h"
 
-#include "base/ansi_text.h"
+#include "logging/account_text.h"
+#include "logging/ansi_text.h"
 #include "logging/fault_guard.h"
-#include "logging/levels.h"
-#include "logging/line_writer.h"
+#include "logging/line_outputs.h"
+#include "logging/log_files.h"
 #include "logging/log_settings.h"
 
 #include <cstdarg>
-#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::size_t kMessageCapacity = 4097;  // characters, terminator included
 constexpr std::size_t kFacilityCapacity = 19;   // bytes, terminator included
+constexpr std::size_t kStampCapacity = 64;      // bytes, terminator included
 
 struct Formatting {
   wchar_t* buffer;
@@ -37,62 +38,70 @@ void FormatMessageText(wchar_t (&buffer)[kMessageCapacity], const wchar_t* forma
   buffer[kMessageCapacity - 1] = L'\0';
 }
 
-// Line feeds separate lines; a text that ends in one gives an empty last line.
+void FormatStamp(char (&stamp)[kStampCapacity]) noexcept {
+  SYSTEMTIME now;
+  GetLocalTime(&now);
+  char milliseconds[8] = "";
+  if (GetLogSettings().highResolution)
+    std::snprintf(milliseconds, sizeof(milliseconds), ".%03d", now.wMilliseconds);
+  std::snprintf(stamp, sizeof(stamp), "%04d-%02d-%02d %02d:%02d:%02d%s", now.wYear, now.wMonth, now.wDay,
+                now.wHour, now.wMinute, now.wSecond, milliseconds);
+}
+
+void WriteToOutputs(const LogLine& line) noexcept {
+  const LogSettings& settings = GetLogSettings();
+  if (settings.console) WriteToConsole(line);
+  if (settings.traceMailslot) WriteToTraceMailslot(line, ProcessTag().text);
+  if (zelkor_LogSink* const sink = settings.sink) sink->OnLine(line.level, line.facility, line.text);
+  WriteToLogFiles(line);
+}
+
+void WriteWithAccount(LogLine line) noexcept {
+  char account[kAccountCapacity];
+  GetLogUserName(account, sizeof(account));
+  char text[kLineCapacity];
+  std::snprintf(text, sizeof(text), "%s\t%s", account, line.text);
+  line.text = text;
+  WriteToOutputs(line);
+}
+
+// Line feeds separate lines, which carry the same time stamp; a text that ends in one gives an empty last
+// line.
 void WriteLines(std::int32_t level, const char* facility, char* text) noexcept {
-  const LineWriter writer(level, facility);
+  char stamp[kStampCapacity];
+  FormatStamp(stamp);
+  const bool namesAccount = GetLogSettings().userInLines;
   for (;;) {
     char* const lineEnd = std::strchr(text, '\n');
     if (lineEnd) *lineEnd = '\0';
-    writer.Write(text);
+    const LogLine line{stamp, level, GetCurrentThreadId(), facility, text};
+    if (namesAccount)
+      WriteWithAccount(line);
+    else
+      WriteToOutputs(line);
     if (!lineEnd) return;
     text = lineEnd + 1;
   }
 }
 
-void LogMessageV(std::int32_t level, const wchar_t* facility, const wchar_t* format,
-                 va_list& arguments) noexcept {
+}  // namespace
+
+void LogMessage(std::int32_t level, const wchar_t* facility, const wchar_t* format, ...) noexcept {
   const LogSettings& settings = GetLogSettings();
   const bool needsDetailList = level > settings.level;
   if (needsDetailList && !settings.detailList.MayContain()) return;
   char facilityText[kFacilityCapacity];
   ToAnsi(facility ? facility : L"???", facilityText, sizeof(facilityText));
-  if (needsDetailList && !IsInDetailList(facilityText)) return;
+  if (needsDetailList && !settings.detailList.Contains(facilityText)) return;
 
   wchar_t message[kMessageCapacity];
+  va_list arguments;
+  va_start(arguments, format);
   FormatMessageText(message, format, arguments);
+  va_end(arguments);
   char text[kMessageCapacity];
   ToAnsi(message, text, sizeof(text));
   WriteLines(level, facilityText, text);
-}
-
-}  // namespace
-
-void LogMessage(std::int32_t level, const wchar_t* facility, const wchar_t* format, ...) noexcept {
-  va_list arguments;
-  va_start(arguments, format);
-  LogMessageV(level, facility, format, arguments);
-  va_end(arguments);
-}
-
-void LogDetail(const wchar_t* facility, const wchar_t* format, ...) noexcept {
-  va_list arguments;
-  va_start(arguments, format);
-  LogMessageV(kLevelDetail, facility, format, arguments);
-  va_end(arguments);
-}
-
-void LogInfo(const wchar_t* facility, const wchar_t* format, ...) noexcept {
-  va_list arguments;
-  va_start(arguments, format);
-  LogMessageV(kLevelInfo, facility, format, arguments);
-  va_end(arguments);
-}
-
-void LogError(const wchar_t* facility, const wchar_t* format, ...) noexcept {
-  va_list arguments;
-  va_start(arguments, format);
-  LogMessageV(kLevelError, facility, format, arguments);
-  va_end(arguments);
 }
 
 }  // namespace varnel

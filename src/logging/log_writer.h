@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include "logging/log_line.h"
 
 namespace varnel {
 
@@ -11,8 +11,23 @@ namespace varnel {
 // message format".
 void LogMessage(std::int32_t level, const wchar_t* facility, const wchar_t* format, ...) noexcept;
 
-void LogDetail(const wchar_t* facility, const wchar_t* format, ...) noexcept;  // level 8
-void LogInfo(const wchar_t* facility, const wchar_t* format, ...) noexcept;    // level 7
-void LogError(const wchar_t* facility, const wchar_t* format, ...) noexcept;   // level 5
+template <class... Arguments>
+void LogDetail(const wchar_t* facility, const wchar_t* format, Arguments... arguments) noexcept {
+  LogMessage(kLevelDetail, facility, format, arguments...);
+}
+
+template <class... Arguments>
+void LogInfo(const wchar_t* facility, const wchar_t* format, Arguments... arguments) noexcept {
+  LogMessage(kLevelInfo, facility, format, arguments...);
+}
+
+template <class... Arguments>
+void LogError(const wchar_t* facility, const wchar_t* format, Arguments... arguments) noexcept {
+  LogMessage(kLevelError, facility, format, arguments...);
+}
+
+// The facilities of this library.
+constexpr wchar_t kReportFacility[] = L"Quorvel";   // everything about a report
+constexpr wchar_t kAdapterFacility[] = L"netif_w";  // the search for a network adapter
 
 }  // namespace varnel

@@ -26,8 +26,8 @@ AddressList ResolveOwnName() noexcept {
 }  // namespace
 
 HRESULT GetHostNameAndAddress(std::wstring& address) {
-  // Only -1 is a failure here: the positive error codes that Windows returns have always been passed over,
-  // and the calls that then fail leave the address as it was.
+  // Only -1 is a failure. The positive codes of a failed start-up pass: the calls that then fail leave the
+  // address as it was.
   const SocketsSession session;
   if (session.result == -1) return kSocketsUnavailable;
   const AddressList list = ResolveOwnName();

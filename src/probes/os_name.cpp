@@ -10,8 +10,8 @@
 #include <string_view>
 
 #if defined(_MSC_VER)
-// GetVersionEx answers a process without a compatibility manifest as servers have come to expect.
-#pragma warning(disable : 4996)
+#pragma warning( \
+    disable : 4996)  // GetVersionEx: its answer to a process without a manifest is the name's base
 #endif
 
 namespace varnel {

@@ -3,10 +3,9 @@
 #include "base/locks.h"
 #include "base/process_identity.h"
 #include "base/system_library.h"
-#include "logging/facility.h"
 #include "logging/log_writer.h"
 #include "protection/signature_check.h"
-#include "settings/registry_text.h"
+#include "settings/agent_settings.h"
 
 #include <cwchar>
 #include <iterator>
@@ -15,7 +14,7 @@
 namespace varnel {
 namespace {
 
-constexpr std::size_t kLongestPath = 259;  // characters
+constexpr std::size_t kLongestPath = kPathCapacity - 1;  // characters
 
 // Tells whether a file that has been refused is still the same.
 struct Candidate {
@@ -93,7 +92,7 @@ bool WasJustRefused(const Candidate& candidate) noexcept {
 }
 
 // Nothing when the client is loaded, does not exist, or has just been refused as it is.
-Result Find(Candidate& candidate) noexcept {
+Result FindAndLoad(Candidate& candidate) noexcept {
   const ProcessIdentity identity;
   if (!identity) return Refusal{L"this thread cannot act for its process", GetLastError()};
   if (const wchar_t* const wrong = WhatIsWrongWith(candidate.path)) return Refusal{wrong, ERROR_BAD_PATHNAME};
@@ -116,15 +115,13 @@ Result Find(Candidate& candidate) noexcept {
 ProtectionClient GetProtectionClient() noexcept {
   Candidate candidate{};
   // One that does not fit is cut, and refused for its length.
-  if (!ReadRegistryString(candidate.path, kLongestPath + 1, kFrameworkKey, L"SelfProtectionClient") ||
-      !candidate.path[0])
-    return {};
+  if (!ReadSelfProtectionClient(candidate.path) || !candidate.path[0]) return {};
   Result refusal;
   ProtectionClient client;
   bool isNew = false;
   {
     const ExclusiveLock lock(g_lock);
-    if (!g_client) refusal = Find(candidate);
+    if (!g_client) refusal = FindAndLoad(candidate);
     if (refusal) {
       isNew = !IsSame(candidate, g_refused);
       g_refused = candidate;
@@ -133,8 +130,8 @@ ProtectionClient GetProtectionClient() noexcept {
     client = g_client;
   }
   if (isNew)
-    LogError(kFacility, L"Self-protection client %s not loaded: %s (0x%08X)", candidate.path, refusal->reason,
-             refusal->code);
+    LogError(kReportFacility, L"Self-protection client %s not loaded: %s (0x%08X)", candidate.path,
+             refusal->reason, refusal->code);
   return client;
 }
 

@@ -17,8 +17,8 @@ struct ProtectionClient {
 //
 // It is loaded once and then stays in the process. Before that, its signature is checked on the very file
 // that is loaded (see signature_check.h). A file that is refused, or a path that is not full and local, is
-// logged at level 5, once for as long as path and file stay the same. No value or no such file is not worth
-// a word. Any thread may call, but not from DllMain and not while it holds the save mutex: checking takes
+// logged at level 5, once for as long as path and file stay the same. No value, or no such file, is not
+// logged. Any thread may call, but not from DllMain and not while it holds the save mutex: checking takes
 // its time, and the client's own start-up runs in here.
 [[nodiscard]] ProtectionClient GetProtectionClient() noexcept;
 

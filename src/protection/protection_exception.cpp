@@ -1,6 +1,5 @@
 #include "protection/protection_exception.h"
 
-#include "logging/facility.h"
 #include "logging/log_writer.h"
 
 namespace varnel {
@@ -10,7 +9,7 @@ ScopedProtectionException::~ScopedProtectionException() {
   if (status_ == 0)
     client_.withdraw(token_);
   else
-    LogError(kFacility, L"No self-protection exception for %s: %d", path_->c_str(), status_);
+    LogError(kReportFacility, L"No self-protection exception for %s: %d", path_->c_str(), status_);
 }
 
 void ScopedProtectionException::Request(const std::wstring& path) noexcept {

@@ -6,6 +6,9 @@
 namespace varnel {
 namespace {
 
+constexpr wchar_t kFrameworkKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\QRN\\Shared Components\\Framework";
+constexpr wchar_t kEventParserKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon\\EventParser";
+constexpr std::uint16_t kAgentGuidCapacity = 500;
 constexpr std::uint32_t kDefaultSizeLimit = 8'912'896;  // 8.5 MiB
 constexpr std::uint32_t kDefaultThreshold = 5;
 constexpr std::int32_t kTextZero = 48;  // L'0'
@@ -66,6 +69,20 @@ std::wstring ReadAgentIPAddress() {
   const bool terminated = address[std::size(address) - 1] == L'\0';
   if (status != ERROR_SUCCESS || !terminated || address[0] == L'N') return {};
   return address;
+}
+
+bool ReadDataPath(std::span<wchar_t> path) noexcept {
+  return ReadWholeRegistryString(path, kFrameworkKey, L"Data Path");
+}
+
+bool ReadEventsPath(std::span<wchar_t> path) noexcept {
+  return ReadWholeRegistryString(path, kEventParserKey, L"EventsPath");
+}
+
+bool ReadSelfProtectionClient(std::span<wchar_t> path) noexcept {
+  path.back() = L'\0';
+  const auto capacity = static_cast<std::uint16_t>(path.size() - 1);
+  return ReadRegistryString(path.data(), capacity, kFrameworkKey, L"SelfProtectionClient");
 }
 
 }  // namespace varnel

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 
 namespace varnel {
@@ -19,13 +21,22 @@ std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* trigge
 // Whether a document of this many encoded bytes may be written: it must stay below the limit.
 [[nodiscard]] bool EventSizeWithinLimit(const std::string& encodedText) noexcept;
 
-constexpr std::size_t kAgentGuidCapacity = 500;
-
-// The agent's identity, cut at 500 characters; the all-zero GUID when there is none. Throws std::bad_alloc.
+// The agent's identity, cut at 500 characters; the all-zero GUID when there is none.
 [[nodiscard]] std::wstring ReadAgentGuid();
 
 // The address that the agent has been given, or an empty text when it has none: absent, unusable, or a
-// placeholder that begins with "N". Throws std::bad_alloc.
+// placeholder that begins with "N".
 [[nodiscard]] std::wstring ReadAgentIPAddress();
+
+// Paths that the agent has set, each into a whole buffer, zero-terminated and padded with zeros. False, with
+// the buffer undefined, when the value cannot be read or is too long for the buffer.
+constexpr std::size_t kPathCapacity = 260;  // characters, terminator included: what most operations can use
+
+// The agent's own folder; it ends in a backslash when the agent has written it.
+[[nodiscard]] bool ReadDataPath(std::span<wchar_t> path) noexcept;
+// The folder of the management server's event parser.
+[[nodiscard]] bool ReadEventsPath(std::span<wchar_t> path) noexcept;
+// The self-protection service's client library; a longer path is cut.
+[[nodiscard]] bool ReadSelfProtectionClient(std::span<wchar_t> path) noexcept;
 
 }  // namespace varnel

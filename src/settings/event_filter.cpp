@@ -1,8 +1,8 @@
 #include "settings/event_filter.h"
 
-#include "base/windows_handles.h"
+#include "base/handles.h"
+#include "settings/agent_settings.h"
 #include "settings/disabled_event_list.h"
-#include "settings/registry_text.h"
 
 #include <cwchar>
 #include <iterator>
@@ -13,17 +13,13 @@ namespace {
 constexpr wchar_t kFilterFile[] = L"data\\EvtFiltr.ini";
 // INVALID_FILE_SIZE lies above it, and so does a size whose buffer would wrap 32 bits.
 constexpr DWORD kLargestFile = 0xFFFFFFFD;
-constexpr std::size_t kPathCapacity = 1040;  // characters
+constexpr std::size_t kFilterPathCapacity = 1040;  // characters
 
 // The path's length in characters, or 0 when there is no usable agent folder.
-std::size_t BuildFilterPath(wchar_t (&path)[kPathCapacity]) noexcept {
-  wchar_t probe[4000];  // the agent's folder may be longer than a path can be; reading it must succeed all
-                        // the same
-  if (!ReadRegistryString(probe, static_cast<std::uint16_t>(std::size(probe)), kFrameworkKey, L"Data Path"))
-    return 0;
-  if (!ReadWholeRegistryString(path, kFrameworkKey, L"Data Path")) return 0;
+std::size_t BuildFilterPath(wchar_t (&path)[kFilterPathCapacity]) noexcept {
+  if (!ReadDataPath(path)) return 0;
   std::size_t length = std::wcslen(path);
-  if (length + 1 + std::size(kFilterFile) > kPathCapacity) return 0;
+  if (length + 1 + std::size(kFilterFile) > kFilterPathCapacity) return 0;
   if (length == 0 || path[length - 1] != L'\\') path[length++] = L'\\';
   std::wcscpy(path + length, kFilterFile);
   return length + std::size(kFilterFile) - 1;
@@ -45,12 +41,12 @@ MallocPtr<char[]> ReadWholeFile(const char* narrowPath, std::uint32_t* sizeOut) 
 }
 
 bool IsEventDisabled(std::int32_t eventId) noexcept {
-  wchar_t path[kPathCapacity] = {};
+  wchar_t path[kFilterPathCapacity] = {};
   const std::size_t length = BuildFilterPath(path);
   if (length == 0) return false;
-  char narrowPath[kPathCapacity * 2 + 2] = {};
+  char narrowPath[kFilterPathCapacity * 2 + 2] = {};
   const int converted = WideCharToMultiByte(CP_THREAD_ACP, 0, path, static_cast<int>(length), narrowPath,
-                                            static_cast<int>(length * 2 + 2) - 1, nullptr, nullptr);
+                                            static_cast<int>(length * 2 + 1), nullptr, nullptr);
   if (converted <= 0) return false;
   std::uint32_t size = 0;
   const auto content = ReadWholeFile(narrowPath, &size);

@@ -39,4 +39,10 @@ bool ReadRegistryString(wchar_t* destination, std::uint16_t capacity, const wcha
   return true;
 }
 
+bool ReadWholeRegistryString(std::span<wchar_t> destination, const wchar_t* subkey,
+                             const wchar_t* valueName) noexcept {
+  const auto capacity = static_cast<std::uint16_t>(destination.size());
+  return ReadRegistryString(destination.data(), capacity, subkey, valueName) && destination.back() == L'\0';
+}
+
 }  // namespace varnel

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace varnel {
 
-constexpr wchar_t kFrameworkKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\QRN\\Shared Components\\Framework";
-constexpr wchar_t kEventParserKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon\\EventParser";
+// Private to this folder: what others need of the registry is in agent_settings.h.
 
 // Reads the value's text (of any registry type, up to its first zero) into `destination` of `capacity`
 // characters. `subkey` is a path under HKEY_LOCAL_MACHINE. A shorter text is padded with zeros; one of
@@ -16,14 +15,9 @@ constexpr wchar_t kEventParserKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon
 [[nodiscard]] bool ReadRegistryString(wchar_t* destination, std::uint16_t capacity, const wchar_t* subkey,
                                       const wchar_t* valueName) noexcept;
 
-// The same into a whole array, for operations that need the complete text: a text that leaves no room for its
-// terminator counts as unreadable.
-template <std::size_t N>
-[[nodiscard]] bool ReadWholeRegistryString(wchar_t (&destination)[N], const wchar_t* subkey,
-                                           const wchar_t* valueName) noexcept {
-  static_assert(N <= UINT16_MAX);
-  return ReadRegistryString(destination, static_cast<std::uint16_t>(N), subkey, valueName) &&
-         destination[N - 1] == L'\0';
-}
+// The same for operations that need the complete text: a text that leaves no room for its terminator counts
+// as unreadable.
+[[nodiscard]] bool ReadWholeRegistryString(std::span<wchar_t> destination, const wchar_t* subkey,
+                                           const wchar_t* valueName) noexcept;
 
 }  // namespace varnel

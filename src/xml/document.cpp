@@ -1,28 +1,9 @@
 #include "xml/document.h"
 
-#include "xml/null_nodes.h"
 #include "xml/whitespace.h"
 #include "xml/write_context.h"
 
 namespace AdvXMLParser {
-namespace {
-
-// Looks at the elements that carry the "Encrypted" mark. Nothing acts on the mark today; the walk is the
-// place where protection of marked content would begin before the text is made, and end after it.
-void VisitEncryptedElements(const Element& root, [[maybe_unused]] bool writing) {
-  std::vector<const Element*> pending{&root};
-  while (!pending.empty()) {
-    const Element* const element = pending.back();
-    pending.pop_back();
-    const Attribute* const mark = element->FindAttribute(L"Encrypted");
-    [[maybe_unused]] const bool encrypted = !IsNull(mark) && mark->GetText() == L"1";
-    for (auto child = element->Children().rbegin(); child != element->Children().rend(); ++child) {
-      if ((*child)->Is(kElementNode)) pending.push_back(static_cast<const Element*>(child->get()));
-    }
-  }
-}
-
-}  // namespace
 
 Document::Document() : NodeContainer(L"#document", &NullElement), root_(&NullElement) {}
 
@@ -51,12 +32,11 @@ void Document::Write(WriteContext& context) const {
   context.Append(L"\" encoding=\"");
   context.Append(encoding_);
   context.Append(L"\"?>");
-  if (!context.Compact()) context.BreakLine();
+  if (context.indented) context.BreakLine();
   NodeContainer::Write(context);
 }
 
 std::wstring Document::ToString(bool indented) const {
-  VisitEncryptedElements(*root_, true);
   // Measuring first costs a walk of the tree, growing the text would cost copies of it.
   WriteContext measure(indented, nullptr);
   Write(measure);
@@ -64,7 +44,6 @@ std::wstring Document::ToString(bool indented) const {
   text.reserve(measure.length);
   WriteContext context(indented, &text);
   Write(context);
-  VisitEncryptedElements(*root_, false);
   return text;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "xml/element.h"
+#include "xml/tree.h"
 
 #include <cstdint>
 

@@ -20,4 +20,13 @@ class ReadWriteException final : public Exception {
   std::uint32_t detail;
 };
 
+// One error text for the whole process: that of the latest failure on any thread, empty after a success. The
+// text is zero-terminated, never changes, and stays valid while the library is loaded.
+const wchar_t* GetLastErrorText() noexcept;
+
+// Both take a text that lives as long as the library.
+void SetLastErrorText(const wchar_t* message) noexcept;
+// Sets "message: " and the C runtime's text for the present errno.
+void SetErrorWithErrno(const wchar_t* message) noexcept;
+
 }  // namespace AdvXMLParser

@@ -1,7 +1,6 @@
 #include "xml/file_writer.h"
 
 #include "xml/errors.h"
-#include "xml/last_error.h"
 
 #include <windows.h>
 
@@ -68,7 +67,7 @@ std::int32_t Save(const std::wstring& path, const std::wstring& text, std::int32
 
 std::int32_t SaveToFile(const std::wstring& path, const std::wstring& text, std::int32_t encoding,
                         std::uint32_t* detail, Transformation transform, AcceptTest accept) {
-  ClearLastErrorText();
+  SetLastErrorText(L"");
   const std::int32_t status = Save(path, text, encoding, transform, accept);
   if (detail && status != kSaveRefused) *detail = 0;
   return status;

@@ -8,8 +8,7 @@ namespace AdvXMLParser {
 constexpr std::int32_t kUtf8Encoding = 4;  // the only encoding that is written
 
 constexpr std::int32_t kSaved = 0;
-constexpr std::int32_t kSaveFailed =
-    -1;  // the last error text says why; empty when the transformation declined
+constexpr std::int32_t kSaveFailed = -1;  // the last error text says why; empty: the transformation declined
 constexpr std::int32_t kSaveRefused = -1216;  // the acceptance test said no
 
 // Gets the UTF-8 bytes of the whole text, without a terminator. False keeps them from being written.
@@ -22,7 +21,7 @@ using Transformation = bool (*)(const std::string& utf8, std::string& output);
 // the statuses above. `detail` may be null; it is set to 0 on every return but the refusal. The file is
 // touched only after conversion, acceptance and transformation have succeeded. A write that fails half-way
 // leaves the file behind: removing it is the caller's duty.
-// Throws std::bad_alloc; takes no lock.
+// Takes no lock.
 std::int32_t SaveToFile(const std::wstring& path, const std::wstring& text, std::int32_t encoding,
                         std::uint32_t* detail, Transformation transform, AcceptTest accept);
 

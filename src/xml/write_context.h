@@ -9,12 +9,8 @@ namespace AdvXMLParser {
 
 // What the nodes of one document share while they write themselves.
 struct WriteContext {
-  static constexpr std::uint32_t kCompactFlag = 1;
-
   // With a null `text` nothing is written and only the length is counted.
-  WriteContext(bool indented, std::wstring* text) noexcept : flags(indented ? 0 : kCompactFlag), out(text) {}
-
-  bool Compact() const noexcept { return (flags & kCompactFlag) != 0; }
+  WriteContext(bool isIndented, std::wstring* text) noexcept : indented(isIndented), out(text) {}
 
   void Append(std::wstring_view markup);
   // Appends character data with < > & ' " replaced by entities and every other UTF-16 unit unchanged.
@@ -27,7 +23,7 @@ struct WriteContext {
   // Puts the tag that follows on a line of its own.
   void StartLine();
 
-  std::uint32_t flags;
+  bool indented;  // else on one line, texts as stored
   const wchar_t* indent = L"  ";
   std::wstring* out;
   std::int32_t depth = 0;

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "base/handles.h"
+
+#include <cstdint>
+#include <string>
+
+namespace varnel {
+
+// The mutex that every instance of this library in the logon session shares: one event file is written at a
+// time. Empty when the system does not give it; files are then written all the same.
+[[nodiscard]] KernelHandle OpenSaveMutex() noexcept;
+
+// Writes a report as a new file, named by a fresh GUID, into the folder of the server's event parser (full
+// path, made when missing) while holding the save mutex. `owner` is the identity of the event object, for log
+// lines. S_OK; kEventFileNotWritten when the file cannot be created; kTooLargeOrNotWritten when it is too
+// large or cannot be written. A file that failed is deleted.
+HRESULT WriteServerEventFile(const wchar_t* folder, const std::wstring& document, HANDLE saveMutex,
+                             unsigned owner);
+
+// Writes a report into the agent's event folder (full path without a trailing backslash, never created here)
+// under a name of its own with the given extension (without a dot), while holding the save mutex. S_OK;
+// kTooLargeOrNotWritten when the report is too large; kEventFileNotWritten for every other failure. A file
+// that failed is deleted.
+HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension,
+                            const std::wstring& document, HANDLE saveMutex);
+
+// The agent's file name without extension: local time to the millisecond, a random part and the thread in
+// hexadecimal.
+[[nodiscard]] std::wstring AgentEventFileName(const SYSTEMTIME& localTime, std::uint32_t randomValue,
+                                              DWORD thread);
+
+}  // namespace varnel

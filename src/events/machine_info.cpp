@@ -1,0 +1,112 @@
+#include "events/machine_info.h"
+
+#include "events/text_element.h"
+#include "logging/log_writer.h"
+#include "probes/adapters.h"
+#include "probes/host_address.h"
+#include "settings/agent_settings.h"
+#include "xml/tree.h"
+
+#include <iterator>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace varnel {
+namespace {
+
+using AdvXMLParser::Element;
+using AdvXMLParser::Node;
+
+constexpr std::size_t kNameCapacity = 200;  // characters, terminator included
+
+std::wstring MachineName() {
+  wchar_t name[kNameCapacity] = {};
+  DWORD length = kNameCapacity;
+  if (!GetComputerNameW(name, &length)) return {};
+  return name;
+}
+
+// The address that the agent has been given, else the one that the machine's own name resolves to.
+std::wstring MachineAddress() {
+  std::wstring address = ReadAgentIPAddress();
+  if (address.empty()) GetHostNameAndAddress(address);
+  return address;
+}
+
+std::wstring AccountName() {
+  wchar_t name[kNameCapacity];
+  DWORD length = kNameCapacity;
+  if (!GetUserNameW(name, &length)) return L"system";
+  return name;
+}
+
+std::wstring TimeZoneBias() {
+  TIME_ZONE_INFORMATION zone{};
+  const DWORD zoneId = GetTimeZoneInformation(&zone);
+  return TimeZoneBiasFrom(zoneId, zone);
+}
+
+std::string ToUtf8(const std::wstring& text) {
+  const auto length = static_cast<int>(text.size());
+  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+  std::string utf8(static_cast<std::size_t>(size), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, text.data(), length, utf8.data(), size, nullptr, nullptr);
+  return utf8;
+}
+
+std::wstring MacOfAdapterWith(const std::wstring& ipAddress) {
+  CandidateTable table;
+  if (!SelectMacAddress(table)) return {};
+  const Adapter* const adapter = ipAddress.empty() ? GetAdapterByIndex(table, table.adapters.begin()->first)
+                                                   : FindAdapterByAddress(ToUtf8(ipAddress), table);
+  if (!adapter) return {};
+  return {adapter->mac.begin(), adapter->mac.end()};
+}
+
+}  // namespace
+
+void AddMachineFacts(Element& machine, std::wstring_view os, std::wstring_view userName) {
+  std::vector<std::unique_ptr<Node>> facts;
+  const auto add = [&](std::wstring_view name, std::wstring_view text) {
+    facts.push_back(MakeTextElement(machine, name, text));
+  };
+  add(L"MachineName", MachineName());
+  add(L"AgentGUID", ReadAgentGuid());
+  add(L"IPAddress", MachineAddress());
+  add(L"OSName", os);
+  if (userName.empty())
+    add(L"UserName", AccountName());
+  else
+    add(L"UserName", userName);
+  add(L"TimeZoneBias", TimeZoneBias());
+  machine.AppendAll(std::move(facts));
+}
+
+bool AddMacAddress(Element* machine) {
+  if (!machine) {
+    LogError(kReportFacility, L"PopulateMAC() called with uninitialized machine element");
+    return false;
+  }
+  if (IsNull(machine->FindChildElement(L"AgentGUID", 0))) {
+    LogError(kReportFacility, L"PopulateMAC() called with uninitialized GUID element");
+    return false;
+  }
+  Node* const address = machine->FindChildElement(L"IPAddress", 0);
+  if (IsNull(address)) {
+    LogError(kReportFacility, L"PopulateMAC() called with uninitialized IP element");
+    return false;
+  }
+  const std::wstring ipAddress = static_cast<Element*>(address)->GetChildText(0);
+  LogInfo(kReportFacility, L"Got IP text %s", ipAddress.c_str());
+  AddTextElement(*machine, L"RawMACAddress", MacOfAdapterWith(ipAddress));
+  return true;
+}
+
+std::wstring TimeZoneBiasFrom(DWORD zoneId, const TIME_ZONE_INFORMATION& zone) {
+  if (zoneId == TIME_ZONE_ID_INVALID) return L"0";
+  // The standard bias is never added; servers reckon with that.
+  return DecimalText(zone.Bias + (zoneId == TIME_ZONE_ID_DAYLIGHT ? zone.DaylightBias : 0)).c_str();
+}
+
+}  // namespace varnel

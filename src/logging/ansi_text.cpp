@@ -1,0 +1,46 @@
+#include "logging/ansi_text.h"
+
+#include <windows.h>
+
+#include <cstring>
+#include <cwchar>
+
+namespace varnel {
+namespace {
+
+bool IsSurrogatePair(const wchar_t* text) noexcept {
+  return text[0] >= 0xD800 && text[0] <= 0xDBFF && text[1] >= 0xDC00 && text[1] <= 0xDFFF;
+}
+
+// The text does not fit: character by character, so that the cut falls between two of them.
+std::size_t ConvertAsManyAsFit(const wchar_t* text, char* buffer, std::size_t room) noexcept {
+  std::size_t used = 0;
+  while (*text != L'\0') {
+    const int units = IsSurrogatePair(text) ? 2 : 1;
+    char bytes[16];
+    const int count = WideCharToMultiByte(CP_ACP, 0, text, units, bytes, sizeof(bytes), nullptr, nullptr);
+    if (count <= 0 || static_cast<std::size_t>(count) > room - used) break;
+    std::memcpy(buffer + used, bytes, static_cast<std::size_t>(count));
+    used += static_cast<std::size_t>(count);
+    text += units;
+  }
+  return used;
+}
+
+}  // namespace
+
+std::size_t ToAnsi(const wchar_t* text, char* buffer, std::size_t capacity) noexcept {
+  const std::size_t room = capacity - 1;
+  const std::size_t length = std::wcslen(text);
+  std::size_t used = 0;
+  if (length != 0 && length <= room) {
+    const int converted = WideCharToMultiByte(CP_ACP, 0, text, static_cast<int>(length), buffer,
+                                              static_cast<int>(room), nullptr, nullptr);
+    if (converted > 0) used = static_cast<std::size_t>(converted);
+  }
+  if (used == 0 && length != 0) used = ConvertAsManyAsFit(text, buffer, room);
+  buffer[used] = '\0';
+  return used;
+}
+
+}  // namespace varnel

@@ -1,0 +1,53 @@
+#include "logging/line_outputs.h"
+
+#include "base/handles.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+
+namespace varnel {
+namespace {
+
+constexpr std::size_t kPrefixRoom = 128;  // stamp, letter, thread, facility and the blanks between them
+constexpr wchar_t kTraceMailslot[] = L"\\\\.\\mailslot\\TarvoTrace";
+
+// As the reader gets it, little-endian.
+struct TraceHeader {
+  std::uint32_t sequence;
+  std::uint32_t firstConstant = 1;
+  std::uint32_t secondConstant = 1;
+  std::uint32_t textLength;  // bytes, terminator included
+};
+static_assert(sizeof(TraceHeader) == 16);
+
+// Counts the records of the whole process; the first one carries 1.
+std::atomic<std::uint32_t> g_sequence{0};
+
+}  // namespace
+
+// One write of the finished line: the runtime's printf would go to the stream piece by piece.
+void WriteToConsole(const LogLine& line) noexcept {
+  char text[kPrefixRoom + kLineCapacity];
+  const int length =
+      std::snprintf(text, sizeof(text), "%s %c %4d %-8s %s\n", line.stamp, LevelLetter(line.level),
+                    static_cast<int>(line.thread), line.facility, line.text);
+  if (length > 0) std::fwrite(text, 1, std::min(static_cast<std::size_t>(length), sizeof(text) - 1), stdout);
+}
+
+void WriteToTraceMailslot(const LogLine& line, const char* processTag) noexcept {
+  const FileHandle mailslot(CreateFileW(kTraceMailslot, GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!mailslot) return;
+  char text[400];
+  std::snprintf(text, sizeof(text), "%s %c %s %4d %-8s %s", line.stamp, LevelLetter(line.level), processTag,
+                static_cast<int>(line.thread), line.facility, line.text);
+  const auto textLength = static_cast<std::uint32_t>(std::strlen(text)) + 1;
+  const TraceHeader header{.sequence = ++g_sequence, .textLength = textLength};
+  DWORD written = 0;
+  WriteFile(mailslot.Get(), &header, sizeof(header), &written, nullptr);
+  WriteFile(mailslot.Get(), text, textLength, &written, nullptr);
+}
+
+}  // namespace varnel

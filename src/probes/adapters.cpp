@@ -1,0 +1,175 @@
+#include "probes/adapters.h"
+
+#include "base/handles.h"
+#include "base/system_library.h"
+#include "logging/log_writer.h"
+#include "probes/sockets.h"
+
+#include <iphlpapi.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace varnel {
+namespace {
+
+constexpr std::uint32_t kTypePpp = 23;
+constexpr unsigned kMaxPrefixLength = 128;
+constexpr socklen_t kIPv4AddressSize = 16;
+constexpr socklen_t kOtherAddressSize = 28;
+constexpr std::size_t kMaxInterfaces = 10;
+
+struct SocketTraits {
+  using Type = SOCKET;
+  static Type Invalid() noexcept { return INVALID_SOCKET; }
+  static void Close(Type socket) noexcept { closesocket(socket); }
+};
+using UniqueSocket = UniqueResource<SocketTraits>;
+
+struct MaskAndNetwork {
+  std::string mask;
+  std::string network;
+};
+
+bool ToText(const SOCKET_ADDRESS& address, char (&text)[kHostTextCapacity]) noexcept {
+  const bool isIPv4 = address.lpSockaddr->sa_family == AF_INET;
+  return ToNumericHost(address.lpSockaddr, isIPv4 ? kIPv4AddressSize : kOtherAddressSize, text);
+}
+
+// Link-local and site-local addresses look for the prefix of their own kind; any other takes the first IPv6
+// prefix and no network text. Each prefix that was looked at leaves its text as the network; when none
+// matches, the last one's stays.
+MaskAndNetwork FromPrefixes(const IP_ADAPTER_PREFIX* prefixes, std::string_view address) {
+  const bool isLocal = address.starts_with("fe80") || address.starts_with("fec0");
+  MaskAndNetwork found;
+  for (const auto* prefix = prefixes; prefix; prefix = prefix->Next) {
+    if (prefix->Address.lpSockaddr->sa_family != AF_INET6) continue;
+    if (!isLocal) return {PrefixLengthToMaskText(prefix->PrefixLength), {}};
+    char text[kHostTextCapacity];
+    if (!ToText(prefix->Address, text)) continue;
+    found.network = text;
+    if (!found.network.starts_with(address.substr(0, 4))) continue;
+    found.mask = PrefixLengthToMaskText(prefix->PrefixLength);
+    break;
+  }
+  return found;
+}
+
+AdapterAddress DescribeAddress(const IP_ADAPTER_ADDRESSES& adapter, int family, const char* text) {
+  AdapterAddress address{text, family, {}, {}};
+  if (family == kFamilyIPv4) {
+    if (!GetIPv4MaskAndNetwork(address.text, address.mask, address.network)) {
+      address.mask.clear();
+      address.network.clear();
+    }
+  } else if (family == kFamilyIPv6) {
+    auto [mask, network] = FromPrefixes(adapter.FirstPrefix, address.text);
+    address.text = NormalizeIPv6(address.text);
+    address.mask = NormalizeIPv6(mask);
+    const std::string computed = IPv6Network(address.text, address.mask);
+    address.network = computed.empty() ? std::move(network) : computed;
+  }
+  return address;
+}
+
+bool AddAddresses(const IP_ADAPTER_ADDRESSES& source, const std::string& mac, CandidateTable& table) {
+  bool added = false;
+  for (const auto* unicast = source.FirstUnicastAddress; unicast; unicast = unicast->Next) {
+    char text[kHostTextCapacity];
+    if (!ToText(unicast->Address, text)) continue;
+    Adapter& adapter = table.adapters[source.IfIndex];
+    adapter.name = source.AdapterName ? source.AdapterName : "";
+    adapter.index = source.IfIndex;
+    adapter.mac = mac;
+    adapter.isPpp = source.IfType == kTypePpp;
+    adapter.addresses.push_back(DescribeAddress(source, unicast->Address.lpSockaddr->sa_family, text));
+    added = true;
+  }
+  return added;
+}
+
+// The form that the interface list's addresses are compared in and written in.
+std::string Dotted(in_addr address) {
+  return inet_ntoa(address);
+}
+
+AdapterListPtr AllocateList(ULONG bytes) noexcept {
+  return AdapterListPtr(static_cast<IP_ADAPTER_ADDRESSES*>(std::calloc(1, bytes)));
+}
+
+}  // namespace
+
+bool SelectMacAddress(CandidateTable& table) {
+  const SocketsSession session;
+  if (session.result != 0) return false;
+  AdapterListPtr list;
+  return LoadAdapterAddresses(list) && AddCandidates(list.get(), table);
+}
+
+bool AddCandidates(const IP_ADAPTER_ADDRESSES* list, CandidateTable& table) {
+  bool added = false;
+  for (const auto* adapter = list; adapter; adapter = adapter->Next) {
+    const std::string mac = MacText(adapter->PhysicalAddress, adapter->PhysicalAddressLength);
+    LogDetail(kAdapterFacility, L"candidate MAC=%hs If Type=%d Include Loopback=%d Oper Status=%d",
+              mac.c_str(), static_cast<int>(adapter->IfType), table.includeLoopback ? 1 : 0,
+              static_cast<int>(adapter->OperStatus));
+    if (!IsCandidate(adapter->IfType, static_cast<std::uint32_t>(adapter->OperStatus), table.includeLoopback))
+      continue;
+    if (AddAddresses(*adapter, mac, table)) added = true;
+  }
+  return added;
+}
+
+bool LoadAdapterAddresses(AdapterListPtr& list) noexcept {
+  const LoadedLibrary library = LoadSystemLibrary(L"iphlpapi.dll");
+  decltype(GetAdaptersAddresses)* getAdapters = nullptr;
+  if (!library || !Resolve(library, "GetAdaptersAddresses", getAdapters)) return false;
+  constexpr ULONG kFirstBytes = 448;
+  constexpr ULONG kFlags = GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_INCLUDE_PREFIX;
+  ULONG bytes = kFirstBytes;
+  auto buffer = AllocateList(bytes);
+  if (!buffer) return false;
+  if (getAdapters(AF_UNSPEC, kFlags, nullptr, buffer.get(), &bytes) == ERROR_BUFFER_OVERFLOW) {
+    buffer = AllocateList(bytes);
+    if (!buffer) return false;
+  }
+  if (getAdapters(AF_UNSPEC, kFlags, nullptr, buffer.get(), &bytes) != ERROR_SUCCESS) return false;
+  list = std::move(buffer);
+  return true;
+}
+
+bool GetIPv4MaskAndNetwork(std::string_view address, std::string& mask, std::string& network) {
+  INTERFACE_INFO interfaces[kMaxInterfaces];
+  DWORD size = 0;
+  {
+    const UniqueSocket socket(::socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP));
+    if (!socket || WSAIoctl(socket.Get(), SIO_GET_INTERFACE_LIST, nullptr, 0, interfaces, sizeof(interfaces),
+                            &size, nullptr, nullptr) != 0)
+      return false;
+  }
+  for (std::size_t i = 0; i < size / sizeof(interfaces[0]); ++i) {
+    const in_addr own = interfaces[i].iiAddress.AddressIn.sin_addr;
+    if (Dotted(own) != address) continue;
+    in_addr masked = interfaces[i].iiNetmask.AddressIn.sin_addr;
+    mask = Dotted(masked);
+    masked.s_addr &= own.s_addr;
+    network = Dotted(masked);
+    return true;
+  }
+  return false;
+}
+
+std::string PrefixLengthToMaskText(unsigned length) {
+  if (length > kMaxPrefixLength) return {};
+  sockaddr_in6 mask{};
+  mask.sin6_family = AF_INET6;
+  for (unsigned byte = 0; byte * 8 < length; ++byte) {
+    const unsigned bits = std::min(length - byte * 8, 8u);
+    mask.sin6_addr.s6_addr[byte] = static_cast<UCHAR>(0xFF00u >> bits);
+  }
+  char text[kHostTextCapacity];
+  const bool formed = ToNumericHost(reinterpret_cast<const sockaddr*>(&mask), sizeof(mask), text);
+  return formed ? text : "";
+}
+
+}  // namespace varnel

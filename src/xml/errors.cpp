@@ -1,0 +1,69 @@
+#include "xml/errors.h"
+
+#include "base/locks.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+
+namespace AdvXMLParser {
+namespace {
+
+constexpr std::size_t kCapacity = 160;  // characters; the runtime's longest text takes half of it
+constexpr std::size_t kMaxTexts = 32;   // two messages with the few numbers that files give
+constexpr std::size_t kConversionFailed = static_cast<std::size_t>(-1);
+
+// A message with the text of one error number. Written once and then only read, so a reader needs no lock.
+struct ErrnoText {
+  const wchar_t* message;
+  int number;
+  wchar_t text[kCapacity];
+};
+
+ErrnoText g_errnoTexts[kMaxTexts];
+std::size_t g_errnoTextCount;
+SRWLOCK g_errnoLock{};  // guards both
+
+std::atomic<const wchar_t*> g_lastError{L""};
+
+void Compose(ErrnoText& entry, const wchar_t* message, int number) noexcept {
+  entry.message = message;
+  entry.number = number;
+  const std::size_t used = std::wcslen(message);
+  std::wcscpy(entry.text, message);
+  std::wcscpy(entry.text + used, L": ");
+  const char* const reason = std::strerror(number);
+  if (std::mbstowcs(nullptr, reason, 0) == kConversionFailed) return;
+  wchar_t wide[kCapacity] = {};
+  if (std::mbstowcs(wide, reason, kCapacity - 1) == kConversionFailed) return;
+  std::wcsncat(entry.text, wide, kCapacity - used - 3);
+}
+
+}  // namespace
+
+const wchar_t* GetLastErrorText() noexcept {
+  return g_lastError;
+}
+
+void SetLastErrorText(const wchar_t* message) noexcept {
+  g_lastError = message;
+}
+
+void SetErrorWithErrno(const wchar_t* message) noexcept {
+  const int number = errno;
+  const varnel::ExclusiveLock lock(g_errnoLock);
+  for (std::size_t i = 0; i < g_errnoTextCount; ++i) {
+    const ErrnoText& entry = g_errnoTexts[i];
+    if (entry.message == message && entry.number == number) return SetLastErrorText(entry.text);
+  }
+  if (g_errnoTextCount == kMaxTexts) return SetLastErrorText(message);
+  ErrnoText& entry = g_errnoTexts[g_errnoTextCount];
+  Compose(entry, message, number);
+  ++g_errnoTextCount;
+  SetLastErrorText(entry.text);
+}
+
+}  // namespace AdvXMLParser
