@@ -27,17 +27,17 @@ RegistrySandbox::~RegistrySandbox() {
   RegDeleteTreeW(HKEY_CURRENT_USER, SandboxPath().c_str());
 }
 
-void SetMachineText(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
+void SetText(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
   const auto* const begin = reinterpret_cast<const BYTE*>(text.c_str());
-  SetMachineBytes(key, name, REG_SZ, {begin, begin + (text.size() + 1) * sizeof(wchar_t)});
+  SetBytes(key, name, REG_SZ, {begin, begin + (text.size() + 1) * sizeof(wchar_t)});
 }
 
-void SetMachineNumber(const wchar_t* key, const wchar_t* name, DWORD number) {
+void SetNumber(const wchar_t* key, const wchar_t* name, DWORD number) {
   const auto* const begin = reinterpret_cast<const BYTE*>(&number);
-  SetMachineBytes(key, name, REG_DWORD, {begin, begin + sizeof(number)});
+  SetBytes(key, name, REG_DWORD, {begin, begin + sizeof(number)});
 }
 
-void SetMachineBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::vector<BYTE>& bytes) {
+void SetBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::vector<BYTE>& bytes) {
   RegistryKey opened;
   ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExW(HKEY_LOCAL_MACHINE, key, 0, nullptr, REG_OPTION_VOLATILE,
                                            KEY_ALL_ACCESS, nullptr, opened.Put(), nullptr));
@@ -50,7 +50,7 @@ void SetMachineBytes(const wchar_t* key, const wchar_t* name, DWORD type, const 
                                           static_cast<DWORD>(bytes.size())));
 }
 
-void RegistrySandbox::Delete(const wchar_t* key, const wchar_t* name) {
+void DeleteValue(const wchar_t* key, const wchar_t* name) {
   ASSERT_EQ(ERROR_SUCCESS, RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key, name));
 }
 

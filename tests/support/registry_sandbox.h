@@ -10,12 +10,14 @@ namespace varnel::test {
 constexpr wchar_t kFramework[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\QRN\\Shared Components\\Framework";
 constexpr wchar_t kEventParser[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon\\EventParser";
 constexpr wchar_t kLog[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon";
+constexpr wchar_t kProductOptions[] = L"SYSTEM\\CurrentControlSet\\Control\\ProductOptions";
 
 // Set a value below HKEY_LOCAL_MACHINE, in a key that is made when missing and goes away with the prefix's
 // server at the latest.
-void SetMachineText(const wchar_t* key, const wchar_t* name, const std::wstring& text);
-void SetMachineNumber(const wchar_t* key, const wchar_t* name, DWORD number);
-void SetMachineBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::vector<BYTE>& bytes);
+void SetText(const wchar_t* key, const wchar_t* name, const std::wstring& text);
+void SetNumber(const wchar_t* key, const wchar_t* name, DWORD number);
+void SetBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::vector<BYTE>& bytes);
+void DeleteValue(const wchar_t* key, const wchar_t* name);
 
 // While it lives, HKEY_LOCAL_MACHINE is an empty key of this process alone; a loaded DLL sees it too. Nothing
 // of the real machine hive can be seen meanwhile, so no COM class is activated under it.
@@ -25,17 +27,6 @@ class RegistrySandbox {
   ~RegistrySandbox();
   RegistrySandbox(const RegistrySandbox&) = delete;
   RegistrySandbox& operator=(const RegistrySandbox&) = delete;
-
-  void SetText(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
-    SetMachineText(key, name, text);
-  }
-  void SetNumber(const wchar_t* key, const wchar_t* name, DWORD number) {
-    SetMachineNumber(key, name, number);
-  }
-  void SetBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::vector<BYTE>& bytes) {
-    SetMachineBytes(key, name, type, bytes);
-  }
-  void Delete(const wchar_t* key, const wchar_t* name);
 
  private:
   HKEY root_ = nullptr;

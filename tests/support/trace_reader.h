@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/windows_handles.h"
+#include "base/handles.h"
 
 #include <cstdint>
 #include <string>

@@ -1,0 +1,196 @@
+// What deployed callers are bound to, each compared whole with its file of facts.
+
+#include "support/library.h"
+
+#include <functional>
+#include <sstream>
+
+namespace varnel::test {
+namespace {
+
+std::string GuidText(REFGUID guid) {
+  wchar_t text[39];
+  StringFromGUID2(guid, text, 39);
+  return Narrow(text);
+}
+
+std::string Take(BSTR text) {
+  const std::string taken = Narrow({text, SysStringLen(text)});
+  SysFreeString(text);
+  return taken;
+}
+
+// "Name 'help text'" of a type or of its member.
+template <class Described>
+std::string Documentation(Described& described, LONG index) {
+  BSTR name = nullptr;
+  BSTR help = nullptr;
+  EXPECT_EQ(S_OK, described.GetDocumentation(index, &name, &help, nullptr, nullptr));
+  return Take(name) + " '" + Take(help) + "'";
+}
+
+ComPtr<ITypeInfo> Referenced(ITypeInfo& type, HREFTYPE reference) {
+  ComPtr<ITypeInfo> referenced;
+  EXPECT_EQ(S_OK, type.GetRefTypeInfo(reference, referenced.Put()));
+  return referenced;
+}
+
+std::string NameOf(ITypeInfo& type) {
+  BSTR name = nullptr;
+  EXPECT_EQ(S_OK, type.GetDocumentation(MEMBERID_NIL, &name, nullptr, nullptr, nullptr));
+  return Take(name);
+}
+
+std::string TypeName(ITypeInfo& type, const TYPEDESC& description) {
+  switch (description.vt) {
+    case VT_PTR:
+      return TypeName(type, *description.lptdesc) + "*";
+    case VT_USERDEFINED:
+      return NameOf(*Referenced(type, description.hreftype));
+    case VT_UNKNOWN:
+      return "IUnknown*";
+    case VT_BSTR:
+      return "BSTR";
+    case VT_I4:
+      return "long";
+    case VT_DATE:
+      return "DATE";
+    case VT_VOID:
+      return "void";
+    case VT_HRESULT:
+      return "HRESULT";
+    default:
+      return "type " + std::to_string(description.vt);
+  }
+}
+
+void DescribeMethod(ITypeInfo& type, const FUNCDESC& method, std::ostream& out) {
+  BSTR names[10] = {};
+  UINT count = 0;
+  EXPECT_EQ(S_OK, type.GetNames(method.memid, names, 10, &count));
+  out << "  slot " << method.oVft / static_cast<int>(sizeof(void*)) << " id " << method.memid << " "
+      << TypeName(type, method.elemdescFunc.tdesc) << " " << Documentation(type, method.memid) << "(";
+  for (UINT i = 0; i < count; ++i) {
+    const std::string name = Take(names[i]);
+    if (i == 0) continue;
+    const ELEMDESC& parameter = method.lprgelemdescParam[i - 1];
+    out << (i > 1 ? ", " : "") << (parameter.paramdesc.wParamFlags & PARAMFLAG_FOUT ? "out " : "")
+        << TypeName(type, parameter.tdesc) << " " << name;
+  }
+  out << ")\n";
+}
+
+void DescribeType(ITypeInfo& type, std::ostream& out) {
+  TYPEATTR* attributes = nullptr;
+  ASSERT_EQ(S_OK, type.GetTypeAttr(&attributes));
+  out << GuidText(attributes->guid) << " kind " << attributes->typekind << std::hex << " flags "
+      << attributes->wTypeFlags << std::dec << "\n";
+  for (UINT i = 0; i < attributes->cImplTypes; ++i) {
+    HREFTYPE reference = 0;
+    INT flags = 0;
+    EXPECT_EQ(S_OK, type.GetRefTypeOfImplType(i, &reference));
+    EXPECT_EQ(S_OK, type.GetImplTypeFlags(i, &flags));
+    out << "  " << (flags & IMPLTYPEFLAG_FDEFAULT ? "default " : "")
+        << (flags & IMPLTYPEFLAG_FSOURCE ? "source " : "") << NameOf(*Referenced(type, reference)) << "\n";
+  }
+  for (UINT i = 0; i < attributes->cFuncs; ++i) {
+    FUNCDESC* method = nullptr;
+    ASSERT_EQ(S_OK, type.GetFuncDesc(i, &method));
+    DescribeMethod(type, *method, out);
+    type.ReleaseFuncDesc(method);
+  }
+  type.ReleaseTypeAttr(attributes);
+}
+
+TEST(Contract, TypeLibraryIsWhatCallersAreBoundTo) {
+  ComPtr<ITypeLib> library;
+  ASSERT_EQ(S_OK, LoadTypeLibEx(Library::Path().c_str(), REGKIND_NONE, library.Put()));
+  std::ostringstream out;
+  TLIBATTR* attributes = nullptr;
+  ASSERT_EQ(S_OK, library->GetLibAttr(&attributes));
+  out << "library " << Documentation(*library.Get(), -1) << " " << GuidText(attributes->guid) << " version "
+      << attributes->wMajorVerNum << "." << attributes->wMinorVerNum << "\n";
+  library->ReleaseTLibAttr(attributes);
+  for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
+    ComPtr<ITypeInfo> type;
+    ASSERT_EQ(S_OK, library->GetTypeInfo(i, type.Put()));
+    out << "\n" << Documentation(*library.Get(), static_cast<INT>(i)) << " ";
+    // A dual interface's other half has its own methods and its base; the dispatch half is asked for nothing.
+    HREFTYPE other = 0;
+    const bool dual = type->GetRefTypeOfImplType(static_cast<UINT>(-1), &other) == S_OK;
+    DescribeType(dual ? *Referenced(*type, other) : *type, out);
+  }
+  EXPECT_EQ(ReadFacts("golden/type_library.txt"), out.str());
+}
+
+// The keys that there are below these of HKEY_CLASSES_ROOT, with their texts.
+void Export(HKEY parent, const std::wstring& path, int depth, std::ostream& out) {
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(parent, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return;
+  out << std::string(static_cast<std::size_t>(depth) * 2, ' ') << Narrow(path);
+  wchar_t name[300];
+  wchar_t text[1000];
+  for (DWORD i = 0;; ++i) {
+    DWORD nameLength = 300;
+    DWORD size = sizeof(text);
+    if (RegEnumValueW(key, i, name, &nameLength, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size) !=
+        ERROR_SUCCESS)
+      break;
+    const std::string value = Narrow(name) == "" ? "" : Narrow(name) + ":";
+    out << " " << value << "'" << Narrow({text, size / 2 - 1}) << "'";
+  }
+  out << "\n";
+  for (DWORD i = 0;; ++i) {
+    DWORD nameLength = 300;
+    if (RegEnumKeyExW(key, i, name, &nameLength, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+    Export(key, name, depth + 1, out);
+  }
+  RegCloseKey(key);
+}
+
+std::string Registered() {
+  std::ostringstream out;
+  for (const wchar_t* const name :
+       {L"OrbaEventInf", L"EventElement", L"OrbaEventInf2", L"OrbaEventInfCallback"})
+    for (const wchar_t* const version : {L"", L".1"})
+      Export(HKEY_CLASSES_ROOT, std::wstring(L"Varnel.") + name + version, 0, out);
+  for (const GUID& clsid : {CLSID_OrbaEventInf, CLSID_EventElement, CLSID_OrbaEventInfCallback})
+    Export(HKEY_CLASSES_ROOT, L"CLSID\\" + Wide(GuidText(clsid)), 0, out);
+  Export(HKEY_CLASSES_ROOT, L"TypeLib\\" + Wide(GuidText(LIBID_VARNELLib)), 0, out);
+  for (const GUID& iid : {DIID__IOrbaEventInfEvents, IID_IEventElement, IID_IOrbaEventInf, IID_IOrbaEventInf2,
+                          IID_IOrbaEventInf3, IID_IOrbaEventInfCallback})
+    Export(HKEY_CLASSES_ROOT, L"Interface\\" + Wide(GuidText(iid)), 0, out);
+  // What depends on where the library is, on its width and on the system.
+  std::string text = Replaced(out.str(), Narrow(Library::Path()), "<library>");
+  text = Replaced(RegexReplaced(text, "'[^']*[/\\\\]varnel\\.dll'", "'<library>'"), "win32", "win64");
+  return RegexReplaced(text, "(FLAGS|HELPDIR) '[^']*'", "$1 ...");
+}
+
+TEST(Contract, RegistrationWritesEveryKeyAndLeavesNothingBehind) {
+  const Library library;
+  EXPECT_EQ(S_OK, library.Call("DllRegisterServer"));
+  EXPECT_EQ(S_OK, library.Call("DllRegisterServer"));
+  EXPECT_EQ(ReadFacts("golden/registration.txt"), Registered());
+  EXPECT_EQ(S_OK, library.Call("DllUnregisterServer"));
+  EXPECT_EQ(S_OK, library.Call("DllUnregisterServer"));
+  EXPECT_EQ("", Registered());
+  HKEY classes = nullptr;
+  EXPECT_EQ(ERROR_SUCCESS, RegOpenKeyExW(HKEY_CLASSES_ROOT, L"CLSID", 0, KEY_READ, &classes));
+  RegCloseKey(classes);
+}
+
+// The registered classes' scripts are seen above.
+TEST(Contract, ResourcesHoldTheScriptsThatNothingRuns) {
+  const Library library;
+  std::string scripts;
+  for (const WORD number : {WORD{102}, WORD{103}}) {
+    const HRSRC found = FindResourceW(library.Module(), MAKEINTRESOURCEW(number), L"REGISTRY");
+    ASSERT_NE(nullptr, found) << number;
+    const auto* const text = static_cast<const char*>(LockResource(LoadResource(library.Module(), found)));
+    scripts += std::to_string(number) + "\n" + std::string(text, SizeofResource(library.Module(), found));
+  }
+  EXPECT_EQ(ReadFacts("golden/unused_scripts.txt"), Replaced(scripts, "\r", ""));
+}
+
+}  // namespace
+}  // namespace varnel::test

@@ -1,0 +1,501 @@
+// Everything that the library asks of its surroundings fails once: every allocation, and every call of the
+// functions below, in every step of a report's life. Faults come through the import table of the loaded
+// library.
+
+#include "support/captured_output.h"
+#include "support/import_hook.h"
+#include "support/library.h"
+#include "support/process.h"
+#include "support/trace_reader.h"
+
+#include <gmock/gmock.h>
+#include <ocidl.h>
+
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <tuple>
+
+namespace varnel::test {
+namespace {
+
+// A report from its class object to its end, for the server and for the agent. Every step can be made again.
+class ReportLife {
+ public:
+  struct Step {
+    const char* name;
+    std::function<HRESULT()> call;
+  };
+
+  explicit ReportLife(const Library& library) : library_(library) {}
+
+  std::vector<Step> Steps() {
+    return {
+        {"DllGetClassObject",
+         [&] { return library_.GetClassObject(CLSID_OrbaEventInf, IID_IClassFactory, factory_.PutVoid()); }},
+        {"CreateInstance",
+         [&] { return factory_->CreateInstance(nullptr, IID_IOrbaEventInf3, report_.PutVoid()); }},
+        {"Initialize", [&] { return Initialize(*report_, kServer); }},
+        {"CreateMachineElement",
+         [&] { return report_->CreateMachineElement(nullptr, Bstr(L"Some OS"), nullptr); }},
+        {"CreateEventElement",
+         [&] {
+           IOrbaEventInf2& typed = *report_;
+           return typed.CreateEventElement(Bstr(L"Event"), 1, 1, kNoon2024, event_.Put());
+         }},
+        {"SetAttributeString", [&] { return event_->SetAttributeString(name_, text_); }},
+        {"SetAttributeInt", [&] { return event_->SetAttributeInt(Bstr(L"N"), 123456789); }},
+        {"AddElementInto", [&] { return event_->AddElementInto(name_, text_, child_.Put()); }},
+        {"AppendElement", [&] { return event_->AppendElement(name_, text_, nullptr); }},
+        {"SetAttributeString", [&] { return child_->SetAttributeString(text_, name_); }},
+        {"Invoke", [&] { return InvokeLikeAScript(); }},
+        {"EnumConnectionPoints", [&] { return container()->EnumConnectionPoints(points_.Put()); }},
+        {"Save", [&] { return report_->Save(); }},
+        {"SaveAgentEventOnly", [&] { return report_->SaveAgentEventOnly(Bstr(L"ORBAAGENT"), Bstr(L"xml")); }},
+        {"DeInitialize", [&] { return report_->DeInitialize(); }},
+    };
+  }
+
+ private:
+  ComPtr<IConnectionPointContainer> container() {
+    ComPtr<IConnectionPointContainer> container;
+    EXPECT_EQ(S_OK, report_->QueryInterface(IID_IConnectionPointContainer, container.PutVoid()));
+    return container;
+  }
+
+  // An element into a variable, and a method that fails with a description.
+  HRESULT InvokeLikeAScript() {
+    VARIANT variable;
+    VariantInit(&variable);
+    VARIANT argument;
+    V_VT(&argument) = VT_BYREF | VT_VARIANT;
+    V_VARIANTREF(&argument) = &variable;
+    DISPPARAMS parameters{&argument, nullptr, 1, 0};
+    EXCEPINFO exception{};
+    const auto invoke = [&](DISPID id, DISPPARAMS& with) {
+      return report_->Invoke(id, IID_NULL, LOCALE_NEUTRAL, DISPATCH_METHOD, &with, nullptr, &exception,
+                             nullptr);
+    };
+    const HRESULT got = invoke(8, parameters);
+    VariantClear(&variable);
+    if (got != S_OK) return got;
+    VARIANT texts[2];
+    for (auto& text : texts) {
+      V_VT(&text) = VT_BSTR;
+      V_BSTR(&text) = name_;
+    }
+    DISPPARAMS refused{texts, nullptr, 2, 0};
+    const HRESULT result = invoke(11, refused);
+    if (result != DISP_E_EXCEPTION) return result;
+    EXPECT_EQ(static_cast<HRESULT>(0xFFFFFFFB), exception.scode);
+    freeText(exception.bstrSource);
+    freeText(exception.bstrDescription);
+    return S_OK;
+  }
+
+  const Library& library_;
+  const Bstr name_{L"AttributeWithAName"};
+  const Bstr text_{L"a text that fits no small buffer, wherever there may be one"};
+  ComPtr<IClassFactory> factory_;
+  ComPtr<IOrbaEventInf3> report_;
+  ComPtr<IEventElement> event_, child_;
+  ComPtr<IEnumConnectionPoints> points_;
+
+ public:
+  void(WINAPI* freeText)(BSTR) = SysFreeString;  // for what the library has handed out
+};
+
+// The library's heap: every allocation passes here, whether by new, malloc or SysAllocString. One of them can
+// be made to fail. Used by one thread.
+class WatchedHeap {
+ public:
+  explicit WatchedHeap(HMODULE library)
+      : hooks_{
+            {library, "malloc", Address(&Malloc)},           {library, "calloc", Address(&Calloc)},
+            {library, "realloc", Address(&Realloc)},         {library, "free", Address(&Free)},
+            {library, "SysAllocString", Address(&SysAlloc)}, {library, "SysFreeString", Address(&SysFree)}} {}
+
+  // 1 for the next allocation; 0 for none.
+  void FailAllocation(int number) { untilFailure_ = number; }
+  bool HasFailed() const { return untilFailure_ < 0; }
+  std::size_t LiveBlocks() const { return live_.size(); }
+  static void WINAPI SysFree(BSTR text) {
+    live_.erase(text);
+    SysFreeString(text);
+  }
+
+ private:
+  template <class Function>
+  static void* Address(Function* function) {
+    return reinterpret_cast<void*>(function);
+  }
+  static bool FailsNow() {
+    if (untilFailure_ <= 0 || --untilFailure_ > 0) return false;
+    untilFailure_ = -1;
+    return true;
+  }
+  template <class Pointer>
+  static Pointer Keep(Pointer block) {
+    if (block) live_.insert(block);
+    return block;
+  }
+  static void* Malloc(std::size_t size) { return FailsNow() ? nullptr : Keep(std::malloc(size)); }
+  static void* Calloc(std::size_t count, std::size_t size) {
+    return FailsNow() ? nullptr : Keep(std::calloc(count, size));
+  }
+  static void* Realloc(void* block, std::size_t size) {
+    if (FailsNow()) return nullptr;
+    live_.erase(block);
+    return Keep(std::realloc(block, size));
+  }
+  static void Free(void* block) {
+    live_.erase(block);
+    std::free(block);
+  }
+  static BSTR WINAPI SysAlloc(const OLECHAR* text) {
+    return FailsNow() ? nullptr : Keep(SysAllocString(text));
+  }
+
+  static inline int untilFailure_ = 0;
+  static inline std::set<void*> live_;
+  ImportHook hooks_[6];
+};
+
+// An agent whose settings make the library ask for all that it can ask for.
+class Failure : public AgentTest {
+ protected:
+  Failure() {
+    SetText(kFramework, L"AgentGUID", std::wstring(200, L'g'));  // needs a buffer of its own
+    SetText(kLog, L"LogDetailList", L"one;two");
+    SetText(kLog, L"LogFlags", L"U");
+    folder.MakeFolder(L"data");
+    WriteBytes(folder.File(L"data\\EvtFiltr.ini"), "DisabledEvent=77;");
+    folder.MakeFolder(L"ServerEvents");
+  }
+
+  // What a missing setting leads to is no fault of the report.
+  static std::string WithDefaultGuid(const std::string& text) {
+    return Replaced(text, std::string(200, 'g'), "{00000000-0000-0000-0000-000000000000}");
+  }
+
+  Library library;
+};
+
+// Memory is short for one allocation only: a call that failed for it succeeds when it is made again.
+TEST_F(Failure, OfAnyAllocationIsAnAnswerAndLosesNothing) {
+  WatchedHeap heap(library.Module());
+  int refused = 0;
+  const auto live = [&] {
+    ReportLife life(library);
+    life.freeText = WatchedHeap::SysFree;
+    for (const auto& step : life.Steps()) {
+      const HRESULT result = step.call();
+      if (result == S_OK) continue;
+      EXPECT_TRUE(heap.HasFailed()) << step.name;
+      EXPECT_EQ(E_OUTOFMEMORY, result) << step.name;
+      EXPECT_EQ(S_OK, step.call()) << step.name;
+      ++refused;
+    }
+    return TakeFiles(serverEvents) + TakeFiles(agentEvents);
+  };
+  const std::string whole = live();
+  ASSERT_NE(whole, WithDefaultGuid(whole));
+  constexpr int kWarmUp = 20;  // runtime and test library keep something from their first failures on
+  std::size_t blocks = 0;
+  int handles = 0;
+  int points = 0;
+  for (;; ++points) {
+    SCOPED_TRACE(testing::Message() << "allocation " << points + 1);
+    if (points == kWarmUp) {
+      blocks = heap.LiveBlocks();
+      handles = CountHandles();
+    }
+    heap.FailAllocation(points + 1);
+    const std::string saved = live();
+    if (!heap.HasFailed()) break;
+    EXPECT_TRUE(saved == whole || saved == WithDefaultGuid(whole)) << saved;
+    ASSERT_FALSE(HasFailure());
+    if (points < kWarmUp) continue;
+    ASSERT_EQ(blocks, heap.LiveBlocks());
+    ASSERT_EQ(handles, CountHandles());
+  }
+  EXPECT_LT(100, points);
+  std::printf("figures: allocation failure: %d points, %d calls refused, no block lost\n", points, refused);
+}
+
+// What the library makes once and keeps: every run needs one that has just been loaded.
+TEST(FirstAllocations, CanFailAndBeMadeAgain) {
+  const RegistrySandbox registry;
+  int points = 0;
+  for (bool failed = true; failed; ++points) {
+    const Library library;
+    WatchedHeap heap(library.Module());
+    heap.FailAllocation(points + 1);
+    const auto twice = [&](const std::function<HRESULT()>& call) {
+      const HRESULT result = call();
+      EXPECT_TRUE(result == S_OK || (result == E_OUTOFMEMORY && heap.HasFailed() && call() == S_OK));
+    };
+    ComPtr<IClassFactory> factory;
+    twice([&] { return library.GetClassObject(CLSID_EventElement, IID_IClassFactory, factory.PutVoid()); });
+    ComPtr<IDispatch> element;
+    twice([&] { return factory->CreateInstance(nullptr, IID_IDispatch, element.PutVoid()); });
+    ComPtr<ITypeInfo> info;
+    twice([&] { return element->GetTypeInfo(0, LOCALE_NEUTRAL, info.Put()); });
+    failed = heap.HasFailed();
+  }
+  EXPECT_LT(3, points);
+}
+
+// The one call into the system that is to fail: the n-th of a function from now on.
+struct Fault {
+  static inline const char* function = "";
+  static inline int untilFailure = 0;
+  static inline bool happened = false;
+  static inline std::wstring about;  // the name that the call was given, if any
+
+  static void Arm(const char* name, int n) {
+    function = name;
+    untilFailure = n;
+    happened = false;
+  }
+  static bool HappensNow(const char* called, const wchar_t* name) {
+    if (function != std::string_view(called) || untilFailure == 0 || --untilFailure > 0) return false;
+    happened = true;
+    about = name ? name : L"";
+    return true;
+  }
+};
+
+const wchar_t* NameIn(const wchar_t* text) {
+  return text;
+}
+const wchar_t* NameIn(std::FILE* stream) {
+  return stream == stdout ? L"console" : L"file";
+}
+const wchar_t* NameIn(...) {
+  return nullptr;
+}
+
+// What a call that fails has done all the same.
+template <class Function, class... Parameters>
+void DoHalf(Function, Parameters...) {}
+void DoHalf(decltype(&fwrite) function, const void* bytes, std::size_t size, std::size_t count,
+            FILE* stream) {
+  function(bytes, size, count / 2, stream);
+}
+
+// Stands before one function of the system. Parameter number `Name` says what a call is about. Each has a tag
+// of its own, since several functions have the same type.
+template <class Tag, int Name, class Result, class... Parameters>
+struct Gate {
+  static inline const char* function;
+  static inline Result failure;
+  static inline std::unique_ptr<ImportHook> hook;
+
+  static Result WINAPI Call(Parameters... parameters) {
+    const auto original = reinterpret_cast<Result(WINAPI*)(Parameters...)>(hook->Original());
+    if (!Fault::HappensNow(function, NameIn(std::get<Name>(std::tuple<Parameters...>(parameters...)))))
+      return original(parameters...);
+    DoHalf(original, parameters...);
+    SetLastError(ERROR_ACCESS_DENIED);
+    errno = EACCES;
+    return failure;
+  }
+};
+
+// Puts gates before functions for as long as it lives.
+class Gates {
+ public:
+  explicit Gates(HMODULE library) : library_(library) {}
+  ~Gates() {
+    for (auto* const hook : hooks_) hook->reset();
+  }
+  Gates(const Gates&) = delete;
+  Gates& operator=(const Gates&) = delete;
+
+  template <class Tag, int Name, class Result, class... Parameters>
+  void Add(Result(WINAPI*)(Parameters...), const char* function, std::type_identity_t<Result> failure) {
+    using This = Gate<Tag, Name, Result, Parameters...>;
+    This::function = function;
+    This::failure = failure;
+    This::hook = std::make_unique<ImportHook>(library_, function, reinterpret_cast<void*>(&This::Call));
+    hooks_.push_back(&This::hook);
+    functions.push_back(function);
+  }
+
+  std::vector<const char*> functions;
+
+ private:
+  HMODULE library_;
+  std::vector<std::unique_ptr<ImportHook>*> hooks_;
+};
+
+void AddAll(Gates& gates) {
+  gates.Add<struct OpenFile, 0>(&CreateFileW, "CreateFileW", INVALID_HANDLE_VALUE);
+  gates.Add<struct OpenNarrowFile, 0>(&CreateFileA, "CreateFileA", INVALID_HANDLE_VALUE);
+  gates.Add<struct MakeFolder, 0>(&CreateDirectoryW, "CreateDirectoryW", FALSE);
+  gates.Add<struct ReadFilter, 0>(&ReadFile, "ReadFile", FALSE);
+  gates.Add<struct SizeFilter, 0>(&GetFileSize, "GetFileSize", INVALID_FILE_SIZE);
+  gates.Add<struct OpenKey, 1>(&RegOpenKeyExW, "RegOpenKeyExW", ERROR_ACCESS_DENIED);
+  gates.Add<struct QueryWide, 1>(&RegQueryValueExW, "RegQueryValueExW", ERROR_ACCESS_DENIED);
+  gates.Add<struct QueryNarrow, 1>(&RegQueryValueExA, "RegQueryValueExA", ERROR_ACCESS_DENIED);
+  gates.Add<struct OpenMutex, 2>(&CreateMutexW, "CreateMutexW", nullptr);
+  gates.Add<struct WaitForMutex, 0>(&WaitForSingleObject, "WaitForSingleObject", WAIT_FAILED);
+  gates.Add<struct GiveMutexBack, 0>(&ReleaseMutex, "ReleaseMutex", FALSE);
+  gates.Add<struct OpenStream, 0>(&_wfopen, "_wfopen", nullptr);
+  gates.Add<struct WriteStream, 3>(&fwrite, "fwrite", 0);  // half of it has been written
+  gates.Add<struct AskComputerName, 0>(&GetComputerNameW, "GetComputerNameW", FALSE);
+  gates.Add<struct AskUserName, 0>(&GetUserNameW, "GetUserNameW", FALSE);
+  gates.Add<struct AskTimeZone, 0>(&GetTimeZoneInformation, "GetTimeZoneInformation", TIME_ZONE_ID_INVALID);
+  gates.Add<struct Convert, 2>(&WideCharToMultiByte, "WideCharToMultiByte", 0);
+  gates.Add<struct MakeGuid, 0>(&CoCreateGuid, "CoCreateGuid", E_FAIL);
+  gates.Add<struct WriteTrace, 0>(&WriteFile, "WriteFile", FALSE);
+  gates.Add<struct FindLibrary, 0>(&LoadLibraryW, "LoadLibraryW", nullptr);
+}
+
+// What a failing call leads to, where that is more than a default in the place of a setting.
+struct Consequence {
+  const char* step;
+  const char* function;
+  const wchar_t* about;  // contained in the name
+  int nth;               // 0 for any
+  HRESULT result;
+  const char* line;
+  std::size_t files = 0;
+};
+
+constexpr Consequence kConsequences[] = {
+    {"Save", "RegOpenKeyExW", L"Framework", 1, S_OK, ""},  // an agent that cannot be asked is unmanaged
+    {"Save", "RegQueryValueExW", L"AgentMode", 0, S_OK, ""},
+    {"Save", "RegOpenKeyExW", L"EventParser", 0, E_FAIL, ""},
+    {"Save", "RegQueryValueExW", L"EventsPath", 0, E_FAIL, ""},
+    {"Save", "CreateFileW", L".xml", 0, kNotCreated, " couldn't create file "},
+    {"Save", "_wfopen", L".xml", 0, kRefused, ":  Couldn't open to write: "},
+    {"Save", "fwrite", L"file", 0, kRefused, ":  Couldn't write: "},
+    {"Save", "WideCharToMultiByte", L"<?xml", 0, kRefused, ":  Couldn't convert to UTF-8"},
+    {"SaveAgentEventOnly", "RegOpenKeyExW", L"Framework", 1, E_FAIL,
+     "Failed to get data folder. Error code ="},
+    {"SaveAgentEventOnly", "RegQueryValueExW", L"Data Path", 0, E_FAIL,
+     "Failed to get data folder. Error code ="},
+    {"SaveAgentEventOnly", "_wfopen", L".xml", 0, kNotCreated, ". Couldn't open to write: "},
+    {"SaveAgentEventOnly", "fwrite", L"file", 0, kNotCreated, ". Couldn't write: "},
+    {"SaveAgentEventOnly", "WideCharToMultiByte", L"<?xml", 0, kNotCreated, ". Couldn't convert to UTF-8"},
+};
+
+class IoFailure : public Failure {
+ protected:
+  // What came of the step in which the fault happened.
+  struct Outcome {
+    std::string step;
+    HRESULT result = S_OK;
+    std::string lines;  // of errors
+    std::size_t files = 0;
+    bool recovers = true;  // the same call and all that follow work afterwards
+    int lostHandles = 0;
+  };
+
+  IoFailure() {
+    SetNumber(kLog, L"LogLevel", 8);
+    AddAll(gates);
+  }
+
+  // Takes the files away and counts the whole ones; a broken one is never forgiven.
+  std::size_t TakeWholeFiles() {
+    std::size_t whole = 0;
+    for (const auto& where : {serverEvents, agentEvents}) {
+      for (const auto& file : FilesIn(where)) {
+        const std::wstring path = where + L"\\" + file;
+        (ReadBytes(path).ends_with("</Product></Root>") ? whole : broken)++;
+        if (!DeleteFileW(path.c_str())) ++broken;
+      }
+    }
+    return whole;
+  }
+
+  static std::string ErrorLines(const std::string& lines) {
+    std::istringstream all(lines);
+    std::string errors;
+    for (std::string line; std::getline(all, line);)
+      if (line.find(" E ") != std::string::npos) errors += line + "\n";
+    return errors;
+  }
+
+  static std::size_t FilesOf(std::string_view step) { return step.starts_with("Save") ? 1 : 0; }
+
+  // Makes the n-th call of the function fail, and the step that it belongs to again. What is printed
+  // meanwhile is caught, so nothing is asserted here.
+  Outcome Try(const char* function, int n) {
+    Outcome outcome;
+    const CapturedOutput output;
+    const int handles = CountHandles();
+    Fault::Arm(function, n);
+    std::optional<ReportLife> life(library);
+    for (const auto& step : life->Steps()) {
+      const std::size_t before = output.Text().size();
+      const bool earlier = Fault::happened;
+      const HRESULT result = step.call();
+      const std::size_t files = TakeWholeFiles();
+      trace.ReadMessages();
+      if (earlier == Fault::happened) {
+        outcome.recovers = outcome.recovers && result == S_OK && files == FilesOf(step.name);
+        continue;
+      }
+      Fault::function = "";
+      outcome = {step.name, result, ErrorLines(output.Text().substr(before)), files};
+      outcome.recovers = step.call() == S_OK && TakeWholeFiles() == FilesOf(step.name);
+    }
+    life.reset();
+    outcome.lostHandles = CountHandles() - handles;
+    return outcome;
+  }
+
+  static Consequence Expected(const std::string& step, const char* function, int nthInStep) {
+    for (const auto& row : kConsequences) {
+      if (row.step == step && row.function == std::string_view(function) &&
+          Fault::about.find(row.about) != std::wstring::npos && (row.nth == 0 || row.nth == nthInStep))
+        return row;
+    }
+    return {"", "", L"", 0, S_OK, "", FilesOf(step)};
+  }
+
+  TraceReader trace;  // so that lines are written to the mailslot as well
+  Gates gates{library.Module()};
+  std::size_t broken = 0;
+};
+
+TEST_F(IoFailure, AtAnyPointGivesItsAnswerAndLeavesNoBrokenFile) {
+  int points = 0;
+  Try("", 1);  // the system keeps some handles from the first report on
+  for (const char* const function : gates.functions) {
+    std::string step;
+    int nthInStep = 0;
+    for (int n = 1;; ++n) {
+      const Outcome outcome = Try(function, n);
+      if (!Fault::happened) break;
+      ++points;
+      nthInStep = outcome.step == step ? nthInStep + 1 : 1;
+      step = outcome.step;
+      const Consequence expected = Expected(step, function, nthInStep);
+      SCOPED_TRACE(testing::Message()
+                   << step << ", " << function << " number " << nthInStep << " " << Narrow(Fault::about));
+      EXPECT_EQ(expected.result, outcome.result);
+      EXPECT_EQ(expected.files, outcome.files);
+      EXPECT_TRUE(outcome.recovers);
+      EXPECT_EQ(0, outcome.lostHandles);
+      EXPECT_EQ(0u, broken);
+      if (*expected.line)
+        EXPECT_THAT(outcome.lines, testing::HasSubstr(expected.line));
+      else
+        EXPECT_EQ("", outcome.lines);
+    }
+  }
+  EXPECT_LT(50, points);
+  std::printf("figures: failing calls: %d points of %zu functions, each with its answer\n", points,
+              gates.functions.size());
+}
+
+}  // namespace
+}  // namespace varnel::test

@@ -1,0 +1,193 @@
+// What runs out: a full disk, and what a process holds over a long life.
+
+#include "base/handles.h"
+#include "machine/reports.h"
+#include "support/captured_output.h"
+#include "support/process.h"
+
+#include <windows.h>
+#include <psapi.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+
+namespace varnel::test {
+namespace {
+
+// small_volume.sh mounts a volume of 2 MB and 100 files and names its drive.
+class FullDisk : public AgentTest {
+ protected:
+  FullDisk() {
+    const wchar_t* const drive = _wgetenv(L"VARNEL_VOLUME");
+    EXPECT_NE(nullptr, drive) << "run by small_volume.sh";
+    root = drive ? drive : L"S:";
+    for (const auto& made : {agent, server, names}) std::filesystem::create_directory(root + made);
+    SetUpAgent(root, root + server);
+    SetNumber(kLog, L"LogLevel", 1);
+  }
+  ~FullDisk() override {
+    MakeRoom();
+    for (const auto& made : {agent, server, names}) std::filesystem::remove_all(root + made);
+  }
+
+  FileHandle Create(const std::wstring& name) const {
+    return FileHandle(CreateFileW((root + name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
+  }
+  // Fills the volume up to so many bytes, or, for less than none, until it has no room for a file's name.
+  void LeaveOnly(int left) const {
+    for (int count = 0; left < 0 && Create(names + L"\\" + std::to_wstring(count)); ++count)
+      ASSERT_LT(count, 1000);
+    if (left < 0) return;
+    const FileHandle filler = Create(L"\\filler");
+    const std::vector<char> zeros(4096);
+    DWORD written = 0;
+    while (WriteFile(filler.Get(), zeros.data(), static_cast<DWORD>(zeros.size()), &written, nullptr))
+      continue;
+    ASSERT_EQ(static_cast<DWORD>(ERROR_DISK_FULL), GetLastError());
+    if (left == 0) return;
+    SetFilePointer(filler.Get(), -left, nullptr, FILE_END);
+    ASSERT_TRUE(SetEndOfFile(filler.Get()));
+  }
+  void MakeRoom() const {
+    DeleteFileW((root + L"\\filler").c_str());
+    for (const auto& name : FilesIn(root + names)) DeleteFileW((root + names + L"\\" + name).c_str());
+  }
+  Reports Saved() const { return ReadReports({root + agent, root + server}); }
+
+  std::wstring root;
+  const std::wstring agent = L"\\AgentEvents", server = L"\\ServerEvents", names = L"\\names";
+};
+
+TEST_F(FullDisk, RefusesEveryReportAndLeavesNothingBehindUntilThereIsRoom) {
+  struct {
+    const wchar_t* softwareId;
+    std::size_t bodySize;
+    int left;
+    HRESULT expected;
+  } const rows[] = {{kServer, 200, 0, kRefused},           {kAgent, 200, 0, kNotCreated},
+                    {kServer, 200'000, 0, kRefused},       {kAgent, 200'000, 0, kNotCreated},
+                    {kServer, 200'000, 102'400, kRefused}, {kAgent, 200'000, 102'400, kNotCreated},
+                    {kServer, 200, -1, kNotCreated},       {kAgent, 200, -1, kNotCreated}};
+  const Library library;
+  int refused = 0;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    const auto report = library.CreateReport();
+    ASSERT_EQ(S_OK, FillMarked(*report, row.softwareId, L"full", row.bodySize));
+    ASSERT_NO_FATAL_FAILURE(LeaveOnly(row.left));
+    for (int i = 0; i < Count(5, 100); ++i, ++refused) {
+      ASSERT_EQ(row.expected, report->Save());
+      ASSERT_EQ(0u, Saved().files);
+    }
+    MakeRoom();
+    EXPECT_EQ(S_OK, report->Save());
+    EXPECT_EQ(std::set<std::string>{"full"}, Saved().marks);
+    TakeFiles(root + agent, row.softwareId == kAgent ? 1 : 0);
+    TakeFiles(root + server, row.softwareId == kServer ? 1 : 0);
+  }
+  std::printf("figures: full disk: %d saves refused, then %zu whole reports\n", refused, std::size(rows));
+}
+
+// What a process can run out of. Memory is what the page file stands for: Wine answers the direct question
+// with zero.
+struct Usage {
+  int handles = CountHandles();
+  DWORD tlsSlot = TlsAlloc();  // the one that the next caller gets
+  SIZE_T memory = 0;
+
+  Usage() {
+    TlsFree(tlsSlot);
+    PROCESS_MEMORY_COUNTERS counters{};
+    EXPECT_TRUE(GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters)));
+    memory = counters.PagefileUsage;
+    EXPECT_LT(0u, memory);
+  }
+};
+
+class LongLife : public AgentTest {
+ protected:
+  LongLife() { SetNumber(kLog, L"LogLevel", 1); }
+
+  // Does the work so many times and compares the use after the warm-up with that at the end.
+  static void ExpectSteadyUse(const char* name, int warmUp, int times, const std::function<void(int)>& work) {
+    for (int i = 0; i < warmUp; ++i) ASSERT_NO_FATAL_FAILURE(work(i));
+    const Usage before;
+    for (int i = warmUp; i < times; ++i) ASSERT_NO_FATAL_FAILURE(work(i));
+    const Usage after;
+    EXPECT_EQ(before.handles, after.handles);
+    EXPECT_EQ(before.tlsSlot, after.tlsSlot);
+    // A few pages to breathe; what each round left behind would be more.
+    EXPECT_LE(after.memory, before.memory + 65'536);
+    std::printf("figures: %s: %d times, handles %d to %d, TLS slot %lu to %lu, memory %llu to %llu KB\n",
+                name, times, before.handles, after.handles, before.tlsSlot, after.tlsSlot,
+                before.memory / 1024, after.memory / 1024);
+  }
+
+  void LoadReportUnload(HRESULT expected) const {
+    {
+      const Library library;
+      const auto report = library.CreateReport();
+      ASSERT_EQ(S_OK, FillMarked(*report, kServer, L"cycle", 200));
+      ASSERT_EQ(expected, report->Save());
+    }
+    ASSERT_EQ(nullptr, GetModuleHandleW(L"varnel.dll"));
+    TakeFiles(serverEvents, expected == S_OK ? 1 : 0);
+  }
+};
+
+TEST_F(LongLife, LoadsAndUnloadsWithoutUsingTheProcessUp) {
+  // Wine's own socket library leaves some eighty bytes behind at each of its unloads.
+  const LoadedLibrary sockets(LoadLibraryW(L"ws2_32.dll"));
+  const int cycles = Count(100, 3000);
+  ExpectSteadyUse("load, save, unload", 40, cycles, [&](int) { LoadReportUnload(S_OK); });
+  SetNumber(kFramework, L"Brenn Size", 1);
+  ExpectSteadyUse("load, refused save, unload", 40, cycles, [&](int) { LoadReportUnload(kRefused); });
+}
+
+TEST_F(LongLife, OneLoadServesAnyNumberOfReports) {
+  constexpr int kSaves = 20;
+  const Library library;
+  const int objects = Count(60, 2500);
+  std::size_t forAgent = 0;
+  ExpectSteadyUse("objects that save 20 times", 20, objects, [&](int i) {
+    const bool toServer = i % 2 == 0;
+    const auto report = library.CreateReport();
+    ASSERT_EQ(S_OK, FillMarked(*report, toServer ? kServer : kAgent, std::to_wstring(i), 200));
+    for (int save = 0; save < kSaves; ++save) ASSERT_EQ(S_OK, report->Save());
+    const std::wstring& where = toServer ? serverEvents : agentEvents;
+    const std::size_t files = FilesIn(where).size();
+    TakeFiles(where, toServer ? kSaves : files);
+    if (!toServer) forAgent += files;
+  });
+  // Names in the agent's folder may clash: one in ten thousand of those that a thread saves in one
+  // millisecond.
+  constexpr std::size_t kClashes = 20;
+  const auto saved = static_cast<std::size_t>(objects / 2 * kSaves);
+  EXPECT_LE(forAgent, saved);
+  EXPECT_GE(forAgent + kClashes, saved);
+}
+
+// One object that is never let go, used badly: refused, set up twice, with every line logged.
+TEST_F(LongLife, OneObjectMayBeSetUpAnyNumberOfTimes) {
+  SetNumber(kLog, L"LogLevel", 8);
+  SetText(kLog, L"LogFlags", L"U");
+  folder.MakeFolder(L"data");
+  const std::wstring filter = folder.File(L"data\\EvtFiltr.ini");
+  const Library library;
+  const auto report = library.CreateReport();
+  ExpectSteadyUse("one object set up again and again", 100, Count(200, 3000), [&](int) {
+    const CapturedOutput output;
+    WriteBytes(filter, "DisabledEvent=0;");
+    ASSERT_EQ(kDisabled, Initialize(*report));
+    DeleteFileW(filter.c_str());
+    ASSERT_EQ(S_OK, Initialize(*report));
+    ASSERT_EQ(S_OK, FillMarked(*report, kServer, L"again", 200));
+    ASSERT_EQ(S_OK, report->Save());
+    ASSERT_EQ(S_OK, report->DeInitialize());
+    TakeFiles(serverEvents);
+  });
+}
+
+}  // namespace
+}  // namespace varnel::test

@@ -1,0 +1,140 @@
+#pragma once
+
+#include "base/com_ptr.h"
+#include "support/registry_sandbox.h"
+#include "support/temp_folder.h"
+#include "support/text.h"
+#include "varnel_contract.h"
+
+#include <windows.h>
+#include <gtest/gtest.h>
+#include <oleauto.h>
+
+#include <string>
+
+namespace varnel::test {
+
+// A built DLL, loaded by path; nothing is registered. CTest names the DLL in the environment: every test runs
+// with the product and with the library that stops at undefined behaviour.
+class Library {
+ public:
+  Library() : module_(LoadLibraryW(Path().c_str())) { EXPECT_NE(nullptr, module_); }
+  ~Library() { FreeLibrary(module_); }
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+
+  static std::wstring Path() {
+    const wchar_t* const path = _wgetenv(L"VARNEL_DLL");
+    EXPECT_NE(nullptr, path) << "VARNEL_DLL names the library under test";
+    return path ? path : L"";
+  }
+
+  HMODULE Module() const { return module_; }
+
+  template <class Function>
+  Function Export(const char* name) const {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module_, name)));
+  }
+  HRESULT Call(const char* name) const { return Export<HRESULT(STDAPICALLTYPE*)()>(name)(); }
+
+  HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** out) const {
+    return Export<HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**)>("DllGetClassObject")(clsid, iid, out);
+  }
+  HRESULT CanUnloadNow() const { return Call("DllCanUnloadNow"); }
+
+  template <class Interface>
+  ComPtr<Interface> Create(REFCLSID clsid, REFIID iid) const {
+    ComPtr<IClassFactory> factory;
+    EXPECT_EQ(S_OK, GetClassObject(clsid, IID_IClassFactory, factory.PutVoid()));
+    ComPtr<Interface> object;
+    EXPECT_EQ(S_OK, factory->CreateInstance(nullptr, iid, object.PutVoid()));
+    return object;
+  }
+  ComPtr<IOrbaEventInf3> CreateReport() const {
+    return Create<IOrbaEventInf3>(CLSID_OrbaEventInf, IID_IOrbaEventInf3);
+  }
+
+ private:
+  HMODULE module_;
+};
+
+// Automation text; converts to BSTR for one call.
+class Bstr {
+ public:
+  Bstr(const wchar_t* text) : text_(SysAllocString(text)) {}
+  Bstr(const std::wstring& text) : Bstr(text.c_str()) {}
+  ~Bstr() { SysFreeString(text_); }
+  Bstr(const Bstr&) = delete;
+  Bstr& operator=(const Bstr&) = delete;
+  operator BSTR() const { return text_; }
+
+ private:
+  BSTR text_;
+};
+
+constexpr HRESULT kDisabled = static_cast<HRESULT>(0xFFFFF704);
+constexpr HRESULT kNotCreated = static_cast<HRESULT>(0xFFFFFFD7);
+constexpr HRESULT kRefused = static_cast<HRESULT>(0xFFFFFFC9);
+constexpr DATE kNoon2024 = 45358.5;  // 7 March 2024, 12:00
+constexpr wchar_t kServer[] = L"ORBASRVR_3500";
+constexpr wchar_t kAgent[] = L"EXAMPLE__1000";
+
+inline HRESULT Initialize(IOrbaEventInf3& target, const wchar_t* softwareId = kAgent) {
+  return target.Initialize(Bstr(softwareId), Bstr(L"Root"), Bstr(L"Product"), Bstr(L"Name"), Bstr(L"1.2"),
+                           Bstr(L"Family"));
+}
+
+inline HRESULT AddEvent(IOrbaEventInf3& target, const wchar_t* name, long id, long severity = 1) {
+  return target.CreateEventElement(Bstr(name), id, severity, kNoon2024,
+                                   static_cast<IEventElement**>(nullptr));
+}
+
+// Makes a report that may be saved: the machine's facts and one event.
+inline void Fill(IOrbaEventInf3& target, long severity = 1) {
+  ASSERT_EQ(S_OK, target.CreateMachineElement(nullptr, nullptr, nullptr));
+  ASSERT_EQ(S_OK, AddEvent(target, L"Event", 1000, severity));
+}
+
+// The files of a folder, joined and removed.
+inline std::string TakeFiles(const std::wstring& where, std::size_t expected = 1) {
+  std::string bytes;
+  const auto files = FilesIn(where);
+  EXPECT_EQ(expected, files.size());
+  for (const auto& file : files) {
+    bytes += ReadBytes(where + L"\\" + file);
+    EXPECT_TRUE(DeleteFileW((where + L"\\" + file).c_str()));
+  }
+  return bytes;
+}
+
+// An agent's folders, and its settings below HKEY_LOCAL_MACHINE as it stands for the calling process.
+class AgentFolders : public testing::Test {
+ protected:
+  AgentFolders() { SetUpAgent(folder.Path(), serverEvents); }
+
+  static void SetUpAgent(const std::wstring& folder, const std::wstring& serverEvents) {
+    SetNumber(kFramework, L"AgentMode", 1);
+    SetText(kFramework, L"Data Path", folder + L"\\");
+    SetText(kFramework, L"IPAddress", L"192.0.2.7");
+    SetText(kEventParser, L"EventsPath", serverEvents);
+    SetNumber(kLog, L"LogLevel", 5);
+  }
+
+  TempFolder folder;
+  const std::wstring agentEvents = folder.MakeFolder(L"AgentEvents");
+  const std::wstring serverEvents = folder.File(L"ServerEvents");
+};
+
+struct OwnRegistry {
+  RegistrySandbox registry;
+};
+// An agent of the process's own, set up before the library is used.
+class AgentTest : private OwnRegistry, public AgentFolders {};
+
+// The agent of the whole prefix, for what needs the machine's own registry or other processes.
+class MachineAgentTest : public AgentFolders {
+ protected:
+  ~MachineAgentTest() override { RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Wow6432Node\\Kestrane"); }
+};
+
+}  // namespace varnel::test

@@ -1,0 +1,124 @@
+#include "com/com_object.h"
+#include "events/orba_event_inf.h"
+#include "events/results.h"
+#include "support/registry_sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace varnel {
+namespace {
+
+// The agent's callback component, class object and object in one. It lives as long as the test.
+class CallbackComponent final : public IClassFactory, public IOrbaEventInfCallback {
+ public:
+  HRESULT answer = S_OK;
+  bool callsBack = false;
+  void* registered = nullptr;
+  ULONG objects = 0;
+  LONG references = 0;
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    *out = nullptr;
+    if (iid == IID_IUnknown || iid == IID_IClassFactory) *out = static_cast<IClassFactory*>(this);
+    if (iid == IID_IOrbaEventInfCallback) *out = static_cast<IOrbaEventInfCallback*>(this);
+    if (*out) AddRef();
+    return *out ? S_OK : E_NOINTERFACE;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references)); }
+  STDMETHODIMP_(ULONG) Release() override { return static_cast<ULONG>(InterlockedDecrement(&references)); }
+
+  STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** out) override {
+    ++objects;
+    return QueryInterface(iid, out);
+  }
+  STDMETHODIMP LockServer(BOOL) override { return S_OK; }
+
+  STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+  STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
+    return E_NOTIMPL;
+  }
+
+  STDMETHODIMP RegisterOrbaEventCallBack(void* object) override {
+    registered = object;
+    // The framework keeps to the table of the pointer that it gets.
+    if (callsBack) static_cast<IFrameworkObject*>(object)->OnFrameworkTerminate();
+    return answer;
+  }
+};
+
+class FrameworkNotifications : public testing::Test {
+ protected:
+  FrameworkNotifications() { EXPECT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_MULTITHREADED)); }
+  ~FrameworkNotifications() override { CoUninitialize(); }
+
+  // Makes the component known to this process while the call runs.
+  HRESULT Notify() {
+    DWORD cookie = 0;
+    EXPECT_EQ(S_OK, CoRegisterClassObject(CLSID_OrbaEventInfCallback, static_cast<IClassFactory*>(&component),
+                                          CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie));
+    const HRESULT result = object->OnFrameworkAvailable();
+    EXPECT_EQ(S_OK, CoRevokeClassObject(cookie));
+    return result;
+  }
+
+  test::RegistrySandbox registry;
+  CallbackComponent component;
+  ComPtr<StandAloneObject<COrbaEventInf>> object =
+      ComPtr<StandAloneObject<COrbaEventInf>>::Adopt(new StandAloneObject<COrbaEventInf>(nullptr));
+};
+
+TEST_F(FrameworkNotifications, AnswerOfTheRegistrationDecides) {
+  struct {
+    HRESULT answer;
+    HRESULT result;
+    bool before;  // what "available" was, and what it is afterwards
+    bool after;
+  } const rows[] = {
+      {S_OK, S_OK, false, true},
+      {S_FALSE, S_FALSE, false, true},
+      {kRegistrationRefused, S_OK, true, false},
+      {kRegistrationRefused, S_OK, false, false},
+      {E_FAIL, E_FAIL, true, true},
+      {E_FAIL, E_FAIL, false, false},
+      {E_ACCESSDENIED, E_ACCESSDENIED, true, true},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << std::hex << row.answer << " when available is " << row.before);
+    component.answer = S_OK;
+    ASSERT_EQ(S_OK, row.before ? Notify() : object->OnFrameworkTerminate());
+    ASSERT_EQ(row.before, object->IsFrameworkAvailable());
+    component.answer = row.answer;
+    EXPECT_EQ(row.result, Notify());
+    EXPECT_EQ(row.after, object->IsFrameworkAvailable());
+    EXPECT_EQ(static_cast<IConnectionPointContainer*>(object.Get()), component.registered);
+    EXPECT_EQ(0, component.references);
+  }
+}
+
+TEST_F(FrameworkNotifications, MissingComponentChangesNothingAndItsErrorIsReturned) {
+  const HRESULT missing = object->OnFrameworkAvailable();
+  EXPECT_EQ(REGDB_E_CLASSNOTREG, missing);
+  EXPECT_FALSE(object->IsFrameworkAvailable());
+  ASSERT_EQ(S_OK, Notify());
+  EXPECT_EQ(missing, object->OnFrameworkAvailable());
+  EXPECT_TRUE(object->IsFrameworkAvailable());
+  EXPECT_EQ(1u, component.objects);
+}
+
+TEST_F(FrameworkNotifications, TerminationMayComeAnyTimeAndTwice) {
+  component.callsBack = true;  // while it registers the object: the success that follows wins
+  EXPECT_EQ(S_OK, Notify());
+  EXPECT_TRUE(object->IsFrameworkAvailable());
+  for (int i = 0; i < 2; ++i) {
+    std::thread framework([&] { EXPECT_EQ(S_OK, object->OnFrameworkTerminate()); });
+    framework.join();
+    EXPECT_FALSE(object->IsFrameworkAvailable());
+  }
+}
+
+}  // namespace
+}  // namespace varnel

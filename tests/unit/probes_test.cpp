@@ -1,0 +1,76 @@
+#include "probes/event_time.h"
+#include "probes/host_address.h"
+#include "probes/os_name.h"
+#include "probes/os_name_rule.h"
+#include "support/registry_sandbox.h"
+#include "support/text.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+namespace varnel {
+namespace {
+
+using namespace test;
+
+TEST(OsName, FollowsTheTable) {
+  for (const Row& row : Rules("OS name")) {
+    OsFacts facts;
+    std::wstring type;
+    std::istringstream words(row[0]);
+    char dot = 0;
+    words >> facts.platform >> facts.major >> dot >> facts.minor;
+    for (std::string word; words >> word;) {
+      if (word == "r2") facts.serverR2 = true;
+      if (word == "again") words >> facts.minorAskedAgain;
+      if (word == "type") {
+        words >> word;
+        facts.productType = type = Wide(word);
+      } else if (word == "workstation" || word == "server") {
+        facts.extended = {0, word == "workstation"};
+        words >> facts.extended->minor;
+      }
+    }
+    EXPECT_EQ(row[1], Narrow(OsNameFrom(facts).value_or(L"-"))) << row[0];
+  }
+}
+
+TEST(OsName, ProductTypeComesFromTheRegistry) {
+  const RegistrySandbox registry;
+  wchar_t text[260];
+  EXPECT_EQ(0, ReadProductTypeText(text, 260));
+  EXPECT_STREQ(L"N/A", text);
+  for (const Row& row : Rules("product type")) {
+    SetText(kProductOptions, L"ProductType", Wide(row[0]));
+    ReadProductTypeText(text, 260);
+    EXPECT_EQ(row[1], Narrow(text)) << row[0];
+  }
+}
+
+TEST(OsName, OfThisSystemFillsTheBuffer) {
+  wchar_t name[200];
+  std::fill(std::begin(name), std::end(name), L'#');
+  EXPECT_EQ(0, GetOsName(name, 200));
+  EXPECT_TRUE(std::wstring(name).starts_with(L"Windows "));
+  EXPECT_EQ(L'\0', name[199]);
+}
+
+TEST(HostAddress, IsNumericOrLeftAlone) {
+  std::wstring address = L"-";
+  EXPECT_EQ(S_OK, GetHostNameAndAddress(address));
+  EXPECT_EQ(address.npos, address.find_first_not_of(L"-0123456789abcdefABCDEF.:%"));
+}
+
+TEST(EventTime, FollowsTheRules) {
+  for (const Row& row : Rules("event time")) {
+    const auto time = SystemTimeFromDate(std::stod(row[0]));
+    EXPECT_EQ(row[1], time ? Narrow(FormatTimeText(*time)) : "none") << row[0];
+  }
+  EXPECT_EQ(L"0000-00-00T00:00:00", FormatTimeText({}));
+  EXPECT_EQ(L"12345-13-99T25:61:65535", FormatTimeText({12345, 13, 9, 99, 25, 61, 65535, 999}));
+}
+
+}  // namespace
+}  // namespace varnel

@@ -1,0 +1,125 @@
+#include "com/load_restriction.h"
+#include "com/registrar.h"
+#include "support/text.h"
+
+#include <gtest/gtest.h>
+
+namespace varnel {
+namespace {
+
+const ScriptVariables kVariables = {{"MODULE", L"C:\\it's here\\{x}.dll"}, {"CLSID", L"{1-2}"}};
+
+// Keys in the order of the script, each with its values and its children.
+std::wstring Told(const std::vector<ScriptKey>& keys) {
+  std::wstring told;
+  for (const auto& key : keys) {
+    if (key.removal == KeyRemoval::kForce) told += L"!";
+    if (key.removal == KeyRemoval::kNever) told += L"+";
+    told += key.name;
+    for (const auto& value : key.values) told += L"|" + value.name + L"=" + value.text;
+    told += L"(" + Told(key.children) + L")";
+  }
+  return told;
+}
+
+TEST(RegistrationScript, IsReadWithNestedKeysValuesAndVariables) {
+  const auto keys = ParseRegistrationScript(
+      "HKCR\n{\n\tA.1 = s 'it''s'\n  {\n    CLSID = s '%CLSID%'\n  }\n"
+      "  NoRemove CLSID { ForceRemove %CLSID% { Server = s '%MODULE%' { val Model = s 'Free' } 'Em pty' } } "
+      "}\n",
+      kVariables);
+  ASSERT_TRUE(keys);
+  EXPECT_EQ(L"A.1|=it's(CLSID|={1-2}())+CLSID(!{1-2}(Server|=C:\\it's here\\{x}.dll|Model=Free()Em pty()))",
+            Told(*keys));
+}
+
+TEST(RegistrationScript, IsRefusedWhenAnyPartIsNotUnderstood) {
+  const auto nested = [](int depth) {
+    std::string script = "HKCR ";
+    for (int i = 0; i < depth; ++i) script += "{ k ";
+    for (int i = 0; i < depth; ++i) script += "} ";
+    return script;
+  };
+  auto rows = test::Rules("bad script");
+  rows.insert(rows.end(), {{""}, {"HKCR { k = s 'a\x01' }"}, {nested(17)}});
+  for (const auto& row : rows) EXPECT_FALSE(ParseRegistrationScript(row[0], kVariables)) << row[0];
+  EXPECT_TRUE(ParseRegistrationScript(nested(16), kVariables)) << "as deep as may be";
+}
+
+class Registrar : public testing::Test {
+ protected:
+  Registrar() { Make(nullptr, &root); }
+  ~Registrar() override {
+    RegCloseKey(root);
+    RegDeleteTreeW(HKEY_CURRENT_USER, kRoot);
+  }
+
+  void Make(const wchar_t* path, HKEY* key = nullptr) const {
+    HKEY made = nullptr;
+    EXPECT_EQ(ERROR_SUCCESS, RegCreateKeyExW(path ? root : HKEY_CURRENT_USER, path ? path : kRoot, 0, nullptr,
+                                             0, KEY_ALL_ACCESS, nullptr, &made, nullptr));
+    if (key)
+      *key = made;
+    else
+      RegCloseKey(made);
+  }
+  // The keys below the root, each with its own.
+  std::wstring Keys(HKEY key) const {
+    std::wstring keys;
+    wchar_t name[300];
+    DWORD length = 300;
+    for (DWORD i = 0;
+         RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+         ++i, length = 300) {
+      HKEY child = nullptr;
+      RegOpenKeyExW(key, name, 0, KEY_READ, &child);
+      keys += name + (L"(" + Keys(child) + L")");
+      RegCloseKey(child);
+    }
+    return keys;
+  }
+  std::wstring Keys() const { return Keys(root); }
+  static std::vector<ScriptKey> Script(const std::string& body) {
+    return ParseRegistrationScript("HKCR { " + body + " }", {}).value();
+  }
+
+  static constexpr wchar_t kRoot[] = L"Software\\VarnelRegistrarTest";
+  HKEY root = nullptr;
+};
+
+TEST_F(Registrar, RemovesWhatItWroteAndNothingElse) {
+  const auto keys = Script("Plain { Child } Shared { Child } NoRemove Kept { ForceRemove Own { Deep } }");
+  Make(L"Kept\\Own\\Old");
+  ASSERT_EQ(S_OK, RegisterKeys(root, keys));
+  ASSERT_EQ(S_OK, RegisterKeys(root, keys));
+  EXPECT_EQ(L"Kept(Own(Deep()))Plain(Child())Shared(Child())", Keys());
+  Make(L"Shared\\Foreign");
+  Make(L"Kept\\Own\\Foreign");
+  EXPECT_EQ(S_OK, UnregisterKeys(root, keys));
+  EXPECT_EQ(L"Kept()Shared(Foreign())", Keys());
+  EXPECT_EQ(S_OK, UnregisterKeys(root, keys));
+}
+
+TEST_F(Registrar, ScriptThatFailsHalfWayIsUndoneAndTheFirstFailureReturned) {
+  // A key's name may have 255 characters.
+  const std::string tooLong(300, 'x');
+  EXPECT_TRUE(FAILED(RegisterKeys(root, Script("First { Child } Second { " + tooLong + " } Third"))));
+  EXPECT_EQ(L"", Keys());
+  ASSERT_EQ(S_OK, RegisterKeys(root, Script("First { Child } Last")));
+  const auto bad = Script("First { " + tooLong + " Child } ForceRemove '" + tooLong + "\\x' Last");
+  const HRESULT result = UnregisterKeys(root, bad);
+  EXPECT_TRUE(FAILED(result));
+  EXPECT_EQ(UnregisterKeys(root, Script(tooLong)), result);
+  EXPECT_EQ(L"", Keys()) << "what can be removed is removed all the same";
+}
+
+TEST(LoadRestriction, ConcernsTheOldSystemWithAnUnmanagedAgentOnly) {
+  for (const auto& row : test::Rules("load")) {
+    const HostVersion version{static_cast<std::uint32_t>(std::stoul(row[0])),
+                              static_cast<std::uint32_t>(std::stoul(row[1]))};
+    EXPECT_EQ(row[4] == "1", MayLoad(version, row[2] == "1", test::Wide(row[3]))) << row[3];
+  }
+}
+
+}  // namespace
+}  // namespace varnel

@@ -1,0 +1,126 @@
+#include "check.h"
+#include "xml/document.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace AdvXMLParser {
+namespace {
+
+// The checks that the fuzzers run on the host, here with 16-bit characters.
+TEST(Document, ReadsAsItsModel) {
+  std::minstd_rand random(20240307);
+  for (int i = 0; i < 500; ++i) {
+    std::vector<std::uint8_t> bytes(random() % 400);
+    for (auto& byte : bytes)
+      byte = static_cast<std::uint8_t>(random() % 5 == 0 ? random()
+                                                         : unsigned{L"&<\r\n \x06\x07\x01"[random() % 8]});
+    ASSERT_NO_THROW(varnel::fuzz::CheckDocument({bytes.data(), bytes.size()}));
+  }
+}
+
+TEST(Document, InBothModesByExample) {
+  Document document(L"Root");
+  EXPECT_EQ(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?><Root/>", document.ToString(false));
+  Element& root = *document.Root();
+  root.AddToAttribute(L"A", L"x<y");
+  root.AddElement(L"MachineInfo")->AddElement(L"MachineName")->AddText(L"PC1");
+  root.AddElement(L"E")->AddText(L"");
+  root.Append(std::make_unique<Pi>(L"target", nullptr, L"a<b"));
+  root.Append(std::make_unique<Pi>(L"bare", nullptr, L""));
+  root.Append(std::make_unique<CData>(nullptr, L"<&>"));
+  root.Append(std::make_unique<Comment>(nullptr, L" c "));
+  EXPECT_EQ(
+      L"<?xml version=\"1.0\" encoding=\"UTF-8\"?><Root "
+      L"A=\"x&lt;y\"><MachineInfo><MachineName>PC1</MachineName>"
+      L"</MachineInfo><E></E><?target a<b?><?bare?><![CDATA[<&>]]><!-- c --></Root>",
+      document.ToString(false));
+  EXPECT_EQ(
+      L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<Root A=\"x&lt;y\">\r\n  <MachineInfo>\r\n"
+      L"    <MachineName>PC1</MachineName>\r\n  </MachineInfo>\r\n  <E></E>\r\n  <?target a<b?>\r\n  "
+      L"<?bare?>\r\n"
+      L"  <![CDATA[<&>]]>\r\n  <!-- c -->\r\n</Root>",
+      document.ToString(true));
+  const auto clone = document.Clone(nullptr);
+  const auto& copy = static_cast<const Document&>(*clone);
+  EXPECT_EQ(document.ToString(true), copy.ToString(true));
+  root.AddText(L"more");
+  EXPECT_NE(document.ToString(true), copy.ToString(true));
+  EXPECT_EQ(L"Root", copy.Root()->Name());
+}
+
+// Recursion would need far more stack than a host's thread has.
+TEST(Document, DepthIsLimitedByMemoryOnly) {
+  constexpr std::size_t kDepth = 200'000;
+  Document document(L"R");
+  Element* at = document.Root();
+  for (std::size_t i = 0; i < kDepth; ++i) at = at->AddElement(L"d");
+  EXPECT_EQ(std::size_t{38 + 7} + (kDepth - 1) * 7 + 4, document.ToString(false).size());
+}
+
+TEST(Tree, NullNodesStandForWhatIsMissing) {
+  Document document(L"R");
+  Element& root = *document.Root();
+  EXPECT_EQ(&NullElement, document.Parent());
+  EXPECT_EQ(&document, root.Parent());
+  EXPECT_EQ(&NullAttribute, root.FindAttribute(L"A"));
+  EXPECT_EQ(&NullElement, root.FindChildElement(L"E", 0));
+  EXPECT_EQ(&NullElement, NullElement.AddElement(L"E"));
+  EXPECT_EQ(&NullElement, NullElement.AddSiblingElement(L"E"));
+  EXPECT_EQ(&NullAttribute, NullElement.GetOrAddAttribute(L"A"));
+  NullElement.AddToAttribute(L"A", L"x");
+  EXPECT_EQ(&NullAttribute, NullElement.FindAttribute(L"A"));
+  EXPECT_EQ(&NullElement, NullElement.Parent());
+  for (const Node* const node :
+       std::initializer_list<const Node*>{&NullElement, &NullAttribute, &NullCData, &NullComment, &NullPi})
+    EXPECT_TRUE(IsNull(node));
+  EXPECT_FALSE(IsNull(&root));
+}
+
+TEST(Tree, ChildrenAndAttributesAreFoundByNameTypeAndIndex) {
+  Document document(L"R");
+  Element& root = *document.Root();
+  EXPECT_EQ(L"", root.GetChildText(0));
+  root.AddText(L"first");
+  Element* const first = root.AddElement(L"E");
+  root.AddElement(L"F");
+  Element* const second = first->AddSiblingElement(L"E");
+  root.AddText(L"last");
+  EXPECT_EQ(&root, second->Parent());
+  EXPECT_EQ(first, root.FindChildElement(L"E", 0));
+  EXPECT_EQ(second, root.FindChildElement(L"E", 1));
+  EXPECT_TRUE(IsNull(root.FindChildElement(L"E", 2)));
+  EXPECT_TRUE(IsNull(root.FindChildElement(L"E", 0, kTextNode)));
+  EXPECT_TRUE(IsNull(root.FindChildElement(L"e", 0)));
+  EXPECT_EQ(L"last", root.FindChildElement(L"#text", 1, kTextNode)->GetValue());
+  EXPECT_EQ(L"first", root.GetChildText(5));
+  Attribute* const attribute = root.GetOrAddAttribute(L"A");
+  attribute->AddText(L" 1");
+  EXPECT_EQ(attribute, root.GetOrAddAttribute(L"A"));
+  attribute->AddText(L"2 ");
+  EXPECT_EQ(L"12", attribute->GetText());
+  EXPECT_EQ(L"12", attribute->GetValue());
+  EXPECT_EQ(L"2 ", attribute->FindChildElement(L"#text", 1, kTextNode)->GetText()) << "two texts, not one";
+  EXPECT_TRUE(IsNull(root.FindAttribute(L"a")));
+  EXPECT_TRUE(root.Is(kElementNode) && attribute->Is(kAttributeNode) && document.Is(kDocumentNode));
+}
+
+TEST(Tree, TextOfAContainerTreatsWhiteSpaceAsItsKindSays) {
+  Document document(L"R");
+  Element& root = *document.Root();
+  root.AddText(L" a\r\n");
+  root.AddText(L"b ");
+  EXPECT_EQ(L"a\nb", root.GetText());
+  root.KeepWhitespace(true);
+  EXPECT_EQ(L" a\r\nb ", root.GetText());
+  EXPECT_EQ(L"a b", document.GetText());
+  EXPECT_EQ(L"", root.GetValue());
+  EXPECT_EQ(L"", document.GetValue());
+  Document blank(L"R");
+  blank.Root()->AddText(L" \t\r\n");
+  EXPECT_EQ(L"", blank.Root()->GetText());
+}
+
+}  // namespace
+}  // namespace AdvXMLParser
