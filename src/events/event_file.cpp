@@ -2,6 +2,7 @@
 #define _CRT_RAND_S
 #include "events/event_file.h"
 
+#include "base/files.h"
 #include "base/locks.h"
 #include "events/results.h"
 #include "logging/log_writer.h"
@@ -12,9 +13,11 @@
 
 #include <objbase.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cwchar>
-#include <iterator>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace varnel {
@@ -30,108 +33,130 @@ std::wstring NewGuidFileName() {
   return std::wstring(name) + L".xml";
 }
 
-// A file name that is taken by an empty file until the report is in it. The file goes away unless it is kept.
-class ReservedFile {
- public:
-  // `path` has to outlive this.
-  explicit ReservedFile(const std::wstring& path) : path_(path) {
-    const FileHandle file(CreateFileW(path_.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
-    created_ = static_cast<bool>(file);
-    remove_ = created_;
-  }
-  ~ReservedFile() {
-    if (remove_) DeleteFileW(path_.c_str());
-  }
-  ReservedFile(const ReservedFile&) = delete;
-  ReservedFile& operator=(const ReservedFile&) = delete;
-
-  bool Created() const noexcept { return created_; }
-  void Keep() noexcept { remove_ = false; }
-
- private:
-  const std::wstring& path_;
-  bool created_;
-  bool remove_;
-};
-
-// By status, not by exception: a refused report is an everyday event, and the first exception of a thread
-// leaves memory of the C++ runtime behind when the library is unloaded.
-std::int32_t SaveWithinLimit(const std::wstring& path, const std::wstring& document) {
-  return AdvXMLParser::SaveToFile(path, document, AdvXMLParser::kUtf8Encoding, nullptr, nullptr,
-                                  EventSizeWithinLimit);
-}
-
-// The work under the mutex. `path` becomes the file's; `reason` says why it could not be written. It is
-// logged when the mutex is free again: a console that nobody reads may hold a log line up, and no other
-// process should wait for that.
-HRESULT WriteServerFileUnderMutex(const wchar_t* folder, const std::wstring& document, HANDLE saveMutex,
-                                  std::wstring& path, const wchar_t*& reason) {
-  ScopedProtectionException exception;  // withdrawn after the mutex is released
-  const MutexLock lock(saveMutex, INFINITE);
-  path = folder + (L"\\" + NewGuidFileName());
-  exception.Request(path);
-  CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
-  ReservedFile file(path);
-  if (!file.Created()) return kEventFileNotWritten;
-  const std::int32_t status = SaveWithinLimit(path, document);
-  if (status == AdvXMLParser::kSaved) {
-    file.Keep();
-    return S_OK;
-  }
-  reason = status == AdvXMLParser::kSaveRefused ? L"Event data is too large to be sent to Orba"
-                                                : AdvXMLParser::GetLastErrorText();
-  return kTooLargeOrNotWritten;
-}
-
 std::uint32_t RandomValue() noexcept {
   unsigned value = 0;
   return rand_s(&value) == 0 ? value : 0;
 }
 
-// The same for the agent's folder.
-HRESULT WriteAgentFileUnderMutex(const std::wstring& folder, const wchar_t* extension,
-                                 const std::wstring& document, HANDLE saveMutex, std::wstring& path,
-                                 const wchar_t*& reason) {
-  ScopedProtectionException exception;
-  const MutexLock lock(saveMutex, INFINITE);
-  SYSTEMTIME now;
-  GetLocalTime(&now);
-  path = folder + L'\\' + AgentEventFileName(now, RandomValue(), GetCurrentThreadId()) + L'.' + extension;
-  exception.Request(path);
-  const std::int32_t status = SaveWithinLimit(path, document);
-  if (status == AdvXMLParser::kSaved) return S_OK;
-  const bool tooBig = status == AdvXMLParser::kSaveRefused;
-  reason = tooBig ? L"Event data too big " : AdvXMLParser::GetLastErrorText();
+// Whether an extension leads out of the folder, or to a part of a file that no listing shows.
+bool IsNoPlainName(std::wstring_view extension) noexcept {
+  return std::any_of(extension.begin(), extension.end(), [](wchar_t unit) {
+    return unit < L' ' || unit == L'\\' || unit == L'/' || unit == L':';
+  });
+}
+
+// Takes the name of a new file. Nothing when the file cannot be created.
+std::optional<FileIdentity> Reserve(const std::wstring& path) noexcept {
+  FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
+                              FILE_ATTRIBUTE_NORMAL | kAnonymously, nullptr));
+  if (!file) return std::nullopt;
+  const auto identity = IdentifyFile(file.Get());
+  if (identity) return identity;
+  file.Reset();
   DeleteFileW(path.c_str());
-  return tooBig ? kTooLargeOrNotWritten : kEventFileNotWritten;
+  return std::nullopt;
+}
+
+// The reserved file, or nothing, with the last error set, when its name now stands for another one.
+FileHandle OpenReserved(const std::wstring& path, const FileIdentity& reserved) noexcept {
+  FileHandle file = OpenToWrite(path.c_str(), OPEN_EXISTING);
+  if (file && (!reserved.isPlain || IdentifyFile(file.Get()) != reserved)) {
+    file.Reset();
+    SetLastError(ERROR_ACCESS_DENIED);
+  }
+  return file;
+}
+
+// What became of a file under the mutex. It is logged when the mutex is free again: a console that nobody
+// reads may hold a log line up, and no other process should wait for that.
+struct Outcome {
+  HRESULT result;
+  const wchar_t* reason = L"";
+};
+
+Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved,
+                     const EncodedReport& report) noexcept {
+  const FileHandle file = OpenReserved(path, reserved);
+  if (!file) AdvXMLParser::SetOpenError(GetLastError());
+  Outcome outcome{kTooLargeOrNotWritten};
+  if (report.failure)
+    outcome.reason = report.failure;
+  else if (!EventSizeWithinLimit(report.utf8))
+    outcome.reason = L"Event data is too large to be sent to Orba";
+  else if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved)
+    return {S_OK};
+  else
+    outcome.reason = AdvXMLParser::GetLastErrorText();
+  DeleteFileIfStill(path.c_str(), reserved);
+  return outcome;
+}
+
+Outcome FillAgentFile(const std::wstring& path, const EncodedReport& report) noexcept {
+  if (report.failure) return {kEventFileNotWritten, report.failure};
+  if (!EventSizeWithinLimit(report.utf8)) return {kTooLargeOrNotWritten, L"Event data too big "};
+  const FileHandle file = AdvXMLParser::OpenForText(path);
+  if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved) return {S_OK};
+  if (const auto identity = file ? IdentifyFile(file.Get()) : std::nullopt)
+    DeleteFileIfStill(path.c_str(), *identity);
+  return {kEventFileNotWritten, AdvXMLParser::GetLastErrorText()};
 }
 
 }  // namespace
 
 KernelHandle OpenSaveMutex() noexcept {
-  return KernelHandle(CreateMutexW(nullptr, FALSE, L"ORBAEVTINFMUTEX"));
+  constexpr wchar_t kName[] = L"ORBAEVTINFMUTEX";
+  KernelHandle mutex(CreateMutexW(nullptr, FALSE, kName));
+  // Creating asks for every right. Waiting and releasing need one, which its owner may have granted to all.
+  if (!mutex) mutex.Reset(OpenMutexW(SYNCHRONIZE, FALSE, kName));
+  return mutex;
 }
 
-HRESULT WriteServerEventFile(const wchar_t* folder, const std::wstring& document, HANDLE saveMutex,
+EncodedReport EncodeReport(const AdvXMLParser::Document& document) {
+  EncodedReport report;
+  if (AdvXMLParser::ToUtf8(document.ToString(false), report.utf8) != AdvXMLParser::kSaved)
+    report.failure = AdvXMLParser::GetLastErrorText();
+  return report;
+}
+
+HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report, HANDLE saveMutex,
                              unsigned owner) {
-  std::wstring path;
-  const wchar_t* reason = L"";
-  const HRESULT result = WriteServerFileUnderMutex(folder, document, saveMutex, path, reason);
-  if (result == kEventFileNotWritten)
+  const std::wstring path = folder + (L"\\" + NewGuidFileName());
+  Outcome outcome{kEventFileNotWritten};
+  {
+    ScopedProtectionException exception;  // withdrawn after the mutex is released
+    const MutexLock lock(saveMutex, INFINITE);
+    exception.Request(path);
+    CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
+    if (const auto reserved = Reserve(path)) outcome = FillReserved(path, *reserved, report);
+  }
+  if (outcome.result == kEventFileNotWritten)
     LogError(kReportFacility, L"%x couldn't create file %s", owner, path.c_str());
-  else if (FAILED(result))
-    LogError(kReportFacility, L"%x couldn't write to file %s:  %s", owner, path.c_str(), reason);
-  return result;
+  else if (FAILED(outcome.result))
+    LogError(kReportFacility, L"%x couldn't write to file %s:  %s", owner, path.c_str(), outcome.reason);
+  return outcome.result;
 }
 
-HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension,
-                            const std::wstring& document, HANDLE saveMutex) {
+HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension, const EncodedReport& report,
+                            HANDLE saveMutex) {
   std::wstring path;
-  const wchar_t* reason = L"";
-  const HRESULT result = WriteAgentFileUnderMutex(folder, extension, document, saveMutex, path, reason);
-  if (FAILED(result)) LogError(kReportFacility, L"Failed to save event file %s. %s", path.c_str(), reason);
-  return result;
+  Outcome outcome{kEventFileNotWritten};
+  {
+    ScopedProtectionException exception;
+    const MutexLock lock(saveMutex, INFINITE);
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    path = folder + L'\\' + AgentEventFileName(now, RandomValue(), GetCurrentThreadId()) + L'.' + extension;
+    if (IsNoPlainName(extension)) {
+      AdvXMLParser::SetOpenError(ERROR_INVALID_NAME);
+      outcome.reason = AdvXMLParser::GetLastErrorText();
+    } else {
+      exception.Request(path);
+      outcome = FillAgentFile(path, report);
+    }
+  }
+  if (FAILED(outcome.result))
+    LogError(kReportFacility, L"Failed to save event file %s. %s", path.c_str(), outcome.reason);
+  return outcome.result;
 }
 
 std::wstring AgentEventFileName(const SYSTEMTIME& localTime, std::uint32_t randomValue, DWORD thread) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/handles.h"
+#include "xml/document.h"
 
 #include <cstdint>
 #include <string>
@@ -11,19 +12,29 @@ namespace varnel {
 // time. Empty when the system does not give it; files are then written all the same.
 [[nodiscard]] KernelHandle OpenSaveMutex() noexcept;
 
+// A report as it goes into a file.
+struct EncodedReport {
+  std::string utf8;
+  const wchar_t* failure = nullptr;  // why there are no bytes; lives as long as the library
+};
+
+// The document's bytes. Made before the save mutex is taken: only work on the file itself happens under it.
+[[nodiscard]] EncodedReport EncodeReport(const AdvXMLParser::Document& document);
+
 // Writes a report as a new file, named by a fresh GUID, into the folder of the server's event parser (full
 // path, made when missing) while holding the save mutex. `owner` is the identity of the event object, for log
 // lines. S_OK; kEventFileNotWritten when the file cannot be created; kTooLargeOrNotWritten when it is too
-// large or cannot be written. A file that failed is deleted.
-HRESULT WriteServerEventFile(const wchar_t* folder, const std::wstring& document, HANDLE saveMutex,
+// large or cannot be written. A file that failed is deleted, and what somebody else has put under its name
+// meanwhile is not touched.
+HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report, HANDLE saveMutex,
                              unsigned owner);
 
 // Writes a report into the agent's event folder (full path without a trailing backslash, never created here)
 // under a name of its own with the given extension (without a dot), while holding the save mutex. S_OK;
-// kTooLargeOrNotWritten when the report is too large; kEventFileNotWritten for every other failure. A file
-// that failed is deleted.
-HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension,
-                            const std::wstring& document, HANDLE saveMutex);
+// kTooLargeOrNotWritten when the report is too large; kEventFileNotWritten for every other failure, an
+// extension that is more than the end of a name among them. A file that failed is deleted.
+HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension, const EncodedReport& report,
+                            HANDLE saveMutex);
 
 // The agent's file name without extension: local time to the millisecond, a random part and the thread in
 // hexadecimal.

@@ -249,17 +249,14 @@ STDMETHODIMP COrbaEventInf::SaveAgentEventOnly(BSTR strSoftwareID, BSTR strFileE
 }
 
 HRESULT COrbaEventInf::SaveForServer() {
-  if (!batch_) return E_FAIL;
   wchar_t folder[kPathCapacity];
   if (!ReadEventsPath(folder)) return E_FAIL;
   PopulateMacOnce(L"Populating event MAC field before Save()", L"Populating event MAC field %s");
-  // Outside the mutex, so that only the work on the file itself happens under it.
-  const std::wstring document = batch_.document->ToString(false);
-  return WriteServerEventFile(folder, document, saveMutex_.Get(), Identity());
+  if (!batch_) return E_FAIL;
+  return WriteServerEventFile(folder, EncodeReport(*batch_.document), saveMutex_.Get(), Identity());
 }
 
 HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension) {
-  if (!batch_) return E_FAIL;
   wchar_t dataPath[kPathCapacity];
   if (!ReadDataPath(dataPath)) {
     // Reading the registry does not set the last error: the number may be an older one.
@@ -269,8 +266,8 @@ HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension) {
   // The agent's path ends in a backslash; none is added for one that does not.
   const std::wstring folder = std::wstring(dataPath) + L"AgentEvents";
   PopulateMacOnce(L"Populating event MAC field before SaveToAgentEventFolder()", L"Populating MAC field %s");
-  const std::wstring document = batch_.document->ToString(false);
-  return WriteAgentEventFile(folder, extension, document, saveMutex_.Get());
+  if (!batch_) return E_FAIL;
+  return WriteAgentEventFile(folder, extension, EncodeReport(*batch_.document), saveMutex_.Get());
 }
 
 // Looking for the adapter is the dearest step of a report, so it is done once for each set of machine facts.

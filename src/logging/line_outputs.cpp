@@ -1,6 +1,6 @@
 #include "logging/line_outputs.h"
 
-#include "base/handles.h"
+#include "base/files.h"
 
 #include <algorithm>
 #include <atomic>
@@ -38,7 +38,7 @@ void WriteToConsole(const LogLine& line) noexcept {
 
 void WriteToTraceMailslot(const LogLine& line, const char* processTag) noexcept {
   const FileHandle mailslot(CreateFileW(kTraceMailslot, GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | kAnonymously, nullptr));
   if (!mailslot) return;
   char text[400];
   std::snprintf(text, sizeof(text), "%s %c %s %4d %-8s %s", line.stamp, LevelLetter(line.level), processTag,

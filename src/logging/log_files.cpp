@@ -1,5 +1,6 @@
 #include "logging/log_files.h"
 
+#include "base/files.h"
 #include "base/locks.h"
 #include "logging/log_settings.h"
 
@@ -112,15 +113,16 @@ LogFileNames LogFileNamesFor(const char* basePath) noexcept {
 
 HANDLE OpenLogFile(const char* path, DWORD disposition) noexcept {
   constexpr DWORD kSharing = FILE_SHARE_READ | FILE_SHARE_WRITE;
+  constexpr DWORD kAttributes = FILE_ATTRIBUTE_NORMAL | kAnonymously;
   if (!GetLogSettings().sharedLog)
-    return CreateFileA(path, GENERIC_WRITE, kSharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    return CreateFileA(path, GENERIC_WRITE, kSharing, nullptr, disposition, kAttributes, nullptr);
   // A present but null access list lets every account write, whoever has made the file.
   SECURITY_DESCRIPTOR everyone;
   if (!InitializeSecurityDescriptor(&everyone, SECURITY_DESCRIPTOR_REVISION) ||
       !SetSecurityDescriptorDacl(&everyone, TRUE, nullptr, FALSE))
     return INVALID_HANDLE_VALUE;
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), &everyone, FALSE};
-  return CreateFileA(path, GENERIC_WRITE, kSharing, &attributes, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+  return CreateFileA(path, GENERIC_WRITE, kSharing, &attributes, disposition, kAttributes, nullptr);
 }
 
 void WriteToLogFiles(const LogLine& line) noexcept {

@@ -1,6 +1,6 @@
 #include "settings/event_filter.h"
 
-#include "base/handles.h"
+#include "base/files.h"
 #include "settings/agent_settings.h"
 #include "settings/disabled_event_list.h"
 
@@ -29,7 +29,7 @@ std::size_t BuildFilterPath(wchar_t (&path)[kFilterPathCapacity]) noexcept {
 
 MallocPtr<char[]> ReadWholeFile(const char* narrowPath, std::uint32_t* sizeOut) noexcept {
   const FileHandle file(CreateFileA(narrowPath, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+                                    FILE_ATTRIBUTE_NORMAL | kAnonymously, nullptr));
   if (!file) return nullptr;
   const DWORD size = GetFileSize(file.Get(), nullptr);
   if (size == 0 || size > kLargestFile) return nullptr;

@@ -2,6 +2,8 @@
 
 #include "base/locks.h"
 
+#include <windows.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
@@ -42,6 +44,35 @@ void Compose(ErrnoText& entry, const wchar_t* message, int number) noexcept {
   std::wcsncat(entry.text, wide, kCapacity - used - 3);
 }
 
+// As the C runtime takes the system's numbers.
+int ErrnoOf(unsigned long error) noexcept {
+  switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_BAD_NETPATH:
+    case ERROR_BAD_NET_NAME:
+    case ERROR_BAD_PATHNAME:
+    case ERROR_FILENAME_EXCED_RANGE:
+      return ENOENT;
+    case ERROR_ACCESS_DENIED:
+    case ERROR_WRITE_PROTECT:
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_LOCK_VIOLATION:
+    case ERROR_NETWORK_ACCESS_DENIED:
+      return EACCES;
+    case ERROR_TOO_MANY_OPEN_FILES:
+      return EMFILE;
+    case ERROR_NOT_ENOUGH_MEMORY:
+      return ENOMEM;
+    case ERROR_DISK_FULL:
+      return ENOSPC;
+    case ERROR_INVALID_HANDLE:
+      return EBADF;
+    default:
+      return EINVAL;
+  }
+}
+
 }  // namespace
 
 const wchar_t* GetLastErrorText() noexcept {
@@ -64,6 +95,11 @@ void SetErrorWithErrno(const wchar_t* message) noexcept {
   Compose(entry, message, number);
   ++g_errnoTextCount;
   SetLastErrorText(entry.text);
+}
+
+void SetErrorOfSystem(const wchar_t* message, unsigned long error) noexcept {
+  errno = ErrnoOf(error);
+  SetErrorWithErrno(message);
 }
 
 }  // namespace AdvXMLParser

@@ -1,69 +1,75 @@
 #include "xml/file_writer.h"
 
+#include "base/files.h"
 #include "xml/errors.h"
 
 #include <windows.h>
 
-#include <cstdio>
-#include <memory>
-#include <optional>
-
 namespace AdvXMLParser {
 namespace {
 
-struct StreamCloser {
-  void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
-};
-using Stream = std::unique_ptr<std::FILE, StreamCloser>;
+using varnel::FileHandle;
 
-std::nullopt_t Fail(const wchar_t* reason) noexcept {
+std::int32_t Fail(const wchar_t* reason) noexcept {
   SetLastErrorText(reason);
-  return std::nullopt;
+  return kSaveFailed;
 }
 
-std::optional<std::string> ToUtf8(const std::wstring& text) {
+std::int32_t Save(const std::wstring& path, const std::wstring& text, std::int32_t encoding,
+                  Transformation transform, AcceptTest accept) {
+  if (encoding != kUtf8Encoding) return Fail(L"unsupported encoding on write");
+  std::string utf8;
+  if (ToUtf8(text, utf8) != kSaved) return kSaveFailed;
+  if (accept && !accept(utf8)) return kSaveRefused;
+  std::string transformed;
+  if (transform && !transform(utf8, transformed)) return kSaveFailed;
+  const FileHandle file = OpenForText(path);
+  return file ? WriteText(file, transform ? transformed : utf8) : kSaveFailed;
+}
+
+}  // namespace
+
+std::int32_t ToUtf8(const std::wstring& text, std::string& utf8) {
+  SetLastErrorText(L"");
   const int size = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
   if (size == 0) return Fail(L"Couldn't convert to UTF-8");
-  std::string utf8(static_cast<std::size_t>(size) - 1, '\0');
+  utf8.assign(static_cast<std::size_t>(size) - 1, '\0');
   const int written = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, utf8.data(), size, nullptr, nullptr);
   if (written < 0) return Fail(L"Couldn't convert to UTF-8. WideCharToMultiByte returned negative number");
   if (written == 0) return Fail(L"Couldn't convert to UTF-8. WideCharToMultiByte returned 0");
   // An empty text ends here too: an empty document is never written.
   if (utf8.c_str()[0] == '\0')
     return Fail(L"Couldn't convert to UTF-8. WideCharToMultiByte did not change the output string");
-  return utf8;
-}
-
-std::int32_t WriteBytes(const std::wstring& path, const std::string& bytes) noexcept {
-  const Stream stream(_wfopen(path.c_str(), L"wb"));
-  if (!stream) {
-    SetErrorWithErrno(L"Couldn't open to write");
-    return kSaveFailed;
-  }
-  // Unbuffered, so that a full disk shows here and not unseen in fclose.
-  std::setvbuf(stream.get(), nullptr, _IONBF, 0);
-  if (std::fwrite(bytes.data(), 1, bytes.size(), stream.get()) != bytes.size()) {
-    SetErrorWithErrno(L"Couldn't write");
-    return kSaveFailed;
-  }
   return kSaved;
 }
 
-std::int32_t Save(const std::wstring& path, const std::wstring& text, std::int32_t encoding,
-                  Transformation transform, AcceptTest accept) {
-  if (encoding != kUtf8Encoding) {
-    SetLastErrorText(L"unsupported encoding on write");
-    return kSaveFailed;
+FileHandle OpenForText(const std::wstring& path) noexcept {
+  FileHandle file = varnel::OpenToWrite(path.c_str(), OPEN_ALWAYS);
+  DWORD error = GetLastError();
+  if (file && error == ERROR_ALREADY_EXISTS) {
+    const auto identity = varnel::IdentifyFile(file.Get());
+    const bool plain = identity && identity->isPlain;
+    if (plain && SetEndOfFile(file.Get())) return file;
+    error = plain ? GetLastError() : ERROR_ACCESS_DENIED;
+    file.Reset();
   }
-  const std::optional<std::string> utf8 = ToUtf8(text);
-  if (!utf8) return kSaveFailed;
-  if (accept && !accept(*utf8)) return kSaveRefused;
-  if (!transform) return WriteBytes(path, *utf8);
-  std::string transformed;
-  return transform(*utf8, transformed) ? WriteBytes(path, transformed) : kSaveFailed;
+  if (!file) SetOpenError(error);
+  return file;
 }
 
-}  // namespace
+void SetOpenError(DWORD error) noexcept {
+  SetErrorOfSystem(L"Couldn't open to write", error);
+}
+
+std::int32_t WriteText(const FileHandle& file, const std::string& utf8) noexcept {
+  const auto size = static_cast<DWORD>(utf8.size());
+  DWORD written = 0;
+  const bool taken = size == utf8.size() && WriteFile(file.Get(), utf8.data(), size, &written, nullptr);
+  if (taken && written == size) return kSaved;
+  // A volume may take the first bytes and say nothing of the rest.
+  SetErrorOfSystem(L"Couldn't write", taken ? ERROR_DISK_FULL : GetLastError());
+  return kSaveFailed;
+}
 
 std::int32_t SaveToFile(const std::wstring& path, const std::wstring& text, std::int32_t encoding,
                         std::uint32_t* detail, Transformation transform, AcceptTest accept) {

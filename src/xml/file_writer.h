@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/handles.h"
+
 #include <cstdint>
 #include <string>
 
@@ -20,13 +22,25 @@ using Transformation = bool (*)(const std::string& utf8, std::string& output);
 // to nothing first: no byte-order mark, no terminator. `transform` and `accept` may be null. Returns one of
 // the statuses above. `detail` may be null; it is set to 0 on every return but the refusal. The file is
 // touched only after conversion, acceptance and transformation have succeeded. A write that fails half-way
-// leaves the file behind: removing it is the caller's duty.
-// Takes no lock.
+// leaves the file behind: removing it is the caller's duty. A link is not followed, and a file that has
+// several names is not touched. Takes no lock.
 std::int32_t SaveToFile(const std::wstring& path, const std::wstring& text, std::int32_t encoding,
                         std::uint32_t* detail, Transformation transform, AcceptTest accept);
 
 // The same, with every negative status thrown as ReadWriteException.
 void WriteToFile(const std::wstring& path, const std::wstring& text, std::int32_t encoding,
                  Transformation transform, AcceptTest accept);
+
+// The steps of SaveToFile, for those who hold the file themselves. Each sets the last error text when it
+// fails.
+
+// kSaved when `utf8` holds the bytes of the text (up to its first zero), else kSaveFailed.
+std::int32_t ToUtf8(const std::wstring& text, std::string& utf8);
+// Creates the file or cuts it to nothing. Empty on failure.
+[[nodiscard]] varnel::FileHandle OpenForText(const std::wstring& path) noexcept;
+// For what could not be opened: `error` is the system's number.
+void SetOpenError(DWORD error) noexcept;
+// kSaved or kSaveFailed.
+std::int32_t WriteText(const varnel::FileHandle& file, const std::string& utf8) noexcept;
 
 }  // namespace AdvXMLParser

@@ -95,7 +95,10 @@ class Transcript : public AgentTest, public testing::WithParamInterface<std::str
  private:
   // The marks of a transcript stand for what differs from machine to machine.
   std::vector<std::pair<std::string, std::string>> Marks() const {
-    return {{"<folder>", Narrow(folder.Path())}, {"<address>", adapter_.address}, {"<mac>", adapter_.mac}};
+    return {{"<folder>", Narrow(folder.Path())},
+            {"<address>", adapter_.address},
+            {"<mac>", adapter_.mac},
+            {"<control>", "\x1F"}};
   }
   std::string Actual(std::string text) const {
     for (const auto& [mark, value] : Marks()) text = Replaced(text, mark, value);

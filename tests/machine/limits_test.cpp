@@ -24,7 +24,6 @@ class FullDisk : public AgentTest {
     root = drive ? drive : L"S:";
     for (const auto& made : {agent, server, names}) std::filesystem::create_directory(root + made);
     SetUpAgent(root, root + server);
-    SetNumber(kLog, L"LogLevel", 1);
   }
   ~FullDisk() override {
     MakeRoom();
@@ -53,6 +52,12 @@ class FullDisk : public AgentTest {
     DeleteFileW((root + L"\\filler").c_str());
     for (const auto& name : FilesIn(root + names)) DeleteFileW((root + names + L"\\" + name).c_str());
   }
+  static HRESULT SaveLogged(IOrbaEventInf3& report, std::string& lines) {
+    const CapturedOutput output;
+    const HRESULT result = report.Save();
+    lines = output.Text();
+    return result;
+  }
   Reports Saved() const { return ReadReports({root + agent, root + server}); }
 
   std::wstring root;
@@ -65,10 +70,13 @@ TEST_F(FullDisk, RefusesEveryReportAndLeavesNothingBehindUntilThereIsRoom) {
     std::size_t bodySize;
     int left;
     HRESULT expected;
-  } const rows[] = {{kServer, 200, 0, kRefused},           {kAgent, 200, 0, kNotCreated},
-                    {kServer, 200'000, 0, kRefused},       {kAgent, 200'000, 0, kNotCreated},
-                    {kServer, 200'000, 102'400, kRefused}, {kAgent, 200'000, 102'400, kNotCreated},
-                    {kServer, 200, -1, kNotCreated},       {kAgent, 200, -1, kNotCreated}};
+    const char* line;
+  } const rows[] = {{kServer, 200, 0, kRefused, ".xml:  Couldn't write: No space left on device\n"},
+                    {kAgent, 200, 0, kNotCreated, ".xml. Couldn't write: No space left on device\n"},
+                    {kServer, 200'000, 102'400, kRefused, "Couldn't write: No space left on device\n"},
+                    {kAgent, 200'000, 102'400, kNotCreated, "Couldn't write: No space left on device\n"},
+                    {kServer, 200, -1, kNotCreated, "couldn't create file "},
+                    {kAgent, 200, -1, kNotCreated, "Couldn't open to write: No space left on device\n"}};
   const Library library;
   int refused = 0;
   for (const auto& row : rows) {
@@ -77,7 +85,9 @@ TEST_F(FullDisk, RefusesEveryReportAndLeavesNothingBehindUntilThereIsRoom) {
     ASSERT_EQ(S_OK, FillMarked(*report, row.softwareId, L"full", row.bodySize));
     ASSERT_NO_FATAL_FAILURE(LeaveOnly(row.left));
     for (int i = 0; i < Count(5, 100); ++i, ++refused) {
-      ASSERT_EQ(row.expected, report->Save());
+      std::string lines;
+      ASSERT_EQ(row.expected, SaveLogged(*report, lines));
+      ASSERT_NE(lines.npos, lines.find(row.line)) << lines;
       ASSERT_EQ(0u, Saved().files);
     }
     MakeRoom();

@@ -88,14 +88,8 @@ TEST(FileWriter, FailureOfTheFileItselfNamesTheReason) {
   const auto save = [](const std::wstring& path) {
     return SaveToFile(path, L"x", kUtf8Encoding, nullptr, nullptr, nullptr);
   };
-  const wchar_t* first = nullptr;
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(kSaveFailed, save(folder.File(L"missing\\file")));
-    EXPECT_STREQ(L"Couldn't open to write: No such file or directory", GetLastErrorText());
-    if (!first) first = GetLastErrorText();
-    EXPECT_EQ(kSaveFailed, save(L"Z:\\dev\\full"));
-    EXPECT_STREQ(L"Couldn't write: No space left on device", GetLastErrorText());
-  }
+  EXPECT_EQ(kSaveFailed, save(folder.File(L"missing\\file")));
+  const wchar_t* const first = GetLastErrorText();
   EXPECT_EQ(kSaveFailed, save(folder.Path()));
   EXPECT_STREQ(L"Couldn't open to write: Permission denied", GetLastErrorText());
   EXPECT_STREQ(L"Couldn't open to write: No such file or directory", first) << "a text never changes";
