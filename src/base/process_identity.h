@@ -14,15 +14,22 @@ class ProcessIdentity {
     else
       taken_ = SetThreadToken(nullptr, nullptr) != FALSE;
   }
-  // The token is the one that the thread had; giving it back needs nothing that could have been lost since.
-  ~ProcessIdentity() {
-    if (client_) SetThreadToken(nullptr, client_.Get());
-  }
+  ~ProcessIdentity() { (void)Restore(); }
   ProcessIdentity(const ProcessIdentity&) = delete;
   ProcessIdentity& operator=(const ProcessIdentity&) = delete;
 
   // False when the system does not let the thread stop impersonating.
   explicit operator bool() const noexcept { return taken_; }
+
+  // Gives the client's identity back. False when the system refuses, which nothing but a lack of memory
+  // should bring about: the thread has its process's rights then, so the caller must not go on as if it had
+  // succeeded. The destructor tries once more.
+  [[nodiscard]] bool Restore() noexcept {
+    if (!client_) return true;
+    if (!SetThreadToken(nullptr, client_.Get())) return false;
+    client_.Reset();
+    return true;
+  }
 
  private:
   KernelHandle client_;

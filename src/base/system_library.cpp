@@ -1,5 +1,7 @@
 #include "base/system_library.h"
 
+#include "base/process_identity.h"
+
 #include <cwchar>
 
 namespace varnel {
@@ -10,7 +12,13 @@ LoadedLibrary LoadSystemLibrary(const wchar_t* name) noexcept {
   if (length == 0 || length + 1 + std::wcslen(name) >= MAX_PATH) return LoadedLibrary();
   path[length] = L'\\';
   std::wcscpy(path + length + 1, name);
-  return LoadedLibrary(LoadLibraryW(path));
+  ProcessIdentity process;
+  if (!process) return LoadedLibrary();
+  LoadedLibrary library(LoadLibraryExW(path, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+  // A system that does not know the flag has no way to keep the search from the host's folder.
+  if (!library && GetLastError() == ERROR_INVALID_PARAMETER) library.Reset(LoadLibraryW(path));
+  if (!process.Restore()) return LoadedLibrary();
+  return library;
 }
 
 }  // namespace varnel

@@ -4,8 +4,8 @@
 
 namespace varnel {
 
-// Loads a library from the system's own folder only: a file of that name beside the host program is not ours
-// to run. `name` is the file's name without folder. Empty on failure.
+// Loads a library, and what that one needs, from the system's own folder only: a file of that name beside the
+// host program is not ours to run. `name` is the file's name without folder. Empty on failure.
 [[nodiscard]] LoadedLibrary LoadSystemLibrary(const wchar_t* name) noexcept;
 
 // Sets `function` to the library's export of that name. False, with null, when there is none.
