@@ -18,10 +18,10 @@ set(warnings
   -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
   -Wzero-as-null-pointer-constant -Wsuggest-override -Wextra-semi)
 target_compile_options(varnel_options INTERFACE
-  "$<$<COMPILE_LANGUAGE:CXX>:${warnings};-fstack-protector-strong>")
-# -static: the C++ runtime and winpthread come inside; no time stamp: the same sources give the same bytes.
+  "$<$<COMPILE_LANGUAGE:CXX>:${warnings}>")
+# -static: the C++ runtime comes inside; no time stamp: the same sources give the same bytes.
 target_link_options(varnel_options INTERFACE
-  -static -fstack-protector-strong
+  -static
   LINKER:--no-undefined,--no-insert-timestamp,--dynamicbase,--nxcompat)
 if(VARNEL_CHECKED)
   target_compile_definitions(varnel_options INTERFACE _GLIBCXX_ASSERTIONS)
@@ -29,8 +29,12 @@ if(VARNEL_CHECKED)
   # marshalling hands over interface identifiers at odd addresses, which these processors do not mind.
   set(VARNEL_TRAPS -fsanitize=undefined -fno-sanitize=alignment -fsanitize-undefined-trap-on-error)
 else()
-  target_compile_definitions(varnel_options INTERFACE NDEBUG _FORTIFY_SOURCE=2)
+  target_compile_definitions(varnel_options INTERFACE NDEBUG)
   target_compile_options(varnel_options INTERFACE
     "$<$<COMPILE_LANGUAGE:CXX>:-O2;-ffunction-sections;-fdata-sections;-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>")
+  # For the library itself, which defines the guard (src/com/stack_guard.cpp); ssp has the checked forms of memcpy and
+  # its like.
+  set(VARNEL_GUARDS -fstack-protector-strong -D_FORTIFY_SOURCE=2)
+  set(VARNEL_GUARD_LIBRARY ssp)
   target_link_options(varnel_options INTERFACE LINKER:--gc-sections -s)
 endif()

@@ -1,8 +1,12 @@
 # Shared by both widths; the including file sets MINGW_TRIPLE.
-# The compilers are named with their thread model: without the suffix the name means whatever package came last.
+# The compiler is named with its thread model. With "posix" the runtime puts an exception handler into the process that it
+# is loaded into, before all others, so the product is built with "win32"; GoogleTest needs "posix".
+if(NOT MINGW_THREADS)
+  set(MINGW_THREADS win32)
+endif()
+set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES MINGW_THREADS)
 set(CMAKE_SYSTEM_NAME Windows)
-set(CMAKE_C_COMPILER ${MINGW_TRIPLE}-gcc-posix)
-set(CMAKE_CXX_COMPILER ${MINGW_TRIPLE}-g++-posix)
+set(CMAKE_CXX_COMPILER ${MINGW_TRIPLE}-g++-${MINGW_THREADS})
 set(CMAKE_RC_COMPILER ${MINGW_TRIPLE}-windres)
 set(CMAKE_FIND_ROOT_PATH /usr/${MINGW_TRIPLE})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

@@ -3,7 +3,7 @@
 #include "com/load_restriction.h"
 #include "com/module.h"
 #include "com/registration.h"
-#include "com/runtime_slots.h"
+#include "com/runtime_imports.h"
 #include "settings/agent_settings.h"
 
 #include <windows.h>
@@ -37,7 +37,11 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* processEn
     case DLL_PROCESS_ATTACH:
       if (HostIsRefused()) return FALSE;
       Module::Instance().Attach(instance);
+#if !defined(_MSC_VER)  // there the static runtime needs the notifications
+      // Refused where the runtime linked in has a TLS directory, as mingw's has: the notifications then come,
+      // and nothing happens at them.
       DisableThreadLibraryCalls(instance);
+#endif
       break;
     case DLL_PROCESS_DETACH:
       // At the end of the process the system takes everything back; other libraries may be gone already.
