@@ -13,17 +13,21 @@ STDMETHODIMP ClassObject::QueryInterface(REFIID iid, void** out) {
   return S_OK;
 }
 
+// The module is locked before the reference is there and unlocked after it is gone: whoever holds one never
+// sees the module without a lock.
 STDMETHODIMP_(ULONG) ClassObject::AddRef() {
-  const ULONG now = references_.Increment();
-  if (now == 2) Module::Instance().Lock();
-  return now;
+  Module::Instance().Lock();
+  return references_.Increment();
 }
 
 STDMETHODIMP_(ULONG) ClassObject::Release() {
   const ULONG left = references_.Decrement();
-  if (left == 1) Module::Instance().Unlock();
-  if (left == 0) delete this;
+  Module::Instance().Unlock();
   return left;
+}
+
+void ClassObject::Discard() noexcept {
+  delete this;
 }
 
 STDMETHODIMP ClassObject::CreateInstance(IUnknown* outer, REFIID iid, void** out) {

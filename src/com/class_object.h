@@ -15,12 +15,14 @@ struct ClassEntry {
   WORD registrationScript;  // number of the REGISTRY resource
 };
 
-// The class object of one class. The module's cache holds the first reference; only those beyond it keep the
-// library loaded.
+// The class object of one class. The module keeps it; references that callers hold keep the library loaded.
 class ClassObject final : public IClassFactory {
  public:
-  // With one reference.
+  // Without a caller's reference.
   [[nodiscard]] static ClassObject* Make(const ClassEntry& entry) { return new ClassObject(entry); }
+
+  // At process detach, whatever references there may be.
+  void Discard() noexcept;
 
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
   STDMETHODIMP_(ULONG) AddRef() override;

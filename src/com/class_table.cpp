@@ -59,7 +59,7 @@ HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** out) noexcept {
 
 void ReleaseClassObjects() noexcept {
   for (auto& kept : g_classObjects) {
-    if (ClassObject* const old = kept.exchange(nullptr)) old->Release();
+    if (ClassObject* const old = kept.exchange(nullptr)) old->Discard();
   }
 }
 

@@ -64,7 +64,7 @@ HRESULT InvokeLateBound(ITypeInfo& info, void* target, const wchar_t* source, DI
     }
     EXCEPINFO known{};  // what the type library knows: no more than the number
     const HRESULT called = info.Invoke(target, member, flags, out.Parameters(), result, &known, badArgument);
-    if (SUCCEEDED(called)) out.HandBack();
+    if (SUCCEEDED(called)) return out.HandBack();
     if (called != DISP_E_EXCEPTION) return called;
     FreeTexts(known);
     // Written as a whole: nobody has to initialise it.

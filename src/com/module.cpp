@@ -2,14 +2,17 @@
 
 #include "base/com_ptr.h"
 #include "base/hresult.h"
+#include "base/process_identity.h"
+#include "varnel_contract.h"
 
 #include <algorithm>
-#include <utility>
+#include <iterator>
 
 namespace varnel {
 namespace {
 
 constexpr std::size_t kLongestPath = 32'768;
+const IID* const kDualInterfaces[] = {&IID_IOrbaEventInf3, &IID_IEventElement};
 
 constinit Module g_module;
 
@@ -21,7 +24,7 @@ Module& Module::Instance() noexcept {
 
 void Module::Detach() noexcept {
   for (auto& kept : typeInfos_) {
-    if (auto* const old = std::exchange(kept.info, nullptr)) old->Release();
+    if (auto* const old = kept.exchange(nullptr)) old->Release();
   }
 }
 
@@ -41,25 +44,33 @@ std::wstring Module::Path() const {
 
 HRESULT Module::GetTypeInfo(REFIID iid, ITypeInfo** out) noexcept {
   return Guarded([&] {
-    const ExclusiveLock lock(lock_);
-    const auto place = std::find_if(typeInfos_.begin(), typeInfos_.end(),
-                                    [&](const KeptTypeInfo& kept) { return !kept.info || kept.iid == iid; });
-    if (place == typeInfos_.end()) return TYPE_E_ELEMENTNOTFOUND;
-    if (!place->info) {
-      ITypeInfo* loaded = nullptr;
-      const HRESULT result = LoadTypeInfo(iid, &loaded);
+    const auto known = std::find_if(std::begin(kDualInterfaces), std::end(kDualInterfaces),
+                                    [&](const IID* dual) { return *dual == iid; });
+    if (known == std::end(kDualInterfaces)) return TYPE_E_ELEMENTNOTFOUND;
+    auto& kept = typeInfos_[static_cast<std::size_t>(known - std::begin(kDualInterfaces))];
+    if (!kept) {
+      // Loading runs the system's code, so no lock is held; of several that come first one is kept.
+      ComPtr<ITypeInfo> loaded;
+      const HRESULT result = LoadTypeInfo(iid, loaded.Put());
       if (FAILED(result)) return result;
-      *place = {iid, loaded};
+      ITypeInfo* none = nullptr;
+      if (kept.compare_exchange_strong(none, loaded.Get())) (void)loaded.Detach();
     }
-    place->info->AddRef();
-    *out = place->info;
+    *out = kept;
+    (*out)->AddRef();
     return S_OK;
   });
 }
 
+// As the process: a client that the thread serves may have another idea of the drive that the library lies
+// on.
 HRESULT Module::LoadTypeInfo(REFIID iid, ITypeInfo** out) {
+  const std::wstring path = Path();
   ComPtr<ITypeLib> library;
-  const HRESULT result = LoadTypeLibEx(Path().c_str(), REGKIND_NONE, library.Put());
+  ProcessIdentity process;
+  HRESULT result =
+      process ? LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.Put()) : HRESULT_FROM_WIN32(GetLastError());
+  if (!process.Restore()) result = HRESULT_FROM_WIN32(GetLastError());
   return FAILED(result) ? result : library->GetTypeInfoOfGuid(iid, out);
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "base/locks.h"
-
 #include <windows.h>
 #include <oleauto.h>
 
@@ -34,19 +32,13 @@ class Module {
   HRESULT GetTypeInfo(REFIID iid, ITypeInfo** out) noexcept;
 
  private:
-  struct KeptTypeInfo {
-    IID iid;
-    ITypeInfo* info;
-  };
-  static constexpr std::size_t kDualClasses = 2;
-
   HRESULT LoadTypeInfo(REFIID iid, ITypeInfo** out);
 
   HINSTANCE handle_ = nullptr;
   std::atomic<LONG> locks_{0};
-  SRWLOCK lock_{};  // guards the type information
-  // Plain pointers, released by Detach: at the end of the process nothing may be released any more.
-  std::array<KeptTypeInfo, kDualClasses> typeInfos_{};
+  // Of the interfaces that are asked for, in the order of kDualInterfaces. Plain pointers, released by
+  // Detach: at the end of the process nothing may be released any more.
+  std::array<std::atomic<ITypeInfo*>, 2> typeInfos_{};
 };
 
 // Keeps the module loaded for as long as it lives.

@@ -126,23 +126,25 @@ void OutArgument::UseOwnPlace(VARTYPE wanted) {
   V_BYREF(&arguments_[position_]) = object_.Put();
 }
 
-void OutArgument::HandBack() noexcept {
-  if (arguments_.empty()) return;
+HRESULT OutArgument::HandBack() noexcept {
+  if (arguments_.empty()) return S_OK;
   if (unknownReference_) {
     *unknownReference_ = object_.Detach();
-    return;
+    return S_OK;
   }
-  if (!variable_ && !dispatchReference_) return;
+  if (!variable_ && !dispatchReference_) return S_OK;
   // Engines call methods of a dispatch object only.
   ComPtr<IDispatch> dispatch;
   if (object_) object_->QueryInterface(IID_IDispatch, dispatch.PutVoid());
   if (dispatchReference_) {
     *dispatchReference_ = dispatch.Detach();
-    return;
+    return S_OK;
   }
-  VariantClear(variable_);
+  const HRESULT cleared = VariantClear(variable_);
+  if (FAILED(cleared)) return cleared;
   V_VT(variable_) = VT_DISPATCH;
   V_DISPATCH(variable_) = dispatch.Detach();
+  return S_OK;
 }
 
 }  // namespace varnel
