@@ -1,5 +1,6 @@
 #include "protection/client_library.h"
 
+#include "base/files.h"
 #include "base/locks.h"
 #include "base/process_identity.h"
 #include "base/system_library.h"
@@ -7,6 +8,7 @@
 #include "protection/signature_check.h"
 #include "settings/agent_settings.h"
 
+#include <atomic>
 #include <cwchar>
 #include <iterator>
 #include <optional>
@@ -27,10 +29,13 @@ struct Candidate {
 // A refusal may have had a cause that has gone: the file is looked at again from time to time.
 constexpr ULONGLONG kMillisecondsOfRefusal = 60'000;
 
-SRWLOCK g_lock{};  // guards all three
-ProtectionClient g_client;
-Candidate g_refused;
+// Checking and loading run foreign code, which may come back here or wait for a thread that does. So no lock
+// is held meanwhile: whoever comes while somebody looks goes on without a client.
+std::atomic<bool> g_looking{false};
+Candidate g_refused;  // this and the next belong to whoever looks
 ULONGLONG g_refusedAt;
+SRWLOCK g_clientLock{};  // guards the client
+ProtectionClient g_client;
 
 bool IsSame(const Candidate& left, const Candidate& right) noexcept {
   return std::wcscmp(left.path, right.path) == 0 &&
@@ -58,15 +63,30 @@ const wchar_t* WhatIsWrongWith(const wchar_t* path) noexcept {
   return GetDriveTypeW(root) == DRIVE_REMOTE ? L"it is not on a local disk" : nullptr;
 }
 
+// Whether the library was mapped from this file, which nobody can have changed since it was verified: it is
+// open.
+bool IsMappedFrom(const LoadedLibrary& library, HANDLE file) noexcept {
+  wchar_t path[2 * kLongestPath];
+  const DWORD length = GetModuleFileNameW(library.Get(), path, static_cast<DWORD>(std::size(path)));
+  if (length == 0 || length == std::size(path)) return false;
+  const FileHandle mapped(
+      CreateFileW(path, 0, FILE_SHARE_READ, nullptr, OPEN_EXISTING, kAnonymously, nullptr));
+  const auto identity = IdentifyFile(file);
+  return mapped && identity && identity == IdentifyFile(mapped.Get());
+}
+
 // The library stays for good: an exception may outlive this module's stay in the process.
-Result Load(const wchar_t* path) noexcept {
+Result Load(HANDLE file, const wchar_t* path) noexcept {
   LoadedLibrary library(LoadLibraryExW(path, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
   if (!library) return Refusal{L"the system does not load it", GetLastError()};
+  if (!IsMappedFrom(library, file))
+    return Refusal{L"another file was loaded in its place", ERROR_FILE_INVALID};
   ProtectionClient client;
   if (!Resolve(library, SELF_PROTECTION_REQUEST, client.request) ||
       !Resolve(library, SELF_PROTECTION_WITHDRAW, client.withdraw))
     return Refusal{L"an entry point is missing", ERROR_PROC_NOT_FOUND};
   (void)library.Detach();
+  const ExclusiveLock lock(g_clientLock);
   g_client = client;
   return std::nullopt;
 }
@@ -84,21 +104,19 @@ Result CheckAndLoad(HANDLE file) noexcept {
     return Refusal{L"it is not on a local disk", ERROR_BAD_PATHNAME};
   const SignatureVerdict verdict = CheckSignature(file, path);
   if (verdict.objection) return Refusal{verdict.objection, verdict.code};
-  return Load(path);
+  return Load(file, path);
 }
 
 bool WasJustRefused(const Candidate& candidate) noexcept {
   return IsSame(candidate, g_refused) && GetTickCount64() - g_refusedAt < kMillisecondsOfRefusal;
 }
 
-// Nothing when the client is loaded, does not exist, or has just been refused as it is.
+// Nothing when the client has been loaded, does not exist, or has just been refused as it is.
 Result FindAndLoad(Candidate& candidate) noexcept {
-  const ProcessIdentity identity;
-  if (!identity) return Refusal{L"this thread cannot act for its process", GetLastError()};
   if (const wchar_t* const wrong = WhatIsWrongWith(candidate.path)) return Refusal{wrong, ERROR_BAD_PATHNAME};
   // Nobody can write, rename or delete the file between check and load.
   const FileHandle file(CreateFileW(candidate.path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+                                    FILE_ATTRIBUTE_NORMAL | kAnonymously, nullptr));
   const DWORD error = GetLastError();
   if (!file && (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND)) return std::nullopt;
   BY_HANDLE_FILE_INFORMATION information{};
@@ -110,29 +128,42 @@ Result FindAndLoad(Candidate& candidate) noexcept {
   return file ? CheckAndLoad(file.Get()) : Refusal{L"it cannot be opened", error};
 }
 
-}  // namespace
+Result FindAndLoadAsProcess(Candidate& candidate) noexcept {
+  ProcessIdentity process;
+  if (!process) return Refusal{L"this thread cannot act for its process", GetLastError()};
+  const Result result = FindAndLoad(candidate);
+  if (!process.Restore()) return Refusal{L"this thread cannot act for its client again", GetLastError()};
+  return result;
+}
 
-ProtectionClient GetProtectionClient() noexcept {
+ProtectionClient KnownClient() noexcept {
+  const SharedLock lock(g_clientLock);
+  return g_client;
+}
+
+// Looks for the client; by one thread at a time.
+void Look() noexcept {
   Candidate candidate{};
   // One that does not fit is cut, and refused for its length.
-  if (!ReadSelfProtectionClient(candidate.path) || !candidate.path[0]) return {};
-  Result refusal;
-  ProtectionClient client;
-  bool isNew = false;
-  {
-    const ExclusiveLock lock(g_lock);
-    if (!g_client) refusal = FindAndLoad(candidate);
-    if (refusal) {
-      isNew = !IsSame(candidate, g_refused);
-      g_refused = candidate;
-      g_refusedAt = GetTickCount64();
-    }
-    client = g_client;
-  }
+  if (!ReadSelfProtectionClient(candidate.path) || !candidate.path[0]) return;
+  const Result refusal = FindAndLoadAsProcess(candidate);
+  if (!refusal) return;
+  const bool isNew = !IsSame(candidate, g_refused);
+  g_refused = candidate;
+  g_refusedAt = GetTickCount64();
   if (isNew)
     LogError(kReportFacility, L"Self-protection client %s not loaded: %s (0x%08X)", candidate.path,
              refusal->reason, refusal->code);
-  return client;
+}
+
+}  // namespace
+
+ProtectionClient GetProtectionClient() noexcept {
+  const ProtectionClient known = KnownClient();
+  if (known || g_looking.exchange(true)) return known;
+  Look();
+  g_looking = false;
+  return KnownClient();
 }
 
 }  // namespace varnel

@@ -19,7 +19,8 @@ struct ProtectionClient {
 // that is loaded (see signature_check.h). A file that is refused, or a path that is not full and local, is
 // logged at level 5, once for as long as path and file stay the same. No value, or no such file, is not
 // logged. Any thread may call, but not from DllMain and not while it holds the save mutex: checking takes
-// its time, and the client's own start-up runs in here.
+// its time, and the client's own start-up runs in here. A call that comes while another looks, be it from
+// that start-up, gets nothing.
 [[nodiscard]] ProtectionClient GetProtectionClient() noexcept;
 
 }  // namespace varnel

@@ -1,11 +1,15 @@
 #include "protection/signature_check.h"
 
+#include "base/files.h"
 #include "base/system_library.h"
 
 // Behind windows.h, which they need.
 #include <softpub.h>
 #include <wincrypt.h>
 #include <wintrust.h>
+
+#include <iterator>
+#include <optional>
 
 namespace varnel {
 namespace {
@@ -21,6 +25,8 @@ struct TrustFunctions {
   decltype(CertGetCertificateChain)* getChain = nullptr;
   decltype(CertFreeCertificateChain)* freeChain = nullptr;
   decltype(CertVerifyCertificateChainPolicy)* verifyPolicy = nullptr;
+  decltype(CertCompareCertificate)* equal = nullptr;
+  decltype(CertCompareCertificateName)* equalNames = nullptr;
 
   bool Load() noexcept {
     return wintrust && crypt32 && Resolve(wintrust, "WinVerifyTrust", verifyTrust) &&
@@ -29,7 +35,9 @@ struct TrustFunctions {
            Resolve(wintrust, "WTHelperGetProvCertFromChain", getCertificate) &&
            Resolve(crypt32, "CertGetCertificateChain", getChain) &&
            Resolve(crypt32, "CertFreeCertificateChain", freeChain) &&
-           Resolve(crypt32, "CertVerifyCertificateChainPolicy", verifyPolicy);
+           Resolve(crypt32, "CertVerifyCertificateChainPolicy", verifyPolicy) &&
+           Resolve(crypt32, "CertCompareCertificate", equal) &&
+           Resolve(crypt32, "CertCompareCertificateName", equalNames);
   }
 };
 
@@ -88,9 +96,11 @@ class CertificateChain {
     parameters.RequestedUsage.dwType = USAGE_MATCH_TYPE_AND;
     parameters.RequestedUsage.Usage.cUsageIdentifier = 1;
     parameters.RequestedUsage.Usage.rgpszUsageIdentifier = &identifier;
+    constexpr DWORD kFlags = CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL | CERT_CHAIN_DISABLE_AUTH_ROOT_AUTO_UPDATE |
+                             CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT |
+                             CERT_CHAIN_REVOCATION_CHECK_CACHE_ONLY;
     if (!functions_.getChain(HCCE_LOCAL_MACHINE, certificate, time, certificate->hCertStore, &parameters,
-                             CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL | CERT_CHAIN_DISABLE_AUTH_ROOT_AUTO_UPDATE,
-                             nullptr, &chain_))
+                             kFlags, nullptr, &chain_))
       chain_ = nullptr;
   }
   ~CertificateChain() {
@@ -100,19 +110,33 @@ class CertificateChain {
   CertificateChain& operator=(const CertificateChain&) = delete;
 
   // 0 when the chain is without fault. The policy passes some faults, an incomplete chain among them, so the
-  // chain's own status counts too.
+  // chain's own status counts too. That nothing is known of a certificate's revocation is no fault.
   DWORD Fault(const char* policy) const noexcept {
     if (!chain_) return static_cast<DWORD>(CERT_E_CHAINING);
     CERT_CHAIN_POLICY_PARA parameters{};
     parameters.cbSize = sizeof(parameters);
+    parameters.dwFlags = CERT_CHAIN_POLICY_IGNORE_ALL_REV_UNKNOWN_FLAGS;
     CERT_CHAIN_POLICY_STATUS status{};
     status.cbSize = sizeof(status);
     if (!functions_.verifyPolicy(policy, chain_, &parameters, &status))
       return static_cast<DWORD>(CERT_E_CHAINING);
-    return status.dwError != 0 ? status.dwError : chain_->TrustStatus.dwErrorStatus;
+    constexpr DWORD kUnknown = CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION;
+    return status.dwError != 0 ? status.dwError : chain_->TrustStatus.dwErrorStatus & ~kUnknown;
+  }
+
+  // Whether both lead from the same name to the same root. For chains without fault.
+  bool IsOfSamePublisherAs(const CertificateChain& other) const noexcept {
+    return functions_.equalNames(X509_ASN_ENCODING, &Signer()->Subject, &other.Signer()->Subject) &&
+           functions_.equal(X509_ASN_ENCODING, Root(), other.Root());
   }
 
  private:
+  CERT_INFO* Signer() const noexcept { return chain_->rgpChain[0]->rgpElement[0]->pCertContext->pCertInfo; }
+  CERT_INFO* Root() const noexcept {
+    const CERT_SIMPLE_CHAIN& simple = *chain_->rgpChain[chain_->cChain - 1];
+    return simple.rgpElement[simple.cElement - 1]->pCertContext->pCertInfo;
+  }
+
   const TrustFunctions& functions_;
   PCCERT_CHAIN_CONTEXT chain_ = nullptr;
 };
@@ -132,24 +156,64 @@ FILETIME* ConfirmedTimeOf(const TrustFunctions& functions, CRYPT_PROVIDER_SGNR& 
   return chain.Fault(CERT_CHAIN_POLICY_BASE) == 0 ? &signer.sftVerifyAsOf : nullptr;
 }
 
+// A file's signature, verified when it is made; what was found lives as long as this.
+class Signature {
+ public:
+  Signature(const TrustFunctions& functions, HANDLE file, const wchar_t* path) noexcept
+      : verification_(functions, file, path) {
+    if (verification_.Status() == TRUST_E_NOSIGNATURE) {
+      verdict = {L"it is not signed", static_cast<DWORD>(TRUST_E_NOSIGNATURE)};
+      return;
+    }
+    if (verification_.Status() != 0) {
+      verdict = {L"its signature is not valid", static_cast<DWORD>(verification_.Status())};
+      return;
+    }
+    CRYPT_PROVIDER_SGNR* const signer = verification_.Signer();
+    const PCCERT_CONTEXT certificate = signer ? CertificateOf(functions, *signer) : nullptr;
+    if (!certificate) {
+      verdict = {L"its signer is not known", static_cast<DWORD>(TRUST_E_NO_SIGNER_CERT)};
+      return;
+    }
+    chain.emplace(functions, certificate, szOID_PKIX_KP_CODE_SIGNING, ConfirmedTimeOf(functions, *signer));
+    if (const DWORD fault = chain->Fault(CERT_CHAIN_POLICY_AUTHENTICODE))
+      verdict = {L"its signer is not trusted", fault};
+  }
+
+  SignatureVerdict verdict{nullptr, 0};
+  std::optional<CertificateChain> chain;
+
+ private:
+  Verification verification_;
+};
+
+// Where a signed product vouches for this library, nobody else may speak for it.
+SignatureVerdict ComparePublishers(const TrustFunctions& functions, const Signature& client) noexcept {
+  HMODULE self = nullptr;
+  wchar_t path[1024];
+  constexpr DWORD kFlags =
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+  if (!GetModuleHandleExW(kFlags, reinterpret_cast<const wchar_t*>(&CheckSignature), &self) ||
+      GetModuleFileNameW(self, path, static_cast<DWORD>(std::size(path))) >= std::size(path))
+    return {L"this library's own file is not known", GetLastError()};
+  const FileHandle file(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | kAnonymously, nullptr));
+  if (!file) return {L"this library's own file cannot be opened", GetLastError()};
+  const Signature own(functions, file.Get(), path);
+  if (own.verdict.code == static_cast<DWORD>(TRUST_E_NOSIGNATURE)) return {nullptr, 0};
+  if (own.verdict.objection) return {L"this library's own signature is not trusted", own.verdict.code};
+  if (!client.chain->IsOfSamePublisherAs(*own.chain))
+    return {L"its publisher is not this library's", static_cast<DWORD>(TRUST_E_SUBJECT_NOT_TRUSTED)};
+  return {nullptr, 0};
+}
+
 }  // namespace
 
 SignatureVerdict CheckSignature(HANDLE file, const wchar_t* path) noexcept {
   TrustFunctions functions;
   if (!functions.Load()) return {L"the system cannot check signatures", ERROR_PROC_NOT_FOUND};
-  const Verification verification(functions, file, path);
-  if (verification.Status() == TRUST_E_NOSIGNATURE)
-    return {L"it is not signed", static_cast<DWORD>(TRUST_E_NOSIGNATURE)};
-  if (verification.Status() != 0)
-    return {L"its signature is not valid", static_cast<DWORD>(verification.Status())};
-  CRYPT_PROVIDER_SGNR* const signer = verification.Signer();
-  const PCCERT_CONTEXT certificate = signer ? CertificateOf(functions, *signer) : nullptr;
-  if (!certificate) return {L"its signer is not known", static_cast<DWORD>(TRUST_E_NO_SIGNER_CERT)};
-  const CertificateChain chain(functions, certificate, szOID_PKIX_KP_CODE_SIGNING,
-                               ConfirmedTimeOf(functions, *signer));
-  const DWORD fault = chain.Fault(CERT_CHAIN_POLICY_AUTHENTICODE);
-  if (fault != 0) return {L"its signer is not trusted", fault};
-  return {nullptr, 0};
+  const Signature signature(functions, file, path);
+  return signature.verdict.objection ? signature.verdict : ComparePublishers(functions, signature);
 }
 
 }  // namespace varnel
