@@ -4,7 +4,20 @@
 
 namespace {
 
-bool IsAccessFault(DWORD code) noexcept {
+// A guard page guards once. Somebody waits for the touch that the body has used up, so the guard is put back.
+void ArmAgain(const EXCEPTION_RECORD& fault) noexcept {
+  constexpr DWORD kAddress = 1;  // of the parameters
+  if (fault.NumberParameters <= kAddress) return;
+  auto* const address = reinterpret_cast<void*>(fault.ExceptionInformation[kAddress]);
+  MEMORY_BASIC_INFORMATION page;
+  DWORD before = 0;
+  if (VirtualQuery(address, &page, sizeof(page)) != 0)
+    VirtualProtect(address, 1, page.Protect | PAGE_GUARD, &before);
+}
+
+bool IsAccessFault(const EXCEPTION_RECORD& fault) noexcept {
+  const DWORD code = fault.ExceptionCode;
+  if (code == EXCEPTION_GUARD_PAGE) ArmAgain(fault);
   return code == EXCEPTION_ACCESS_VIOLATION || code == EXCEPTION_IN_PAGE_ERROR ||
          code == EXCEPTION_DATATYPE_MISALIGNMENT || code == EXCEPTION_GUARD_PAGE;
 }
@@ -19,7 +32,8 @@ bool RunFaultGuarded(GuardedBody body, void* context, int* result) noexcept {
   __try {
     *result = body(context);
     return true;
-  } __except (IsAccessFault(GetExceptionCode()) ? EXCEPTION_EXECUTE_HANDLER : EXCEPTION_CONTINUE_SEARCH) {
+  } __except (IsAccessFault(*GetExceptionInformation()->ExceptionRecord) ? EXCEPTION_EXECUTE_HANDLER
+                                                                         : EXCEPTION_CONTINUE_SEARCH) {
     return false;
   }
 }
@@ -35,8 +49,7 @@ extern "C" int VarnelGuardedCall(varnel::GuardedBody body, void* context, int* r
 #if defined(__x86_64__)
 
 extern "C" __attribute__((used)) LONG VarnelFaultFilter(EXCEPTION_POINTERS* fault, void*) {
-  return IsAccessFault(fault->ExceptionRecord->ExceptionCode) ? EXCEPTION_EXECUTE_HANDLER
-                                                              : EXCEPTION_CONTINUE_SEARCH;
+  return IsAccessFault(*fault->ExceptionRecord) ? EXCEPTION_EXECUTE_HANDLER : EXCEPTION_CONTINUE_SEARCH;
 }
 
 // The nop keeps the call's return address inside the guarded range.
@@ -80,7 +93,7 @@ VarnelGuardedCall:
 
 extern "C" __attribute__((used)) int __cdecl VarnelWantsFault(EXCEPTION_RECORD* record) {
   const DWORD unwinding = EXCEPTION_UNWINDING | EXCEPTION_EXIT_UNWIND;
-  return (record->ExceptionFlags & unwinding) == 0 && IsAccessFault(record->ExceptionCode);
+  return (record->ExceptionFlags & unwinding) == 0 && IsAccessFault(*record);
 }
 
 // A registration record on the stack; its handler unwinds to it and restores the frame itself.

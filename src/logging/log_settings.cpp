@@ -56,7 +56,7 @@ void ReadFlags(const RegistryKey& key) noexcept {
 void ReadDetailList(const RegistryKey& key) noexcept {
   char list[DetailList::kTextCapacity] = {};
   if (!QueryBytes(key, "LogDetailList", list)) return;
-  if (list[sizeof(list) - 1] != '\0') return;  // it fills the buffer without a terminator
+  if (!std::memchr(list, '\0', sizeof(list))) return;
   g_settings.detailList.TakeOver(list);
 }
 

@@ -132,6 +132,8 @@ bool LoadAdapterAddresses(AdapterListPtr& list) noexcept {
   if (getAdapters(AF_UNSPEC, kFlags, nullptr, buffer.get(), &bytes) == ERROR_BUFFER_OVERFLOW) {
     buffer = AllocateList(bytes);
     if (!buffer) return false;
+  } else {
+    bytes = kFirstBytes;  // whatever the call has made of it: that much there is
   }
   if (getAdapters(AF_UNSPEC, kFlags, nullptr, buffer.get(), &bytes) != ERROR_SUCCESS) return false;
   list = std::move(buffer);

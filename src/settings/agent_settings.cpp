@@ -3,6 +3,9 @@
 #include "base/registry.h"
 #include "settings/registry_text.h"
 
+#include <cwchar>
+#include <iterator>
+
 namespace varnel {
 namespace {
 
@@ -66,7 +69,7 @@ std::wstring ReadAgentIPAddress() {
   DWORD size = sizeof(address);
   const LSTATUS status =
       RegQueryValueExW(key.Get(), L"IPAddress", nullptr, nullptr, reinterpret_cast<BYTE*>(address), &size);
-  const bool terminated = address[std::size(address) - 1] == L'\0';
+  const bool terminated = std::wmemchr(address, L'\0', std::size(address)) != nullptr;
   if (status != ERROR_SUCCESS || !terminated || address[0] == L'N') return {};
   return address;
 }
