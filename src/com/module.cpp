@@ -68,9 +68,9 @@ HRESULT Module::LoadTypeInfo(REFIID iid, ITypeInfo** out) {
   const std::wstring path = Path();
   ComPtr<ITypeLib> library;
   ProcessIdentity process;
-  HRESULT result =
-      process ? LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.Put()) : HRESULT_FROM_WIN32(GetLastError());
-  if (!process.Restore()) result = HRESULT_FROM_WIN32(GetLastError());
+  if (!process) return E_ACCESSDENIED;
+  const HRESULT result = LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.Put());
+  if (!process.Restore()) return E_ACCESSDENIED;
   return FAILED(result) ? result : library->GetTypeInfoOfGuid(iid, out);
 }
 

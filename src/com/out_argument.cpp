@@ -140,8 +140,12 @@ HRESULT OutArgument::HandBack() noexcept {
     *dispatchReference_ = dispatch.Detach();
     return S_OK;
   }
+  const VARIANT old = *variable_;
   const HRESULT cleared = VariantClear(variable_);
-  if (FAILED(cleared)) return cleared;
+  if (FAILED(cleared)) {
+    *variable_ = old;  // some systems forget what they could not free
+    return cleared;
+  }
   V_VT(variable_) = VT_DISPATCH;
   V_DISPATCH(variable_) = dispatch.Detach();
   return S_OK;

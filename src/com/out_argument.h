@@ -32,8 +32,8 @@ class OutArgument {
   DISPPARAMS* Parameters() noexcept { return &parameters_; }
 
   // After a successful call: gives what the method handed out to the caller's variable (freeing what that
-  // held) or typed reference. A variable gets an object whose methods can be called. Fails, and releases what
-  // was handed out, when the variable's old value cannot be freed.
+  // held) or typed reference. A variable gets an object whose methods can be called. When that cannot be
+  // freed the variable keeps it, and what the method handed out is released.
   [[nodiscard]] HRESULT HandBack() noexcept;
 
  private:

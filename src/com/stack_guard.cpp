@@ -1,14 +1,13 @@
-// The stack guard of the product: this file defines what the compiler's -fstack-protector and the checked functions of the
-// C runtime refer to.
+// The stack guard of the product: this file defines what the compiler's -fstack-protector and the checked
+// functions of the C runtime refer to.
 //
-// The compiler's own library for it opens a system cryptography provider while the loader lock is held, which loads
-// libraries that are searched in the host's folder first. These definitions keep it out. Nothing here may use the
-// runtime, or be guarded itself: it runs before anything else at load.
+// The compiler's own library for it opens a system cryptography provider while the loader lock is held, which
+// loads libraries that are searched in the host's folder first. These definitions keep it out. Nothing here
+// may use the runtime, or be guarded itself: it runs before anything else at load.
 
 #if defined(__GNUC__)
 
 #include <windows.h>
-
 #include <cpuid.h>
 
 #include <cstdint>
@@ -49,7 +48,8 @@ __attribute__((target("rdrnd"))) unsigned RandomNumber() noexcept {
   return number;
 }
 
-// What differs from process to process: chance, time, identity, and where the system has put stack and library.
+// What differs from process to process: chance, time, identity, and where the system has put stack and
+// library.
 __attribute__((constructor(101))) void SeedStackGuard() noexcept {
   FILETIME time;
   GetSystemTimeAsFileTime(&time);

@@ -57,14 +57,15 @@ std::optional<FileIdentity> Reserve(const std::wstring& path) noexcept {
   return std::nullopt;
 }
 
-// The reserved file, or nothing, with the last error set, when its name now stands for another one.
+// The reserved file, or nothing, with the last error set, when its name now stands for another one or another
+// name for it.
 FileHandle OpenReserved(const std::wstring& path, const FileIdentity& reserved) noexcept {
   FileHandle file = OpenToWrite(path.c_str(), OPEN_EXISTING);
-  if (file && (!reserved.isPlain || IdentifyFile(file.Get()) != reserved)) {
-    file.Reset();
-    SetLastError(ERROR_ACCESS_DENIED);
-  }
-  return file;
+  if (!file) return file;
+  const auto found = IdentifyFile(file.Get());
+  if (found == reserved && found->isPlain) return file;
+  SetLastError(ERROR_ACCESS_DENIED);
+  return FileHandle();
 }
 
 // What became of a file under the mutex. It is logged when the mutex is free again: a console that nobody

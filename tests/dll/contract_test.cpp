@@ -123,45 +123,20 @@ TEST(Contract, TypeLibraryIsWhatCallersAreBoundTo) {
   EXPECT_EQ(ReadFacts("golden/type_library.txt"), out.str());
 }
 
-// The keys that there are below these of HKEY_CLASSES_ROOT, with their texts.
-void Export(HKEY parent, const std::wstring& path, int depth, std::ostream& out) {
-  HKEY key = nullptr;
-  if (RegOpenKeyExW(parent, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return;
-  out << std::string(static_cast<std::size_t>(depth) * 2, ' ') << Narrow(path);
-  wchar_t name[300];
-  wchar_t text[1000];
-  for (DWORD i = 0;; ++i) {
-    DWORD nameLength = 300;
-    DWORD size = sizeof(text);
-    if (RegEnumValueW(key, i, name, &nameLength, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size) !=
-        ERROR_SUCCESS)
-      break;
-    const std::string value = Narrow(name) == "" ? "" : Narrow(name) + ":";
-    out << " " << value << "'" << Narrow({text, size / 2 - 1}) << "'";
-  }
-  out << "\n";
-  for (DWORD i = 0;; ++i) {
-    DWORD nameLength = 300;
-    if (RegEnumKeyExW(key, i, name, &nameLength, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
-    Export(key, name, depth + 1, out);
-  }
-  RegCloseKey(key);
-}
-
 std::string Registered() {
-  std::ostringstream out;
+  std::string text;
+  const auto add = [&](const std::wstring& path) { text += ExportKey(HKEY_CLASSES_ROOT, path); };
   for (const wchar_t* const name :
        {L"OrbaEventInf", L"EventElement", L"OrbaEventInf2", L"OrbaEventInfCallback"})
-    for (const wchar_t* const version : {L"", L".1"})
-      Export(HKEY_CLASSES_ROOT, std::wstring(L"Varnel.") + name + version, 0, out);
+    for (const wchar_t* const version : {L"", L".1"}) add(std::wstring(L"Varnel.") + name + version);
   for (const GUID& clsid : {CLSID_OrbaEventInf, CLSID_EventElement, CLSID_OrbaEventInfCallback})
-    Export(HKEY_CLASSES_ROOT, L"CLSID\\" + Wide(GuidText(clsid)), 0, out);
-  Export(HKEY_CLASSES_ROOT, L"TypeLib\\" + Wide(GuidText(LIBID_VARNELLib)), 0, out);
+    add(L"CLSID\\" + Wide(GuidText(clsid)));
+  add(L"TypeLib\\" + Wide(GuidText(LIBID_VARNELLib)));
   for (const GUID& iid : {DIID__IOrbaEventInfEvents, IID_IEventElement, IID_IOrbaEventInf, IID_IOrbaEventInf2,
                           IID_IOrbaEventInf3, IID_IOrbaEventInfCallback})
-    Export(HKEY_CLASSES_ROOT, L"Interface\\" + Wide(GuidText(iid)), 0, out);
+    add(L"Interface\\" + Wide(GuidText(iid)));
   // What depends on where the library is, on its width and on the system.
-  std::string text = Replaced(out.str(), Narrow(Library::Path()), "<library>");
+  text = Replaced(text, Narrow(Library::Path()), "<library>");
   text = Replaced(RegexReplaced(text, "'[^']*[/\\\\]varnel\\.dll'", "'<library>'"), "win32", "win64");
   return RegexReplaced(text, "(FLAGS|HELPDIR) '[^']*'", "$1 ...");
 }

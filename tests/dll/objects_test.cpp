@@ -5,13 +5,25 @@
 #include <ocidl.h>
 #include <olectl.h>
 
+#include <atomic>
 #include <thread>
 
 namespace varnel::test {
 namespace {
 
+template <class Interface>
+ComPtr<Interface> Ask(IUnknown& object, REFIID iid) {
+  ComPtr<Interface> answer;
+  EXPECT_EQ(S_OK, object.QueryInterface(iid, answer.PutVoid()));
+  return answer;
+}
+
 class Objects : public AgentTest {
  protected:
+  ComPtr<IConnectionPointContainer> Container() const {
+    return Ask<IConnectionPointContainer>(*report.Get(), IID_IConnectionPointContainer);
+  }
+
   Library library;
   ComPtr<IOrbaEventInf3> report = library.CreateReport();
 };
@@ -19,17 +31,10 @@ class Objects : public AgentTest {
 TEST_F(Objects, OneTableAnswersForAllDualInterfacesAndAnotherForTheContainer) {
   IUnknown* const first = report.Get();
   for (const IID& iid :
-       {IID_IUnknown, IID_IDispatch, IID_IOrbaEventInf, IID_IOrbaEventInf2, IID_IOrbaEventInf3}) {
-    ComPtr<IUnknown> other;
-    ASSERT_EQ(S_OK, report->QueryInterface(iid, other.PutVoid()));
-    EXPECT_EQ(first, other.Get());
-  }
-  ComPtr<IUnknown> identity;
-  ComPtr<IConnectionPointContainer> container;
-  ASSERT_EQ(S_OK, report->QueryInterface(IID_IConnectionPointContainer, container.PutVoid()));
-  EXPECT_NE(static_cast<void*>(first), container.Get());
-  ASSERT_EQ(S_OK, container->QueryInterface(IID_IUnknown, identity.PutVoid()));
-  EXPECT_EQ(first, identity.Get());
+       {IID_IUnknown, IID_IDispatch, IID_IOrbaEventInf, IID_IOrbaEventInf2, IID_IOrbaEventInf3})
+    EXPECT_EQ(first, Ask<IUnknown>(*first, iid).Get());
+  EXPECT_NE(static_cast<void*>(first), Container().Get());
+  EXPECT_EQ(first, Ask<IUnknown>(*Container().Get(), IID_IUnknown).Get());
   void* none = first;
   EXPECT_EQ(E_NOINTERFACE, report->QueryInterface(IID_IEventElement, &none));
   EXPECT_EQ(nullptr, none);
@@ -37,8 +42,7 @@ TEST_F(Objects, OneTableAnswersForAllDualInterfacesAndAnotherForTheContainer) {
 }
 
 TEST_F(Objects, ContainerOffersNoConnectionPoint) {
-  ComPtr<IConnectionPointContainer> container;
-  ASSERT_EQ(S_OK, report->QueryInterface(IID_IConnectionPointContainer, container.PutVoid()));
+  ComPtr<IConnectionPointContainer> container = Container();
   ComPtr<IConnectionPoint> point;
   EXPECT_EQ(CONNECT_E_NOCONNECTION, container->FindConnectionPoint(DIID__IOrbaEventInfEvents, point.Put()));
   EXPECT_EQ(E_POINTER, container->FindConnectionPoint(DIID__IOrbaEventInfEvents, nullptr));
@@ -89,14 +93,10 @@ TEST_F(Objects, AggregatedObjectDelegatesToItsOuter) {
     ASSERT_EQ(S_OK, factory->CreateInstance(&outer, IID_IUnknown, outer.inner.PutVoid()));
     factory.Reset();
     {
-      ComPtr<IDispatch> dispatch;
-      ASSERT_EQ(S_OK, outer.inner->QueryInterface(IID_IDispatch, dispatch.PutVoid()));
+      const auto dispatch = Ask<IDispatch>(*outer.inner.Get(), IID_IDispatch);
       EXPECT_EQ(2u, outer.references);
-      ComPtr<IUnknown> identity;
-      EXPECT_EQ(S_OK, dispatch->QueryInterface(IID_IUnknown, identity.PutVoid()));
-      EXPECT_EQ(&outer, identity.Get());
-      EXPECT_EQ(S_OK, outer.inner->QueryInterface(IID_IUnknown, identity.PutVoid()));
-      EXPECT_EQ(outer.inner.Get(), identity.Get());
+      EXPECT_EQ(&outer, Ask<IUnknown>(*dispatch.Get(), IID_IUnknown).Get());
+      EXPECT_EQ(outer.inner.Get(), Ask<IUnknown>(*outer.inner.Get(), IID_IUnknown).Get());
       UINT infos = 0;
       EXPECT_EQ(S_OK, dispatch->GetTypeInfoCount(&infos));
       EXPECT_EQ(1u, infos);
@@ -128,20 +128,28 @@ TEST_F(Objects, ModuleServesTwoClassesAndStaysLoadedWhileAnythingOfItIsHeld) {
   EXPECT_EQ(S_OK, library.CanUnloadNow());
 }
 
-TEST_F(Objects, FirstRequestsOfManyThreadsGetOneClassObject) {
-  std::vector<IUnknown*> seen(8);
-  std::vector<std::jthread> threads;
-  for (auto& place : seen) {
-    threads.emplace_back([this, &place] {
-      EXPECT_EQ(S_OK,
-                library.GetClassObject(CLSID_EventElement, IID_IUnknown, reinterpret_cast<void**>(&place)));
-    });
+// Whoever holds a reference sees the module as in use, whatever other threads take and give back meanwhile.
+TEST_F(Objects, ManyThreadsGetOneClassObjectThatKeepsTheModuleLoaded) {
+  report.Reset();
+  std::atomic<IUnknown*> seen = nullptr;
+  std::atomic<int> others = 0;
+  std::atomic<int> unloadable = 0;
+  const auto work = [&](int rounds) {
+    for (int i = 0; i < rounds; ++i) {
+      ComPtr<IUnknown> held;
+      EXPECT_EQ(S_OK, library.GetClassObject(CLSID_EventElement, IID_IUnknown, held.PutVoid()));
+      unloadable += library.CanUnloadNow() == S_OK;
+      IUnknown* first = nullptr;
+      others += !seen.compare_exchange_strong(first, held.Get()) && first != held.Get();
+    }
+  };
+  for (const int rounds : {1, 100'000}) {
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back(work, rounds);
   }
-  threads.clear();
-  for (auto* const object : seen) {
-    EXPECT_EQ(seen[0], object);
-    object->Release();
-  }
+  EXPECT_EQ(0, others);
+  EXPECT_EQ(0, unloadable);
+  EXPECT_EQ(S_OK, library.CanUnloadNow());
 }
 
 // How the event object's destruction slot is called: as the Microsoft compiler calls a member function.
@@ -156,9 +164,7 @@ using Notify = HRESULT(STDMETHODCALLTYPE*)(void*);
 TEST_F(Objects, PrimaryTableHasOneSlotForDestructionBeforeTheNotifications) {
   SetNumber(kLog, L"LogLevel", 8);
   report = library.CreateReport();
-  ComPtr<IConnectionPointContainer> container;
-  ASSERT_EQ(S_OK, report->QueryInterface(IID_IConnectionPointContainer, container.PutVoid()));
-  void* const object = container.Detach();
+  void* const object = Container().Detach();
   (void)report.Detach();
   void** const table = *static_cast<void***>(object);
   std::string lines;
@@ -208,6 +214,14 @@ TEST_F(Objects, ReferencesOfEveryKindReceiveAnElement) {
     EXPECT_EQ(S_OK, Get(*report.Get(), id, ByReference(VT_VARIANT, &wrapped)));
     ASSERT_EQ(VT_DISPATCH, V_VT(&variable));
     EXPECT_EQ(dispatch.Get(), V_DISPATCH(&variable));
+    VariantClear(&variable);
+    // What cannot be freed keeps its place.
+    V_VT(&variable) = VT_ARRAY | VT_I4;
+    V_ARRAY(&variable) = SafeArrayCreateVector(VT_I4, 0, 1);
+    SafeArrayLock(V_ARRAY(&variable));
+    EXPECT_EQ(DISP_E_ARRAYISLOCKED, Get(*report.Get(), id, ByReference(VT_VARIANT, &variable)));
+    EXPECT_EQ(VT_ARRAY | VT_I4, V_VT(&variable));
+    SafeArrayUnlock(V_ARRAY(&variable));
     VariantClear(&variable);
   }
 }

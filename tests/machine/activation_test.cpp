@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include <thread>
+#include <filesystem>
 
 namespace varnel::test {
 namespace {
@@ -26,30 +26,6 @@ class Activation : public MachineAgentTest {
   Library library;
 };
 
-TEST_F(Activation, ReportsComeFromBothKindsOfApartments) {
-  for (const DWORD apartment : {COINIT_APARTMENTTHREADED, COINIT_MULTITHREADED}) {
-    std::jthread([&] {
-      ASSERT_EQ(S_OK, CoInitializeEx(nullptr, apartment));
-      {
-        ComPtr<IOrbaEventInf3> report;
-        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_OrbaEventInf, nullptr, CLSCTX_INPROC_SERVER,
-                                         IID_IOrbaEventInf3, report.PutVoid()));
-        EXPECT_EQ(S_OK, Initialize(*report.Get()));
-        EXPECT_EQ(S_OK, report->CreateMachineElement(Bstr(L""), Bstr(L""), Bstr(L"")));
-        ComPtr<IEventElement> event;
-        IOrbaEventInf2& typed = *report;
-        EXPECT_EQ(S_OK, typed.CreateEventElement(Bstr(L"Event"), 1, 1, kNoon2024, event.Put()));
-        ASSERT_TRUE(event);
-        EXPECT_EQ(S_OK, event->SetAttributeInt(Bstr(L"Apartment"), static_cast<long>(apartment)));
-        EXPECT_EQ(S_OK, report->Save());
-        EXPECT_EQ(S_OK, report->DeInitialize());
-      }
-      CoUninitialize();
-    }).join();
-    EXPECT_THAT(TakeFiles(agentEvents), HasSubstr("<Event Apartment=\"" + std::to_string(apartment) + "\">"));
-  }
-}
-
 TEST_F(Activation, ScriptReportsToTheAgentAndToTheServerAndReadsWhatWentWrong) {
   const std::wstring sample = Wide(VARNEL_FACTS "/../samples/report_event.vbs");
   EXPECT_THAT(RunScript(sample, kAgent), HasSubstr("reported"));
@@ -64,6 +40,23 @@ TEST_F(Activation, ScriptReportsToTheAgentAndToTheServerAndReadsWhatWentWrong) {
   SetText(kFramework, L"Data Path", folder.File(L"missing\\"));
   EXPECT_THAT(RunScript(sample, kAgent),
               HasSubstr("Save: Varnel.OrbaEventInf FFFFFFD7 Save: the event file could"));
+}
+
+// The sample's own imports are not planted, so it is the library that would have loaded what runs.
+TEST_F(Activation, NothingInTheHostsFolderRuns) {
+  const std::wstring host = folder.MakeFolder(L"host");
+  std::filesystem::copy_file(VARNEL_SAMPLE, host + L"\\host.exe");
+  for (const wchar_t* const name : {L"bcrypt", L"crypt32", L"cryptsp", L"dnsapi", L"dhcpcsvc", L"iphlpapi",
+                                    L"mswsock", L"nsi", L"rsaenh", L"secur32", L"wintrust", L"ws2_32"}) {
+    std::filesystem::copy_file(VARNEL_PLANTED, host + L"\\" + name + L".dll");
+    // Wine prefers its own libraries, Windows the host's folder.
+    RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\Wine\\DllOverrides", name, REG_SZ, L"native,builtin", 30);
+  }
+  EXPECT_EQ(0u, ChildProcess(host + L"\\host.exe").Wait(60'000));
+  EXPECT_NE("", TakeFiles(agentEvents) + TakeFiles(serverEvents));
+  for (const auto& file : FilesIn(host)) EXPECT_FALSE(file.ends_with(L".ran")) << Narrow(file);
+  EXPECT_NE(nullptr, LoadLibraryW((host + L"\\wintrust.dll").c_str()));
+  EXPECT_TRUE(Exists(host + L"\\wintrust.dll.ran")) << "it does run";
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <cstring>
 
 int main(int count, char** arguments) {
-  constexpr int kWorkerArguments = 7;
+  constexpr int kWorkerArguments = 6;
   if (count == kWorkerArguments && std::strcmp(arguments[1], "--worker") == 0)
     return varnel::test::RunWorker(arguments + 2);
   testing::InitGoogleTest(&count, arguments);

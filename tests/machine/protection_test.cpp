@@ -1,13 +1,18 @@
 #include "base/handles.h"
 #include "support/captured_output.h"
+#include "support/import_hook.h"
 #include "support/library.h"
 
 #include <gmock/gmock.h>
 #include <wincrypt.h>
+#include <winternl.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <tuple>
+#include <utility>
 
 namespace varnel::test {
 namespace {
@@ -128,6 +133,96 @@ TEST_F(Protection, RefusedFileGetsAnotherChanceWhenItChanges) {
   std::filesystem::copy_file(Client("trusted.dll"), path, std::filesystem::copy_options::overwrite_existing);
   EXPECT_EQ("", Save(library));
   EXPECT_NE(L"not loaded", TakeRecord(L"repaired.dll"));
+}
+
+// Where a signed product vouches for this library, nobody else may speak for it.
+TEST_F(Protection, SignedLibraryTrustsClientsOfItsOwnPublisherOnly) {
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      {"varnel_foreign.dll", "trusted.dll", "this library's own signature is not trusted (0x800B0109)"},
+      {"varnel_signed.dll", "of_other_publisher.dll", "its publisher is not this library's (0x800B0004)"},
+      {"varnel_signed.dll", "trusted.dll", ""},
+  };
+  for (const auto& [library, client, reason] : rows) {
+    UseClient(Client(client));
+    EXPECT_THAT(Save(Library(Client(library))), HasSubstr(reason));
+    EXPECT_EQ(*reason == '\0', TakeRecord(Wide(client).c_str()) != L"not loaded") << library;
+  }
+  UseClient(Client("of_other_publisher.dll"));
+  EXPECT_EQ("", SaveOnce()) << "one that is not signed itself does not ask";
+}
+
+// The system's chains, with what it might know of a certificate's revocation.
+struct Revocation {
+  static inline DWORD known = 0;
+  static inline DWORD flags = 0;
+
+  static BOOL WINAPI GetChain(HCERTCHAINENGINE engine, PCCERT_CONTEXT certificate, FILETIME* time,
+                              HCERTSTORE store, CERT_CHAIN_PARA* parameters, DWORD how, void* reserved,
+                              PCCERT_CHAIN_CONTEXT* chain) {
+    flags = how;
+    const BOOL result =
+        CertGetCertificateChain(engine, certificate, time, store, parameters, how, reserved, chain);
+    if (result) const_cast<CERT_CHAIN_CONTEXT*>(*chain)->TrustStatus.dwErrorStatus |= known;
+    return result;
+  }
+  static FARPROC WINAPI Find(HMODULE module, const char* name) {
+    if (std::string_view(name) != "CertGetCertificateChain") return GetProcAddress(module, name);
+    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&GetChain));
+  }
+};
+
+TEST_F(Protection, RevokedClientIsRefusedAndNothingFetchedToLearnOfIt) {
+  for (const auto& [known, reason] : {std::pair(DWORD{CERT_TRUST_IS_REVOKED}, "its signer is not trusted"),
+                                      std::pair(DWORD{CERT_TRUST_REVOCATION_STATUS_UNKNOWN}, "")}) {
+    const Library library;
+    const ImportHook hook(library.Module(), "GetProcAddress", reinterpret_cast<void*>(&Revocation::Find));
+    Revocation::known = known;
+    UseClient(Client("trusted.dll"));
+    EXPECT_THAT(Save(library), HasSubstr(reason));
+    constexpr DWORD kFromCache = CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL | CERT_CHAIN_REVOCATION_CHECK_CACHE_ONLY;
+    EXPECT_EQ(kFromCache, Revocation::flags & kFromCache);
+    EXPECT_NE(0u, Revocation::flags & CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT);
+  }
+  TakeRecord(L"trusted.dll");
+}
+
+// A host that is told of every library that is loaded, and reports one.
+struct LoadNotification {
+  struct Data {
+    ULONG flags;
+    const UNICODE_STRING* path;
+    const UNICODE_STRING* name;
+  };
+  using Callback = void(CALLBACK*)(ULONG, const Data*, void*);
+
+  static inline std::function<void()> action;
+
+  static void CALLBACK OnLoad(ULONG, const Data* data, void*) {
+    if (action && std::wstring_view(data->name->Buffer) == L"noticed.dll") std::exchange(action, nullptr)();
+  }
+};
+
+TEST_F(Protection, ReportFromALoadNotificationGoesOnWithoutAClient) {
+  using Register = LONG(NTAPI*)(ULONG, LoadNotification::Callback, void*, void**);
+  using Unregister = LONG(NTAPI*)(void*);
+  const HMODULE system = GetModuleHandleW(L"ntdll.dll");
+  const std::wstring path = folder.File(L"noticed.dll");
+  std::filesystem::copy_file(Client("trusted.dll"), path);
+  UseClient(path);
+  const Library library;
+  const auto report = library.CreateReport();
+  Initialize(*report, kServer);
+  Fill(*report);
+  void* cookie = nullptr;
+  LoadNotification::action = [&] { EXPECT_EQ(S_OK, report->Save()); };
+  reinterpret_cast<Register>(reinterpret_cast<void*>(GetProcAddress(system, "LdrRegisterDllNotification")))(
+      0, LoadNotification::OnLoad, nullptr, &cookie);
+  EXPECT_EQ("", Save(library));
+  reinterpret_cast<Unregister>(
+      reinterpret_cast<void*>(GetProcAddress(system, "LdrUnregisterDllNotification")))(cookie);
+  EXPECT_EQ(nullptr, LoadNotification::action);
+  EXPECT_EQ(1u, FilesIn(serverEvents).size());
+  EXPECT_NE(L"not loaded", TakeRecord(L"noticed.dll"));
 }
 
 // From before the folder is touched until the mutex is free, whatever comes of the save.

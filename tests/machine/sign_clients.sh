@@ -1,8 +1,8 @@
 #!/bin/sh
-# sign_clients.sh OUTPUT CLIENT INCOMPLETE   makes the client libraries of the tests, good and bad, in folder OUTPUT,
-# and authority.cer, the certificate of the authority that the tests trust.
+# sign_clients.sh OUTPUT CLIENT INCOMPLETE LIBRARY   makes the client libraries of the tests, good and bad, in folder
+# OUTPUT, two signed copies of our own library, and authority.cer, the certificate of the authority that the tests trust.
 set -eu
-output=$1 client=$2 incomplete=$3
+output=$1 client=$2 incomplete=$3 library=$4
 rm -rf "$output"
 mkdir -p "$output/ca"
 cd "$output/ca"
@@ -54,6 +54,7 @@ certificate product known code "$end"
 certificate old known code 20210101000000Z
 certificate website known server "$end"
 certificate foreign stranger code "$end"
+certificate other known code "$end"
 openssl x509 -in known.pem -outform der -out ../authority.cer
 
 cp "$client" ../unsigned.dll
@@ -62,6 +63,9 @@ sign product.pem product.key "$incomplete" incomplete
 sign old.pem old.key "$client" expired
 sign website.pem website.key "$client" wrong_use
 sign foreign.pem foreign.key "$client" foreign
+sign other.pem other.key "$client" of_other_publisher
+sign product.pem product.key "$library" varnel_signed
+sign foreign.pem foreign.key "$library" varnel_foreign
 sign foreign.only.pem foreign.key "$client" foreign_without_chain
 python3 - ../trusted.dll ../tampered.dll <<'END'
 import sys

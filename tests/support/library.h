@@ -18,7 +18,9 @@ namespace varnel::test {
 // with the product and with the library that stops at undefined behaviour.
 class Library {
  public:
-  Library() : module_(LoadLibraryW(Path().c_str())) { EXPECT_NE(nullptr, module_); }
+  explicit Library(const std::wstring& path = Path()) : module_(LoadLibraryW(path.c_str())) {
+    EXPECT_NE(nullptr, module_);
+  }
   ~Library() { FreeLibrary(module_); }
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;

@@ -1,6 +1,7 @@
 #include "support/registry_sandbox.h"
 
 #include "base/registry.h"
+#include "support/text.h"
 
 #include <gtest/gtest.h>
 
@@ -52,6 +53,26 @@ void SetBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::ve
 
 void DeleteValue(const wchar_t* key, const wchar_t* name) {
   ASSERT_EQ(ERROR_SUCCESS, RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key, name));
+}
+
+std::string ExportKey(HKEY parent, const std::wstring& path, std::size_t depth) {
+  RegistryKey key;
+  if (RegOpenKeyExW(parent, path.c_str(), 0, KEY_READ, key.Put()) != ERROR_SUCCESS) return {};
+  std::string text = std::string(depth * 2, ' ') + Narrow(path);
+  wchar_t name[300];
+  wchar_t value[1000];
+  DWORD length = 300;
+  DWORD size = sizeof(value);
+  for (DWORD i = 0; RegEnumValueW(key.Get(), i, name, &length, nullptr, nullptr,
+                                  reinterpret_cast<BYTE*>(value), &size) == ERROR_SUCCESS;
+       ++i, length = 300, size = sizeof(value))
+    text += " " + (length > 0 ? Narrow(name) + ":" : "") + "'" + Narrow({value, size / 2 - 1}) + "'";
+  text += "\n";
+  for (DWORD i = 0;
+       RegEnumKeyExW(key.Get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+       ++i, length = 300)
+    text += ExportKey(key.Get(), name, depth + 1);
+  return text;
 }
 
 }  // namespace varnel::test

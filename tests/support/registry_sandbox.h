@@ -19,6 +19,10 @@ void SetNumber(const wchar_t* key, const wchar_t* name, DWORD number);
 void SetBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::vector<BYTE>& bytes);
 void DeleteValue(const wchar_t* key, const wchar_t* name);
 
+// The key with its texts and all that stands below it, a line for each key; nothing where there is no such
+// key.
+std::string ExportKey(HKEY parent, const std::wstring& path, std::size_t depth = 0);
+
 // While it lives, HKEY_LOCAL_MACHINE is an empty key of this process alone; a loaded DLL sees it too. Nothing
 // of the real machine hive can be seen meanwhile, so no COM class is activated under it.
 class RegistrySandbox {

@@ -34,32 +34,22 @@ TEST(MachineInfo, BiasAddsDaylightTimeOnly) {
   zone.Bias = -60;
   zone.StandardBias = -7;
   zone.DaylightBias = -60;
-  const std::pair<DWORD, const wchar_t*> rows[] = {{TIME_ZONE_ID_UNKNOWN, L"-60"},
-                                                   {TIME_ZONE_ID_STANDARD, L"-60"},
-                                                   {TIME_ZONE_ID_DAYLIGHT, L"-120"},
-                                                   {TIME_ZONE_ID_INVALID, L"0"}};
-  for (const auto& [zoneId, bias] : rows) EXPECT_EQ(bias, TimeZoneBiasFrom(zoneId, zone));
+  for (const auto& row : test::Rules("bias"))
+    EXPECT_EQ(row[1], test::Narrow(TimeZoneBiasFrom(std::stoul(row[0]), zone))) << row[0];
 }
 
-TEST_F(LogTest, MacAddressNeedsTheFactsAndTakesTheFirstAdapterWithoutAnAddress) {
+TEST_F(LogTest, MacAddressIsThatOfTheFirstAdapterWhereNoAddressIsKnown) {
   Document document(L"R");
   Element& machine = *document.Root();
-  EXPECT_FALSE(AddMacAddress(nullptr));
-  EXPECT_FALSE(AddMacAddress(&machine));
   machine.AddElement(L"AgentGUID");
   EXPECT_FALSE(AddMacAddress(&machine));
-  EXPECT_THAT(lines,
-              testing::ElementsAre("5 Quorvel: PopulateMAC() called with uninitialized machine element",
-                                   "5 Quorvel: PopulateMAC() called with uninitialized GUID element",
-                                   "5 Quorvel: PopulateMAC() called with uninitialized IP element"));
+  EXPECT_THAT(lines, testing::ElementsAre("5 Quorvel: PopulateMAC() called with uninitialized IP element"));
   machine.AddElement(L"IPAddress")->AddText(L"");
   EXPECT_TRUE(AddMacAddress(&machine));
   CandidateTable table;
-  const bool found = SelectMacAddress(table);
-  const std::string mac = found ? table.adapters.begin()->second.mac : "";
-  EXPECT_THAT(
-      document.ToString(false),
-      testing::EndsWith(L"<RawMACAddress>" + std::wstring(mac.begin(), mac.end()) + L"</RawMACAddress></R>"));
+  const std::string mac = SelectMacAddress(table) ? table.adapters.begin()->second.mac : "";
+  EXPECT_THAT(document.ToString(false),
+              testing::EndsWith(L"<RawMACAddress>" + test::Wide(mac) + L"</RawMACAddress></R>"));
 }
 
 }  // namespace

@@ -8,12 +8,7 @@
 namespace AdvXMLParser {
 namespace {
 
-using varnel::test::Exists;
-using varnel::test::ReadBytes;
-using varnel::test::TempFolder;
-using varnel::test::WriteBytes;
-
-constexpr std::uint32_t kUntouched = 77;
+using namespace varnel::test;
 
 bool Refuse(const std::string&) {
   return false;
@@ -26,31 +21,41 @@ bool Reverse(const std::string& utf8, std::string& output) {
   return true;
 }
 
-struct Failure {
-  std::wstring text;
-  std::int32_t encoding;
-  Transformation transform;
-  AcceptTest accept;
-  std::int32_t status;
-  std::wstring error;
+class FileWriter : public testing::Test {
+ protected:
+  // The reason, or nothing for success; through both forms of saving.
+  static std::wstring Save(const std::wstring& path, const std::wstring& text = L"x") {
+    const std::int32_t status = SaveToFile(path, text, kUtf8Encoding, nullptr, nullptr, nullptr);
+    const std::wstring reason = GetLastErrorText();
+    EXPECT_EQ(reason.empty() ? kSaved : kSaveFailed, status);
+    return reason;
+  }
+
+  const TempFolder folder;
+  const std::wstring path = folder.File(L"file");
 };
 
-TEST(FileWriter, FailureBeforeTheWriteLeavesAnExistingFileAlone) {
-  const Failure rows[] = {
+TEST_F(FileWriter, FailureBeforeTheWriteLeavesAnExistingFileAlone) {
+  const struct {
+    std::wstring text;
+    std::int32_t encoding;
+    Transformation transform;
+    AcceptTest accept;
+    std::int32_t status;
+    std::wstring error;
+  } rows[] = {
       {L"x", 1, nullptr, nullptr, -1, L"unsupported encoding on write"},
       {L"", 4, nullptr, nullptr, -1,
        L"Couldn't convert to UTF-8. WideCharToMultiByte did not change the output string"},
       {L"x", 4, nullptr, Refuse, -1216, L""},
       {L"x", 4, Decline, nullptr, -1, L""},
   };
-  const TempFolder folder;
-  const std::wstring path = folder.File(L"existing");
   WriteBytes(path, "before");
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
-    std::uint32_t detail = kUntouched;
+    std::uint32_t detail = 77;
     EXPECT_EQ(row.status, SaveToFile(path, row.text, row.encoding, &detail, row.transform, row.accept));
-    EXPECT_EQ(row.status == kSaveRefused ? kUntouched : 0, detail);
+    EXPECT_EQ(row.status == kSaveRefused ? 77u : 0u, detail);
     EXPECT_EQ(row.error, GetLastErrorText());
     EXPECT_EQ("before", ReadBytes(path));
     try {
@@ -64,37 +69,38 @@ TEST(FileWriter, FailureBeforeTheWriteLeavesAnExistingFileAlone) {
   }
 }
 
-TEST(FileWriter, FileHoldsExactlyTheUtf8Bytes) {
+TEST_F(FileWriter, FileHoldsExactlyTheUtf8Bytes) {
   const std::pair<std::wstring, std::string> rows[] = {
       {std::wstring(100'000, L'z'), std::string(100'000, 'z')},
       {L"a\r\n\x00E9", "a\r\n\xC3\xA9"},
       {L"x\xD83Dy\xD83D\xDE00", "x\xEF\xBF\xBDy\xF0\x9F\x98\x80"},
       {std::wstring(L"cut\0here", 8), "cut"},
   };
-  const TempFolder folder;
-  const std::wstring path = folder.File(L"file");
   for (const auto& [text, bytes] : rows) {
-    std::uint32_t detail = kUntouched;
-    EXPECT_EQ(kSaved, SaveToFile(path, text, kUtf8Encoding, &detail, nullptr, nullptr));
-    EXPECT_EQ(0u, detail);
+    EXPECT_EQ(L"", Save(path, text));
     EXPECT_EQ(bytes, ReadBytes(path));
   }
   EXPECT_NO_THROW(WriteToFile(path, L"abc", kUtf8Encoding, Reverse, nullptr));
   EXPECT_EQ("cba", ReadBytes(path));
 }
 
-TEST(FileWriter, FailureOfTheFileItselfNamesTheReason) {
-  const TempFolder folder;
-  const auto save = [](const std::wstring& path) {
-    return SaveToFile(path, L"x", kUtf8Encoding, nullptr, nullptr, nullptr);
-  };
-  EXPECT_EQ(kSaveFailed, save(folder.File(L"missing\\file")));
+TEST_F(FileWriter, FailureOfTheFileItselfNamesTheReason) {
+  EXPECT_EQ(L"Couldn't open to write: No such file or directory", Save(folder.File(L"missing\\file")));
   const wchar_t* const first = GetLastErrorText();
-  EXPECT_EQ(kSaveFailed, save(folder.Path()));
-  EXPECT_STREQ(L"Couldn't open to write: Permission denied", GetLastErrorText());
+  EXPECT_EQ(L"Couldn't open to write: Permission denied", Save(folder.Path()));
   EXPECT_STREQ(L"Couldn't open to write: No such file or directory", first) << "a text never changes";
-  EXPECT_EQ(kSaved, save(folder.File(L"file")));
-  EXPECT_STREQ(L"", GetLastErrorText());
+  EXPECT_EQ(L"", Save(path));
+}
+
+// What somebody has put under the name before, to have it written by a process with more rights.
+TEST_F(FileWriter, FileOfAnotherNameIsNotTouchedAndNoChildProcessGetsTheHandle) {
+  WriteBytes(folder.File(L"victim"), "precious");
+  ASSERT_TRUE(CreateHardLinkW(path.c_str(), folder.File(L"victim").c_str(), nullptr));
+  EXPECT_EQ(L"Couldn't open to write: Permission denied", Save(path));
+  EXPECT_EQ("precious", ReadBytes(path));
+  DWORD flags = HANDLE_FLAG_INHERIT;
+  EXPECT_TRUE(GetHandleInformation(OpenForText(folder.File(L"new")).Get(), &flags));
+  EXPECT_EQ(0u, flags & HANDLE_FLAG_INHERIT);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include "com/com_object.h"
 #include "events/orba_event_inf.h"
-#include "events/results.h"
 #include "support/registry_sandbox.h"
+#include "support/text.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,6 @@ class CallbackComponent final : public IClassFactory, public IOrbaEventInfCallba
   HRESULT answer = S_OK;
   bool callsBack = false;
   void* registered = nullptr;
-  ULONG objects = 0;
   LONG references = 0;
 
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
@@ -29,10 +28,7 @@ class CallbackComponent final : public IClassFactory, public IOrbaEventInfCallba
   STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references)); }
   STDMETHODIMP_(ULONG) Release() override { return static_cast<ULONG>(InterlockedDecrement(&references)); }
 
-  STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** out) override {
-    ++objects;
-    return QueryInterface(iid, out);
-  }
+  STDMETHODIMP CreateInstance(IUnknown*, REFIID iid, void** out) override { return QueryInterface(iid, out); }
   STDMETHODIMP LockServer(BOOL) override { return S_OK; }
 
   STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
@@ -72,50 +68,33 @@ class FrameworkNotifications : public testing::Test {
 };
 
 TEST_F(FrameworkNotifications, AnswerOfTheRegistrationDecides) {
-  struct {
-    HRESULT answer;
-    HRESULT result;
-    bool before;  // what "available" was, and what it is afterwards
-    bool after;
-  } const rows[] = {
-      {S_OK, S_OK, false, true},
-      {S_FALSE, S_FALSE, false, true},
-      {kRegistrationRefused, S_OK, true, false},
-      {kRegistrationRefused, S_OK, false, false},
-      {E_FAIL, E_FAIL, true, true},
-      {E_FAIL, E_FAIL, false, false},
-      {E_ACCESSDENIED, E_ACCESSDENIED, true, true},
+  const auto code = [](const std::string& text) {
+    return static_cast<HRESULT>(std::stoul(text, nullptr, 16));
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << std::hex << row.answer << " when available is " << row.before);
+  for (const auto& row : test::Rules("notification")) {
+    SCOPED_TRACE(testing::PrintToString(row));
+    const bool before = row[2] == "1";
     component.answer = S_OK;
-    ASSERT_EQ(S_OK, row.before ? Notify() : object->OnFrameworkTerminate());
-    ASSERT_EQ(row.before, object->IsFrameworkAvailable());
-    component.answer = row.answer;
-    EXPECT_EQ(row.result, Notify());
-    EXPECT_EQ(row.after, object->IsFrameworkAvailable());
+    ASSERT_EQ(S_OK, before ? Notify() : object->OnFrameworkTerminate());
+    ASSERT_EQ(before, object->IsFrameworkAvailable());
+    component.answer = code(row[0]);
+    EXPECT_EQ(code(row[1]), Notify());
+    EXPECT_EQ(row[3] == "1", object->IsFrameworkAvailable());
     EXPECT_EQ(static_cast<IConnectionPointContainer*>(object.Get()), component.registered);
     EXPECT_EQ(0, component.references);
   }
 }
 
-TEST_F(FrameworkNotifications, MissingComponentChangesNothingAndItsErrorIsReturned) {
-  const HRESULT missing = object->OnFrameworkAvailable();
-  EXPECT_EQ(REGDB_E_CLASSNOTREG, missing);
-  EXPECT_FALSE(object->IsFrameworkAvailable());
-  ASSERT_EQ(S_OK, Notify());
-  EXPECT_EQ(missing, object->OnFrameworkAvailable());
-  EXPECT_TRUE(object->IsFrameworkAvailable());
-  EXPECT_EQ(1u, component.objects);
-}
-
-TEST_F(FrameworkNotifications, TerminationMayComeAnyTimeAndTwice) {
-  component.callsBack = true;  // while it registers the object: the success that follows wins
-  EXPECT_EQ(S_OK, Notify());
-  EXPECT_TRUE(object->IsFrameworkAvailable());
+TEST_F(FrameworkNotifications, MissingComponentChangesNothingAndTerminationMayComeAnyTime) {
+  for (const bool available : {false, true}) {
+    EXPECT_EQ(REGDB_E_CLASSNOTREG, object->OnFrameworkAvailable());
+    EXPECT_EQ(available, object->IsFrameworkAvailable());
+    component.callsBack = true;  // while it registers the object: the success that follows wins
+    EXPECT_EQ(S_OK, Notify());
+    EXPECT_TRUE(object->IsFrameworkAvailable());
+  }
   for (int i = 0; i < 2; ++i) {
-    std::thread framework([&] { EXPECT_EQ(S_OK, object->OnFrameworkTerminate()); });
-    framework.join();
+    std::jthread([&] { EXPECT_EQ(S_OK, object->OnFrameworkTerminate()); }).join();
     EXPECT_FALSE(object->IsFrameworkAvailable());
   }
 }

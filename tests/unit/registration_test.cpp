@@ -1,5 +1,7 @@
+#include "base/handles.h"
 #include "com/load_restriction.h"
 #include "com/registrar.h"
+#include "support/registry_sandbox.h"
 #include "support/text.h"
 
 #include <gtest/gtest.h>
@@ -48,69 +50,51 @@ TEST(RegistrationScript, IsRefusedWhenAnyPartIsNotUnderstood) {
 
 class Registrar : public testing::Test {
  protected:
-  Registrar() { Make(nullptr, &root); }
-  ~Registrar() override {
-    RegCloseKey(root);
-    RegDeleteTreeW(HKEY_CURRENT_USER, kRoot);
-  }
+  Registrar() { Make(L""); }
+  ~Registrar() override { RegDeleteTreeW(HKEY_CURRENT_USER, kRoot); }
 
-  void Make(const wchar_t* path, HKEY* key = nullptr) const {
-    HKEY made = nullptr;
-    EXPECT_EQ(ERROR_SUCCESS, RegCreateKeyExW(path ? root : HKEY_CURRENT_USER, path ? path : kRoot, 0, nullptr,
-                                             0, KEY_ALL_ACCESS, nullptr, &made, nullptr));
-    if (key)
-      *key = made;
-    else
-      RegCloseKey(made);
+  void Make(const wchar_t* path) {
+    EXPECT_EQ(ERROR_SUCCESS,
+              RegCreateKeyExW(*path ? root.Get() : HKEY_CURRENT_USER, *path ? path : kRoot, 0, nullptr, 0,
+                              KEY_ALL_ACCESS, nullptr, (*path ? made : root).Put(), nullptr));
   }
-  // The keys below the root, each with its own.
-  std::wstring Keys(HKEY key) const {
-    std::wstring keys;
-    wchar_t name[300];
-    DWORD length = 300;
-    for (DWORD i = 0;
-         RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
-         ++i, length = 300) {
-      HKEY child = nullptr;
-      RegOpenKeyExW(key, name, 0, KEY_READ, &child);
-      keys += name + (L"(" + Keys(child) + L")");
-      RegCloseKey(child);
-    }
-    return keys;
+  // The keys below the root, in one line.
+  std::string Keys() const {
+    return test::RegexReplaced(test::ExportKey(HKEY_CURRENT_USER, kRoot), "^[^\n]*\n|\n(?= )|\n$", "");
   }
-  std::wstring Keys() const { return Keys(root); }
   static std::vector<ScriptKey> Script(const std::string& body) {
     return ParseRegistrationScript("HKCR { " + body + " }", {}).value();
   }
 
   static constexpr wchar_t kRoot[] = L"Software\\VarnelRegistrarTest";
-  HKEY root = nullptr;
+  RegistryKey root;
+  RegistryKey made;
 };
 
 TEST_F(Registrar, RemovesWhatItWroteAndNothingElse) {
   const auto keys = Script("Plain { Child } Shared { Child } NoRemove Kept { ForceRemove Own { Deep } }");
   Make(L"Kept\\Own\\Old");
-  ASSERT_EQ(S_OK, RegisterKeys(root, keys));
-  ASSERT_EQ(S_OK, RegisterKeys(root, keys));
-  EXPECT_EQ(L"Kept(Own(Deep()))Plain(Child())Shared(Child())", Keys());
+  ASSERT_EQ(S_OK, RegisterKeys(root.Get(), keys));
+  ASSERT_EQ(S_OK, RegisterKeys(root.Get(), keys));
+  EXPECT_EQ("  Kept    Own      Deep  Plain    Child  Shared    Child", Keys());
   Make(L"Shared\\Foreign");
   Make(L"Kept\\Own\\Foreign");
-  EXPECT_EQ(S_OK, UnregisterKeys(root, keys));
-  EXPECT_EQ(L"Kept()Shared(Foreign())", Keys());
-  EXPECT_EQ(S_OK, UnregisterKeys(root, keys));
+  EXPECT_EQ(S_OK, UnregisterKeys(root.Get(), keys));
+  EXPECT_EQ("  Kept  Shared    Foreign", Keys());
+  EXPECT_EQ(S_OK, UnregisterKeys(root.Get(), keys));
 }
 
 TEST_F(Registrar, ScriptThatFailsHalfWayIsUndoneAndTheFirstFailureReturned) {
   // A key's name may have 255 characters.
   const std::string tooLong(300, 'x');
-  EXPECT_TRUE(FAILED(RegisterKeys(root, Script("First { Child } Second { " + tooLong + " } Third"))));
-  EXPECT_EQ(L"", Keys());
-  ASSERT_EQ(S_OK, RegisterKeys(root, Script("First { Child } Last")));
+  EXPECT_TRUE(FAILED(RegisterKeys(root.Get(), Script("First { Child } Second { " + tooLong + " } Third"))));
+  EXPECT_EQ("", Keys());
+  ASSERT_EQ(S_OK, RegisterKeys(root.Get(), Script("First { Child } Last")));
   const auto bad = Script("First { " + tooLong + " Child } ForceRemove '" + tooLong + "\\x' Last");
-  const HRESULT result = UnregisterKeys(root, bad);
+  const HRESULT result = UnregisterKeys(root.Get(), bad);
   EXPECT_TRUE(FAILED(result));
-  EXPECT_EQ(UnregisterKeys(root, Script(tooLong)), result);
-  EXPECT_EQ(L"", Keys()) << "what can be removed is removed all the same";
+  EXPECT_EQ(UnregisterKeys(root.Get(), Script(tooLong)), result);
+  EXPECT_EQ("", Keys()) << "what can be removed is removed all the same";
 }
 
 TEST(LoadRestriction, ConcernsTheOldSystemWithAnUnmanagedAgentOnly) {

@@ -57,8 +57,12 @@ TEST_F(Settings, FollowTheRules) {
   auto addresses = Rules("address");
   addresses.push_back({std::string(259, '1'), std::string(259, '1')});
   addresses.push_back({std::string(260, '1'), ""});
+  addresses.push_back({"1.2" + std::string(257, '\0'), "1.2"});  // its end need not be the buffer's
   for (const Row& row : addresses) {
-    SetText(kFramework, L"IPAddress", Wide(row[0]));
+    std::wstring text = Wide(row[0]);
+    if (text.size() < 260) text += L'\0';
+    const auto* const begin = reinterpret_cast<const BYTE*>(text.data());
+    SetBytes(kFramework, L"IPAddress", REG_SZ, {begin, begin + text.size() * 2});
     EXPECT_EQ(row[1], Narrow(ReadAgentIPAddress()));
   }
   EXPECT_EQ(L"{00000000-0000-0000-0000-000000000000}", ReadAgentGuid());
@@ -67,34 +71,30 @@ TEST_F(Settings, FollowTheRules) {
 }
 
 // Bytes of a value, as the reader of texts gives them: up to the first zero, a lone last byte as a character.
-TEST_F(Settings, TextsAreReadWholeWhateverTheirLengthAndEnd) {
-  for (const unsigned size :
-       {0u, 1u, 2u, 3u, 256u, 258u, 259u, 260u, 261u, 262u, 519u, 520u, 521u, 2000u, 7998u}) {
+TEST_F(Settings, TextsAreReadWholeAndThoseThatFillTheirBufferNotAtAll) {
+  wchar_t buffer[4000];
+  for (const unsigned size : {0u, 1u, 2u, 3u, 258u, 259u, 260u, 261u, 519u, 520u, 521u, 7998u}) {
     for (const unsigned zeros : {0u, 4u}) {
       Bytes bytes(size, 'A');
       bytes.insert(bytes.end(), zeros, 0);
       SetBytes(kKey, L"Name", REG_BINARY, bytes);
-      wchar_t buffer[4000];
       std::fill(std::begin(buffer), std::end(buffer), L'#');
       ASSERT_TRUE(ReadRegistryString(buffer, 4000, kKey, L"Name")) << size;
       EXPECT_EQ((size + 1) / 2, std::wcslen(buffer)) << size;
       EXPECT_EQ(L'\0', buffer[3999]) << "padded with zeros";
     }
   }
-}
-
-TEST_F(Settings, TextThatFillsItsBufferOrCannotBeReadIsNone) {
-  wchar_t buffer[5] = L"abcd";
-  EXPECT_FALSE(ReadRegistryString(buffer, 5, kKey, L"Name"));
+  wchar_t small[5] = L"abcd";
   SetText(kKey, L"Other", L"1234");
-  EXPECT_FALSE(ReadRegistryString(buffer, 5, kKey, L"Name"));
-  EXPECT_FALSE(ReadRegistryString(buffer, 5, kKey, nullptr));
+  EXPECT_FALSE(ReadRegistryString(small, 5, kKey, L"Missing"));
+  EXPECT_FALSE(ReadRegistryString(small, 5, L"SOFTWARE\\Missing", L"Other"));
+  EXPECT_FALSE(ReadRegistryString(small, 5, kKey, nullptr));
   EXPECT_FALSE(ReadRegistryString(nullptr, 5, kKey, L"Other"));
-  EXPECT_STREQ(L"abcd", buffer);
-  EXPECT_TRUE(ReadWholeRegistryString(buffer, kKey, L"Other"));
+  EXPECT_STREQ(L"abcd", small);
+  EXPECT_TRUE(ReadWholeRegistryString(small, kKey, L"Other"));
   SetText(kKey, L"Other", L"12345");
-  EXPECT_FALSE(ReadWholeRegistryString(buffer, kKey, L"Other"));
-  EXPECT_EQ(L'5', buffer[4]);
+  EXPECT_FALSE(ReadWholeRegistryString(small, kKey, L"Other"));
+  EXPECT_EQ(L'5', small[4]);
 }
 
 TEST(DisabledEventList, FollowsTheRulesAndItsModel) {

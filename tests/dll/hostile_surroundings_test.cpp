@@ -1,0 +1,222 @@
+// What somebody who may write the event folder, a client with other rights and a broken system can do to a save. Their
+// moments come through the import table of the loaded library.
+
+#include "support/captured_output.h"
+#include "support/import_hook.h"
+#include "support/library.h"
+#include "support/trace_reader.h"
+
+#include <gmock/gmock.h>
+#include <sddl.h>
+
+#include <atomic>
+#include <cwchar>
+#include <filesystem>
+#include <functional>
+#include <thread>
+#include <utility>
+
+namespace varnel::test {
+namespace {
+
+template <class Function>
+void* Address(Function* function) {
+  return reinterpret_cast<void*>(function);
+}
+
+class HostileSurroundings : public AgentTest {
+ protected:
+  HostileSurroundings() { folder.MakeFolder(L"ServerEvents"); }
+
+  static HRESULT Save(IOrbaEventInf3& report, const wchar_t* softwareId = kServer) {
+    const CapturedOutput output;
+    EXPECT_EQ(S_OK, Initialize(report, softwareId));
+    Fill(report);
+    return report.Save();
+  }
+  HRESULT Save(const wchar_t* softwareId = kServer) const { return Save(*library.CreateReport(), softwareId); }
+
+  Library library;
+};
+
+// Acts at the moment when the library closes an event file for the first time.
+struct AtClose {
+  static inline std::function<void(const std::wstring& path)> attack;
+
+  static BOOL WINAPI Close(HANDLE handle) {
+    wchar_t path[300] = {};
+    GetFinalPathNameByHandleW(handle, path, 300, 0);
+    const BOOL result = CloseHandle(handle);
+    if (attack && std::wstring_view(path).ends_with(L".xml")) std::exchange(attack, nullptr)(path);
+    return result;
+  }
+};
+
+TEST_F(HostileSurroundings, OnlyTheFileThatWasReservedIsWrittenAndNothingElseTouched) {
+  const ImportHook hook(library.Module(), "CloseHandle", Address(&AtClose::Close));
+  const std::wstring victim = folder.File(L"victim");
+  WriteBytes(victim, "precious");
+  const std::function<void(const std::wstring&)> attacks[] = {
+      [&](const std::wstring& path) {
+        EXPECT_TRUE(CopyFileW(victim.c_str(), folder.File(L"copy").c_str(), FALSE));
+        EXPECT_TRUE(MoveFileExW(folder.File(L"copy").c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING));
+      },
+      [&](const std::wstring& path) {
+        DeleteFileW(path.c_str());
+        EXPECT_TRUE(CreateHardLinkW(path.c_str(), victim.c_str(), nullptr));
+      },
+      [](const std::wstring& path) {
+        DeleteFileW(path.c_str());
+        EXPECT_TRUE(CreateDirectoryW(path.c_str(), nullptr));
+      },
+      [&](const std::wstring& path) {
+        EXPECT_TRUE(CreateHardLinkW(folder.File(L"second").c_str(), path.c_str(), nullptr));
+      },
+  };
+  for (const auto& attack : attacks) {
+    SCOPED_TRACE(&attack - attacks);
+    AtClose::attack = attack;
+    EXPECT_EQ(kRefused, Save());
+    EXPECT_EQ("precious", ReadBytes(victim));
+    for (const auto& file : FilesIn(serverEvents)) {
+      const std::wstring path = serverEvents + L"\\" + file;
+      EXPECT_TRUE(std::filesystem::is_directory(path) || ReadBytes(path) == "precious");
+    }
+    std::filesystem::remove_all(serverEvents);
+  }
+  EXPECT_EQ("", ReadBytes(folder.File(L"second")));
+}
+
+// Notes every opening that tells a pipe's server who this process is, or lets a child process have the handle.
+struct Openings {
+  static inline int count = 0;
+  static inline int careless = 0;
+
+  static void Note(const SECURITY_ATTRIBUTES* attributes, DWORD flags) {
+    constexpr DWORD kQualities = SECURITY_SQOS_PRESENT | SECURITY_DELEGATION;
+    ++count;
+    careless += (flags & kQualities) != (SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS) ||
+                (attributes && attributes->bInheritHandle);
+  }
+  static HANDLE WINAPI Wide(const wchar_t* path, DWORD access, DWORD sharing, SECURITY_ATTRIBUTES* attributes,
+                            DWORD disposition, DWORD flags, HANDLE like) {
+    Note(attributes, flags);
+    return CreateFileW(path, access, sharing, attributes, disposition, flags, like);
+  }
+  static HANDLE WINAPI Narrow(const char* path, DWORD access, DWORD sharing, SECURITY_ATTRIBUTES* attributes,
+                              DWORD disposition, DWORD flags, HANDLE like) {
+    Note(attributes, flags);
+    return CreateFileA(path, access, sharing, attributes, disposition, flags, like);
+  }
+};
+
+TEST_F(HostileSurroundings, NoOpeningGivesTheProcessAway) {
+  const ImportHook wide(library.Module(), "CreateFileW", Address(&Openings::Wide));
+  const ImportHook narrow(library.Module(), "CreateFileA", Address(&Openings::Narrow));
+  const TraceReader reader;
+  SetNumber(kLog, L"LogLevel", 8);
+  SetText(kFramework, L"SelfProtectionClient", folder.File(L"none.dll"));
+  EXPECT_EQ(S_OK, Save());
+  EXPECT_EQ(S_OK, Save(kAgent));
+  EXPECT_LT(20, Openings::count);
+  EXPECT_EQ(0, Openings::careless);
+}
+
+bool Impersonates() {
+  KernelHandle token;
+  return OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) != FALSE;
+}
+
+// Libraries are looked for as the process.
+struct Loading {
+  static inline int count = 0;
+  static inline int asClient = 0;
+  static inline bool refuseToRestore = false;
+
+  static HMODULE WINAPI Library(const wchar_t* path, HANDLE file, DWORD flags) {
+    ++count;
+    asClient += Impersonates();
+    return LoadLibraryExW(path, file, flags);
+  }
+  static HRESULT WINAPI TypeLibrary(const OLECHAR* path, REGKIND kind, ITypeLib** library) {
+    ++count;
+    asClient += Impersonates();
+    return LoadTypeLibEx(path, kind, library);
+  }
+  static BOOL WINAPI SetToken(HANDLE* thread, HANDLE token) {
+    return refuseToRestore && token ? FALSE : SetThreadToken(thread, token);
+  }
+};
+
+TEST_F(HostileSurroundings, LibrariesAreLoadedAsTheProcessAndTheClientsIdentityComesBack) {
+  const ImportHook hooks[] = {{library.Module(), "LoadLibraryExW", Address(&Loading::Library)},
+                              {library.Module(), "LoadTypeLibEx", Address(&Loading::TypeLibrary)},
+                              {library.Module(), "SetThreadToken", Address(&Loading::SetToken)}};
+  ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+  const auto report = library.CreateReport();
+  ComPtr<ITypeInfo> info;
+  Loading::refuseToRestore = true;
+  const bool refused = FAILED(report->GetTypeInfo(0, LOCALE_NEUTRAL, info.Put()));
+  RevertToSelf();
+  Loading::refuseToRestore = false;
+  ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+  const HRESULT described = report->GetTypeInfo(0, LOCALE_NEUTRAL, info.Put());
+  const HRESULT saved = Save(*report);
+  const bool still = Impersonates();
+  RevertToSelf();
+  EXPECT_TRUE(refused) << "a thread that has more rights than its client must not go on";
+  EXPECT_EQ(S_OK, described);
+  EXPECT_EQ(S_OK, saved);
+  EXPECT_TRUE(still);
+  EXPECT_LT(2, Loading::count);
+  EXPECT_EQ(0, Loading::asClient);
+}
+
+// The system's adapter query, failing with a size that nobody has made room for.
+struct AdapterQuery {
+  static inline std::vector<ULONG> sizes;
+
+  static ULONG WINAPI Get(ULONG, ULONG, void*, void*, ULONG* size) {
+    sizes.push_back(std::exchange(*size, 1'000'000));
+    return ERROR_INVALID_FUNCTION;
+  }
+  static FARPROC WINAPI Find(HMODULE module, const char* name) {
+    if (std::string_view(name) == "GetAdaptersAddresses") return reinterpret_cast<FARPROC>(Address(&Get));
+    return GetProcAddress(module, name);
+  }
+};
+
+TEST_F(HostileSurroundings, FailingAdapterQueryGetsTheSizeOfItsBuffer) {
+  const ImportHook hook(library.Module(), "GetProcAddress", Address(&AdapterQuery::Find));
+  EXPECT_EQ(S_OK, Save());
+  EXPECT_THAT(AdapterQuery::sizes, testing::ElementsAre(448, 448));
+}
+
+TEST_F(HostileSurroundings, MutexOfAnotherAccountIsWaitedForAndAnAbandonedOneTaken) {
+  constexpr wchar_t kName[] = L"ORBAEVTINFMUTEX";
+  SECURITY_ATTRIBUTES attributes{sizeof(attributes), nullptr, FALSE};
+  ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
+      L"D:(A;;0x100000;;;WD)", SDDL_REVISION_1, &attributes.lpSecurityDescriptor, nullptr));  // to wait, and no more
+  const KernelHandle mutex(CreateMutexW(&attributes, FALSE, kName));
+  LocalFree(attributes.lpSecurityDescriptor);
+  ASSERT_TRUE(mutex);
+  ASSERT_EQ(nullptr, CreateMutexW(nullptr, FALSE, kName));
+  WaitForSingleObject(mutex.Get(), INFINITE);
+  std::atomic<bool> saved = false;
+  std::jthread saver([&] {
+    EXPECT_EQ(S_OK, Save());
+    saved = true;
+  });
+  Sleep(300);
+  EXPECT_FALSE(saved);
+  EXPECT_TRUE(FilesIn(serverEvents).empty());
+  ReleaseMutex(mutex.Get());
+  saver.join();
+  TakeFiles(serverEvents);
+  std::jthread([&] { WaitForSingleObject(mutex.Get(), INFINITE); }).join();
+  EXPECT_EQ(S_OK, Save());
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(mutex.Get(), 0)) << "it was given back";
+}
+
+}  // namespace
+}  // namespace varnel::test
