@@ -154,18 +154,5 @@ TEST(Contract, RegistrationWritesEveryKeyAndLeavesNothingBehind) {
   RegCloseKey(classes);
 }
 
-// The registered classes' scripts are seen above.
-TEST(Contract, ResourcesHoldTheScriptsThatNothingRuns) {
-  const Library library;
-  std::string scripts;
-  for (const WORD number : {WORD{102}, WORD{103}}) {
-    const HRSRC found = FindResourceW(library.Module(), MAKEINTRESOURCEW(number), L"REGISTRY");
-    ASSERT_NE(nullptr, found) << number;
-    const auto* const text = static_cast<const char*>(LockResource(LoadResource(library.Module(), found)));
-    scripts += std::to_string(number) + "\n" + std::string(text, SizeofResource(library.Module(), found));
-  }
-  EXPECT_EQ(ReadFacts("golden/unused_scripts.txt"), Replaced(scripts, "\r", ""));
-}
-
 }  // namespace
 }  // namespace varnel::test
