@@ -20,7 +20,7 @@ NEVER_IMPORTED = {
     "Crypt*": "loads libraries by name, in the runtime's case under the loader lock",
     "AddVectored*": "hooks the whole process, and outlives the library",
     "SetUnhandledExceptionFilter": "hooks the whole process",
-    "[TF]lsAlloc": "is not given back: the runtime's slots are taken by src/com/runtime_imports.cpp",
+    "[TF]lsAlloc": "is not given back: the runtime's slots are taken by src/com/compiler_runtime.cpp",
 }
 HARDENING = {
     "IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE": True,  # the value: on x86 too

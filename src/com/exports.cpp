@@ -1,9 +1,9 @@
 #include "base/hresult.h"
 #include "com/class_table.h"
+#include "com/compiler_runtime.h"
 #include "com/load_restriction.h"
 #include "com/module.h"
 #include "com/registration.h"
-#include "com/runtime_imports.h"
 #include "settings/agent_settings.h"
 
 #include <windows.h>
@@ -48,7 +48,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* processEn
       if (processEnds) break;
       varnel::ReleaseClassObjects();
       Module::Instance().Detach();
-      varnel::ReleaseRuntimeSlots();
+      varnel::ReleaseCompilerRuntime();
       break;
     default:
       break;

@@ -1,5 +1,5 @@
-// What somebody who may write the event folder, a client with other rights and a broken system can do to a save. Their
-// moments come through the import table of the loaded library.
+// What somebody who may write the event folder, a client with other rights and a broken system can do to a
+// save. Their moments come through the import table of the loaded library.
 
 #include "support/captured_output.h"
 #include "support/import_hook.h"
@@ -34,7 +34,9 @@ class HostileSurroundings : public AgentTest {
     Fill(report);
     return report.Save();
   }
-  HRESULT Save(const wchar_t* softwareId = kServer) const { return Save(*library.CreateReport(), softwareId); }
+  HRESULT Save(const wchar_t* softwareId = kServer) const {
+    return Save(*library.CreateReport(), softwareId);
+  }
 
   Library library;
 };
@@ -87,7 +89,8 @@ TEST_F(HostileSurroundings, OnlyTheFileThatWasReservedIsWrittenAndNothingElseTou
   EXPECT_EQ("", ReadBytes(folder.File(L"second")));
 }
 
-// Notes every opening that tells a pipe's server who this process is, or lets a child process have the handle.
+// Notes every opening that tells a pipe's server who this process is, or lets a child process have the
+// handle.
 struct Openings {
   static inline int count = 0;
   static inline int careless = 0;
@@ -195,8 +198,9 @@ TEST_F(HostileSurroundings, FailingAdapterQueryGetsTheSizeOfItsBuffer) {
 TEST_F(HostileSurroundings, MutexOfAnotherAccountIsWaitedForAndAnAbandonedOneTaken) {
   constexpr wchar_t kName[] = L"ORBAEVTINFMUTEX";
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), nullptr, FALSE};
-  ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
-      L"D:(A;;0x100000;;;WD)", SDDL_REVISION_1, &attributes.lpSecurityDescriptor, nullptr));  // to wait, and no more
+  ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:(A;;0x100000;;;WD)", SDDL_REVISION_1,
+                                                                   &attributes.lpSecurityDescriptor,
+                                                                   nullptr));  // to wait, and no more
   const KernelHandle mutex(CreateMutexW(&attributes, FALSE, kName));
   LocalFree(attributes.lpSecurityDescriptor);
   ASSERT_TRUE(mutex);

@@ -154,6 +154,7 @@ TEST_F(Objects, ManyThreadsGetOneClassObjectThatKeepsTheModuleLoaded) {
 
 // How the event object's destruction slot is called: as the Microsoft compiler calls a member function.
 #if defined(__i386__) && defined(__GNUC__)
+#pragma GCC diagnostic ignored "-Wattributes"  // it is meant for member functions
 using Destroy = void*(__attribute__((thiscall)) *)(void*, unsigned);
 #else
 using Destroy = void* (*)(void*, unsigned);

@@ -130,9 +130,9 @@ class LongLife : public AgentTest {
     EXPECT_EQ(before.tlsSlot, after.tlsSlot);
     // A few pages to breathe; what each round left behind would be more.
     EXPECT_LE(after.memory, before.memory + 65'536);
-    std::printf("figures: %s: %d times, handles %d to %d, TLS slot %lu to %lu, memory %llu to %llu KB\n",
-                name, times, before.handles, after.handles, before.tlsSlot, after.tlsSlot,
-                before.memory / 1024, after.memory / 1024);
+    std::printf("figures: %s: %d times, handles %d to %d, TLS slot %lu to %lu, memory %zu to %zu KB\n", name,
+                times, before.handles, after.handles, before.tlsSlot, after.tlsSlot,
+                std::size_t{before.memory} / 1024, std::size_t{after.memory} / 1024);
   }
 
   void LoadReportUnload(HRESULT expected) const {

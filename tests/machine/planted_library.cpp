@@ -1,4 +1,5 @@
-// A library that somebody has put beside a host's program under a name of the system's: notes that it has run.
+// A library that somebody has put beside a host's program under a name of the system's: notes that it has
+// run.
 
 #include <windows.h>
 
@@ -7,6 +8,7 @@
 BOOL WINAPI DllMain(HINSTANCE self, DWORD reason, void*) {
   wchar_t path[500];
   if (reason == DLL_PROCESS_ATTACH && GetModuleFileNameW(self, path, 490) != 0)
-    CloseHandle(CreateFileW(std::wcscat(path, L".ran"), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+    CloseHandle(
+        CreateFileW(std::wcscat(path, L".ran"), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
   return TRUE;
 }

@@ -18,7 +18,12 @@ namespace varnel::test {
 // with the product and with the library that stops at undefined behaviour.
 class Library {
  public:
-  explicit Library(const std::wstring& path = Path()) : module_(LoadLibraryW(path.c_str())) {
+  explicit Library(const std::wstring& path = Path()) {
+    // What a host may have loaded before.
+    if (const wchar_t* const first = _wgetenv(L"VARNEL_LOAD_FIRST")) {
+      EXPECT_NE(nullptr, LoadLibraryW(first));
+    }
+    module_ = LoadLibraryW(path.c_str());
     EXPECT_NE(nullptr, module_);
   }
   ~Library() { FreeLibrary(module_); }

@@ -16,6 +16,7 @@ TempFolder::TempFolder() {
   static std::atomic<int> count{0};
   const auto name = L"varnel-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++count);
   path_ = (fs::temp_directory_path() / name).wstring();
+  fs::remove_all(path_);  // what a killed process of the same number has left
   fs::create_directories(path_);
 }
 

@@ -46,7 +46,7 @@ TEST_F(LogFilesTest, LinesHaveTheirFormAndErrorsGoToBothFiles) {
   LogError(L"facility", L"closed");
   Open(files.main, INVALID_HANDLE_VALUE);
   LogError(L"facility", L"closed, too");
-  Open(files.main, CreateMutexW(nullptr, FALSE, nullptr));
+  files.main.mutex = CreateMutexW(nullptr, FALSE, nullptr);
   Open(files.error);
   SetLogDetailList("f");
   for (int level = 0; level <= 7; ++level) LogMessage(level, L"facility", L"%d", level);

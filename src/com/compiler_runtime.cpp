@@ -1,0 +1,192 @@
+// What the compiler's statically linked runtime asks of the process is answered here, so that nothing of it
+// stays behind when the library is unloaded. All of this runs inside the runtime's start-up as well, so it
+// uses nothing of the runtime itself.
+
+#include "com/compiler_runtime.h"
+
+#if defined(__GNUC__)
+
+#include <windows.h>
+
+#include <atomic>
+
+namespace __gnu_cxx {
+void __freeres();  // frees the emergency exception pool
+}
+
+namespace {
+
+template <class Function>
+Function* KernelFunction(const char* name) noexcept {
+  const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
+  return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(kernel, name)));
+}
+
+// What the runtime takes and never gives back is remembered: a host that loads and unloads the library a
+// thousand times would run out of it.
+template <class Resource>
+class Taken {
+ public:
+  void Remember(Resource resource) noexcept {
+    const LONG index = count_++;
+    if (index < kMost) resources_[index] = resource;
+  }
+  template <class Give>
+  void GiveBack(Give* give) noexcept {
+    for (LONG index = 0; index < count_ && index < kMost; ++index) give(resources_[index]);
+    count_ = 0;
+  }
+
+ private:
+  static constexpr LONG kMost = 16;
+  std::atomic<LONG> count_{0};
+  Resource resources_[kMost]{};
+};
+
+constinit Taken<DWORD> g_slots;
+constinit Taken<HANDLE> g_semaphores;
+
+DWORD WINAPI TakeSlot() {
+  const DWORD slot = KernelFunction<DWORD WINAPI()>("TlsAlloc")();
+  if (slot != TLS_OUT_OF_INDEXES) g_slots.Remember(slot);
+  return slot;
+}
+
+// Of the mutexes inside libgcc; those of the C++ library are the functions below.
+HANDLE WINAPI MakeSemaphore(SECURITY_ATTRIBUTES* attributes, LONG count, LONG most, const wchar_t* name) {
+  using Make = HANDLE WINAPI(SECURITY_ATTRIBUTES*, LONG, LONG, const wchar_t*);
+  const HANDLE semaphore = KernelFunction<Make>("CreateSemaphoreW")(attributes, count, most, name);
+  if (semaphore) g_semaphores.Remember(semaphore);
+  return semaphore;
+}
+
+}  // namespace
+
+// The runtime calls the system through import pointers; defining them puts our functions in. On x86 their
+// names carry the call's decoration.
+#if defined(__i386__)
+
+// The runtime looks for its own shared library in the process and registers our frames with that one if the
+// host has it. Our unwinder, which is linked in, would not find them, and the first exception would end the
+// process.
+static HMODULE WINAPI FindModule(const char* name) {
+  constexpr char kSharedRuntime[] = "libgcc_s_dw2-1.dll";
+  if (name && lstrcmpiA(name, kSharedRuntime) == 0) return nullptr;
+  return KernelFunction<HMODULE WINAPI(const char*)>("GetModuleHandleA")(name);
+}
+
+extern DWORD(WINAPI* g_tlsAllocImport)() asm("__imp__TlsAlloc@0");
+extern decltype(&MakeSemaphore) g_createSemaphoreImport asm("__imp__CreateSemaphoreW@16");
+extern HMODULE(WINAPI* g_getModuleHandleImport)(const char*) asm("__imp__GetModuleHandleA@4");
+HMODULE(WINAPI* g_getModuleHandleImport)(const char*) = FindModule;
+#else
+extern DWORD(WINAPI* g_tlsAllocImport)() asm("__imp_TlsAlloc");
+extern decltype(&MakeSemaphore) g_createSemaphoreImport asm("__imp_CreateSemaphoreW");
+#endif
+DWORD(WINAPI* g_tlsAllocImport)() = TakeSlot;
+decltype(&MakeSemaphore) g_createSemaphoreImport = MakeSemaphore;
+
+// The C++ library's idea of threads, under the names and with the types of the compiler's win32 thread model.
+// The compiler's own mutexes need a semaphore each; a slim lock fits into the place of its handle.
+extern "C" {
+
+struct GthreadOnce {
+  int done;
+  long started;  // -1 at first
+};
+struct GthreadMutex {
+  long counter;
+  SRWLOCK lock;
+};
+struct GthreadRecursiveMutex {
+  long counter;
+  long depth;
+  unsigned long owner;
+  SRWLOCK lock;
+};
+
+int __mingwthr_key_dtor(DWORD key, void (*destroy)(void*));  // called for a thread that ends
+
+int __gthr_win32_once(GthreadOnce* once, void (*initialise)()) {
+  const std::atomic_ref done(once->done);
+  if (done) return 0;
+  if (InterlockedIncrement(&once->started) == 0) {
+    initialise();
+    done = 1;
+  }
+  while (!done) Sleep(0);
+  return 0;
+}
+
+int __gthr_win32_key_create(unsigned long* key, void (*destroy)(void*)) {
+  const DWORD slot = TakeSlot();
+  if (slot == TLS_OUT_OF_INDEXES) return static_cast<int>(GetLastError());
+  *key = slot;
+  __mingwthr_key_dtor(slot, destroy);
+  return 0;
+}
+int __gthr_win32_key_delete(unsigned long) {
+  return 0;  // all of them go with the library
+}
+void* __gthr_win32_getspecific(unsigned long key) {
+  const DWORD lastError = GetLastError();
+  void* const value = TlsGetValue(key);
+  SetLastError(lastError);
+  return value;
+}
+int __gthr_win32_setspecific(unsigned long key, const void* value) {
+  return TlsSetValue(key, const_cast<void*>(value)) ? 0 : static_cast<int>(GetLastError());
+}
+
+void __gthr_win32_mutex_init_function(GthreadMutex* mutex) {
+  mutex->lock = {};
+}
+void __gthr_win32_mutex_destroy(GthreadMutex*) {}
+int __gthr_win32_mutex_lock(GthreadMutex* mutex) {
+  AcquireSRWLockExclusive(&mutex->lock);
+  return 0;
+}
+int __gthr_win32_mutex_unlock(GthreadMutex* mutex) {
+  ReleaseSRWLockExclusive(&mutex->lock);
+  return 0;
+}
+
+void __gthr_win32_recursive_mutex_init_function(GthreadRecursiveMutex* mutex) {
+  *mutex = {-1, 0, 0, {}};
+}
+int __gthr_win32_recursive_mutex_lock(GthreadRecursiveMutex* mutex) {
+  const std::atomic_ref owner(mutex->owner);
+  if (owner != GetCurrentThreadId()) {
+    AcquireSRWLockExclusive(&mutex->lock);
+    owner = GetCurrentThreadId();
+  }
+  ++mutex->depth;
+  return 0;
+}
+int __gthr_win32_recursive_mutex_unlock(GthreadRecursiveMutex* mutex) {
+  if (--mutex->depth > 0) return 0;
+  std::atomic_ref(mutex->owner) = 0;
+  ReleaseSRWLockExclusive(&mutex->lock);
+  return 0;
+}
+}
+
+namespace varnel {
+
+void ReleaseCompilerRuntime() noexcept {
+  __gnu_cxx::__freeres();
+  g_slots.GiveBack(&TlsFree);
+  g_semaphores.GiveBack(&CloseHandle);
+}
+
+}  // namespace varnel
+
+#else
+
+namespace varnel {
+
+void ReleaseCompilerRuntime() noexcept {}
+
+}  // namespace varnel
+
+#endif
