@@ -8,7 +8,7 @@ target_compile_definitions(varnel_options INTERFACE
 
 if(MSVC)
   target_compile_definitions(varnel_options INTERFACE _CRT_SECURE_NO_WARNINGS _WINSOCK_DEPRECATED_NO_WARNINGS)
-  target_compile_options(varnel_options INTERFACE /W4 /WX /permissive- /utf-8 /EHsc /guard:cf)
+  target_compile_options(varnel_options INTERFACE "$<$<COMPILE_LANGUAGE:CXX>:/W4;/WX;/permissive-;/utf-8;/EHsc;/guard:cf>")
   target_link_options(varnel_options INTERFACE /guard:cf /DYNAMICBASE /NXCOMPAT)
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
   return()
@@ -17,6 +17,16 @@ endif()
 set(warnings
   -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
   -Wzero-as-null-pointer-constant -Wsuggest-override -Wextra-semi)
+if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+  set(warnings -Weverything -Werror
+    -Wno-c++98-compat -Wno-c++98-compat-pedantic -Wno-pre-c++14-compat -Wno-pre-c++17-compat -Wno-c++20-compat # we are C++20
+    -Wno-padded # members stand in the order in which they are read
+    -Wno-weak-vtables # COM interfaces are declared by the contract; the vtable of a small class may stand twice
+    # DispatchImpl overrides a destructor or not, as its interface has one.
+    -Wno-inconsistent-missing-destructor-override -Wno-suggest-destructor-override
+    -Wno-reserved-identifier -Wno-reserved-macro-identifier # names that the platform prescribes
+    -Wno-used-but-marked-unused) # mingw's own snprintf
+endif()
 target_compile_options(varnel_options INTERFACE
   "$<$<COMPILE_LANGUAGE:CXX>:${warnings}>")
 # -static: the C++ runtime comes inside; no time stamp: the same sources give the same bytes.

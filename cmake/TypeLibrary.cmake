@@ -13,8 +13,12 @@ function(varnel_type_library idl)
     else()
       set(environment win32)
     endif()
+    # On no path outside the developer prompt; it starts the compiler as its preprocessor.
+    find_program(MIDL NAMES midl REQUIRED HINTS
+      "$ENV{WindowsSdkVerBinPath}/x64"
+      "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows Kits\\Installed Roots;KitsRoot10]/bin/${CMAKE_VS_WINDOWS_TARGET_PLATFORM_VERSION}/x64")
     add_custom_command(OUTPUT ${header} ${guids} ${tlb}
-      COMMAND midl /nologo /env ${environment} /h ${header} /iid ${guids} /tlb ${tlb} /proxy nul /dlldata nul ${idl}
+      COMMAND ${MIDL} /nologo /cpp_cmd ${CMAKE_CXX_COMPILER} /env ${environment} /h ${header} /iid ${guids} /tlb ${tlb} /proxy nul /dlldata nul ${idl}
       DEPENDS ${idl} VERBATIM)
   else()
     find_program(WIDL NAMES ${MINGW_TRIPLE}-widl REQUIRED)

@@ -86,6 +86,10 @@ extern decltype(&MakeSemaphore) g_createSemaphoreImport asm("__imp_CreateSemapho
 DWORD(WINAPI* g_tlsAllocImport)() = TakeSlot;
 decltype(&MakeSemaphore) g_createSemaphoreImport = MakeSemaphore;
 
+#if defined(__clang__)
+#pragma clang diagnostic ignored "-Wmissing-prototypes"  // called by the runtime only
+#endif
+
 // The C++ library's idea of threads, under the names and with the types of the compiler's win32 thread model.
 // The compiler's own mutexes need a semaphore each; a slim lock fits into the place of its handle.
 extern "C" {
@@ -108,7 +112,7 @@ struct GthreadRecursiveMutex {
 int __mingwthr_key_dtor(DWORD key, void (*destroy)(void*));  // called for a thread that ends
 
 int __gthr_win32_once(GthreadOnce* once, void (*initialise)()) {
-  const std::atomic_ref done(once->done);
+  const std::atomic_ref<int> done(once->done);
   if (done) return 0;
   if (InterlockedIncrement(&once->started) == 0) {
     initialise();
@@ -155,7 +159,7 @@ void __gthr_win32_recursive_mutex_init_function(GthreadRecursiveMutex* mutex) {
   *mutex = {-1, 0, 0, {}};
 }
 int __gthr_win32_recursive_mutex_lock(GthreadRecursiveMutex* mutex) {
-  const std::atomic_ref owner(mutex->owner);
+  const std::atomic_ref<unsigned long> owner(mutex->owner);
   if (owner != GetCurrentThreadId()) {
     AcquireSRWLockExclusive(&mutex->lock);
     owner = GetCurrentThreadId();
@@ -165,7 +169,7 @@ int __gthr_win32_recursive_mutex_lock(GthreadRecursiveMutex* mutex) {
 }
 int __gthr_win32_recursive_mutex_unlock(GthreadRecursiveMutex* mutex) {
   if (--mutex->depth > 0) return 0;
-  std::atomic_ref(mutex->owner) = 0;
+  std::atomic_ref<unsigned long>(mutex->owner) = 0;
   ReleaseSRWLockExclusive(&mutex->lock);
   return 0;
 }

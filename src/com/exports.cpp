@@ -32,6 +32,8 @@ bool HostIsRefused() noexcept {
 
 }  // namespace
 
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* processEnds);
+
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* processEnds) {
   switch (reason) {
     case DLL_PROCESS_ATTACH:

@@ -14,16 +14,20 @@
 
 extern "C" {
 
+extern std::uintptr_t __stack_chk_guard;
+__attribute__((noreturn)) void __stack_chk_fail();
+__attribute__((noreturn)) void __chk_fail();
+
 std::uintptr_t __stack_chk_guard = 0xFF0A0D00;
 
 // Ends the process at once, as Windows does it for its own guards: the stack can no longer be trusted.
-[[noreturn]] void __stack_chk_fail() {
+void __stack_chk_fail() {
   constexpr unsigned kStackCookieCheckFailure = 2;
   asm volatile("int $0x29" : : "c"(kStackCookieCheckFailure));
   __builtin_trap();
 }
 
-[[noreturn]] void __chk_fail() {
+void __chk_fail() {
   __stack_chk_fail();
 }
 }

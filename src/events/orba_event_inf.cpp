@@ -49,7 +49,7 @@ void* COrbaEventInf::DeletingDestructor(unsigned int flags) {
     delete this;
   else
     this->~COrbaEventInf();
-  return address;
+  return address;  // NOLINT(clang-analyzer-cplusplus.NewDelete): the number, as that ABI has it
 }
 
 void* COrbaEventInf::FindInterface(REFIID iid) noexcept {
@@ -170,8 +170,7 @@ STDMETHODIMP COrbaEventInf::CreateEventElement(BSTR strEventNodeName, long lEven
                                                DATE GMTTime, IUnknown** pIEventElemNode) {
   return Guarded([&] {
     ComPtr<CEventElement> object;
-    const HRESULT result =
-        CreateEvent(strEventNodeName, lEventID, lSeverity, GMTTime, BadDate::kRefuse, object);
+    const HRESULT result = AddEvent(strEventNodeName, lEventID, lSeverity, GMTTime, BadDate::kRefuse, object);
     if (FAILED(result) || !pIEventElemNode) return result;
     IEventElement* element = nullptr;
     object->QueryInterface(IID_IEventElement, reinterpret_cast<void**>(&element));
@@ -185,15 +184,15 @@ STDMETHODIMP COrbaEventInf::CreateEventElement(BSTR strEventNodeName, long lEven
   return Guarded([&] {
     ComPtr<CEventElement> object;
     const HRESULT result =
-        CreateEvent(strEventNodeName, lEventID, lSeverity, GMTTime, BadDate::kWriteZeros, object);
+        AddEvent(strEventNodeName, lEventID, lSeverity, GMTTime, BadDate::kWriteZeros, object);
     if (FAILED(result) || !pIEventElemNode) return result;
     object->QueryInterface(IID_IEventElement, reinterpret_cast<void**>(pIEventElemNode));
     return result;
   });
 }
 
-HRESULT COrbaEventInf::CreateEvent(BSTR name, long id, long severity, DATE time, BadDate badDate,
-                                   ComPtr<CEventElement>& object) {
+HRESULT COrbaEventInf::AddEvent(BSTR name, long id, long severity, DATE time, BadDate badDate,
+                                ComPtr<CEventElement>& object) {
   if (IsRefused()) return kAgentNotManaged;
   if (!name || id == 0) return E_FAIL;
   LogDetail(kReportFacility, L"%x CreateEventElement %s|%d|%d", Identity(), name, id, severity);

@@ -77,8 +77,8 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   bool IsRefused() const noexcept;
   HRESULT HandOut(const char* method, const ComPtr<CEventElement>& object, IUnknown** out) const noexcept;
   HRESULT HandOut(const ComPtr<CEventElement>& object, IEventElement** out) const noexcept;
-  HRESULT CreateEvent(BSTR name, long id, long severity, DATE time, BadDate badDate,
-                      ComPtr<CEventElement>& object);
+  HRESULT AddEvent(BSTR name, long id, long severity, DATE time, BadDate badDate,
+                   ComPtr<CEventElement>& object);
   // Adds "RawMACAddress" to the machine element unless it has been added for the present facts, with a log
   // line before and one after; `outcome` holds one "%s".
   void PopulateMacOnce(const wchar_t* announcement, const wchar_t* outcome);

@@ -8,7 +8,8 @@ namespace {
 void ArmAgain(const EXCEPTION_RECORD& fault) noexcept {
   constexpr DWORD kAddress = 1;  // of the parameters
   if (fault.NumberParameters <= kAddress) return;
-  auto* const address = reinterpret_cast<void*>(fault.ExceptionInformation[kAddress]);
+  auto* const address =
+      reinterpret_cast<void*>(fault.ExceptionInformation[kAddress]);  // NOLINT(performance-no-int-to-ptr)
   MEMORY_BASIC_INFORMATION page;
   DWORD before = 0;
   if (VirtualQuery(address, &page, sizeof(page)) != 0)
@@ -47,6 +48,8 @@ bool RunFaultGuarded(GuardedBody body, void* context, int* result) noexcept {
 extern "C" int VarnelGuardedCall(varnel::GuardedBody body, void* context, int* result);
 
 #if defined(__x86_64__)
+
+extern "C" LONG VarnelFaultFilter(EXCEPTION_POINTERS* fault, void*);
 
 extern "C" __attribute__((used)) LONG VarnelFaultFilter(EXCEPTION_POINTERS* fault, void*) {
   return IsAccessFault(*fault->ExceptionRecord) ? EXCEPTION_EXECUTE_HANDLER : EXCEPTION_CONTINUE_SEARCH;
@@ -90,6 +93,8 @@ VarnelGuardedCall:
 )");
 
 #elif defined(__i386__)
+
+extern "C" int __cdecl VarnelWantsFault(EXCEPTION_RECORD* record);
 
 extern "C" __attribute__((used)) int __cdecl VarnelWantsFault(EXCEPTION_RECORD* record) {
   const DWORD unwinding = EXCEPTION_UNWINDING | EXCEPTION_EXIT_UNWIND;

@@ -93,7 +93,7 @@ std::string MacText(const std::uint8_t* bytes, std::size_t length) {
 }
 
 std::string NormalizeIPv6(std::string_view text) {
-  const std::string plain = WithoutIPv4Tail(text.substr(0, text.find('%')));
+  std::string plain = WithoutIPv4Tail(text.substr(0, text.find('%')));
   const auto gap = plain.find("::");
   if (gap == std::string::npos) return plain;
   auto groups = Split(std::string_view(plain).substr(0, gap), ':');

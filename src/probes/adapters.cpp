@@ -66,8 +66,8 @@ AdapterAddress DescribeAddress(const IP_ADAPTER_ADDRESSES& adapter, int family, 
     auto [mask, network] = FromPrefixes(adapter.FirstPrefix, address.text);
     address.text = NormalizeIPv6(address.text);
     address.mask = NormalizeIPv6(mask);
-    const std::string computed = IPv6Network(address.text, address.mask);
-    address.network = computed.empty() ? std::move(network) : computed;
+    address.network = IPv6Network(address.text, address.mask);
+    if (address.network.empty()) address.network = std::move(network);
   }
   return address;
 }
