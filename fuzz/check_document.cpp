@@ -3,9 +3,12 @@
 #include "check.h"
 #include "xml/document.h"
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 #include <algorithm>
 #include <iterator>
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -52,9 +55,9 @@ void Fill(Input& input, Element& element, Model& model) {
     if (choice == 3) child.name = L"target";
     child.text = input.Text();
     if (choice == 2) element.AddText(child.text);
-    if (choice == 3) element.Append(std::make_unique<Pi>(child.name, nullptr, child.text));
-    if (choice == 4) element.Append(std::make_unique<CData>(nullptr, child.text));
-    if (choice == 5) element.Append(std::make_unique<Comment>(nullptr, child.text));
+    if (choice == 3) element.AddPi(child.name, child.text);
+    if (choice == 4) element.AddCData(child.text);
+    if (choice == 5) element.AddComment(child.text);
     constexpr NodeType kKinds[] = {kTextNode, kPiNode, kCDataNode, kCommentNode};
     child.kind = kKinds[choice - 2];
   }
@@ -143,13 +146,46 @@ class ModelText {
   bool atLineStart_ = false;
 };
 
+// As the system converts it.
+std::string Utf8Of(const std::wstring& text) {
+#ifdef _WIN32
+  std::string utf8(text.size() * 3, '\0');
+  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), utf8.data(),
+                                       static_cast<int>(utf8.size()), nullptr, nullptr);
+  utf8.resize(static_cast<std::size_t>(size));
+  return utf8;
+#else
+  std::string utf8;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    auto code = static_cast<std::uint32_t>(text[at]);
+    const std::uint32_t next = at + 1 < text.size() ? static_cast<std::uint32_t>(text[at + 1]) : 0;
+    if (code >> 10 == 0x36 && next >> 10 == 0x37)
+      code = (code << 10) + next - 0x35FDC00, ++at;
+    else if (code >> 11 == 0x1B)
+      code = 0xFFFD;
+    const int more = code < 0x80 ? 0 : code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+    constexpr std::uint32_t kLead[] = {0, 0xC0, 0xE0, 0xF0};
+    utf8 += static_cast<char>(kLead[more] | code >> (6 * more));
+    for (int left = more - 1; left >= 0; --left)
+      utf8 += static_cast<char>(0x80 | (code >> (6 * left) & 0x3F));
+  }
+  return utf8;
+#endif
+}
+
 }  // namespace
 
 void CheckDocument(Input input) {
   Document document(L"R");
   Model root{kElementNode, L"R", {}, {}, {}};
   Fill(input, *document.Root(), root);
-  Require(document.ToString(false) == ModelText(root, false).out, "a document's text is its model's");
+  const std::wstring text = ModelText(root, false).out;
+  Require(document.ToString(false) == text, "a document's text is its model's");
+  const Utf8Text utf8 = document.ToUtf8();
+  if (text.find(L'\0') != text.npos)
+    Require(!utf8.bytes, "with a zero only the system knows what is saved");
+  else
+    Require(std::string_view(utf8.bytes.get(), utf8.size) == Utf8Of(text), "so are its bytes");
   Require(document.ToString(true) == ModelText(root, true).out, "so is its indented text");
 }
 

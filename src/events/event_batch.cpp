@@ -1,28 +1,21 @@
 #include "events/event_batch.h"
 
-#include "events/text_element.h"
+#include "events/decimal_text.h"
 
 namespace varnel {
 
-using AdvXMLParser::Document;
+using AdvXMLParser::Addition;
 using AdvXMLParser::Element;
 using AdvXMLParser::NodeContainer;
 
-EventBatch BuildEventBatch(const ProductTexts& product, ElementObjectFactory newElementObject) {
+EventBatch BuildEventBatch(const ProductTexts& product) {
   EventBatch batch;
-  batch.document = std::make_shared<Document>(product.rootName);
-  const auto newObjectFor = [&](Element* element) {
-    auto object = newElementObject();
-    object->Attach(batch.document, element);
-    return object;
-  };
+  batch.document = DocumentOwner(product.rootName);
   batch.machineElement = batch.document->Root()->AddElement(L"MachineInfo");
-  batch.machineObject = newObjectFor(batch.machineElement);
   batch.softwareElement = batch.machineElement->AddSiblingElement(product.softwareNodeName);
   batch.softwareElement->AddToAttribute(L"ProductName", product.softwareName);
   batch.softwareElement->AddToAttribute(L"ProductVersion", product.version);
   batch.softwareElement->AddToAttribute(L"ProductFamily", product.productFamily);
-  batch.softwareObject = newObjectFor(batch.softwareElement);
   return batch;
 }
 
@@ -30,14 +23,14 @@ Element* AppendEvent(EventBatch& batch, std::wstring_view name, long id, long se
                      std::wstring_view timeText) {
   NodeContainer* const parent =
       batch.lastEventElement ? batch.lastEventElement->Parent() : batch.softwareElement;
-  auto event = std::make_unique<Element>(name, parent);
-  AddTextElement(*event, L"EventID", DecimalText(id).c_str());
-  AddTextElement(*event, L"Severity", DecimalText(severity).c_str());
-  AddTextElement(*event, L"GMTTime", timeText);
-  Element* const added = event.get();
-  parent->Append(std::move(event));
-  batch.lastEventElement = added;
-  return added;
+  Addition addition(*parent);
+  Element* const event = parent->AddElement(name);
+  event->AddElement(L"EventID", DecimalText(id).c_str());
+  event->AddElement(L"Severity", DecimalText(severity).c_str());
+  event->AddElement(L"GMTTime", timeText);
+  addition.Keep();
+  batch.lastEventElement = event;
+  return event;
 }
 
 }  // namespace varnel

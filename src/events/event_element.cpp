@@ -1,16 +1,13 @@
 #include "events/event_element.h"
 
 #include "base/hresult.h"
-#include "events/text_element.h"
-#include "xml/tree.h"
+#include "events/decimal_text.h"
 
 namespace varnel {
 
-using AdvXMLParser::Document;
-using AdvXMLParser::IsNull;
 using AdvXMLParser::NullElement;
 
-void CEventElement::Attach(const std::shared_ptr<Document>& document, Element* element) noexcept {
+void CEventElement::Attach(const SharedDocument& document, Element* element) noexcept {
   if (element_) return;
   document_ = document;
   element_ = element;
@@ -33,8 +30,7 @@ STDMETHODIMP CEventElement::SetAttributeInt(BSTR strName, long ValueName) {
 HRESULT CEventElement::AddToAttribute(BSTR name, std::wstring_view value) noexcept {
   return Guarded([&] {
     if (!element_) return S_OK;
-    const auto document = document_.lock();
-    if (!document) return E_FAIL;
+    if (!*document_) return E_FAIL;
     element_->AddToAttribute(TextOf(name), value);
     return S_OK;
   });
@@ -52,16 +48,14 @@ STDMETHODIMP CEventElement::AddElementInto(BSTR strName, BSTR strValue, IEventEl
 HRESULT CEventElement::Add(NodeContainer* (*parentOf)(Element&), BSTR name, BSTR value,
                            IEventElement** out) noexcept {
   return Guarded([&] {
-    const auto document = document_.lock();
-    if (!element_ || !document) return E_FAIL;
-    const ComPtr<CEventElement> object = newElementObject_();
+    if (!element_ || !*document_) return E_FAIL;
+    ComPtr<CEventElement> object;
+    if (out) object = newElementObject_();
     NodeContainer* const parent = parentOf(*element_);
-    if (IsNull(element_) || !parent) {
-      object->Attach(document, &NullElement);
-    } else {
-      object->Attach(document, AddTextElement(*parent, TextOf(name), TextOf(value)));
-    }
-    if (out) object->QueryInterface(IID_IEventElement, reinterpret_cast<void**>(out));
+    Element* const added = parent ? parent->AddElement(TextOf(name), TextOf(value)) : &NullElement;
+    if (!out) return S_OK;
+    object->Attach(document_, added);
+    *out = object.Detach();
     return S_OK;
   });
 }

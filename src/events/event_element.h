@@ -5,10 +5,14 @@
 #include "xml/document.h"
 
 #include <memory>
+#include <optional>
 
 namespace varnel {
 
 class CEventElement;
+
+// A report's document as the report and its element objects share it: empty once the report has let it go.
+using SharedDocument = std::shared_ptr<std::optional<AdvXMLParser::Document>>;
 
 // Makes the COM object of an element, with nothing attached and one reference. com/ gives it to the event
 // objects: it alone knows the module's lock count and the forms that an object can take.
@@ -32,8 +36,7 @@ class CEventElement : public IEventElement {
       : newElementObject_(newElementObject) {}
 
   // Only the first call has an effect.
-  void Attach(const std::shared_ptr<AdvXMLParser::Document>& document,
-              AdvXMLParser::Element* element) noexcept;
+  void Attach(const SharedDocument& document, AdvXMLParser::Element* element) noexcept;
 
   // The pointer that answers for the interface, without a new reference; null when there is none.
   void* FindInterface(REFIID iid) noexcept;
@@ -60,7 +63,7 @@ class CEventElement : public IEventElement {
   HRESULT Add(NodeContainer* (*parentOf)(Element&), BSTR name, BSTR value, IEventElement** out) noexcept;
 
   ElementObjectFactory newElementObject_;
-  std::weak_ptr<AdvXMLParser::Document> document_;
+  SharedDocument document_;
   Element* element_ = nullptr;  // borrowed from the document
 };
 

@@ -19,6 +19,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace varnel {
 namespace {
@@ -114,8 +115,18 @@ KernelHandle OpenSaveMutex() noexcept {
 
 EncodedReport EncodeReport(const AdvXMLParser::Document& document) {
   EncodedReport report;
-  if (AdvXMLParser::ToUtf8(document.ToString(false), report.utf8) != AdvXMLParser::kSaved)
+  if (auto direct = document.ToUtf8(); direct.bytes) {
+    report.bytes = std::move(direct.bytes);
+    report.utf8 = {report.bytes.get(), direct.size};
+    return report;
+  }
+  std::string converted;
+  if (AdvXMLParser::ToUtf8(document.ToString(false), converted) != AdvXMLParser::kSaved) {
     report.failure = AdvXMLParser::GetLastErrorText();
+    return report;
+  }
+  report.bytes = std::make_unique_for_overwrite<char[]>(converted.size());
+  report.utf8 = {report.bytes.get(), converted.copy(report.bytes.get(), converted.size())};
   return report;
 }
 

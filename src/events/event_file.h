@@ -4,7 +4,9 @@
 #include "xml/document.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <string_view>
 
 namespace varnel {
 
@@ -14,7 +16,8 @@ namespace varnel {
 
 // A report as it goes into a file.
 struct EncodedReport {
-  std::string utf8;
+  std::unique_ptr<char[]> bytes;
+  std::string_view utf8;             // in there
   const wchar_t* failure = nullptr;  // why there are no bytes; lives as long as the library
 };
 

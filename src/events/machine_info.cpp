@@ -1,6 +1,6 @@
 #include "events/machine_info.h"
 
-#include "events/text_element.h"
+#include "events/decimal_text.h"
 #include "logging/log_writer.h"
 #include "probes/adapters.h"
 #include "probes/host_address.h"
@@ -8,9 +8,6 @@
 #include "xml/tree.h"
 
 #include <iterator>
-#include <memory>
-#include <utility>
-#include <vector>
 
 namespace varnel {
 namespace {
@@ -67,20 +64,17 @@ std::wstring MacOfAdapterWith(const std::wstring& ipAddress) {
 }  // namespace
 
 void AddMachineFacts(Element& machine, std::wstring_view os, std::wstring_view userName) {
-  std::vector<std::unique_ptr<Node>> facts;
-  const auto add = [&](std::wstring_view name, std::wstring_view text) {
-    facts.push_back(MakeTextElement(machine, name, text));
-  };
-  add(L"MachineName", MachineName());
-  add(L"AgentGUID", ReadAgentGuid());
-  add(L"IPAddress", MachineAddress());
-  add(L"OSName", os);
+  AdvXMLParser::Addition facts(machine);
+  machine.AddElement(L"MachineName", MachineName());
+  machine.AddElement(L"AgentGUID", ReadAgentGuid());
+  machine.AddElement(L"IPAddress", MachineAddress());
+  machine.AddElement(L"OSName", os);
   if (userName.empty())
-    add(L"UserName", AccountName());
+    machine.AddElement(L"UserName", AccountName());
   else
-    add(L"UserName", userName);
-  add(L"TimeZoneBias", TimeZoneBias());
-  machine.AppendAll(std::move(facts));
+    machine.AddElement(L"UserName", userName);
+  machine.AddElement(L"TimeZoneBias", TimeZoneBias());
+  facts.Keep();
 }
 
 bool AddMacAddress(Element* machine) {
@@ -99,7 +93,7 @@ bool AddMacAddress(Element* machine) {
   }
   const std::wstring ipAddress = static_cast<Element*>(address)->GetChildText(0);
   LogInfo(kReportFacility, L"Got IP text %s", ipAddress.c_str());
-  AddTextElement(*machine, L"RawMACAddress", MacOfAdapterWith(ipAddress));
+  machine->AddElement(L"RawMACAddress", MacOfAdapterWith(ipAddress));
   return true;
 }
 

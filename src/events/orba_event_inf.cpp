@@ -21,6 +21,9 @@
 #include <utility>
 
 namespace varnel {
+
+using AdvXMLParser::Element;
+
 namespace {
 
 constexpr wchar_t kServerSoftwareId[] = L"ORBASRVR_3500";
@@ -85,8 +88,8 @@ STDMETHODIMP COrbaEventInf::Initialize(BSTR strSoftwareID, BSTR strRootName, BST
       return kEventDisabled;
     }
     // Nothing of the object changes until the whole skeleton stands.
-    EventBatch batch = BuildEventBatch(
-        {strRootName, strSoftwareNodeName, strSoftwareName, strVersion, strProductFamily}, newElementObject_);
+    EventBatch batch =
+        BuildEventBatch({strRootName, strSoftwareNodeName, strSoftwareName, strVersion, strProductFamily});
     if (batch_) supersededBatches_.push_back(std::move(batch_));
     batch_ = std::move(batch);
     saveMutex_ = std::move(saveMutex);
@@ -115,37 +118,42 @@ STDMETHODIMP COrbaEventInf::DeInitialize() {
 }
 
 STDMETHODIMP COrbaEventInf::GetMachineElement(IUnknown** pIMachineNode) {
-  return HandOut("GetMachineElement", batch_.machineObject, pIMachineNode);
+  return HandOut("GetMachineElement", batch_.machineObject, batch_.machineElement, pIMachineNode);
 }
 
 STDMETHODIMP COrbaEventInf::GetSoftwareElement(IUnknown** pISoftwareNode) {
-  return HandOut("GetSoftwareElement", batch_.softwareObject, pISoftwareNode);
+  return HandOut("GetSoftwareElement", batch_.softwareObject, batch_.softwareElement, pISoftwareNode);
 }
 
 STDMETHODIMP COrbaEventInf::GetMachineElement(IEventElement** pIMachineNode) {
-  return HandOut(batch_.machineObject, pIMachineNode);
+  return HandOut(batch_.machineObject, batch_.machineElement, pIMachineNode);
 }
 
 STDMETHODIMP COrbaEventInf::GetSoftwareElement(IEventElement** pISoftwareNode) {
-  return HandOut(batch_.softwareObject, pISoftwareNode);
+  return HandOut(batch_.softwareObject, batch_.softwareElement, pISoftwareNode);
 }
 
-HRESULT COrbaEventInf::HandOut(const char* method, const ComPtr<CEventElement>& object,
-                               IUnknown** out) const noexcept {
+HRESULT COrbaEventInf::HandOut(const char* method, ComPtr<CEventElement>& object, Element* element,
+                               IUnknown** out) noexcept {
   LogDetail(kReportFacility, L"%x %hs", Identity(), method);
-  IEventElement* element = nullptr;
-  const HRESULT result = HandOut(object, out ? &element : nullptr);
-  if (FAILED(result)) return result;
-  if (!element) return E_FAIL;
-  *out = element;
-  return S_OK;
+  IEventElement* typed = nullptr;
+  const HRESULT result = HandOut(object, element, out ? &typed : nullptr);
+  if (SUCCEEDED(result)) *out = typed;
+  return result;
 }
 
-HRESULT COrbaEventInf::HandOut(const ComPtr<CEventElement>& object, IEventElement** out) const noexcept {
-  if (IsRefused()) return kAgentNotManaged;
-  if (!out || !object) return E_FAIL;
-  object->QueryInterface(IID_IEventElement, reinterpret_cast<void**>(out));
-  return S_OK;
+HRESULT COrbaEventInf::HandOut(ComPtr<CEventElement>& object, Element* element,
+                               IEventElement** out) noexcept {
+  return Guarded([&] {
+    if (IsRefused()) return kAgentNotManaged;
+    if (!out || !batch_) return E_FAIL;
+    if (!object) {
+      object = newElementObject_();
+      object->Attach(batch_.document.Shared(), element);
+    }
+    *out = ComPtr<CEventElement>(object).Detach();
+    return S_OK;
+  });
 }
 
 // `szIPAddress` is logged and otherwise not used: the address is the agent's to tell, not the product's.
@@ -169,11 +177,9 @@ STDMETHODIMP COrbaEventInf::CreateMachineElement(BSTR szIPAddress, BSTR szOS, BS
 STDMETHODIMP COrbaEventInf::CreateEventElement(BSTR strEventNodeName, long lEventID, long lSeverity,
                                                DATE GMTTime, IUnknown** pIEventElemNode) {
   return Guarded([&] {
-    ComPtr<CEventElement> object;
-    const HRESULT result = AddEvent(strEventNodeName, lEventID, lSeverity, GMTTime, BadDate::kRefuse, object);
-    if (FAILED(result) || !pIEventElemNode) return result;
     IEventElement* element = nullptr;
-    object->QueryInterface(IID_IEventElement, reinterpret_cast<void**>(&element));
+    const HRESULT result = AddEvent(strEventNodeName, lEventID, lSeverity, GMTTime, BadDate::kRefuse,
+                                    pIEventElemNode ? &element : nullptr);
     if (element) *pIEventElemNode = element;
     return result;
   });
@@ -182,17 +188,12 @@ STDMETHODIMP COrbaEventInf::CreateEventElement(BSTR strEventNodeName, long lEven
 STDMETHODIMP COrbaEventInf::CreateEventElement(BSTR strEventNodeName, long lEventID, long lSeverity,
                                                DATE GMTTime, IEventElement** pIEventElemNode) {
   return Guarded([&] {
-    ComPtr<CEventElement> object;
-    const HRESULT result =
-        AddEvent(strEventNodeName, lEventID, lSeverity, GMTTime, BadDate::kWriteZeros, object);
-    if (FAILED(result) || !pIEventElemNode) return result;
-    object->QueryInterface(IID_IEventElement, reinterpret_cast<void**>(pIEventElemNode));
-    return result;
+    return AddEvent(strEventNodeName, lEventID, lSeverity, GMTTime, BadDate::kWriteZeros, pIEventElemNode);
   });
 }
 
 HRESULT COrbaEventInf::AddEvent(BSTR name, long id, long severity, DATE time, BadDate badDate,
-                                ComPtr<CEventElement>& object) {
+                                IEventElement** out) {
   if (IsRefused()) return kAgentNotManaged;
   if (!name || id == 0) return E_FAIL;
   LogDetail(kReportFacility, L"%x CreateEventElement %s|%d|%d", Identity(), name, id, severity);
@@ -201,11 +202,15 @@ HRESULT COrbaEventInf::AddEvent(BSTR name, long id, long severity, DATE time, Ba
   ReadEventTriggerPolicy(severity, &triggerFlag_);
   const auto systemTime = SystemTimeFromDate(time);
   if (!systemTime && badDate == BadDate::kRefuse) return E_FAIL;
-  const std::wstring timeText = FormatTimeText(systemTime.value_or(SYSTEMTIME{}));
   // The object comes first: when there is no memory for it, the document stays as it was.
-  object = newElementObject_();
-  object->Attach(batch_.document, AppendEvent(batch_, name, id, severity, timeText));
+  ComPtr<CEventElement> object;
+  if (out) object = newElementObject_();
+  Element* const event =
+      AppendEvent(batch_, name, id, severity, TimeText(systemTime.value_or(SYSTEMTIME{})).c_str());
   eventCreated_ = true;
+  if (!out) return S_OK;
+  object->Attach(batch_.document.Shared(), event);
+  *out = object.Detach();
   return S_OK;
 }
 

@@ -75,10 +75,13 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
 
   unsigned Identity() const noexcept;
   bool IsRefused() const noexcept;
-  HRESULT HandOut(const char* method, const ComPtr<CEventElement>& object, IUnknown** out) const noexcept;
-  HRESULT HandOut(const ComPtr<CEventElement>& object, IEventElement** out) const noexcept;
-  HRESULT AddEvent(BSTR name, long id, long severity, DATE time, BadDate badDate,
-                   ComPtr<CEventElement>& object);
+  HRESULT HandOut(const char* method, ComPtr<CEventElement>& object, AdvXMLParser::Element* element,
+                  IUnknown** out) noexcept;
+  // Makes the object when it is asked for the first time.
+  HRESULT HandOut(ComPtr<CEventElement>& object, AdvXMLParser::Element* element,
+                  IEventElement** out) noexcept;
+  // `out` may be null.
+  HRESULT AddEvent(BSTR name, long id, long severity, DATE time, BadDate badDate, IEventElement** out);
   // Adds "RawMACAddress" to the machine element unless it has been added for the present facts, with a log
   // line before and one after; `outcome` holds one "%s".
   void PopulateMacOnce(const wchar_t* announcement, const wchar_t* outcome);

@@ -18,11 +18,19 @@ std::optional<SYSTEMTIME> SystemTimeFromDate(DATE date) noexcept {
   return time;
 }
 
-std::wstring FormatTimeText(const SYSTEMTIME& time) {
-  wchar_t text[260];
-  wsprintfW(text, L"%04d-%02d-%02dT%02d:%02d:%02d", time.wYear, time.wMonth, time.wDay, time.wHour,
-            time.wMinute, time.wSecond);
-  return text;
+TimeText::TimeText(const SYSTEMTIME& time) noexcept {
+  wchar_t* at = text_;
+  const auto put = [&](unsigned value, unsigned place, wchar_t behind) {
+    while (place < 10'000 && value >= place * 10) place *= 10;
+    for (; place > 0; place /= 10) *at++ = static_cast<wchar_t>(L'0' + value / place % 10);
+    *at++ = behind;
+  };
+  put(time.wYear, 1000, L'-');
+  put(time.wMonth, 10, L'-');
+  put(time.wDay, 10, L'T');
+  put(time.wHour, 10, L':');
+  put(time.wMinute, 10, L':');
+  put(time.wSecond, 10, L'\0');
 }
 
 }  // namespace varnel

@@ -4,7 +4,6 @@
 #include <oleauto.h>
 
 #include <optional>
-#include <string>
 
 namespace varnel {
 
@@ -16,6 +15,14 @@ namespace varnel {
 
 // "2024-03-07T09:05:03": the record as it stands, without range checks or time-zone arithmetic. Milliseconds
 // and day of week are not used; a field wider than its place is written in full.
-[[nodiscard]] std::wstring FormatTimeText(const SYSTEMTIME& time);
+class TimeText {
+ public:
+  explicit TimeText(const SYSTEMTIME& time) noexcept;
+  // Zero-terminated.
+  const wchar_t* c_str() const noexcept { return text_; }
+
+ private:
+  wchar_t text_[6 * 6];  // six fields of at most five digits, each with what follows it
+};
 
 }  // namespace varnel

@@ -48,7 +48,7 @@ std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* trigge
   return 0;
 }
 
-bool EventSizeWithinLimit(const std::string& encodedText) noexcept {
+bool EventSizeWithinLimit(std::string_view encodedText) noexcept {
   std::uint32_t limit = kDefaultSizeLimit;
   if (const RegistryKey key = OpenFrameworkKey(KEY_READ))
     limit = QueryFourBytes(key, L"Brenn Size", 0).value_or(kDefaultSizeLimit);

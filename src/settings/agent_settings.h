@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace varnel {
 
@@ -19,7 +20,7 @@ namespace varnel {
 std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* triggerOut) noexcept;
 
 // Whether a document of this many encoded bytes may be written: it must stay below the limit.
-[[nodiscard]] bool EventSizeWithinLimit(const std::string& encodedText) noexcept;
+[[nodiscard]] bool EventSizeWithinLimit(std::string_view encodedText) noexcept;
 
 // The agent's identity, cut at 500 characters; the all-zero GUID when there is none.
 [[nodiscard]] std::wstring ReadAgentGuid();

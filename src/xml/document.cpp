@@ -1,11 +1,22 @@
 #include "xml/document.h"
 
+#include "xml/compact_writer.h"
 #include "xml/whitespace.h"
 #include "xml/write_context.h"
 
-namespace AdvXMLParser {
+#include <limits>
 
-Document::Document() : NodeContainer(L"#document", &NullElement), root_(&NullElement) {}
+namespace AdvXMLParser {
+namespace {
+
+constexpr StoredName kDocumentName{L"</#document>", "</#document>", 9, 9};
+constexpr std::size_t kDeclarationLength = sizeof("<?xml version=\"1.0\" encoding=\"UTF-8\"?>") - 1;
+
+}  // namespace
+
+Document::Document() : NodeContainer(kDocumentNode, &kDocumentName, &NullElement, this), root_(&NullElement) {
+  Add(kDeclarationLength);
+}
 
 Document::Document(std::wstring_view rootName) : Document() {
   root_ = AddElement(rootName);
@@ -15,35 +26,27 @@ std::wstring Document::GetText() const {
   return std::wstring(Trim(CollapseWhitespace(JoinChildTexts())));
 }
 
-std::unique_ptr<Node> Document::Clone(NodeContainer*) const {
+Document* Document::Clone(NodeContainer*) const {
   std::unique_ptr<Document> copy(new Document);
   CloneChildrenInto(*copy);
-  for (const auto& child : copy->Children()) {
-    if (!child->Is(kElementNode)) continue;
-    copy->root_ = static_cast<Element*>(child.get());
-    break;
-  }
-  return copy;
-}
-
-void Document::Write(WriteContext& context) const {
-  context.Append(L"<?xml version=\"");
-  context.Append(version_);
-  context.Append(L"\" encoding=\"");
-  context.Append(encoding_);
-  context.Append(L"\"?>");
-  if (context.indented) context.BreakLine();
-  NodeContainer::Write(context);
+  Node* const root = copy->FirstChild();
+  if (root && root->Is(kElementNode)) copy->root_ = static_cast<Element*>(root);
+  return copy.release();
 }
 
 std::wstring Document::ToString(bool indented) const {
-  // Measuring first costs a walk of the tree, growing the text would cost copies of it.
-  WriteContext measure(indented, nullptr);
-  Write(measure);
   std::wstring text;
-  text.reserve(measure.length);
+  if (!indented) text.reserve(length.units);
   WriteContext context(indented, &text);
   Write(context);
+  return text;
+}
+
+Utf8Text Document::ToUtf8() const {
+  constexpr std::size_t kMostCounted = std::numeric_limits<std::int32_t>::max() - 1;
+  if (length.hasZero || length.bytes > kMostCounted) return {};
+  Utf8Text text{std::make_unique_for_overwrite<char[]>(length.bytes + Arena::kSlack), length.bytes};
+  WriteCompactUtf8(*this, text.bytes.get());
   return text;
 }
 

@@ -3,11 +3,18 @@
 #include "xml/tree.h"
 
 #include <cstdint>
+#include <memory>
 
 namespace AdvXMLParser {
 
+// Bytes of a document, without a terminator.
+struct Utf8Text {
+  std::unique_ptr<char[]> bytes;
+  std::size_t size = 0;
+};
+
 // A document owns its whole tree. Nodes are never taken out of a tree while the document lives.
-class Document final : public NodeContainer {
+class Document final : private DocumentStore, public NodeContainer {
  public:
   // A document whose only child is an empty root element of that name.
   explicit Document(std::wstring_view rootName);
@@ -15,27 +22,26 @@ class Document final : public NodeContainer {
   std::wstring GetValue() const override { return {}; }
   // The joined children with every run of white space made one space, trimmed.
   std::wstring GetText() const override;
-  bool Is(int type) const noexcept override { return type == kDocumentNode; }
-  std::unique_ptr<Node> Clone(NodeContainer* parent) const override;
-  void Write(WriteContext& context) const override;
+  Document* Clone(NodeContainer* parent) const override;
 
   // The root element (owned by the document), or NullElement when there is none.
   Element* Root() const noexcept { return root_; }
 
   // The document's markup: on one line, or indented by two spaces a level with CR LF between lines.
   std::wstring ToString(bool indented) const;
+  // The markup on one line as the system's conversion gives it for the whole text: up to its first zero, a
+  // surrogate without its other half as U+FFFD. Much less memory than by way of the wide text. Nothing when
+  // there are zeros, or more bytes than that conversion counts: then only the conversion itself knows.
+  Utf8Text ToUtf8() const;
 
-  const std::wstring& Version() const noexcept { return version_; }
-  const std::wstring& Encoding() const noexcept { return encoding_; }
+  std::wstring_view Version() const noexcept { return L"1.0"; }
+  std::wstring_view Encoding() const noexcept { return L"UTF-8"; }
   // Informative only: the file writer is told its encoding by its caller.
-  std::int32_t EncodingCode() const noexcept { return encodingCode_; }
+  std::int32_t EncodingCode() const noexcept { return 1; }
 
  private:
   Document();
 
-  std::wstring version_ = L"1.0";
-  std::wstring encoding_ = L"UTF-8";
-  std::int32_t encodingCode_ = 1;
   Element* root_;
 };
 

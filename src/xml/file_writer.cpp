@@ -61,7 +61,7 @@ void SetOpenError(DWORD error) noexcept {
   SetErrorOfSystem(L"Couldn't open to write", error);
 }
 
-std::int32_t WriteText(const FileHandle& file, const std::string& utf8) noexcept {
+std::int32_t WriteText(const FileHandle& file, std::string_view utf8) noexcept {
   const auto size = static_cast<DWORD>(utf8.size());
   DWORD written = 0;
   const bool taken = size == utf8.size() && WriteFile(file.Get(), utf8.data(), size, &written, nullptr);

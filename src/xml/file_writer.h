@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace AdvXMLParser {
 
@@ -14,9 +15,9 @@ constexpr std::int32_t kSaveFailed = -1;  // the last error text says why; empty
 constexpr std::int32_t kSaveRefused = -1216;  // the acceptance test said no
 
 // Gets the UTF-8 bytes of the whole text, without a terminator. False keeps them from being written.
-using AcceptTest = bool (*)(const std::string& utf8);
+using AcceptTest = bool (*)(std::string_view utf8);
 // May fill `output` with bytes that are written instead. False keeps anything from being written.
-using Transformation = bool (*)(const std::string& utf8, std::string& output);
+using Transformation = bool (*)(std::string_view utf8, std::string& output);
 
 // Writes `text` (up to its first zero) as UTF-8 to the file at the full path `path`, which is created or cut
 // to nothing first: no byte-order mark, no terminator. `transform` and `accept` may be null. Returns one of
@@ -41,6 +42,6 @@ std::int32_t ToUtf8(const std::wstring& text, std::string& utf8);
 // For what could not be opened: `error` is the system's number.
 void SetOpenError(DWORD error) noexcept;
 // kSaved or kSaveFailed.
-std::int32_t WriteText(const varnel::FileHandle& file, const std::string& utf8) noexcept;
+std::int32_t WriteText(const varnel::FileHandle& file, std::string_view utf8) noexcept;
 
 }  // namespace AdvXMLParser

@@ -1,94 +1,152 @@
 #include "xml/tree.h"
 
 #include "xml/whitespace.h"
-#include "xml/write_context.h"
 
-#include <algorithm>
-#include <initializer_list>
-#include <utility>
+#include <new>
+#include <stdexcept>
 
 namespace AdvXMLParser {
 namespace {
 
-// Processing instructions, CDATA sections and comments share one layout: a line of their own in indented
-// mode.
-void WriteUnescaped(WriteContext& context, std::initializer_list<std::wstring_view> pieces) {
-  ++context.depth;
-  if (context.indented) context.StartLine();
-  for (const auto piece : pieces) context.Append(piece);
-  if (context.indented) context.BreakLine();
-  --context.depth;
-  context.lastWasClosed = true;
-}
+constexpr StoredName kNoName{L"</>", "</>", 0, 0};
+constexpr StoredName kTextName{L"</#text>", "</#text>", 5, 5};
+constexpr StoredName kCDataName{L"</#cdata-section>", "</#cdata-section>", 14, 14};
+constexpr StoredName kCommentName{L"</#comment>", "</#comment>", 8, 8};
 
-constexpr std::size_t kUsualDepth = 16;
+// Holds a node for good: it is there before any code of ours runs, and nothing has to be done at the end.
+template <class T>
+union Permanent {
+  template <class... Arguments>
+  constexpr explicit Permanent(Arguments... arguments) : node(arguments...) {}
+  constexpr ~Permanent() {}
 
-struct OpenElement {
-  const Element* element;
-  std::size_t nextChild;
+  T node;
 };
+
+constexpr DocumentStore* kNoStore = nullptr;
+
+constinit Permanent<Element> g_nullElement{&kNoName};
+constinit Permanent<Attribute> g_nullAttribute{&kNoName, &g_nullElement.node, kNoStore};
+constinit Permanent<CData> g_nullCData{&kCDataName, &g_nullElement.node};
+constinit Permanent<Comment> g_nullComment{&kCommentName, &g_nullElement.node};
+constinit Permanent<Pi> g_nullPi{&kNoName, &g_nullElement.node};
 
 }  // namespace
 
-// Callers may nest elements as deep as memory allows, the stack may not: nodes are freed innermost first, by
-// walking down and up again, without recursion and without allocating.
-NodeContainer::~NodeContainer() {
-  NodeContainer* at = this;
-  for (;;) {
-    if (at->children_.empty()) {
-      if (at == this) return;
-      at = at->Parent();
-      at->children_.pop_back();
-      continue;
+constinit Element& NullElement = g_nullElement.node;
+constinit Attribute& NullAttribute = g_nullAttribute.node;
+constinit CData& NullCData = g_nullCData.node;
+constinit Comment& NullComment = g_nullComment.node;
+constinit Pi& NullPi = g_nullPi.node;
+
+bool IsNull(const Node* node) noexcept {
+  return node == &NullElement || node == &NullAttribute || node == &NullCData || node == &NullComment ||
+         node == &NullPi;
+}
+
+// An element that had no content until now is written with an end tag from now on.
+void NodeContainer::Append(Node* child) noexcept {
+  if (lastChild_) {
+    lastChild_->next_ = child;
+  } else {
+    firstChild_ = child;
+    if (Is(kElementNode)) {
+      store_->Add(sizeof("></>") - sizeof("/>"));
+      store_->Add(Tag());
     }
-    Node* const last = at->children_.back().get();
-    if (last->Is(kElementNode) && !static_cast<Element*>(last)->Children().empty())
-      at = static_cast<Element*>(last);
-    else
-      at->children_.pop_back();
   }
+  lastChild_ = child;
 }
 
-void NodeContainer::Write(WriteContext& context) const {
-  for (const auto& child : children_) child->Write(context);
+Element* NodeContainer::MakeElement(std::wstring_view name) {
+  const StoredName* const stored = store_->names.Intern(name);
+  return new (store_->arena.Allocate(sizeof(Element))) Element(stored, this, store_);
 }
 
-void NodeContainer::Append(std::unique_ptr<Node> child) {
-  child->parent_ = this;
-  const bool isText = child->Is(kTextNode);
-  children_.push_back(std::move(child));
-  if (!isText) lastText_ = nullptr;
-}
-
-void NodeContainer::AppendAll(std::vector<std::unique_ptr<Node>> children) {
-  children_.reserve(children_.size() + children.size());
-  for (auto& child : children) Append(std::move(child));
+void NodeContainer::Append(Element* element) noexcept {
+  store_->Add(sizeof("</>") - 1);
+  store_->Add(element->Tag());
+  Append(static_cast<Node*>(element));
 }
 
 Element* NodeContainer::AddElement(std::wstring_view name) {
-  if (IsNull(this)) return &NullElement;
-  auto element = std::make_unique<Element>(name, this);
-  Element* const added = element.get();
-  Append(std::move(element));
-  return added;
+  if (!store_) return &NullElement;
+  Element* const element = MakeElement(name);
+  Append(element);
+  return element;
+}
+
+Element* NodeContainer::AddElement(std::wstring_view name, std::wstring_view text) {
+  if (!store_) return &NullElement;
+  Element* const element = MakeElement(name);
+  element->AddText(text);
+  Append(element);
+  return element;
+}
+
+template <class Leaf>
+Leaf* NodeContainer::MakeLeaf(const StoredName* name, std::wstring_view value, TextForm& form) {
+  if (value.size() > kLongestText) throw std::length_error("text");
+  auto* const leaf =
+      new (store_->arena.Allocate(sizeof(Leaf) + value.size() * sizeof(wchar_t))) Leaf(name, this);
+  form = CopyText(reinterpret_cast<wchar_t*>(leaf + 1), value);
+  leaf->length_ = static_cast<std::uint32_t>(value.size());
+  return leaf;
 }
 
 void NodeContainer::AddText(std::wstring_view value) {
-  if (lastText_)
-    lastText_->Extend(value);
-  else
-    Append(std::make_unique<Text>(this, value));
+  if (!store_) return;
+  TextForm form;
+  auto* const text = MakeLeaf<Text>(&kTextName, value, form);
+  const bool afterHigh = lastChild_ && lastChild_->Is(kTextNode) && lastChild_->endsInHighSurrogate_;
+  text->isPlain_ = form.isPlain;
+  text->endsInHighSurrogate_ = value.empty() ? afterHigh : IsHighSurrogate(value.back());
+  store_->length.units += form.units;
+  store_->length.bytes += form.bytes;
+  store_->length.hasZero |= form.hasZero;
+  // Two halves of a pair count three bytes each; when they meet they are one character of four.
+  if (afterHigh && !value.empty() && IsLowSurrogate(value.front())) store_->length.bytes -= 2;
+  Append(text);
+}
+
+template <class Leaf>
+void NodeContainer::AddUnescaped(const StoredName* name, std::wstring_view value, std::size_t markup) {
+  TextForm form;
+  Leaf* const leaf = MakeLeaf<Leaf>(name, value, form);
+  store_->Add(markup);
+  store_->length.units += value.size();
+  store_->length.bytes += Utf8Length(value);
+  store_->length.hasZero |= form.hasZero;
+  Append(leaf);
+}
+
+void NodeContainer::AddCData(std::wstring_view value) {
+  if (store_) AddUnescaped<CData>(&kCDataName, value, sizeof("<![CDATA[]]>") - 1);
+}
+
+void NodeContainer::AddComment(std::wstring_view value) {
+  if (store_) AddUnescaped<Comment>(&kCommentName, value, sizeof("<!---->") - 1);
+}
+
+void NodeContainer::AddPi(std::wstring_view target, std::wstring_view data) {
+  if (!store_) return;
+  const StoredName* const name = store_->names.Intern(target);
+  AddUnescaped<Pi>(name, data,
+                   sizeof("<?"
+                          "?>") -
+                       1 + (data.empty() ? 0 : 1));
+  store_->Add(*name);
 }
 
 Node* NodeContainer::FindChildElement(std::wstring_view name, std::size_t index, int type) const noexcept {
-  for (const auto& child : children_) {
-    if (child->Name() == name && child->Is(type) && index-- == 0) return child.get();
+  for (Node* child = firstChild_; child; child = child->NextSibling()) {
+    if (child->Name() == name && child->Is(type) && index-- == 0) return child;
   }
   return &NullElement;
 }
 
 std::wstring NodeContainer::GetChildText(std::size_t) const {
-  for (const auto& child : children_) {
+  for (const Node* child = firstChild_; child; child = child->NextSibling()) {
     if (child->Is(kTextNode)) return child->GetText();
   }
   return {};
@@ -96,67 +154,43 @@ std::wstring NodeContainer::GetChildText(std::size_t) const {
 
 std::wstring NodeContainer::JoinChildTexts() const {
   std::wstring text;
-  for (const auto& child : children_) text += child->GetText();
+  for (const Node* child = firstChild_; child; child = child->NextSibling()) text += child->GetText();
   return text;
 }
 
 void NodeContainer::CloneChildrenInto(NodeContainer& target) const {
-  for (const auto& child : children_) target.Append(child->Clone(&target));
+  for (const Node* child = firstChild_; child; child = child->NextSibling()) child->Clone(&target);
 }
 
-std::unique_ptr<Node> Text::Clone(NodeContainer* parent) const {
-  return std::make_unique<Text>(parent, value_);
+Node* Text::Clone(NodeContainer* parent) const {
+  parent->AddText(Value());
+  return parent->LastChild();
 }
 
-void Text::Write(WriteContext& context) const {
-  if (context.indented)
-    context.AppendEscaped(CollapseWhitespace(value_));
-  else
-    context.AppendEscaped(value_);
+Node* CData::Clone(NodeContainer* parent) const {
+  parent->AddCData(Value());
+  return parent->LastChild();
 }
 
-std::unique_ptr<Node> CData::Clone(NodeContainer* parent) const {
-  return std::make_unique<CData>(parent, value_);
+Node* Comment::Clone(NodeContainer* parent) const {
+  parent->AddComment(Value());
+  return parent->LastChild();
 }
 
-void CData::Write(WriteContext& context) const {
-  WriteUnescaped(context, {L"<![CDATA[", value_, L"]]>"});
-}
-
-std::unique_ptr<Node> Comment::Clone(NodeContainer* parent) const {
-  return std::make_unique<Comment>(parent, value_);
-}
-
-void Comment::Write(WriteContext& context) const {
-  WriteUnescaped(context, {L"<!--", value_, L"-->"});
-}
-
-std::unique_ptr<Node> Pi::Clone(NodeContainer* parent) const {
-  return std::make_unique<Pi>(Name(), parent, value_);
-}
-
-void Pi::Write(WriteContext& context) const {
-  if (value_.empty())
-    WriteUnescaped(context, {L"<?", Name(), L"?>"});
-  else
-    WriteUnescaped(context, {L"<?", Name(), L" ", value_, L"?>"});
+Node* Pi::Clone(NodeContainer* parent) const {
+  parent->AddPi(Name(), Value());
+  return parent->LastChild();
 }
 
 std::wstring Attribute::GetText() const {
   return std::wstring(Trim(JoinChildTexts()));
 }
 
-std::unique_ptr<Node> Attribute::Clone(NodeContainer* parent) const {
-  auto copy = std::make_unique<Attribute>(Name(), parent);
+Node* Attribute::Clone(NodeContainer* parent) const {
+  if (!parent->Is(kElementNode)) return nullptr;
+  Attribute* const copy = static_cast<Element*>(parent)->GetOrAddAttribute(Name());
   CloneChildrenInto(*copy);
   return copy;
-}
-
-void Attribute::Write(WriteContext& context) const {
-  context.Append(Name());
-  context.Append(L"=\"");
-  NodeContainer::Write(context);
-  context.Append(L"\"");
 }
 
 std::wstring Element::GetText() const {
@@ -167,106 +201,74 @@ std::wstring Element::GetText() const {
   return trimmed;
 }
 
-std::unique_ptr<Node> Element::Clone(NodeContainer* parent) const {
-  auto copy = std::make_unique<Element>(Name(), parent);
+Node* Element::Clone(NodeContainer* parent) const {
+  Addition addition(*parent);
+  Element* const copy = parent->AddElement(Name());
   CloneChildrenInto(*copy);
-  for (const auto& attribute : attributes_)
-    copy->GetOrAddAttribute(attribute->Name())->AddText(attribute->GetValue());
+  for (const Attribute* attribute = firstAttribute_; attribute; attribute = attribute->NextAttribute())
+    copy->AddToAttribute(attribute->Name(), attribute->GetValue());
+  addition.Keep();
   return copy;
 }
 
-// Walks nested elements with a list of its own instead of recursion: callers decide how deep a document is.
-void Element::Write(WriteContext& context) const {
-  if (!WriteStartTag(context)) return;
-  std::vector<OpenElement> open;
-  open.reserve(kUsualDepth);
-  open.push_back({this, 0});
-  while (!open.empty()) {
-    OpenElement& at = open.back();
-    if (at.nextChild == at.element->Children().size()) {
-      at.element->WriteEndTag(context);
-      open.pop_back();
-      continue;
-    }
-    const Node& child = *at.element->Children()[at.nextChild++];
-    if (!child.Is(kElementNode)) {
-      child.Write(context);
-      continue;
-    }
-    const auto& element = static_cast<const Element&>(child);
-    if (element.WriteStartTag(context)) open.push_back({&element, 0});
-  }
-}
-
-bool Element::WriteStartTag(WriteContext& context) const {
-  ++context.depth;
-  if (context.indented) context.StartLine();
-  context.Append(L"<");
-  context.Append(Name());
-  for (const auto& attribute : attributes_) {
-    context.Append(L" ");
-    attribute->Write(context);
-  }
-  if (!Children().empty()) {
-    context.Append(L">");
-    return true;
-  }
-  context.Append(L"/>");
-  --context.depth;
-  context.lastWasClosed = true;
-  return false;
-}
-
-void Element::WriteEndTag(WriteContext& context) const {
-  if (context.indented) {
-    if (context.lastWasClosed) {
-      context.BreakLine();
-      context.WriteIndent();
-    }
-    --context.depth;
-    context.lastWasClosed = true;
-  }
-  context.Append(L"</");
-  context.Append(Name());
-  context.Append(L">");
-}
-
 Element* Element::AddSiblingElement(std::wstring_view name) {
-  if (IsNull(this) || !Parent()) return &NullElement;
-  return Parent()->AddElement(name);
+  return Parent() ? Parent()->AddElement(name) : &NullElement;
+}
+
+Attribute* Element::MakeAttribute(std::wstring_view name) {
+  const StoredName* const stored = store_->names.Intern(name);
+  return new (store_->arena.Allocate(sizeof(Attribute))) Attribute(stored, this, store_);
+}
+
+void Element::Append(Attribute* attribute) noexcept {
+  store_->Add(sizeof(" =\"\"") - 1);
+  store_->Add(attribute->Tag());
+  if (!firstAttribute_) {
+    firstAttribute_ = attribute;
+    return;
+  }
+  Attribute* last = firstAttribute_;
+  while (last->NextAttribute()) last = last->NextAttribute();
+  last->next_ = attribute;
 }
 
 Attribute* Element::GetOrAddAttribute(std::wstring_view name) {
-  if (IsNull(this)) return &NullAttribute;
-  Attribute* const found = FindAttribute(name);
-  if (!IsNull(found)) return found;
-  attributes_.push_back(std::make_unique<Attribute>(name, this));
-  return attributes_.back().get();
+  if (!store_) return &NullAttribute;
+  Attribute* attribute = FindAttribute(name);
+  if (attribute != &NullAttribute) return attribute;
+  attribute = MakeAttribute(name);
+  Append(attribute);
+  return attribute;
 }
 
 void Element::AddToAttribute(std::wstring_view name, std::wstring_view value) {
-  if (IsNull(this)) return;
-  if (Attribute* const found = FindAttribute(name); !IsNull(found)) return found->AddText(value);
-  auto attribute = std::make_unique<Attribute>(name, this);
+  if (!store_) return;
+  Attribute* attribute = FindAttribute(name);
+  if (attribute != &NullAttribute) return attribute->AddText(value);
+  attribute = MakeAttribute(name);
   attribute->AddText(value);
-  attributes_.push_back(std::move(attribute));
+  Append(attribute);
 }
 
 Attribute* Element::FindAttribute(std::wstring_view name) const noexcept {
-  const auto found = std::find_if(attributes_.begin(), attributes_.end(),
-                                  [&](const auto& attribute) { return attribute->Name() == name; });
-  return found == attributes_.end() ? &NullAttribute : found->get();
+  for (Attribute* attribute = firstAttribute_; attribute; attribute = attribute->NextAttribute())
+    if (attribute->Name() == name) return attribute;
+  return &NullAttribute;
 }
 
-Element NullElement(L"", &NullElement);
-Attribute NullAttribute(L"", &NullElement);
-CData NullCData(&NullElement, L"");
-Comment NullComment(&NullElement, L"");
-Pi NullPi(L"", &NullElement, L"");
+Addition::Addition(NodeContainer& container) noexcept
+    : container_(container.store_ ? &container : nullptr), lastChild_(container.lastChild_) {
+  if (container_) length_ = container_->store_->length;
+}
 
-bool IsNull(const Node* node) noexcept {
-  return node == &NullElement || node == &NullAttribute || node == &NullCData || node == &NullComment ||
-         node == &NullPi;
+Addition::~Addition() {
+  if (!container_) return;
+  container_->store_->length = length_;
+  container_->lastChild_ = lastChild_;
+  if (lastChild_)
+    lastChild_->next_ = nullptr;
+  else
+    container_->firstChild_ = nullptr;
 }
 
 }  // namespace AdvXMLParser

@@ -1,63 +1,125 @@
 #include "xml/write_context.h"
 
+#include "xml/compact_writer.h"
+#include "xml/walk.h"
+#include "xml/whitespace.h"
+
 namespace AdvXMLParser {
 namespace {
 
-// Empty for a unit that stands for itself.
-constexpr std::wstring_view EntityFor(wchar_t unit) noexcept {
-  switch (unit) {
-    case L'<':
-      return L"&lt;";
-    case L'>':
-      return L"&gt;";
-    case L'&':
-      return L"&amp;";
-    case L'\'':
-      return L"&apos;";
-    case L'"':
-      return L"&quot;";
-    default:
-      return {};
+// The indented form, two spaces a level and CR LF between lines. Nothing that is saved has it, so it is
+// written plainly.
+class IndentedWriter {
+ public:
+  explicit IndentedWriter(WriteContext& context) noexcept : context_(context) {}
+
+  const Node* WriteHead(const Node& node) {
+    switch (node.Type()) {
+      case kElementNode:
+        return WriteStartTag(static_cast<const Element&>(node));
+      case kTextNode:
+        AppendEscaped(CollapseWhitespace(static_cast<const Text&>(node).Value()));
+        return nullptr;
+      case kDocumentNode:
+        Append(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
+        BreakLine();
+        return static_cast<const NodeContainer&>(node).FirstChild();
+      case kAttributeNode:
+        WriteAttribute(static_cast<const Attribute&>(node));
+        return nullptr;
+      default:
+        ++context_.depth;
+        StartLine();
+        AppendCompact(node, *context_.out);
+        context_.atLineStart = false;
+        BreakLine();
+        --context_.depth;
+        context_.lastWasClosed = true;
+        return nullptr;
+    }
   }
-}
+
+  void WriteTail(const Node& node) {
+    if (!node.Is(kElementNode)) return;
+    if (context_.lastWasClosed) {
+      BreakLine();
+      WriteIndent();
+    }
+    --context_.depth;
+    context_.lastWasClosed = true;
+    Append(L"</");
+    Append(node.Name());
+    Append(L">");
+  }
+
+ private:
+  const Node* WriteStartTag(const Element& element) {
+    ++context_.depth;
+    StartLine();
+    Append(L"<");
+    Append(element.Name());
+    for (const Attribute* attribute = element.FirstAttribute(); attribute;
+         attribute = attribute->NextAttribute()) {
+      Append(L" ");
+      WriteAttribute(*attribute);
+    }
+    if (element.FirstChild()) {
+      Append(L">");
+      return element.FirstChild();
+    }
+    Append(L"/>");
+    --context_.depth;
+    context_.lastWasClosed = true;
+    return nullptr;
+  }
+
+  void WriteAttribute(const Attribute& attribute) {
+    Append(attribute.Name());
+    Append(L"=\"");
+    for (const Node* child = attribute.FirstChild(); child; child = child->NextSibling()) WriteHead(*child);
+    Append(L"\"");
+  }
+
+  void Append(std::wstring_view markup) {
+    context_.atLineStart = false;
+    context_.out->append(markup);
+  }
+  void AppendEscaped(std::wstring_view value) {
+    context_.atLineStart = false;
+    for (const wchar_t unit : value) {
+      const std::string_view entity = EntityFor(unit);
+      if (entity.empty())
+        context_.out->push_back(unit);
+      else
+        context_.out->append(entity.begin(), entity.end());
+    }
+  }
+  // Ends the line unless one has just been ended.
+  void BreakLine() {
+    if (context_.atLineStart) return;
+    Append(L"\r\n");
+    context_.atLineStart = true;
+  }
+  // The outermost level stands at the margin.
+  void WriteIndent() {
+    context_.atLineStart = false;
+    for (std::int32_t level = 1; level < context_.depth; ++level) Append(context_.indent);
+  }
+  void StartLine() {
+    BreakLine();
+    WriteIndent();
+    context_.lastWasClosed = false;
+  }
+
+  WriteContext& context_;
+};
 
 }  // namespace
 
-void WriteContext::Append(std::wstring_view markup) {
-  atLineStart = false;
-  length += markup.size();
-  if (out) out->append(markup);
-}
-
-void WriteContext::AppendEscaped(std::wstring_view value) {
-  atLineStart = false;
-  std::size_t runStart = 0;
-  for (std::size_t at = 0; at < value.size(); ++at) {
-    if (value[at] > L'>') continue;  // all five lie at or below it, most text lies above
-    const std::wstring_view entity = EntityFor(value[at]);
-    if (entity.empty()) continue;
-    Append(value.substr(runStart, at - runStart));
-    Append(entity);
-    runStart = at + 1;
-  }
-  Append(value.substr(runStart));
-}
-
-void WriteContext::BreakLine() {
-  if (atLineStart) return;
-  Append(L"\r\n");
-  atLineStart = true;
-}
-
-void WriteContext::WriteIndent() {
-  atLineStart = false;
-  for (std::int32_t level = 1; level < depth; ++level) Append(indent);
-}
-
-void WriteContext::StartLine() {
-  BreakLine();
-  WriteIndent();
-  lastWasClosed = false;
+void Node::Write(WriteContext& context) const {
+  if (!context.indented) return AppendCompact(*this, *context.out);
+  IndentedWriter writer(context);
+  Walk(*this, writer);
 }
 
 }  // namespace AdvXMLParser

@@ -10,13 +10,13 @@ namespace {
 
 using namespace varnel::test;
 
-bool Refuse(const std::string&) {
+bool Refuse(std::string_view) {
   return false;
 }
-bool Decline(const std::string&, std::string&) {
+bool Decline(std::string_view, std::string&) {
   return false;
 }
-bool Reverse(const std::string& utf8, std::string& output) {
+bool Reverse(std::string_view utf8, std::string& output) {
   output.assign(utf8.rbegin(), utf8.rend());
   return true;
 }

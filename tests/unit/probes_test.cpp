@@ -66,10 +66,10 @@ TEST(HostAddress, IsNumericOrLeftAlone) {
 TEST(EventTime, FollowsTheRules) {
   for (const Row& row : Rules("event time")) {
     const auto time = SystemTimeFromDate(std::stod(row[0]));
-    EXPECT_EQ(row[1], time ? Narrow(FormatTimeText(*time)) : "none") << row[0];
+    EXPECT_EQ(row[1], time ? Narrow(TimeText(*time).c_str()) : "none") << row[0];
   }
-  EXPECT_EQ(L"0000-00-00T00:00:00", FormatTimeText({}));
-  EXPECT_EQ(L"12345-13-99T25:61:65535", FormatTimeText({12345, 13, 9, 99, 25, 61, 65535, 999}));
+  EXPECT_STREQ(L"0000-00-00T00:00:00", TimeText({}).c_str());
+  EXPECT_STREQ(L"12345-13-99T25:61:65535", TimeText({12345, 13, 9, 99, 25, 61, 65535, 999}).c_str());
 }
 
 }  // namespace

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+
+namespace AdvXMLParser {
+
+// The memory of one document: given out piece by piece, taken back as a whole. It comes in chunks that grow
+// with the document, so a small report takes one small chunk.
+class Arena {
+ public:
+  // Copying in blocks may read that many bytes behind a piece.
+  static constexpr std::size_t kSlack = 16;
+
+  Arena() noexcept = default;
+  ~Arena();
+  Arena(const Arena&) = delete;
+  Arena& operator=(const Arena&) = delete;
+
+  // Uninitialised memory, aligned for pointers. Throws std::bad_alloc.
+  void* Allocate(std::size_t bytes) {
+    constexpr std::size_t kAlignment = alignof(void*);
+    bytes = (bytes + kAlignment - 1) / kAlignment * kAlignment;
+    if (bytes > left_) return AllocateFromNewChunk(bytes);
+    char* const piece = at_;
+    at_ += bytes;
+    left_ -= bytes;
+    return piece;
+  }
+
+ private:
+  struct Chunk {
+    Chunk* previous;
+  };
+
+  void* AllocateFromNewChunk(std::size_t bytes);
+  char* AddChunk(std::size_t bytes);
+
+  Chunk* last_ = nullptr;
+  char* at_ = nullptr;
+  std::size_t left_ = 0;
+  std::size_t nextSize_ = 4000;  // with what the heap adds, a page
+};
+
+}  // namespace AdvXMLParser

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "xml/tree.h"
+
+namespace AdvXMLParser {
+
+// The markup of a node and all below it on one line, texts as stored.
+
+void AppendCompact(const Node& node, std::wstring& out);
+
+// The same as UTF-8; a surrogate without its other half becomes U+FFFD. Returns the end. Up to Arena::kSlack
+// bytes behind the end are written over.
+char* WriteCompactUtf8(const Node& node, char* to);
+
+}  // namespace AdvXMLParser

@@ -1,0 +1,74 @@
+#include "xml/text_form.h"
+
+#include "xml/blocks.h"
+
+namespace AdvXMLParser {
+
+TextForm CopyText(wchar_t* to, std::wstring_view from) noexcept {
+  const bool plain = CopyAndFindPlain(to, from.data(), from.size());
+  TextForm form{from.size(), from.size(), plain, false};
+  if (plain) return form;
+  form.bytes = Utf8Length(from);
+  for (const wchar_t unit : from) {
+    form.hasZero = form.hasZero || unit == 0;
+    if (const std::size_t entity = EntityFor(unit).size(); entity != 0) {
+      form.units += entity - 1;
+      form.bytes += entity - 1;
+    }
+  }
+  return form;
+}
+
+std::size_t Utf8Length(std::wstring_view text) noexcept {
+  std::size_t bytes = 0;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto unit = static_cast<std::uint32_t>(text[at]);
+    if (IsHighSurrogate(text[at]) && at + 1 < text.size() && IsLowSurrogate(text[at + 1])) {
+      bytes += 4;
+      ++at;
+    } else {
+      bytes += unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
+    }
+  }
+  return bytes;
+}
+
+char* WriteUtf8(char* to, std::wstring_view text) noexcept {
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (IsHighSurrogate(text[at]) && at + 1 < text.size() && IsLowSurrogate(text[at + 1])) {
+      to = WritePair(to, text[at], text[at + 1]);
+      ++at;
+    } else {
+      to = WriteUnit(to, text[at]);
+    }
+  }
+  return to;
+}
+
+char* WriteUnit(char* to, wchar_t unit) noexcept {
+  auto code = static_cast<std::uint32_t>(unit);
+  if (IsHighSurrogate(unit) || IsLowSurrogate(unit)) code = 0xFFFD;
+  if (code < 0x80) {
+    *to++ = static_cast<char>(code);
+  } else if (code < 0x800) {
+    *to++ = static_cast<char>(0xC0 | code >> 6);
+    *to++ = static_cast<char>(0x80 | (code & 0x3F));
+  } else {
+    *to++ = static_cast<char>(0xE0 | code >> 12);
+    *to++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+    *to++ = static_cast<char>(0x80 | (code & 0x3F));
+  }
+  return to;
+}
+
+char* WritePair(char* to, wchar_t high, wchar_t low) noexcept {
+  const std::uint32_t code = 0x10000 + ((static_cast<std::uint32_t>(high) - 0xD800) << 10) +
+                             (static_cast<std::uint32_t>(low) - 0xDC00);
+  *to++ = static_cast<char>(0xF0 | code >> 18);
+  *to++ = static_cast<char>(0x80 | (code >> 12 & 0x3F));
+  *to++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+  *to++ = static_cast<char>(0x80 | (code & 0x3F));
+  return to;
+}
+
+}  // namespace AdvXMLParser
