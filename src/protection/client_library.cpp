@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t kLongestPath = kPathCapacity - 1;  // characters
 
-// Tells whether a file that has been refused is still the same.
+// Tells whether a file that is refused is the one that was refused last.
 struct Candidate {
   wchar_t path[kLongestPath + 2];  // one more shows that it is too long
   FILETIME written;
@@ -26,14 +26,14 @@ struct Candidate {
   DWORD sizeLow;
 };
 
-// A refusal may have had a cause that has gone: the file is looked at again from time to time.
-constexpr ULONGLONG kMillisecondsOfRefusal = 60'000;
+// A look costs system calls of every save, and seldom finds what the last one did not.
+constexpr ULONGLONG kMillisecondsBetweenLooks = 60'000;
 
 // Checking and loading run foreign code, which may come back here or wait for a thread that does. So no lock
 // is held meanwhile: whoever comes while somebody looks goes on without a client.
 std::atomic<bool> g_looking{false};
-Candidate g_refused;  // this and the next belong to whoever looks
-ULONGLONG g_refusedAt;
+std::atomic<ULONGLONG> g_nextLook{0};
+Candidate g_refused;     // belongs to whoever looks
 SRWLOCK g_clientLock{};  // guards the client
 ProtectionClient g_client;
 
@@ -107,11 +107,7 @@ Result CheckAndLoad(HANDLE file) noexcept {
   return Load(file, path);
 }
 
-bool WasJustRefused(const Candidate& candidate) noexcept {
-  return IsSame(candidate, g_refused) && GetTickCount64() - g_refusedAt < kMillisecondsOfRefusal;
-}
-
-// Nothing when the client has been loaded, does not exist, or has just been refused as it is.
+// Nothing when the client has been loaded or does not exist.
 Result FindAndLoad(Candidate& candidate) noexcept {
   if (const wchar_t* const wrong = WhatIsWrongWith(candidate.path)) return Refusal{wrong, ERROR_BAD_PATHNAME};
   // Nobody can write, rename or delete the file between check and load.
@@ -124,7 +120,6 @@ Result FindAndLoad(Candidate& candidate) noexcept {
   candidate.written = information.ftLastWriteTime;
   candidate.sizeHigh = information.nFileSizeHigh;
   candidate.sizeLow = information.nFileSizeLow;
-  if (WasJustRefused(candidate)) return std::nullopt;
   return file ? CheckAndLoad(file.Get()) : Refusal{L"it cannot be opened", error};
 }
 
@@ -150,7 +145,6 @@ void Look() noexcept {
   if (!refusal) return;
   const bool isNew = !IsSame(candidate, g_refused);
   g_refused = candidate;
-  g_refusedAt = GetTickCount64();
   if (isNew)
     LogError(kReportFacility, L"Self-protection client %s not loaded: %s (0x%08X)", candidate.path,
              refusal->reason, refusal->code);
@@ -160,8 +154,9 @@ void Look() noexcept {
 
 ProtectionClient GetProtectionClient() noexcept {
   const ProtectionClient known = KnownClient();
-  if (known || g_looking.exchange(true)) return known;
+  if (known || GetTickCount64() < g_nextLook || g_looking.exchange(true)) return known;
   Look();
+  g_nextLook = GetTickCount64() + kMillisecondsBetweenLooks;
   g_looking = false;
   return KnownClient();
 }
