@@ -37,7 +37,7 @@ void AddAttribute(Input& input, Element& element, Model& model) {
 
 // Puts into both what the input says, until it closes the element.
 void Fill(Input& input, Element& element, Model& model) {
-  constexpr const wchar_t* kNames[] = {L"E", L"EventID", L"a-b.c", L""};
+  constexpr const wchar_t* kNames[] = {L"E", L"EventID", L"größe\xDC00", L""};
   while (!input.Empty()) {
     const unsigned choice = input.Byte() % 8;
     if (choice == 0) return;
@@ -49,7 +49,12 @@ void Fill(Input& input, Element& element, Model& model) {
     if (choice >= 6) {
       child.kind = kElementNode;
       child.name = kNames[input.Byte() % 4];
-      Fill(input, *element.AddElement(child.name), child);
+      if (choice == 6) {
+        Fill(input, *element.AddElement(child.name), child);
+      } else {
+        child.children.push_back({kTextNode, {}, input.Text(), {}, {}});
+        Fill(input, *element.AddElement(child.name, child.children[0].text), child);
+      }
       continue;
     }
     if (choice == 3) child.name = L"target";

@@ -21,7 +21,7 @@ LAYERS = {
     "com": {"base", "settings", "events"},
 }
 # Rules that fuzzers and sanitizers build on the host.
-PORTABLE = {"xml/arena", "xml/blocks", "xml/compact_writer", "xml/document", "xml/names", "xml/text_form", "xml/tree",
+PORTABLE = {"xml/arena", "xml/blocks", "xml/compact_writer", "xml/document", "xml/document_store", "xml/names", "xml/node", "xml/text_form", "xml/tree",
             "xml/walk", "xml/whitespace", "xml/write_context", "settings/disabled_event_list",
             "probes/os_name_rule", "probes/adapter_table", "com/registration_script", "com/load_restriction"}
 # Headers for their own folder.

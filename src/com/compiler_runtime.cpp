@@ -9,10 +9,18 @@
 #include <windows.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <exception>
 
 namespace __gnu_cxx {
 void __freeres();  // frees the emergency exception pool
+
+// What std::terminate runs. The C++ library's own handler names the exception's type first, which takes a
+// demangler that would be an eighth of this library.
+void __verbose_terminate_handler() {
+  std::abort();
 }
+}  // namespace __gnu_cxx
 
 namespace {
 

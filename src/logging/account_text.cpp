@@ -2,8 +2,7 @@
 
 #include "base/handles.h"
 #include "base/malloc_ptr.h"
-
-#include <cstdio>
+#include "logging/ansi_text.h"
 
 namespace varnel {
 namespace {
@@ -25,7 +24,7 @@ MallocPtr<BYTE[]> QueryTokenUser(HANDLE token) noexcept {
 void WriteAccount(HANDLE token, bool impersonated, char* buffer, std::size_t capacity) noexcept {
   const auto information = QueryTokenUser(token);
   if (!information) {
-    std::snprintf(buffer, capacity, "GTI %d", static_cast<int>(GetLastError()));
+    FormatAnsi(buffer, capacity, "GTI %d", static_cast<int>(GetLastError()));
     return;
   }
   const auto* const user = reinterpret_cast<const TOKEN_USER*>(information.get());
@@ -35,9 +34,9 @@ void WriteAccount(HANDLE token, bool impersonated, char* buffer, std::size_t cap
   DWORD domainSize = sizeof(domain);
   SID_NAME_USE use{};
   if (LookupAccountSidA(nullptr, user->User.Sid, name, &nameSize, domain, &domainSize, &use))
-    std::snprintf(buffer, capacity, "%s\\%s%s", domain, name, impersonated ? "*" : "");
+    FormatAnsi(buffer, capacity, "%s\\%s%s", domain, name, impersonated ? "*" : "");
   else
-    std::snprintf(buffer, capacity, "LAS %d", static_cast<int>(GetLastError()));
+    FormatAnsi(buffer, capacity, "LAS %d", static_cast<int>(GetLastError()));
 }
 
 }  // namespace
@@ -48,11 +47,11 @@ void GetLogUserName(char* buffer, std::size_t capacity) noexcept {
   if (!impersonated) {
     const DWORD threadError = GetLastError();
     if (threadError != ERROR_NO_TOKEN) {
-      std::snprintf(buffer, capacity, "OTT %d", static_cast<int>(threadError));
+      FormatAnsi(buffer, capacity, "OTT %d", static_cast<int>(threadError));
       return;
     }
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put())) {
-      std::snprintf(buffer, capacity, "OPT %d", static_cast<int>(GetLastError()));
+      FormatAnsi(buffer, capacity, "OPT %d", static_cast<int>(GetLastError()));
       return;
     }
   }

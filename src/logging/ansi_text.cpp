@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <cwchar>
 
@@ -41,6 +43,16 @@ std::size_t ToAnsi(const wchar_t* text, char* buffer, std::size_t capacity) noex
   if (used == 0 && length != 0) used = ConvertAsManyAsFit(text, buffer, room);
   buffer[used] = '\0';
   return used;
+}
+
+std::size_t FormatAnsi(char* buffer, std::size_t capacity, const char* format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  const int length = _vsnprintf(buffer, capacity, format, arguments);
+  va_end(arguments);
+  if (length >= 0 && static_cast<std::size_t>(length) < capacity) return static_cast<std::size_t>(length);
+  buffer[capacity - 1] = '\0';
+  return capacity - 1;
 }
 
 }  // namespace varnel

@@ -10,4 +10,9 @@ namespace varnel {
 // fails, uses no heap.
 std::size_t ToAnsi(const wchar_t* text, char* buffer, std::size_t capacity) noexcept;
 
+// printf into `buffer` of `capacity` bytes (at least 1), cut where it does not fit. By the system's C
+// runtime, as all log lines are formatted. Always zero-terminated. Returns the length in bytes without the
+// terminator.
+std::size_t FormatAnsi(char* buffer, std::size_t capacity, const char* format, ...) noexcept;
+
 }  // namespace varnel

@@ -1,11 +1,10 @@
 #include "logging/line_outputs.h"
 
 #include "base/files.h"
+#include "logging/ansi_text.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <cstring>
 
 namespace varnel {
 namespace {
@@ -30,10 +29,10 @@ std::atomic<std::uint32_t> g_sequence{0};
 // One write of the finished line: the runtime's printf would go to the stream piece by piece.
 void WriteToConsole(const LogLine& line) noexcept {
   char text[kPrefixRoom + kLineCapacity];
-  const int length =
-      std::snprintf(text, sizeof(text), "%s %c %4d %-8s %s\n", line.stamp, LevelLetter(line.level),
-                    static_cast<int>(line.thread), line.facility, line.text);
-  if (length > 0) std::fwrite(text, 1, std::min(static_cast<std::size_t>(length), sizeof(text) - 1), stdout);
+  const std::size_t length =
+      FormatAnsi(text, sizeof(text), "%s %c %4d %-8s %s\n", line.stamp, LevelLetter(line.level),
+                 static_cast<int>(line.thread), line.facility, line.text);
+  std::fwrite(text, 1, length, stdout);
 }
 
 void WriteToTraceMailslot(const LogLine& line, const char* processTag) noexcept {
@@ -41,9 +40,10 @@ void WriteToTraceMailslot(const LogLine& line, const char* processTag) noexcept 
                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | kAnonymously, nullptr));
   if (!mailslot) return;
   char text[400];
-  std::snprintf(text, sizeof(text), "%s %c %s %4d %-8s %s", line.stamp, LevelLetter(line.level), processTag,
-                static_cast<int>(line.thread), line.facility, line.text);
-  const auto textLength = static_cast<std::uint32_t>(std::strlen(text)) + 1;
+  const std::size_t length =
+      FormatAnsi(text, sizeof(text), "%s %c %s %4d %-8s %s", line.stamp, LevelLetter(line.level), processTag,
+                 static_cast<int>(line.thread), line.facility, line.text);
+  const auto textLength = static_cast<std::uint32_t>(length) + 1;
   const TraceHeader header{.sequence = ++g_sequence, .textLength = textLength};
   DWORD written = 0;
   WriteFile(mailslot.Get(), &header, sizeof(header), &written, nullptr);

@@ -2,10 +2,10 @@
 
 #include "base/files.h"
 #include "base/locks.h"
+#include "logging/ansi_text.h"
 #include "logging/log_settings.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cwchar>
 
 namespace varnel {
@@ -24,14 +24,13 @@ bool IsOpen(const LogFileSlot& slot) noexcept {
 DWORD AppendLine(HANDLE file, const LogLine& line, bool mutexLocked) noexcept {
   const DWORD sizeBefore = SetFilePointer(file, 0, nullptr, FILE_END);
   char process[32] = "";
-  if (GetLogSettings().sharedLog) std::snprintf(process, sizeof(process), "\t%s", ProcessTag().text);
+  if (GetLogSettings().sharedLog) FormatAnsi(process, sizeof(process), "\t%s", ProcessTag().text);
   char text[kLineCapacity];
-  const int length = std::snprintf(text, sizeof(text), "%s\t%c\t#%d\t%s%s\t%s%s\r\n", line.stamp,
-                                   LevelLetter(line.level), static_cast<int>(line.thread), line.facility,
-                                   process, mutexLocked ? "[LOG MUTEX LOCKED] " : "", line.text);
-  const int bytes = std::clamp(length, 0, static_cast<int>(sizeof(text)) - 1);
+  const std::size_t length = FormatAnsi(text, sizeof(text), "%s\t%c\t#%d\t%s%s\t%s%s\r\n", line.stamp,
+                                        LevelLetter(line.level), static_cast<int>(line.thread), line.facility,
+                                        process, mutexLocked ? "[LOG MUTEX LOCKED] " : "", line.text);
   DWORD written = 0;
-  WriteFile(file, text, static_cast<DWORD>(bytes), &written, nullptr);
+  WriteFile(file, text, static_cast<DWORD>(length), &written, nullptr);
   return sizeBefore + written;
 }
 
@@ -104,10 +103,10 @@ LogFiles& GetLogFiles() noexcept {
 
 LogFileNames LogFileNamesFor(const char* basePath) noexcept {
   LogFileNames names;
-  std::snprintf(names.main, sizeof(names.main), "%s.log", basePath);
-  std::snprintf(names.error, sizeof(names.error), "%s_error.log", basePath);
-  std::snprintf(names.mainBackup, sizeof(names.mainBackup), "%s_backup.log", basePath);
-  std::snprintf(names.errorBackup, sizeof(names.errorBackup), "%s_error_backup.log", basePath);
+  FormatAnsi(names.main, sizeof(names.main), "%s.log", basePath);
+  FormatAnsi(names.error, sizeof(names.error), "%s_error.log", basePath);
+  FormatAnsi(names.mainBackup, sizeof(names.mainBackup), "%s_backup.log", basePath);
+  FormatAnsi(names.errorBackup, sizeof(names.errorBackup), "%s_error_backup.log", basePath);
   return names;
 }
 

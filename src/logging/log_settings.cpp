@@ -21,8 +21,6 @@ constexpr std::uint32_t kBytesPerMegabyte = 1'048'576;
 constexpr ProcessTagText kFixedTags[] = {{"Frm"}, {"Upd"}, {"Scr"}, {"Plg"}, {"Srv"},
                                          {"Prs"}, {"Ins"}, {"Tra"}, {"Pol"}, {"Cfg"}};
 
-constinit LogSettings g_settings;
-
 std::int32_t AsSigned(std::uint32_t value) noexcept {
   return static_cast<std::int32_t>(value);
 }
@@ -57,63 +55,60 @@ void ReadDetailList(const RegistryKey& key) noexcept {
   char list[DetailList::kTextCapacity] = {};
   if (!QueryBytes(key, "LogDetailList", list)) return;
   if (!std::memchr(list, '\0', sizeof(list))) return;
-  g_settings.detailList.TakeOver(list);
+  g_logSettings.detailList.TakeOver(list);
 }
 
 }  // namespace
 
 constinit DefaultLogSinkClass g_defaultLogSink;
-
-LogSettings& GetLogSettings() noexcept {
-  return g_settings;
-}
+constinit LogSettings g_logSettings;
 
 std::int32_t SetLogLevel(std::int32_t level) noexcept {
-  return g_settings.level.exchange(std::clamp(level, 1, kMaxLevel));
+  return g_logSettings.level.exchange(std::clamp(level, 1, kMaxLevel));
 }
 
 void SetLogSize(std::int32_t megabytes) noexcept {
-  g_settings.sizeLimit =
+  g_logSettings.sizeLimit =
       static_cast<std::uint32_t>(std::clamp(megabytes, 1, kMaxMegabytes)) * kBytesPerMegabyte;
 }
 
 void SetLogHiRes(std::int32_t on) noexcept {
-  g_settings.highResolution = on != 0;
+  g_logSettings.highResolution = on != 0;
 }
 
 void SetLogUserName(std::int32_t on) noexcept {
-  g_settings.userInLines = on != 0;
+  g_logSettings.userInLines = on != 0;
 }
 
 void SetConsoleLogging(std::int32_t on) noexcept {
-  g_settings.console = on;
+  g_logSettings.console = on;
 }
 
 std::int32_t EnableTraceMailslot() noexcept {
-  g_settings.traceMailslot = true;
+  g_logSettings.traceMailslot = true;
   return 0;
 }
 
 void SetProcessTag(const wchar_t* tag) noexcept {
   char text[kTagCapacity] = {};
   ToAnsi(tag, text, sizeof(text));
-  std::copy(std::begin(text), std::end(text), g_settings.processTag);
-  g_settings.processTagCode = 0;
+  std::copy(std::begin(text), std::end(text), g_logSettings.processTag);
+  g_logSettings.processTagCode = 0;
 }
 
 void SetLogDetailList(const char* list) noexcept {
-  g_settings.detailList.Replace(list);
+  g_logSettings.detailList.Replace(list);
 }
 
 bool IsInDetailList(const char* facility) noexcept {
-  return g_settings.detailList.Contains(facility);
+  return g_logSettings.detailList.Contains(facility);
 }
 
 ProcessTagText ProcessTag() noexcept {
-  const std::int32_t code = g_settings.processTagCode;
+  const std::int32_t code = g_logSettings.processTagCode;
   if (code >= 1 && code <= static_cast<std::int32_t>(std::size(kFixedTags))) return kFixedTags[code - 1];
   ProcessTagText tag{};
-  std::copy(std::begin(g_settings.processTag), std::end(g_settings.processTag), tag.text);
+  std::copy(std::begin(g_logSettings.processTag), std::end(g_logSettings.processTag), tag.text);
   return tag.text[0] != '\0' ? tag : ProcessTagText{"Unk"};
 }
 

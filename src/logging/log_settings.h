@@ -44,7 +44,11 @@ struct LogSettings {
   std::atomic<zelkor_LogSink*> sink{&g_defaultLogSink};  // never owned; null means none
 };
 
-LogSettings& GetLogSettings() noexcept;
+extern LogSettings g_logSettings;
+
+inline LogSettings& GetLogSettings() noexcept {
+  return g_logSettings;
+}
 
 // Clamps the level to 1 to 8. Returns the previous one.
 std::int32_t SetLogLevel(std::int32_t level) noexcept;

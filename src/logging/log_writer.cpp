@@ -43,9 +43,9 @@ void FormatStamp(char (&stamp)[kStampCapacity]) noexcept {
   GetLocalTime(&now);
   char milliseconds[8] = "";
   if (GetLogSettings().highResolution)
-    std::snprintf(milliseconds, sizeof(milliseconds), ".%03d", now.wMilliseconds);
-  std::snprintf(stamp, sizeof(stamp), "%04d-%02d-%02d %02d:%02d:%02d%s", now.wYear, now.wMonth, now.wDay,
-                now.wHour, now.wMinute, now.wSecond, milliseconds);
+    FormatAnsi(milliseconds, sizeof(milliseconds), ".%03d", now.wMilliseconds);
+  FormatAnsi(stamp, sizeof(stamp), "%04d-%02d-%02d %02d:%02d:%02d%s", now.wYear, now.wMonth, now.wDay,
+             now.wHour, now.wMinute, now.wSecond, milliseconds);
 }
 
 void WriteToOutputs(const LogLine& line) noexcept {
@@ -60,7 +60,7 @@ void WriteWithAccount(LogLine line) noexcept {
   char account[kAccountCapacity];
   GetLogUserName(account, sizeof(account));
   char text[kLineCapacity];
-  std::snprintf(text, sizeof(text), "%s\t%s", account, line.text);
+  FormatAnsi(text, sizeof(text), "%s\t%s", account, line.text);
   line.text = text;
   WriteToOutputs(line);
 }
@@ -84,24 +84,29 @@ void WriteLines(std::int32_t level, const char* facility, char* text) noexcept {
   }
 }
 
+// Apart from LogMessage, which most calls leave before they need its buffers.
+void FilterAndWrite(std::int32_t level, const wchar_t* facility, const wchar_t* format,
+                    va_list arguments) noexcept {
+  const LogSettings& settings = GetLogSettings();
+  char facilityText[kFacilityCapacity];
+  ToAnsi(facility ? facility : L"???", facilityText, sizeof(facilityText));
+  if (level > settings.level && !settings.detailList.Contains(facilityText)) return;
+  wchar_t message[kMessageCapacity];
+  FormatMessageText(message, format, arguments);
+  char text[kMessageCapacity];
+  ToAnsi(message, text, sizeof(text));
+  WriteLines(level, facilityText, text);
+}
+
 }  // namespace
 
 void LogMessage(std::int32_t level, const wchar_t* facility, const wchar_t* format, ...) noexcept {
   const LogSettings& settings = GetLogSettings();
-  const bool needsDetailList = level > settings.level;
-  if (needsDetailList && !settings.detailList.MayContain()) return;
-  char facilityText[kFacilityCapacity];
-  ToAnsi(facility ? facility : L"???", facilityText, sizeof(facilityText));
-  if (needsDetailList && !settings.detailList.Contains(facilityText)) return;
-
-  wchar_t message[kMessageCapacity];
+  if (level > settings.level && !settings.detailList.MayContain()) return;
   va_list arguments;
   va_start(arguments, format);
-  FormatMessageText(message, format, arguments);
+  FilterAndWrite(level, facility, format, arguments);
   va_end(arguments);
-  char text[kMessageCapacity];
-  ToAnsi(message, text, sizeof(text));
-  WriteLines(level, facilityText, text);
 }
 
 }  // namespace varnel

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdio>
 #include <optional>
 
 namespace varnel {
@@ -33,6 +32,13 @@ std::optional<unsigned> Number(std::string_view digits, int base, unsigned limit
   return value;
 }
 
+// At least that many digits.
+void AppendHex(std::string& text, unsigned number, std::size_t digits = 1) {
+  const std::size_t start = text.size();
+  for (; number != 0 || text.size() < start + digits; number /= 16)
+    text.insert(text.begin() + static_cast<std::ptrdiff_t>(start), "0123456789abcdef"[number % 16]);
+}
+
 // Replaces "a.b.c.d" at the end by its two hexadecimal groups.
 std::string WithoutIPv4Tail(std::string_view text) {
   const auto tail = text.rfind(':') + 1;
@@ -44,10 +50,11 @@ std::string WithoutIPv4Tail(std::string_view text) {
     if (!number) return std::string(text);
     numbers[i] = *number;
   }
-  char groups[16];
-  std::snprintf(groups, sizeof(groups), "%x:%x", numbers[0] * 256 + numbers[1],
-                numbers[2] * 256 + numbers[3]);
-  return std::string(text.substr(0, tail)) + groups;
+  std::string groups(text.substr(0, tail));
+  AppendHex(groups, numbers[0] * 256 + numbers[1]);
+  groups += ':';
+  AppendHex(groups, numbers[2] * 256 + numbers[3]);
+  return groups;
 }
 
 std::optional<std::array<unsigned, kGroups>> GroupsOf(std::string_view text) {
@@ -84,11 +91,7 @@ bool IsCandidate(std::uint32_t type, std::uint32_t status, bool includeLoopback)
 std::string MacText(const std::uint8_t* bytes, std::size_t length) {
   std::string text;
   if (length == 0) return text;
-  for (std::size_t i = 0; i < kMacBytes; ++i) {
-    char digits[3];
-    std::snprintf(digits, sizeof(digits), "%02x", static_cast<unsigned>(i < length ? bytes[i] : 0));
-    text += digits;
-  }
+  for (std::size_t i = 0; i < kMacBytes; ++i) AppendHex(text, i < length ? bytes[i] : 0, 2);
   return text;
 }
 
@@ -114,9 +117,8 @@ std::string IPv6Network(std::string_view address, std::string_view mask) {
   if (!addressGroups || !maskGroups) return {};
   std::string network;
   for (std::size_t i = 0; i < kGroups; ++i) {
-    char group[8];
-    std::snprintf(group, sizeof(group), i == 0 ? "%x" : ":%x", (*addressGroups)[i] & (*maskGroups)[i]);
-    network += group;
+    if (i > 0) network += ':';
+    AppendHex(network, (*addressGroups)[i] & (*maskGroups)[i]);
   }
   return network;
 }

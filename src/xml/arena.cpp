@@ -6,7 +6,7 @@
 namespace AdvXMLParser {
 namespace {
 
-constexpr std::size_t kLargestChunk = 64'000;
+constexpr std::size_t kLargestChunk = 256'000;
 
 }  // namespace
 

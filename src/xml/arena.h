@@ -18,8 +18,7 @@ class Arena {
 
   // Uninitialised memory, aligned for pointers. Throws std::bad_alloc.
   void* Allocate(std::size_t bytes) {
-    constexpr std::size_t kAlignment = alignof(void*);
-    bytes = (bytes + kAlignment - 1) / kAlignment * kAlignment;
+    bytes = Rounded(bytes);
     if (bytes > left_) return AllocateFromNewChunk(bytes);
     char* const piece = at_;
     at_ += bytes;
@@ -27,10 +26,23 @@ class Arena {
     return piece;
   }
 
+  // Makes the piece that was given out last smaller.
+  void Shrink(const void* piece, std::size_t bytes, std::size_t newBytes) noexcept {
+    const std::size_t back = Rounded(bytes) - Rounded(newBytes);
+    if (static_cast<const char*>(piece) + Rounded(bytes) != at_) return;  // it has a chunk of its own
+    at_ -= back;
+    left_ += back;
+  }
+
  private:
   struct Chunk {
     Chunk* previous;
   };
+
+  static constexpr std::size_t Rounded(std::size_t bytes) noexcept {
+    constexpr std::size_t kAlignment = alignof(void*);
+    return (bytes + kAlignment - 1) / kAlignment * kAlignment;
+  }
 
   void* AllocateFromNewChunk(std::size_t bytes);
   char* AddChunk(std::size_t bytes);
@@ -38,7 +50,7 @@ class Arena {
   Chunk* last_ = nullptr;
   char* at_ = nullptr;
   std::size_t left_ = 0;
-  std::size_t nextSize_ = 4000;  // with what the heap adds, a page
+  std::size_t nextSize_ = 8000;  // with what the heap adds, two pages
 };
 
 }  // namespace AdvXMLParser

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <cwchar>
 
-// The two inner loops of the tree and of its text. They take eight units at a time where units have 16 bits
-// and every processor has the instructions; elsewhere a plain loop has the same results.
+// The inner loops of the tree and of its text. They take eight units at a time where units have 16 bits and
+// every processor has the instructions; elsewhere plain loops have the same results.
 #if (defined(__x86_64__) || defined(_M_X64)) && WCHAR_MAX == 0xFFFF
 #define VARNEL_HAS_BLOCKS
 #include <emmintrin.h>
@@ -13,8 +17,7 @@
 
 namespace AdvXMLParser {
 
-// ASCII, but for the zero and the five characters that are written as entities: the markup of such a unit is
-// the unit.
+// ASCII, but for the zero and the five that are written as entities: the markup of such a unit is the unit.
 constexpr bool IsPlain(wchar_t unit) noexcept {
   constexpr std::uint64_t kNotPlain = std::uint64_t{1} << L'<' | std::uint64_t{1} << L'>' |
                                       std::uint64_t{1} << L'&' | std::uint64_t{1} << L'\'' |
@@ -23,11 +26,68 @@ constexpr bool IsPlain(wchar_t unit) noexcept {
   return code < 64 ? (kNotPlain >> code & 1) == 0 : code < 0x80;
 }
 
-// Copies the units and says whether all are plain.
-inline bool CopyUnits(wchar_t* to, const wchar_t* from, std::size_t count) noexcept {
+// What is written in place of a unit; no longer than a block of bytes, which may be copied as a whole.
+struct Entity {
+  char text[7] = {};
+  std::uint8_t length = 0;  // none for a unit that stands for itself
+};
+
+namespace internal {
+
+constexpr auto kEntities = [] {
+  std::array<Entity, 64> entities{};
+  entities[L'<'] = {"&lt;", 4};
+  entities[L'>'] = {"&gt;", 4};
+  entities[L'&'] = {"&amp;", 5};
+  entities[L'\''] = {"&apos;", 6};
+  entities[L'"'] = {"&quot;", 6};
+  return entities;
+}();
+
+}  // namespace internal
+
+inline const Entity& EntityFor(wchar_t unit) noexcept {
+  const auto code = static_cast<std::size_t>(unit);
+  return internal::kEntities[code < internal::kEntities.size() ? code : 0];
+}
+
+constexpr bool IsHighSurrogate(wchar_t unit) noexcept {
+  return unit >= 0xD800 && unit <= 0xDBFF;
+}
+constexpr bool IsLowSurrogate(wchar_t unit) noexcept {
+  return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
+// Whether two texts of that many units are the same. For short ones: a call would cost more.
+inline bool AreEqual(const wchar_t* left, const wchar_t* right, std::size_t count) noexcept {
+  constexpr std::size_t kUnits = sizeof(std::uint64_t) / sizeof(wchar_t);
+  const auto word = [](const wchar_t* text) {
+    std::uint64_t units;
+    std::memcpy(&units, text, sizeof(units));
+    return units;
+  };
+  if (count < kUnits) return std::equal(left, left + count, right);
+  for (std::size_t at = 0; at + kUnits < count; at += kUnits)
+    if (word(left + at) != word(right + at)) return false;
+  return word(left + count - kUnits) == word(right + count - kUnits);
+}
+
+// Copies texts that do not overlap, short ones at best.
+inline void CopyUnits(wchar_t* to, const wchar_t* from, std::size_t count) noexcept {
+  constexpr std::size_t kBytes = 16;
+  constexpr std::size_t kUnits = kBytes / sizeof(wchar_t);
+  if (count < kUnits) {
+    for (std::size_t at = 0; at < count; ++at) to[at] = from[at];
+    return;
+  }
+  for (std::size_t at = 0; at + kUnits < count; at += kUnits) std::memcpy(to + at, from + at, kBytes);
+  std::memcpy(to + count - kUnits, from + count - kUnits, kBytes);
+}
+
+inline bool NarrowUnits(char* to, const wchar_t* from, std::size_t count) noexcept {
   bool plain = true;
   for (std::size_t at = 0; at < count; ++at) {
-    to[at] = from[at];
+    to[at] = static_cast<char>(from[at]);
     plain = plain && IsPlain(from[at]);
   }
   return plain;
@@ -37,49 +97,85 @@ inline bool CopyUnits(wchar_t* to, const wchar_t* from, std::size_t count) noexc
 
 constexpr std::size_t kBlockUnits = 8;
 
-// Not zero where a unit is not plain. Two pairs of the five differ in one bit.
-inline __m128i NotPlainIn(__m128i units) noexcept {
-  const auto are = [&](int unit, int without) {
-    return _mm_cmpeq_epi16(_mm_andnot_si128(_mm_set1_epi16(static_cast<short>(without)), units),
-                           _mm_set1_epi16(static_cast<short>(unit)));
-  };
-  const __m128i special =
-      _mm_or_si128(_mm_or_si128(are('&', 1), are('<', 2)), _mm_or_si128(are('"', 0), are(0, 0)));
+inline __m128i Block(const wchar_t* text) noexcept {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+}
+// All ones where a unit, without some of its bits, is that one.
+inline __m128i WhereEqual(__m128i units, int unit, int without = 0) noexcept {
+  const __m128i rest = _mm_andnot_si128(_mm_set1_epi16(static_cast<short>(without)), units);
+  return _mm_cmpeq_epi16(rest, _mm_set1_epi16(static_cast<short>(unit)));
+}
+// Not zero where a unit is written as an entity. Two pairs of the five differ in one bit.
+inline __m128i WhereEntity(__m128i units) noexcept {
+  return _mm_or_si128(_mm_or_si128(WhereEqual(units, '&', 1), WhereEqual(units, '<', 2)),
+                      WhereEqual(units, '"'));
+}
+inline __m128i WhereNotPlain(__m128i units) noexcept {
+  const __m128i special = _mm_or_si128(WhereEntity(units), WhereEqual(units, 0));
   return _mm_or_si128(special, _mm_and_si128(units, _mm_set1_epi16(static_cast<short>(0xFF80))));
 }
-
-inline bool CopyAndFindPlain(wchar_t* to, const wchar_t* from, std::size_t count) noexcept {
-  if (count < kBlockUnits) return CopyUnits(to, from, count);
-  __m128i notPlain = _mm_setzero_si128();
-  const auto copy = [&](std::size_t at) {
-    const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + at));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), units);
-    notPlain = _mm_or_si128(notPlain, NotPlainIn(units));
-  };
-  for (std::size_t at = 0; at + kBlockUnits < count; at += kBlockUnits) copy(at);
-  copy(count - kBlockUnits);  // overlaps the block before
-  return _mm_movemask_epi8(_mm_cmpeq_epi8(notPlain, _mm_setzero_si128())) == 0xFFFF;
+// One bit for each byte of the units that are zero.
+inline unsigned MaskOfZeros(__m128i units) noexcept {
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(units, _mm_setzero_si128())));
 }
 
-// ASCII units to bytes; returns their end. Whole blocks: up to fourteen bytes behind `from` are read and up
-// to seven behind the end are written over.
-inline char* NarrowBlocks(char* to, const wchar_t* from, std::size_t count) noexcept {
-  for (std::size_t at = 0; at < count; at += kBlockUnits) {
-    const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + at));
+// The place of the first unit from `at` on that is not plain, or that is written as an entity; `count` when
+// there is none.
+template <class Where, class IsOrdinary>
+std::size_t FindUnit(const wchar_t* text, std::size_t at, std::size_t count, Where where,
+                     IsOrdinary isOrdinary) noexcept {
+  for (; at + kBlockUnits <= count; at += kBlockUnits) {
+    const unsigned found = MaskOfZeros(where(Block(text + at))) ^ 0xFFFF;
+    if (found) return at + static_cast<std::size_t>(std::countr_zero(found)) / 2;
+  }
+  while (at < count && isOrdinary(text[at])) ++at;
+  return at;
+}
+inline std::size_t FindNotPlain(const wchar_t* text, std::size_t at, std::size_t count) noexcept {
+  return FindUnit(text, at, count, WhereNotPlain, IsPlain);
+}
+inline std::size_t FindEntity(const wchar_t* text, std::size_t at, std::size_t count) noexcept {
+  return FindUnit(text, at, count, WhereEntity, [](wchar_t unit) { return EntityFor(unit).length == 0; });
+}
+
+// Writes a byte for each unit, which is the unit where that is ASCII, and says whether all are plain.
+inline bool Narrow(char* to, const wchar_t* from, std::size_t count) noexcept {
+  if (count < kBlockUnits) return NarrowUnits(to, from, count);
+  __m128i notPlain = _mm_setzero_si128();
+  const auto narrow = [&](std::size_t at) {
+    const __m128i units = Block(from + at);
+    notPlain = _mm_or_si128(notPlain, WhereNotPlain(units));
     _mm_storel_epi64(reinterpret_cast<__m128i*>(to + at), _mm_packus_epi16(units, units));
+  };
+  for (std::size_t at = 0; at + kBlockUnits < count; at += kBlockUnits) narrow(at);
+  narrow(count - kBlockUnits);  // overlaps the block before
+  return MaskOfZeros(notPlain) == 0xFFFF;
+}
+
+// ASCII bytes to units, as Copy copies.
+inline wchar_t* Widen(wchar_t* to, const char* from, std::size_t count) noexcept {
+  for (std::size_t at = 0; at < count; at += kBlockUnits) {
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from + at));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
   }
   return to + count;
 }
 
 #else
 
-inline bool CopyAndFindPlain(wchar_t* to, const wchar_t* from, std::size_t count) noexcept {
-  return CopyUnits(to, from, count);
+inline std::size_t FindNotPlain(const wchar_t* text, std::size_t at, std::size_t count) noexcept {
+  while (at < count && IsPlain(text[at])) ++at;
+  return at;
 }
-
-inline char* NarrowBlocks(char* to, const wchar_t* from, std::size_t count) noexcept {
-  for (std::size_t at = 0; at < count; ++at) *to++ = static_cast<char>(from[at]);
-  return to;
+inline std::size_t FindEntity(const wchar_t* text, std::size_t at, std::size_t count) noexcept {
+  while (at < count && EntityFor(text[at]).length == 0) ++at;
+  return at;
+}
+inline bool Narrow(char* to, const wchar_t* from, std::size_t count) noexcept {
+  return NarrowUnits(to, from, count);
+}
+inline wchar_t* Widen(wchar_t* to, const char* from, std::size_t count) noexcept {
+  return std::copy(from, from + count, to);
 }
 
 #endif

@@ -1,6 +1,5 @@
 #include "xml/compact_writer.h"
 
-#include "xml/blocks.h"
 #include "xml/walk.h"
 
 #include <algorithm>
@@ -9,7 +8,7 @@
 namespace AdvXMLParser {
 namespace {
 
-// Whole blocks: up to one block too many is read and written.
+// Whole blocks: up to one block too many is read and written. Documents and outputs have room for that.
 template <class Unit>
 Unit* CopyBlocks(Unit* to, const Unit* from, std::size_t count) noexcept {
   constexpr std::size_t kBlock = Arena::kSlack;  // bytes
@@ -20,117 +19,105 @@ Unit* CopyBlocks(Unit* to, const Unit* from, std::size_t count) noexcept {
   return to + count;
 }
 
-// UTF-16, collected in a buffer that is handed on when it is full: appending each piece to a string would
-// cost more than copying everything twice.
-class WideOutput {
- public:
-  explicit WideOutput(std::wstring& out) noexcept : out_(out) {}
+template <class Unit>
+Unit* PutAscii(Unit* to, std::string_view ascii) noexcept {
+  return std::copy(ascii.begin(), ascii.end(), to);
+}
 
-  void Finish() { Flush(); }
+inline wchar_t* PutEntity(wchar_t* to, const Entity& entity) noexcept {
+  return Widen(to, entity.text, entity.length);
+}
+inline char* PutEntity(char* to, const Entity& entity) noexcept {
+  std::memcpy(to, entity.text, sizeof(entity));
+  return to + entity.length;
+}
 
-  // A single unit; there is room for a few behind whatever else was written.
-  void Put(char ascii) noexcept { *at_++ = static_cast<wchar_t>(ascii); }
-  void PutName(const StoredName& name) { Copy(name.endTag + 2, name.length); }
-  void PutEndTag(const StoredName& name) { Copy(name.endTag, name.length + 3); }
-  void PutValue(const LeafNode& leaf) { Copy(leaf.Value().data(), leaf.Value().size()); }
+// What differs between the encodings. Each Put returns the end of what it wrote.
+struct Utf16 {
+  using Unit = wchar_t;
 
-  void PutText(const Text& text) {
-    if (text.IsPlain()) return PutValue(text);
-    const std::wstring_view value = text.Value();
-    std::size_t runStart = 0;
+  static const wchar_t* Tags(const StoredName& name) noexcept { return name.tags; }
+  static std::size_t LengthOfName(const StoredName& name) noexcept { return name.length; }
+  static wchar_t* PutPlain(wchar_t* to, std::string_view plain) noexcept {
+    return Widen(to, plain.data(), plain.size());
+  }
+  static wchar_t* PutValue(wchar_t* to, std::wstring_view value) noexcept {
+    return CopyBlocks(to, value.data(), value.size());
+  }
+
+  wchar_t* PutSpecial(wchar_t* to, const Text& text) noexcept {
+    const std::wstring_view value = text.SpecialValue();
+    if (!text.HasEntities()) return PutValue(to, value);
     for (std::size_t at = 0; at < value.size(); ++at) {
-      if (value[at] > L'>') continue;  // all five lie at or below it, most text lies above
-      const std::string_view entity = EntityFor(value[at]);
-      if (entity.empty()) continue;
-      Copy(value.data() + runStart, at - runStart);
-      for (const char unit : entity) Put(unit);
-      runStart = at + 1;
+      const std::size_t entity = FindEntity(value.data(), at, value.size());
+      to = CopyBlocks(to, value.data() + at, entity - at);
+      if (entity == value.size()) break;
+      to = PutEntity(to, EntityFor(value[entity]));
+      at = entity;
     }
-    Copy(value.data() + runStart, value.size() - runStart);
+    return to;
   }
-
- private:
-  static constexpr std::size_t kUnits = 4096;
-  static constexpr std::size_t kMargin = 32;  // for single units, and for the rest of a block
-
-  void Copy(const wchar_t* units, std::size_t count) {
-    if (static_cast<std::size_t>(at_ - buffer_) + count > kUnits) {
-      Flush();
-      if (count > kUnits) {
-        out_.append(units, count);
-        return;
-      }
-    }
-    at_ = CopyBlocks(at_, units, count);
-  }
-  void Flush() {
-    out_.append(buffer_, at_);
-    at_ = buffer_;
-  }
-
-  std::wstring& out_;
-  wchar_t* at_ = buffer_;
-  wchar_t buffer_[kUnits + kMargin];
 };
 
-// UTF-8 into memory that is large enough.
-class Utf8Output {
+class Utf8 {
  public:
-  explicit Utf8Output(char* to) noexcept : at_(to) {}
+  using Unit = char;
 
-  char* End() const noexcept { return at_; }
-
-  void Put(char ascii) noexcept { *at_++ = ascii; }
-  void PutName(const StoredName& name) noexcept {
-    at_ = CopyBlocks(at_, name.endTagUtf8 + 2, name.utf8Length);
+  static const char* Tags(const StoredName& name) noexcept { return name.tagsUtf8; }
+  static std::size_t LengthOfName(const StoredName& name) noexcept { return name.utf8Length; }
+  static char* PutPlain(char* to, std::string_view plain) noexcept {
+    return CopyBlocks(to, plain.data(), plain.size());
   }
-  void PutEndTag(const StoredName& name) noexcept {
-    at_ = CopyBlocks(at_, name.endTagUtf8, name.utf8Length + 3);
-  }
-  void PutValue(const LeafNode& leaf) noexcept { at_ = WriteUtf8(at_, leaf.Value()); }
+  static char* PutValue(char* to, std::wstring_view value) noexcept { return WriteUtf8(to, value); }
 
-  void PutText(const Text& text) noexcept {
-    const std::wstring_view value = text.Value();
-    if (text.IsPlain()) {
-      at_ = NarrowBlocks(at_, value.data(), value.size());
-      return;
-    }
+  char* PutSpecial(char* to, const Text& text) noexcept {
+    const std::wstring_view value = text.SpecialValue();
     std::size_t at = 0;
     // The text before may have ended with the first half of a pair, which then has been written as U+FFFD.
-    if (at_ == halfEnd_ && IsLowSurrogate(value[0])) at_ = WritePair(at_ - 3, half_, value[at++]);
-    for (; at < value.size(); ++at) {
-      if (IsHighSurrogate(value[at]) && at + 1 < value.size() && IsLowSurrogate(value[at + 1])) {
-        at_ = WritePair(at_, value[at], value[at + 1]);
-        ++at;
-        continue;
+    if (to == halfEnd_ && IsLowSurrogate(value[0])) to = WritePair(to - 3, half_, value[at++]);
+    while (at < value.size()) {
+      const std::size_t plainEnd = FindNotPlain(value.data(), at, value.size());
+      Narrow(to, value.data() + at, plainEnd - at);
+      to += plainEnd - at;
+      for (at = plainEnd; at < value.size() && !IsPlain(value[at]); ++at) {
+        if (IsHighSurrogate(value[at]) && at + 1 < value.size() && IsLowSurrogate(value[at + 1])) {
+          to = WritePair(to, value[at], value[at + 1]);
+          ++at;
+          continue;
+        }
+        const Entity& entity = EntityFor(value[at]);
+        to = entity.length == 0 ? WriteUnit(to, value[at]) : PutEntity(to, entity);
       }
-      const std::string_view entity = EntityFor(value[at]);
-      at_ = entity.empty() ? WriteUnit(at_, value[at]) : std::copy(entity.begin(), entity.end(), at_);
     }
     half_ = value.back();
-    halfEnd_ = IsHighSurrogate(half_) ? at_ : nullptr;
+    halfEnd_ = IsHighSurrogate(half_) ? to : nullptr;
+    return to;
   }
 
  private:
-  char* at_;
   wchar_t half_ = 0;
-  char* halfEnd_ = nullptr;
+  const char* halfEnd_ = nullptr;
 };
 
-template <class Output>
+// Writes to memory that is large enough, and has room for a block more.
+template <class Encoding>
 class Writer {
  public:
-  explicit Writer(Output& out) noexcept : out_(out) {}
+  using Unit = typename Encoding::Unit;
 
-  const Node* WriteHead(const Node& node) {
+  explicit Writer(Unit* to) noexcept : at_(to) {}
+
+  Unit* End() const noexcept { return at_; }
+
+  const Node* WriteHead(const Node& node) noexcept {
     switch (node.Type()) {
       case kElementNode:
         return WriteStartTag(static_cast<const Element&>(node));
       case kTextNode:
-        out_.PutText(static_cast<const Text&>(node));
+        PutText(static_cast<const Text&>(node));
         return nullptr;
       case kDocumentNode:
-        PutLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
+        at_ = PutAscii(at_, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
         return static_cast<const NodeContainer&>(node).FirstChild();
       case kAttributeNode:
         WriteAttribute(static_cast<const Attribute&>(node));
@@ -141,62 +128,92 @@ class Writer {
     }
   }
 
-  void WriteTail(const Node& node) {
-    if (node.Is(kElementNode)) out_.PutEndTag(node.Tag());
+  void WriteTail(const NodeContainer& container) noexcept {
+    if (container.Is(kElementNode)) PutEndTag(container.Tag());
   }
 
  private:
-  const Node* WriteStartTag(const Element& element) {
-    out_.Put('<');
-    out_.PutName(element.Tag());
-    for (const Attribute* attribute = element.FirstAttribute(); attribute;
-         attribute = attribute->NextAttribute()) {
-      out_.Put(' ');
-      WriteAttribute(*attribute);
+  const Node* WriteStartTag(const Element& element) noexcept {
+    const StoredName& name = element.Tag();
+    at_ = CopyBlocks(at_, Encoding::Tags(name), Encoding::LengthOfName(name) + LengthOf("<>"));
+    const Node* const child = element.FirstChild();
+    if (element.FirstAttribute() || !child) {
+      --at_;  // not yet
+      for (const Attribute* attribute = element.FirstAttribute(); attribute;
+           attribute = attribute->NextAttribute()) {
+        *at_++ = ' ';
+        WriteAttribute(*attribute);
+      }
+      at_ = PutAscii(at_, child ? ">" : "/>");
     }
-    if (!element.FirstChild()) out_.Put('/');
-    out_.Put('>');
-    return element.FirstChild();
+    if (!child || !child->Is(kTextNode) || child->NextSibling()) return child;
+    // Most elements hold one text.
+    PutText(*static_cast<const Text*>(child));
+    PutEndTag(name);
+    return nullptr;
   }
 
-  void WriteAttribute(const Attribute& attribute) {
-    out_.PutName(attribute.Tag());
-    out_.Put('=');
-    out_.Put('"');
-    for (const Node* child = attribute.FirstChild(); child; child = child->NextSibling()) WriteHead(*child);
-    out_.Put('"');
+  void WriteAttribute(const Attribute& attribute) noexcept {
+    PutName(attribute.Tag());
+    at_ = PutAscii(at_, "=\"");
+    for (const Node* child = attribute.FirstChild(); child; child = child->NextSibling())
+      PutText(*static_cast<const Text*>(child));
+    *at_++ = '"';
   }
 
-  void WriteUnescaped(const LeafNode& leaf) {
+  void WriteUnescaped(const LeafNode& leaf) noexcept {
     const bool isPi = leaf.Is(kPiNode);
-    PutLiteral(isPi ? "<?" : leaf.Is(kCDataNode) ? "<![CDATA[" : "<!--");
-    if (isPi) out_.PutName(leaf.Tag());
-    if (isPi && !leaf.Value().empty()) out_.Put(' ');
-    out_.PutValue(leaf);
-    PutLiteral(isPi ? "?>" : leaf.Is(kCDataNode) ? "]]>" : "-->");
+    at_ = PutAscii(at_, isPi ? "<?" : leaf.Is(kCDataNode) ? "<![CDATA[" : "<!--");
+    if (isPi) PutName(static_cast<const Pi&>(leaf).Target());
+    if (isPi && !leaf.Value().empty()) *at_++ = ' ';
+    at_ = Encoding::PutValue(at_, leaf.Value());
+    at_ = PutAscii(at_, isPi ? "?>" : leaf.Is(kCDataNode) ? "]]>" : "-->");
   }
 
-  void PutLiteral(const char* literal) {
-    while (*literal) out_.Put(*literal++);
+  void PutName(const StoredName& name) noexcept {
+    at_ = CopyBlocks(at_, Encoding::Tags(name) + 1, Encoding::LengthOfName(name));
+  }
+  void PutEndTag(const StoredName& name) noexcept {
+    const std::size_t length = Encoding::LengthOfName(name);
+    at_ = CopyBlocks(at_, Encoding::Tags(name) + length + LengthOf("<>"), length + LengthOf("</>"));
+  }
+  void PutText(const Text& text) noexcept {
+    at_ = text.IsPlain() ? Encoding::PutPlain(at_, text.PlainValue()) : encoding_.PutSpecial(at_, text);
   }
 
-  Output& out_;
+  Unit* at_;
+  Encoding encoding_;
 };
+
+// Exact for a document.
+std::size_t MostUnitsOf(const Node& node) noexcept {
+  switch (node.Type()) {
+    case kTextNode:
+      return static_cast<const Text&>(node).Length() * LengthOf("&quot;");
+    case kPiNode:
+      return LengthOf("<? ?>") + node.Name().size() + static_cast<const Pi&>(node).Value().size();
+    case kCDataNode:
+    case kCommentNode:
+      return LengthOf("<![CDATA[]]>") + static_cast<const LeafNode&>(node).Value().size();
+    default:
+      return static_cast<const NodeContainer&>(node).UnitsOfDocument();
+  }
+}
 
 }  // namespace
 
 void AppendCompact(const Node& node, std::wstring& out) {
-  WideOutput output(out);
-  Writer writer(output);
+  const std::size_t start = out.size();
+  out.resize(start + MostUnitsOf(node) + Arena::kSlack / sizeof(wchar_t));
+  Writer<Utf16> writer(out.data() + start);
   Walk(node, writer);
-  output.Finish();
+  out.resize(static_cast<std::size_t>(writer.End() - out.data()));
 }
 
 char* WriteCompactUtf8(const Node& node, char* to) {
-  Utf8Output output(to);
-  Writer writer(output);
+  Writer<Utf8> writer(to);
   Walk(node, writer);
-  return output.End();
+  return writer.End();
 }
 
 }  // namespace AdvXMLParser

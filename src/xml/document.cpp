@@ -1,7 +1,6 @@
 #include "xml/document.h"
 
 #include "xml/compact_writer.h"
-#include "xml/whitespace.h"
 #include "xml/write_context.h"
 
 #include <limits>
@@ -9,24 +8,26 @@
 namespace AdvXMLParser {
 namespace {
 
-constexpr StoredName kDocumentName{L"</#document>", "</#document>", 9, 9};
 constexpr std::size_t kDeclarationLength = sizeof("<?xml version=\"1.0\" encoding=\"UTF-8\"?>") - 1;
 
 }  // namespace
 
-Document::Document() : NodeContainer(kDocumentNode, &kDocumentName, &NullElement, this), root_(&NullElement) {
-  Add(kDeclarationLength);
+Document::Document()
+    : NodeContainer(kDocumentNode, &documentName_, &NullElement),
+      documentName_{.tags = L"<#document></#document>",
+                    .tagsUtf8 = "<#document></#document>",
+                    .length = sizeof("#document") - 1,
+                    .utf8Length = sizeof("#document") - 1,
+                    .store = this},
+      root_(&NullElement) {
+  length.units = length.bytes = kDeclarationLength;
 }
 
 Document::Document(std::wstring_view rootName) : Document() {
   root_ = AddElement(rootName);
 }
 
-std::wstring Document::GetText() const {
-  return std::wstring(Trim(CollapseWhitespace(JoinChildTexts())));
-}
-
-Document* Document::Clone(NodeContainer*) const {
+Document* Document::Clone() const {
   std::unique_ptr<Document> copy(new Document);
   CloneChildrenInto(*copy);
   Node* const root = copy->FirstChild();
@@ -36,7 +37,6 @@ Document* Document::Clone(NodeContainer*) const {
 
 std::wstring Document::ToString(bool indented) const {
   std::wstring text;
-  if (!indented) text.reserve(length.units);
   WriteContext context(indented, &text);
   Write(context);
   return text;

@@ -13,16 +13,15 @@ struct Utf8Text {
   std::size_t size = 0;
 };
 
-// A document owns its whole tree. Nodes are never taken out of a tree while the document lives.
+// A document owns its whole tree. Nodes are never taken out of a tree while the document lives. GetText joins
+// the children's texts, makes every run of white space one space and trims the result.
 class Document final : private DocumentStore, public NodeContainer {
  public:
   // A document whose only child is an empty root element of that name.
   explicit Document(std::wstring_view rootName);
 
-  std::wstring GetValue() const override { return {}; }
-  // The joined children with every run of white space made one space, trimmed.
-  std::wstring GetText() const override;
-  Document* Clone(NodeContainer* parent) const override;
+  // The caller's to delete.
+  Document* Clone() const;
 
   // The root element (owned by the document), or NullElement when there is none.
   Element* Root() const noexcept { return root_; }
@@ -42,6 +41,7 @@ class Document final : private DocumentStore, public NodeContainer {
  private:
   Document();
 
+  const StoredName documentName_;
   Element* root_;
 };
 

@@ -1,22 +1,25 @@
 #include "xml/text_form.h"
 
-#include "xml/blocks.h"
+#include <cstdint>
 
 namespace AdvXMLParser {
 
-TextForm CopyText(wchar_t* to, std::wstring_view from) noexcept {
-  const bool plain = CopyAndFindPlain(to, from.data(), from.size());
-  TextForm form{from.size(), from.size(), plain, false};
-  if (plain) return form;
-  form.bytes = Utf8Length(from);
-  for (const wchar_t unit : from) {
-    form.hasZero = form.hasZero || unit == 0;
-    if (const std::size_t entity = EntityFor(unit).size(); entity != 0) {
-      form.units += entity - 1;
-      form.bytes += entity - 1;
+TextForm FormOf(std::wstring_view text) noexcept {
+  const std::size_t count = text.size();
+  std::size_t entities = 0;
+  std::size_t bytes = count;
+  bool hasZero = false;
+  for (std::size_t at = 0; (at = FindNotPlain(text.data(), at, count)) < count;) {
+    for (; at < count && !IsPlain(text[at]); ++at) {
+      const auto code = static_cast<std::uint32_t>(text[at]);
+      if (const std::size_t length = EntityFor(text[at]).length; length != 0) entities += length - 1;
+      bytes += (code >= 0x80 ? 1U : 0U) + (code >= 0x800 ? 1U : 0U);
+      hasZero = hasZero || code == 0;
+      // Four bytes for a pair, not three for each half.
+      if (IsLowSurrogate(text[at]) && at > 0 && IsHighSurrogate(text[at - 1])) bytes -= 2;
     }
   }
-  return form;
+  return {count + entities, bytes + entities, entities != 0, hasZero};
 }
 
 std::size_t Utf8Length(std::wstring_view text) noexcept {

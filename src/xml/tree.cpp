@@ -1,146 +1,142 @@
 #include "xml/tree.h"
 
-#include "xml/whitespace.h"
-
 #include <new>
 #include <stdexcept>
 
 namespace AdvXMLParser {
 namespace {
 
-constexpr StoredName kNoName{L"</>", "</>", 0, 0};
-constexpr StoredName kTextName{L"</#text>", "</#text>", 5, 5};
-constexpr StoredName kCDataName{L"</#cdata-section>", "</#cdata-section>", 14, 14};
-constexpr StoredName kCommentName{L"</#comment>", "</#comment>", 8, 8};
+// Longer than the text: whole blocks are read.
+constexpr wchar_t kNoTags[Arena::kSlack] = L"<></>";
+constexpr char kNoTagsUtf8[Arena::kSlack * 2] = "<></>";
+constexpr StoredName kNoName{.tags = kNoTags, .tagsUtf8 = kNoTagsUtf8, .length = 0, .utf8Length = 0};
 
-// Holds a node for good: it is there before any code of ours runs, and nothing has to be done at the end.
-template <class T>
-union Permanent {
-  template <class... Arguments>
-  constexpr explicit Permanent(Arguments... arguments) : node(arguments...) {}
-  constexpr ~Permanent() {}
+// Of a leaf with its text behind it.
+template <class Leaf>
+std::size_t SizeOf(std::wstring_view value) {
+  if (value.size() > kLongestText) throw std::length_error("text");
+  return sizeof(Leaf) + value.size() * sizeof(wchar_t);
+}
 
-  T node;
-};
-
-constexpr DocumentStore* kNoStore = nullptr;
-
-constinit Permanent<Element> g_nullElement{&kNoName};
-constinit Permanent<Attribute> g_nullAttribute{&kNoName, &g_nullElement.node, kNoStore};
-constinit Permanent<CData> g_nullCData{&kCDataName, &g_nullElement.node};
-constinit Permanent<Comment> g_nullComment{&kCommentName, &g_nullElement.node};
-constinit Permanent<Pi> g_nullPi{&kNoName, &g_nullElement.node};
+// What a plain text of that size does not use of it.
+std::size_t SavedBy(std::wstring_view plain) noexcept {
+  return plain.size() * (sizeof(wchar_t) - 1);
+}
 
 }  // namespace
 
-constinit Element& NullElement = g_nullElement.node;
-constinit Attribute& NullAttribute = g_nullAttribute.node;
-constinit CData& NullCData = g_nullCData.node;
-constinit Comment& NullComment = g_nullComment.node;
-constinit Pi& NullPi = g_nullPi.node;
+constinit Element NullElement(&kNoName);
+constinit Attribute NullAttribute(&kNoName, &NullElement);
+constinit CData NullCData(&NullElement);
+constinit Comment NullComment(&NullElement);
+constinit Pi NullPi(&NullElement, &kNoName);
 
 bool IsNull(const Node* node) noexcept {
   return node == &NullElement || node == &NullAttribute || node == &NullCData || node == &NullComment ||
          node == &NullPi;
 }
 
+void Text::SetValue(std::wstring_view value, DocumentStore::Length& length) noexcept {
+  length_ = static_cast<std::uint32_t>(value.size());
+  if (Narrow(reinterpret_cast<char*>(this + 1), value.data(), value.size())) {
+    flags_ = kIsPlain;
+    length.Add(value.size());
+    return;
+  }
+  CopyUnits(reinterpret_cast<wchar_t*>(this + 1), value.data(), value.size());
+  const TextForm form = FormOf(value);
+  if (form.hasEntities) flags_ |= kHasEntities;
+  if (IsHighSurrogate(value.back())) flags_ |= kEndsInHighSurrogate;
+  length.Add(form);
+}
+
 // An element that had no content until now is written with an end tag from now on.
 void NodeContainer::Append(Node* child) noexcept {
   if (lastChild_) {
     lastChild_->next_ = child;
+    lastChild_->isLast_ = false;
   } else {
     firstChild_ = child;
-    if (Is(kElementNode)) {
-      store_->Add(sizeof("></>") - sizeof("/>"));
-      store_->Add(Tag());
-    }
+    if (Is(kElementNode)) Store()->length.Add(LengthOf("></>") - LengthOf("/>"), Tag(), 1);
   }
   lastChild_ = child;
 }
 
-Element* NodeContainer::MakeElement(std::wstring_view name) {
-  const StoredName* const stored = store_->names.Intern(name);
-  return new (store_->arena.Allocate(sizeof(Element))) Element(stored, this, store_);
-}
-
-void NodeContainer::Append(Element* element) noexcept {
-  store_->Add(sizeof("</>") - 1);
-  store_->Add(element->Tag());
-  Append(static_cast<Node*>(element));
-}
-
 Element* NodeContainer::AddElement(std::wstring_view name) {
-  if (!store_) return &NullElement;
-  Element* const element = MakeElement(name);
+  DocumentStore* const store = Store();
+  if (!store) return &NullElement;
+  const StoredName* const stored = store->names.Intern(name);
+  auto* const element = new (store->arena.Allocate(sizeof(Element))) Element(stored, this);
+  store->length.Add(LengthOf("</>"), *stored, 1);
   Append(element);
   return element;
 }
 
-Element* NodeContainer::AddElement(std::wstring_view name, std::wstring_view text) {
-  if (!store_) return &NullElement;
-  Element* const element = MakeElement(name);
-  element->AddText(text);
+// One piece of memory for both nodes.
+Element* NodeContainer::AddElement(std::wstring_view name, std::wstring_view value) {
+  DocumentStore* const store = Store();
+  if (!store) return &NullElement;
+  const StoredName* const stored = store->names.Intern(name);
+  const std::size_t size = sizeof(Element) + SizeOf<Text>(value);
+  void* const memory = store->arena.Allocate(size);
+  auto* const element = new (memory) Element(stored, this);
+  auto* const text = new (element + 1) Text(element);
+  element->firstChild_ = element->lastChild_ = text;
+  store->length.Add(LengthOf("<></>"), *stored, 2);
+  text->SetValue(value, store->length);
+  if (text->IsPlain()) store->arena.Shrink(memory, size, size - SavedBy(value));
   Append(element);
   return element;
-}
-
-template <class Leaf>
-Leaf* NodeContainer::MakeLeaf(const StoredName* name, std::wstring_view value, TextForm& form) {
-  if (value.size() > kLongestText) throw std::length_error("text");
-  auto* const leaf =
-      new (store_->arena.Allocate(sizeof(Leaf) + value.size() * sizeof(wchar_t))) Leaf(name, this);
-  form = CopyText(reinterpret_cast<wchar_t*>(leaf + 1), value);
-  leaf->length_ = static_cast<std::uint32_t>(value.size());
-  return leaf;
 }
 
 void NodeContainer::AddText(std::wstring_view value) {
-  if (!store_) return;
-  TextForm form;
-  auto* const text = MakeLeaf<Text>(&kTextName, value, form);
-  const bool afterHigh = lastChild_ && lastChild_->Is(kTextNode) && lastChild_->endsInHighSurrogate_;
-  text->isPlain_ = form.isPlain;
-  text->endsInHighSurrogate_ = value.empty() ? afterHigh : IsHighSurrogate(value.back());
-  store_->length.units += form.units;
-  store_->length.bytes += form.bytes;
-  store_->length.hasZero |= form.hasZero;
-  // Two halves of a pair count three bytes each; when they meet they are one character of four.
-  if (afterHigh && !value.empty() && IsLowSurrogate(value.front())) store_->length.bytes -= 2;
+  DocumentStore* const store = Store();
+  if (!store) return;
+  const std::size_t size = SizeOf<Text>(value);
+  auto* const text = new (store->arena.Allocate(size)) Text(this);
+  text->SetValue(value, store->length);
+  if (text->IsPlain()) store->arena.Shrink(text, size, size - SavedBy(value));
+  if (lastChild_ && (lastChild_->flags_ & kEndsInHighSurrogate) != 0) {
+    // Two halves of a pair count three bytes each; when they meet they are one character of four.
+    if (value.empty())
+      text->flags_ |= kEndsInHighSurrogate;
+    else if (IsLowSurrogate(value.front()))
+      store->length.bytes -= 2;
+  }
   Append(text);
 }
 
-template <class Leaf>
-void NodeContainer::AddUnescaped(const StoredName* name, std::wstring_view value, std::size_t markup) {
-  TextForm form;
-  Leaf* const leaf = MakeLeaf<Leaf>(name, value, form);
-  store_->Add(markup);
-  store_->length.units += value.size();
-  store_->length.bytes += Utf8Length(value);
-  store_->length.hasZero |= form.hasZero;
+template <class Leaf, class... Arguments>
+void NodeContainer::AddUnescaped(std::wstring_view value, std::size_t markup, Arguments... arguments) {
+  auto* const leaf = new (Store()->arena.Allocate(SizeOf<Leaf>(value))) Leaf(this, arguments...);
+  leaf->length_ = static_cast<std::uint32_t>(value.size());
+  CopyUnits(reinterpret_cast<wchar_t*>(leaf + 1), value.data(), value.size());
+  DocumentStore::Length& length = Store()->length;
+  length.units += markup + value.size();
+  length.bytes += markup + Utf8Length(value);
+  length.hasZero |= value.find(L'\0') != value.npos;
   Append(leaf);
 }
 
 void NodeContainer::AddCData(std::wstring_view value) {
-  if (store_) AddUnescaped<CData>(&kCDataName, value, sizeof("<![CDATA[]]>") - 1);
+  if (Store()) AddUnescaped<CData>(value, LengthOf("<![CDATA[]]>"));
 }
 
 void NodeContainer::AddComment(std::wstring_view value) {
-  if (store_) AddUnescaped<Comment>(&kCommentName, value, sizeof("<!---->") - 1);
+  if (Store()) AddUnescaped<Comment>(value, LengthOf("<!---->"));
 }
 
 void NodeContainer::AddPi(std::wstring_view target, std::wstring_view data) {
-  if (!store_) return;
-  const StoredName* const name = store_->names.Intern(target);
-  AddUnescaped<Pi>(name, data,
-                   sizeof("<?"
-                          "?>") -
-                       1 + (data.empty() ? 0 : 1));
-  store_->Add(*name);
+  DocumentStore* const store = Store();
+  if (!store) return;
+  const StoredName* const name = store->names.Intern(target);
+  AddUnescaped<Pi>(data, LengthOf("<?") + LengthOf("?>") + (data.empty() ? 0 : 1), name);
+  store->length.Add(0, *name, 1);
 }
 
 Node* NodeContainer::FindChildElement(std::wstring_view name, std::size_t index, int type) const noexcept {
   for (Node* child = firstChild_; child; child = child->NextSibling()) {
-    if (child->Name() == name && child->Is(type) && index-- == 0) return child;
+    if (child->Is(type) && child->Name() == name && index-- == 0) return child;
   }
   return &NullElement;
 }
@@ -152,88 +148,29 @@ std::wstring NodeContainer::GetChildText(std::size_t) const {
   return {};
 }
 
-std::wstring NodeContainer::JoinChildTexts() const {
-  std::wstring text;
-  for (const Node* child = firstChild_; child; child = child->NextSibling()) text += child->GetText();
-  return text;
-}
-
-void NodeContainer::CloneChildrenInto(NodeContainer& target) const {
-  for (const Node* child = firstChild_; child; child = child->NextSibling()) child->Clone(&target);
-}
-
-Node* Text::Clone(NodeContainer* parent) const {
-  parent->AddText(Value());
-  return parent->LastChild();
-}
-
-Node* CData::Clone(NodeContainer* parent) const {
-  parent->AddCData(Value());
-  return parent->LastChild();
-}
-
-Node* Comment::Clone(NodeContainer* parent) const {
-  parent->AddComment(Value());
-  return parent->LastChild();
-}
-
-Node* Pi::Clone(NodeContainer* parent) const {
-  parent->AddPi(Name(), Value());
-  return parent->LastChild();
-}
-
-std::wstring Attribute::GetText() const {
-  return std::wstring(Trim(JoinChildTexts()));
-}
-
-Node* Attribute::Clone(NodeContainer* parent) const {
-  if (!parent->Is(kElementNode)) return nullptr;
-  Attribute* const copy = static_cast<Element*>(parent)->GetOrAddAttribute(Name());
-  CloneChildrenInto(*copy);
-  return copy;
-}
-
-std::wstring Element::GetText() const {
-  std::wstring text = JoinChildTexts();
-  if (keepWhitespace_) return text;
-  std::wstring trimmed(Trim(text));
-  std::erase(trimmed, L'\r');
-  return trimmed;
-}
-
-Node* Element::Clone(NodeContainer* parent) const {
-  Addition addition(*parent);
-  Element* const copy = parent->AddElement(Name());
-  CloneChildrenInto(*copy);
-  for (const Attribute* attribute = firstAttribute_; attribute; attribute = attribute->NextAttribute())
-    copy->AddToAttribute(attribute->Name(), attribute->GetValue());
-  addition.Keep();
-  return copy;
-}
-
 Element* Element::AddSiblingElement(std::wstring_view name) {
-  return Parent() ? Parent()->AddElement(name) : &NullElement;
+  return parent_->AddElement(name);
 }
 
 Attribute* Element::MakeAttribute(std::wstring_view name) {
-  const StoredName* const stored = store_->names.Intern(name);
-  return new (store_->arena.Allocate(sizeof(Attribute))) Attribute(stored, this, store_);
+  const StoredName* const stored = Store()->names.Intern(name);
+  return new (Store()->arena.Allocate(sizeof(Attribute))) Attribute(stored, this);
 }
 
 void Element::Append(Attribute* attribute) noexcept {
-  store_->Add(sizeof(" =\"\"") - 1);
-  store_->Add(attribute->Tag());
+  Store()->length.Add(LengthOf(" =\"\""), attribute->Tag(), 1);
   if (!firstAttribute_) {
     firstAttribute_ = attribute;
     return;
   }
   Attribute* last = firstAttribute_;
-  while (last->NextAttribute()) last = last->NextAttribute();
+  while (!last->isLast_) last = last->NextAttribute();
   last->next_ = attribute;
+  last->isLast_ = false;
 }
 
 Attribute* Element::GetOrAddAttribute(std::wstring_view name) {
-  if (!store_) return &NullAttribute;
+  if (!Store()) return &NullAttribute;
   Attribute* attribute = FindAttribute(name);
   if (attribute != &NullAttribute) return attribute;
   attribute = MakeAttribute(name);
@@ -242,7 +179,7 @@ Attribute* Element::GetOrAddAttribute(std::wstring_view name) {
 }
 
 void Element::AddToAttribute(std::wstring_view name, std::wstring_view value) {
-  if (!store_) return;
+  if (!Store()) return;
   Attribute* attribute = FindAttribute(name);
   if (attribute != &NullAttribute) return attribute->AddText(value);
   attribute = MakeAttribute(name);
@@ -251,24 +188,28 @@ void Element::AddToAttribute(std::wstring_view name, std::wstring_view value) {
 }
 
 Attribute* Element::FindAttribute(std::wstring_view name) const noexcept {
-  for (Attribute* attribute = firstAttribute_; attribute; attribute = attribute->NextAttribute())
-    if (attribute->Name() == name) return attribute;
+  for (Attribute* attribute = firstAttribute_; attribute; attribute = attribute->NextAttribute()) {
+    const StoredName& tag = attribute->Tag();
+    if (tag.length == name.size() && AreEqual(tag.tags + 1, name.data(), name.size())) return attribute;
+  }
   return &NullAttribute;
 }
 
 Addition::Addition(NodeContainer& container) noexcept
-    : container_(container.store_ ? &container : nullptr), lastChild_(container.lastChild_) {
-  if (container_) length_ = container_->store_->length;
+    : container_(container.Store() ? &container : nullptr), lastChild_(container.lastChild_) {
+  if (container_) length_ = container_->Store()->length;
 }
 
 Addition::~Addition() {
   if (!container_) return;
-  container_->store_->length = length_;
+  container_->Store()->length = length_;
   container_->lastChild_ = lastChild_;
-  if (lastChild_)
-    lastChild_->next_ = nullptr;
-  else
+  if (lastChild_) {
+    lastChild_->next_ = container_;
+    lastChild_->isLast_ = true;
+  } else {
     container_->firstChild_ = nullptr;
+  }
 }
 
 }  // namespace AdvXMLParser

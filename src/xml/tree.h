@@ -1,7 +1,6 @@
 #pragma once
 
-#include "xml/names.h"
-#include "xml/text_form.h"
+#include "xml/document_store.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,31 +13,6 @@ class Attribute;
 class Element;
 class NodeContainer;
 struct WriteContext;
-
-// What all nodes of one document share: their memory, their names, and how long the document's compact markup
-// is.
-struct DocumentStore {
-  struct Length {
-    std::size_t units = 0;  // as UTF-16
-    std::size_t bytes = 0;  // as UTF-8
-    bool hasZero = false;   // what is saved ends there
-  };
-
-  Arena arena;
-  NameTable names{arena};
-  Length length;
-
-  // The length of ASCII markup, and of a name.
-  void Add(std::size_t markup) noexcept {
-    length.units += markup;
-    length.bytes += markup;
-  }
-  void Add(const StoredName& name) noexcept {
-    length.units += name.length;
-    length.bytes += name.utf8Length;
-    length.hasZero |= name.hasZero;
-  }
-};
 
 // The DOM node-type numbers; callers test node kinds with them.
 enum NodeType : std::uint8_t {
@@ -55,50 +29,54 @@ enum NodeType : std::uint8_t {
 // document; names and values are copied there. A tree has no lock: whoever owns the document serialises
 // access to it. Every operation that adds to a document may throw std::bad_alloc, or std::length_error for a
 // text of more than kLongestText units, and has added nothing then.
+//
+// What each class answers hangs on the type; nodes have no virtual functions, and nothing is done when they
+// go.
 class Node {
  public:
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
-  virtual ~Node() = default;
 
   // The node's own value; empty for elements and documents.
-  virtual std::wstring GetValue() const = 0;
+  std::wstring GetValue() const;
   // The text of the node and everything below it, white space treated as each class says.
-  virtual std::wstring GetText() const = 0;
+  std::wstring GetText() const;
   bool Is(int type) const noexcept { return type == type_; }
-  // A deep copy, appended to `parent`; a document's copy stands alone and is the caller's to delete.
-  virtual Node* Clone(NodeContainer* parent) const = 0;
+  // A deep copy, appended to `parent`: an attribute into the attribute of that name of an element. A
+  // document's copy stands alone; it is a Document and the caller's to delete.
+  Node* Clone(NodeContainer* parent) const;
   // Appends the node's markup to the context (write_context.cpp).
   void Write(WriteContext& context) const;
 
-  std::wstring_view Name() const noexcept { return name_->View(); }
-  const StoredName& Tag() const noexcept { return *name_; }
   NodeType Type() const noexcept { return type_; }
-  // The container that holds this node; a null node's is NullElement.
-  NodeContainer* Parent() const noexcept { return parent_; }
+  std::wstring_view Name() const noexcept;
+  // The container that holds this node; a null node's and a document's is NullElement.
+  NodeContainer* Parent() const noexcept;
   // The child, or the attribute, behind this one of the same container; null behind the last.
-  Node* NextSibling() const noexcept { return next_; }
+  Node* NextSibling() const noexcept { return isLast_ ? nullptr : next_; }
 
  protected:
-  constexpr Node(NodeType type, const StoredName* name, NodeContainer* parent) noexcept
-      : name_(name), parent_(parent), type_(type) {}
+  constexpr Node(NodeType type, Node* container) noexcept : next_(container), type_(type) {}
 
  private:
   friend class NodeContainer;
+  friend class LeafNode;
+  friend class Text;
   friend class Element;
   friend class Addition;
 
-  const StoredName* name_;
-  NodeContainer* parent_;
-  Node* next_ = nullptr;
-  NodeType type_;
+  enum Flags : std::uint8_t {
+    kKeepsWhitespace = 1,  // elements
+    kIsPlain = 2,          // texts, and the next two
+    kHasEntities = 4,
+    kEndsInHighSurrogate = 8,
+  };
 
- protected:
-  // Of the classes below; there is room for them here.
-  bool keepWhitespace_ = false;
-  bool isPlain_ = true;
-  bool endsInHighSurrogate_ = false;
-  std::uint32_t length_ = 0;
+  Node* next_;                // of the last one, its container
+  std::uint32_t length_ = 0;  // of a leaf's value, in units
+  NodeType type_;
+  std::uint8_t flags_ = 0;
+  bool isLast_ = true;
 };
 
 // A node that holds children, in the order in which they were appended.
@@ -124,108 +102,116 @@ class NodeContainer : public Node {
   // The text of the first Text child, whatever the index; empty when there is none.
   std::wstring GetChildText(std::size_t index) const;
 
+  // Appends a deep copy of each child.
+  void CloneChildrenInto(NodeContainer& target) const;
+
   // Null when there is none.
   Node* FirstChild() const noexcept { return firstChild_; }
   Node* LastChild() const noexcept { return lastChild_; }
+  const StoredName& Tag() const noexcept { return *name_; }
+  // How long the compact markup of the whole document is; of a null node, which has none, its own.
+  std::size_t UnitsOfDocument() const noexcept {
+    return Store() ? Store()->length.units : LengthOf("=\"\"/>");
+  }
 
  protected:
-  constexpr NodeContainer(NodeType type, const StoredName* name, NodeContainer* parent,
-                          DocumentStore* store) noexcept
-      : Node(type, name, parent), store_(store) {}
+  constexpr NodeContainer(NodeType type, const StoredName* name, Node* container) noexcept
+      : Node(type, container), name_(name) {}
 
-  // What GetText returned for each child, joined.
-  std::wstring JoinChildTexts() const;
-  void CloneChildrenInto(NodeContainer& target) const;
-
-  DocumentStore* const store_;  // null for null nodes
+  // Null for null nodes.
+  DocumentStore* Store() const noexcept { return name_->store; }
 
  private:
+  friend class Node;
   friend class Addition;
 
-  Element* MakeElement(std::wstring_view name);
-  template <class Leaf>
-  Leaf* MakeLeaf(const StoredName* name, std::wstring_view value, TextForm& form);
-  template <class Leaf>
-  void AddUnescaped(const StoredName* name, std::wstring_view value, std::size_t markup);
-  void Append(Element* element) noexcept;
+  template <class Leaf, class... Arguments>
+  void AddUnescaped(std::wstring_view value, std::size_t markup, Arguments... arguments);
   void Append(Node* child) noexcept;
+  std::wstring JoinChildTexts() const;
 
+  const StoredName* name_;
   Node* firstChild_ = nullptr;
   Node* lastChild_ = nullptr;
 };
 
-// Nodes without children. GetValue and GetText are both the stored text, unchanged.
-class LeafNode : public Node {
+// Character data; written escaped. The value lies behind the node, and most values are ASCII with nothing to
+// escape: these take a byte for each unit.
+class Text final : public Node {
  public:
-  std::wstring GetValue() const override { return std::wstring(Value()); }
-  std::wstring GetText() const override { return std::wstring(Value()); }
-  // Lies behind the node.
-  std::wstring_view Value() const noexcept { return {reinterpret_cast<const wchar_t*>(this + 1), length_}; }
+  constexpr explicit Text(Node* container) noexcept : Node(kTextNode, container) {}
 
- protected:
+  // Which of the next two has the value. The markup of a plain one is the value.
+  bool IsPlain() const noexcept { return (flags_ & kIsPlain) != 0; }
+  std::string_view PlainValue() const noexcept { return {reinterpret_cast<const char*>(this + 1), length_}; }
+  std::wstring_view SpecialValue() const noexcept {
+    return {reinterpret_cast<const wchar_t*>(this + 1), length_};
+  }
+  bool HasEntities() const noexcept { return (flags_ & kHasEntities) != 0; }
+  std::size_t Length() const noexcept { return length_; }
+
+ private:
   friend class NodeContainer;
 
-  using Node::Node;
+  // Into the memory behind the node, which has room for it.
+  void SetValue(std::wstring_view value, DocumentStore::Length& length) noexcept;
 };
 
-// Character data; written escaped.
-class Text final : public LeafNode {
+// The other nodes without children; written as they stand.
+class LeafNode : public Node {
  public:
-  constexpr Text(const StoredName* name, NodeContainer* parent) noexcept
-      : LeafNode(kTextNode, name, parent) {}
-  Node* Clone(NodeContainer* parent) const override;
+  // Lies behind the node.
+  std::wstring_view Value() const noexcept;
 
-  // ASCII with nothing to replace: the markup is the value.
-  bool IsPlain() const noexcept { return isPlain_; }
+ protected:
+  constexpr LeafNode(NodeType type, Node* container) noexcept : Node(type, container) {}
 };
 
 class CData final : public LeafNode {
  public:
-  constexpr CData(const StoredName* name, NodeContainer* parent) noexcept
-      : LeafNode(kCDataNode, name, parent) {}
-  Node* Clone(NodeContainer* parent) const override;
+  constexpr explicit CData(Node* container) noexcept : LeafNode(kCDataNode, container) {}
 };
 
 class Comment final : public LeafNode {
  public:
-  constexpr Comment(const StoredName* name, NodeContainer* parent) noexcept
-      : LeafNode(kCommentNode, name, parent) {}
-  Node* Clone(NodeContainer* parent) const override;
+  constexpr explicit Comment(Node* container) noexcept : LeafNode(kCommentNode, container) {}
 };
 
 // A processing instruction; its name is the target.
 class Pi final : public LeafNode {
  public:
-  constexpr Pi(const StoredName* name, NodeContainer* parent) noexcept : LeafNode(kPiNode, name, parent) {}
-  Node* Clone(NodeContainer* parent) const override;
+  constexpr Pi(Node* container, const StoredName* target) noexcept
+      : LeafNode(kPiNode, container), target_(target) {}
+
+  const StoredName& Target() const noexcept { return *target_; }
+
+ private:
+  const StoredName* target_;
 };
 
-// An attribute's value is held as Text children and written as their concatenation.
+inline std::wstring_view LeafNode::Value() const noexcept {
+  const auto* const node = reinterpret_cast<const char*>(this);
+  return {reinterpret_cast<const wchar_t*>(node + (Is(kPiNode) ? sizeof(Pi) : sizeof(LeafNode))), length_};
+}
+
+// An attribute's value is held as Text children and written as their concatenation. GetText trims it of white
+// space, and GetValue is the same.
 class Attribute final : public NodeContainer {
  public:
-  constexpr Attribute(const StoredName* name, NodeContainer* parent, DocumentStore* store) noexcept
-      : NodeContainer(kAttributeNode, name, parent, store) {}
-
-  std::wstring GetValue() const override { return GetText(); }
-  // The joined children, trimmed of white space.
-  std::wstring GetText() const override;
-  // Into the attribute of that name of an element.
-  Node* Clone(NodeContainer* parent) const override;
+  constexpr Attribute(const StoredName* name, Node* element) noexcept
+      : NodeContainer(kAttributeNode, name, element) {}
 
   Attribute* NextAttribute() const noexcept { return static_cast<Attribute*>(NextSibling()); }
 };
 
+// GetText joins the children's texts, trims them of white space and takes out any CR, unless the element
+// keeps its white space.
 class Element final : public NodeContainer {
  public:
-  constexpr Element(const StoredName* name, NodeContainer* parent, DocumentStore* store) noexcept
-      : NodeContainer(kElementNode, name, parent, store) {}
+  constexpr Element(const StoredName* name, NodeContainer* parent) noexcept
+      : NodeContainer(kElementNode, name, parent), parent_(parent) {}
   // A null node, which is its own container.
-  constexpr explicit Element(const StoredName* name) noexcept : Element(name, this, nullptr) {}
-
-  std::wstring GetValue() const override { return {}; }
-  // The joined children, trimmed of white space and without any CR, unless the element keeps its white space.
-  std::wstring GetText() const override;
-  Node* Clone(NodeContainer* parent) const override;
+  constexpr explicit Element(const StoredName* name) noexcept : Element(name, this) {}
 
   // Appends a new element at the end of the parent's children (not right after this one) and returns it.
   // NullElement when this is a null node.
@@ -240,12 +226,15 @@ class Element final : public NodeContainer {
   Attribute* FindAttribute(std::wstring_view name) const noexcept;
 
   Attribute* FirstAttribute() const noexcept { return firstAttribute_; }
-  void KeepWhitespace(bool keep) noexcept { keepWhitespace_ = keep; }
+  void KeepWhitespace(bool keep) noexcept { flags_ = keep ? kKeepsWhitespace : 0; }
 
  private:
+  friend class Node;
+
   Attribute* MakeAttribute(std::wstring_view name);
   void Append(Attribute* attribute) noexcept;
 
+  NodeContainer* parent_;
   Attribute* firstAttribute_ = nullptr;
 };
 
@@ -269,11 +258,11 @@ class Addition {
 // Stand-ins for a missing node, returned instead of null pointers; they live as long as the library is
 // loaded. Test what a lookup or an addition gave with IsNull before using it. Adding an element or attribute
 // to one of them gives a null node again.
-extern Element& NullElement;
-extern Attribute& NullAttribute;
-extern CData& NullCData;
-extern Comment& NullComment;
-extern Pi& NullPi;
+extern Element NullElement;
+extern Attribute NullAttribute;
+extern CData NullCData;
+extern Comment NullComment;
+extern Pi NullPi;
 
 // True for exactly these five.
 bool IsNull(const Node* node) noexcept;

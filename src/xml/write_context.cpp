@@ -18,7 +18,7 @@ class IndentedWriter {
       case kElementNode:
         return WriteStartTag(static_cast<const Element&>(node));
       case kTextNode:
-        AppendEscaped(CollapseWhitespace(static_cast<const Text&>(node).Value()));
+        AppendEscaped(CollapseWhitespace(node.GetValue()));
         return nullptr;
       case kDocumentNode:
         Append(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
@@ -39,7 +39,7 @@ class IndentedWriter {
     }
   }
 
-  void WriteTail(const Node& node) {
+  void WriteTail(const NodeContainer& node) {
     if (!node.Is(kElementNode)) return;
     if (context_.lastWasClosed) {
       BreakLine();
@@ -87,11 +87,11 @@ class IndentedWriter {
   void AppendEscaped(std::wstring_view value) {
     context_.atLineStart = false;
     for (const wchar_t unit : value) {
-      const std::string_view entity = EntityFor(unit);
-      if (entity.empty())
+      const Entity& entity = EntityFor(unit);
+      if (entity.length == 0)
         context_.out->push_back(unit);
       else
-        context_.out->append(entity.begin(), entity.end());
+        context_.out->append(entity.text, entity.text + entity.length);
     }
   }
   // Ends the line unless one has just been ended.

@@ -1,5 +1,7 @@
 #include "check.h"
 #include "xml/document.h"
+#include "xml/errors.h"
+#include "xml/file_writer.h"
 
 #include <gtest/gtest.h>
 
@@ -20,6 +22,31 @@ TEST(Document, ReadsAsItsModel) {
   }
 }
 
+// Each unit at different places of a block, and halves of pairs among others in every order and cut anywhere.
+TEST(Document, BytesAreWhatTheSystemMakesOfItsText) {
+  Document document(L"R");
+  Element& root = *document.Root();
+  for (unsigned unit = 1; unit <= 0xFFFF; ++unit)
+    root.AddElement(L"u", std::wstring(unit % 20, L'a') + static_cast<wchar_t>(unit));
+  constexpr wchar_t kKinds[] = {L'a',   L'&',   0x7F,   0x80,   0x7FF,  0x800, 0xD7FF,
+                                0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xE000, 0xFFFF};
+  for (const wchar_t first : kKinds)
+    for (const wchar_t second : kKinds)
+      for (const wchar_t third : kKinds)
+        for (std::size_t cut = 0; cut < 3; ++cut) {
+          const std::wstring text{first, second, third};
+          Element* const element = root.AddElement(L"p", text.substr(0, cut));
+          element->AddText(L"");
+          element->AddText(text.substr(cut));
+        }
+  std::string converted;
+  ASSERT_EQ(kSaved, ToUtf8(document.ToString(false), converted));
+  const Utf8Text bytes = document.ToUtf8();
+  EXPECT_TRUE(converted == std::string_view(bytes.bytes.get(), bytes.size));
+  root.AddText(std::wstring_view(L"\0", 1));
+  EXPECT_EQ(nullptr, document.ToUtf8().bytes) << "what is saved ends at the zero, which the conversion finds";
+}
+
 TEST(Document, CloneIsIndependent) {
   Document document(L"R");
   EXPECT_EQ(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?><R/>", document.ToString(false));
@@ -31,7 +58,7 @@ TEST(Document, CloneIsIndependent) {
       L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<R A=\"x&lt;y\">\r\n  <E></E>\r\n  <F>\r\n    "
       L"<G>t</G>\r\n"
       L"  </F>\r\n</R>";
-  const std::unique_ptr<const Document> clone(document.Clone(nullptr));
+  const std::unique_ptr<const Document> clone(document.Clone());
   root.AddText(L"more");
   EXPECT_NE(text, document.ToString(true));
   EXPECT_EQ(text, clone->ToString(true));

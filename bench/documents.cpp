@@ -1,0 +1,98 @@
+#include "documents.h"
+
+#include <rapidxml/rapidxml_print.hpp>
+#include <string_view>
+
+namespace varnel::bench {
+namespace {
+
+struct Item {
+  std::wstring_view name;
+  std::wstring_view text;
+};
+
+constexpr Item kFacts[] = {
+    {L"MachineName", L"WORKSTATION-17"}, {L"AgentGUID", L"{3F2504E0-4F89-41D3-9A0C-0305E82C3301}"},
+    {L"IPAddress", L"192.0.2.7"},        {L"OSName", L"Windows 10 Workstation"},
+    {L"UserName", L"EXAMPLE\\jürgen"},   {L"TimeZoneBias", L"-60"},
+    {L"RawMACAddress", L"0123456789ab"}};
+constexpr Item kProduct[] = {
+    {L"ProductName", L"Endpoint Guard"}, {L"ProductVersion", L"10.7.1.245"}, {L"ProductFamily", L"TVD"}};
+constexpr Item kAttributes[] = {{L"Category", L"malware & unwanted programs"}, {L"Source", L"file watcher"}};
+constexpr Item kTexts[] = {
+    {L"EventID", L"1095"},
+    {L"Severity", L"3"},
+    {L"GMTTime", L"2024-03-07T12:00:00"},
+    {L"ThreatName", L"Trojan:Win32/Zagreb.Č"},
+    {L"FilePath", L"C:\\Users\\jürgen\\Downloads\\<setup> & more\\install.exe"},
+    {L"FileHash", L"9f86d081884c7d659a2feaa0c55ad015a3bf4f1b2b0b822cd15d6c15b0f00a08"},
+    {L"ProcessName", L"C:\\Program Files\\Mozilla Firefox\\firefox.exe"},
+    {L"TargetUser", L"EXAMPLE\\jürgen"},
+};
+constexpr std::wstring_view kEvent = L"ThreatDetected";
+constexpr std::wstring_view kSoftware = L"GuardSoftware";
+
+// rapidxml with all texts copied into its pools.
+class PeerBuilder {
+ public:
+  explicit PeerBuilder(Peer& document) : document_(document) {}
+
+  rapidxml::xml_node<wchar_t>* Add(rapidxml::xml_node<wchar_t>* parent, const Item& item) {
+    auto* const node = document_.allocate_node(rapidxml::node_element, Copy(item.name), Copy(item.text),
+                                               item.name.size(), item.text.size());
+    parent->append_node(node);
+    return node;
+  }
+  void AddAttribute(rapidxml::xml_node<wchar_t>* node, const Item& item) {
+    node->append_attribute(
+        document_.allocate_attribute(Copy(item.name), Copy(item.text), item.name.size(), item.text.size()));
+  }
+
+ private:
+  wchar_t* Copy(std::wstring_view text) {
+    return text.empty() ? nullptr : document_.allocate_string(text.data(), text.size());
+  }
+
+  Peer& document_;
+};
+
+}  // namespace
+
+void Build(AdvXMLParser::Document& document, int events) {
+  auto* const machine = document.Root()->AddElement(L"MachineInfo");
+  for (const Item& fact : kFacts) machine->AddElement(fact.name, fact.text);
+  auto* const software = machine->AddSiblingElement(kSoftware);
+  for (const Item& attribute : kProduct) software->AddToAttribute(attribute.name, attribute.text);
+  for (int i = 0; i < events; ++i) {
+    auto* const event = software->AddElement(kEvent);
+    for (const Item& attribute : kAttributes) event->AddToAttribute(attribute.name, attribute.text);
+    for (const Item& text : kTexts) event->AddElement(text.name, text.text);
+  }
+}
+
+void Build(Peer& document, int events) {
+  PeerBuilder builder(document);
+  auto* const declaration = document.allocate_node(rapidxml::node_declaration);
+  builder.AddAttribute(declaration, {L"version", L"1.0"});
+  builder.AddAttribute(declaration, {L"encoding", L"UTF-8"});
+  document.append_node(declaration);
+  auto* const root = builder.Add(&document, {kRootName, {}});
+  auto* const machine = builder.Add(root, {L"MachineInfo", {}});
+  for (const Item& fact : kFacts) builder.Add(machine, fact);
+  auto* const software = builder.Add(root, {kSoftware, {}});
+  for (const Item& attribute : kProduct) builder.AddAttribute(software, attribute);
+  for (int i = 0; i < events; ++i) {
+    auto* const event = builder.Add(software, {kEvent, {}});
+    for (const Item& attribute : kAttributes) builder.AddAttribute(event, attribute);
+    for (const Item& text : kTexts) builder.Add(event, text);
+  }
+}
+
+std::wstring Print(const Peer& document, std::size_t length) {
+  std::wstring text(length, L'\0');
+  wchar_t* const end = rapidxml::print(text.data(), document, rapidxml::print_no_indenting);
+  if (end != text.data() + length) text.clear();
+  return text;
+}
+
+}  // namespace varnel::bench

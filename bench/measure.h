@@ -1,0 +1,79 @@
+#pragma once
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+namespace varnel::bench {
+
+inline double Median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+// Nanoseconds.
+inline double Now() {
+  LARGE_INTEGER count;
+  LARGE_INTEGER frequency;
+  QueryPerformanceCounter(&count);
+  QueryPerformanceFrequency(&frequency);
+  return static_cast<double>(count.QuadPart) * 1e9 / static_cast<double>(frequency.QuadPart);
+}
+
+// One call, of `times` in a row.
+template <class Call>
+double Time(int times, Call& call) {
+  const double start = Now();
+  for (int i = 0; i < times; ++i) call();
+  return (Now() - start) / times;
+}
+
+struct Comparison {
+  double ours = 0;
+  double peer = 0;
+  double ratio = 0;  // of ours to the peer's within a round
+};
+
+// Runs both in turn, a round after the other, each round in the other order; medians over the rounds. `clean`
+// runs between them and is not timed.
+template <class Ours, class Peer, class Clean>
+Comparison Compare(int rounds, int times, Ours ours, Peer peer, Clean clean) {
+  std::vector<double> all[3];
+  for (int round = -2; round < rounds; ++round) {
+    double cost[2]{};
+    for (const int contestant : {round & 1, ~round & 1}) {
+      cost[contestant] = contestant == 0 ? Time(times, ours) : Time(times, peer);
+      clean();
+    }
+    if (round < 0) continue;  // warms up
+    all[0].push_back(cost[0]);
+    all[1].push_back(cost[1]);
+    all[2].push_back(cost[0] / cost[1]);
+  }
+  return {Median(all[0]), Median(all[1]), Median(all[2])};
+}
+
+template <class Ours, class Peer>
+Comparison Compare(int rounds, int times, Ours ours, Peer peer) {
+  return Compare(rounds, times, std::move(ours), std::move(peer), [] {});
+}
+
+// Keeps the compiler from leaving out what made the value.
+inline const volatile void* volatile g_seen;
+template <class T>
+void Use(const T& value) {
+  g_seen = &value;
+}
+
+// One line for report.py: figure, ours, the peer's, unit, ratio and the most that the ratio may be.
+inline void PrintRow(const char* figure, const Comparison& result, const char* unit, double goal) {
+  std::printf("%s\t%.6g\t%.6g\t%s\t%.4f\t%.4g\n", figure, result.ours, result.peer, unit, result.ratio, goal);
+  std::fflush(stdout);
+}
+
+}  // namespace varnel::bench

@@ -1,0 +1,106 @@
+// What every node answers, by its type.
+
+#include "xml/document.h"
+#include "xml/whitespace.h"
+
+namespace AdvXMLParser {
+
+std::wstring_view Node::Name() const noexcept {
+  switch (type_) {
+    case kTextNode:
+      return L"#text";
+    case kCDataNode:
+      return L"#cdata-section";
+    case kCommentNode:
+      return L"#comment";
+    case kPiNode:
+      return static_cast<const Pi*>(this)->Target().View();
+    default:
+      return static_cast<const NodeContainer*>(this)->Tag().View();
+  }
+}
+
+NodeContainer* Node::Parent() const noexcept {
+  if (Is(kElementNode)) return static_cast<const Element*>(this)->parent_;
+  const Node* last = this;
+  while (!last->isLast_) last = last->next_;
+  return static_cast<NodeContainer*>(last->next_);
+}
+
+std::wstring Node::GetValue() const {
+  return Is(kElementNode) || Is(kDocumentNode) ? std::wstring() : GetText();
+}
+
+std::wstring NodeContainer::JoinChildTexts() const {
+  std::wstring text;
+  for (const Node* child = firstChild_; child; child = child->NextSibling()) text += child->GetText();
+  return text;
+}
+
+std::wstring Node::GetText() const {
+  if (Is(kTextNode)) {
+    const auto& node = *static_cast<const Text*>(this);
+    const std::string_view plain = node.PlainValue();
+    return node.IsPlain() ? std::wstring(plain.begin(), plain.end()) : std::wstring(node.SpecialValue());
+  }
+  if (!Is(kElementNode) && !Is(kAttributeNode) && !Is(kDocumentNode))
+    return std::wstring(static_cast<const LeafNode*>(this)->Value());
+  std::wstring text = static_cast<const NodeContainer*>(this)->JoinChildTexts();
+  if ((flags_ & kKeepsWhitespace) != 0) return text;
+  if (Is(kDocumentNode)) text = CollapseWhitespace(text);
+  std::wstring trimmed(Trim(text));
+  if (Is(kElementNode)) std::erase(trimmed, L'\r');
+  return trimmed;
+}
+
+void NodeContainer::CloneChildrenInto(NodeContainer& target) const {
+  for (const Node* child = firstChild_; child; child = child->NextSibling()) child->Clone(&target);
+}
+
+namespace {
+
+Element* CloneElement(const Element& element, NodeContainer& parent) {
+  Addition addition(parent);
+  Element* const copy = parent.AddElement(element.Name());
+  element.CloneChildrenInto(*copy);
+  for (const Attribute* attribute = element.FirstAttribute(); attribute;
+       attribute = attribute->NextAttribute())
+    copy->AddToAttribute(attribute->Name(), attribute->GetValue());
+  addition.Keep();
+  return copy;
+}
+
+Attribute* CloneAttribute(const Attribute& attribute, NodeContainer& parent) {
+  if (!parent.Is(kElementNode)) return nullptr;
+  Attribute* const copy = static_cast<Element&>(parent).GetOrAddAttribute(attribute.Name());
+  attribute.CloneChildrenInto(*copy);
+  return copy;
+}
+
+}  // namespace
+
+Node* Node::Clone(NodeContainer* parent) const {
+  switch (type_) {
+    case kDocumentNode:
+      return static_cast<const Document*>(this)->Clone();
+    case kElementNode:
+      return CloneElement(*static_cast<const Element*>(this), *parent);
+    case kAttributeNode:
+      return CloneAttribute(*static_cast<const Attribute*>(this), *parent);
+    case kTextNode:
+      parent->AddText(GetValue());
+      break;
+    case kCDataNode:
+      parent->AddCData(static_cast<const LeafNode*>(this)->Value());
+      break;
+    case kCommentNode:
+      parent->AddComment(static_cast<const LeafNode*>(this)->Value());
+      break;
+    case kPiNode:
+      parent->AddPi(Name(), static_cast<const LeafNode*>(this)->Value());
+      break;
+  }
+  return parent->LastChild();
+}
+
+}  // namespace AdvXMLParser
