@@ -1,15 +1,12 @@
 #include "documents.h"
 
+#include "event_texts.h"
+
 #include <rapidxml/rapidxml_print.hpp>
 #include <string_view>
 
 namespace varnel::bench {
 namespace {
-
-struct Item {
-  std::wstring_view name;
-  std::wstring_view text;
-};
 
 constexpr Item kFacts[] = {
     {L"MachineName", L"WORKSTATION-17"}, {L"AgentGUID", L"{3F2504E0-4F89-41D3-9A0C-0305E82C3301}"},
@@ -18,18 +15,6 @@ constexpr Item kFacts[] = {
     {L"RawMACAddress", L"0123456789ab"}};
 constexpr Item kProduct[] = {
     {L"ProductName", L"Endpoint Guard"}, {L"ProductVersion", L"10.7.1.245"}, {L"ProductFamily", L"TVD"}};
-constexpr Item kAttributes[] = {{L"Category", L"malware & unwanted programs"}, {L"Source", L"file watcher"}};
-constexpr Item kTexts[] = {
-    {L"EventID", L"1095"},
-    {L"Severity", L"3"},
-    {L"GMTTime", L"2024-03-07T12:00:00"},
-    {L"ThreatName", L"Trojan:Win32/Zagreb.Č"},
-    {L"FilePath", L"C:\\Users\\jürgen\\Downloads\\<setup> & more\\install.exe"},
-    {L"FileHash", L"9f86d081884c7d659a2feaa0c55ad015a3bf4f1b2b0b822cd15d6c15b0f00a08"},
-    {L"ProcessName", L"C:\\Program Files\\Mozilla Firefox\\firefox.exe"},
-    {L"TargetUser", L"EXAMPLE\\jürgen"},
-};
-constexpr std::wstring_view kEvent = L"ThreatDetected";
 constexpr std::wstring_view kSoftware = L"GuardSoftware";
 
 // rapidxml with all texts copied into its pools.
@@ -64,7 +49,7 @@ void Build(AdvXMLParser::Document& document, int events) {
   auto* const software = machine->AddSiblingElement(kSoftware);
   for (const Item& attribute : kProduct) software->AddToAttribute(attribute.name, attribute.text);
   for (int i = 0; i < events; ++i) {
-    auto* const event = software->AddElement(kEvent);
+    auto* const event = software->AddElement(kEventName);
     for (const Item& attribute : kAttributes) event->AddToAttribute(attribute.name, attribute.text);
     for (const Item& text : kTexts) event->AddElement(text.name, text.text);
   }
@@ -82,7 +67,7 @@ void Build(Peer& document, int events) {
   auto* const software = builder.Add(root, {kSoftware, {}});
   for (const Item& attribute : kProduct) builder.AddAttribute(software, attribute);
   for (int i = 0; i < events; ++i) {
-    auto* const event = builder.Add(software, {kEvent, {}});
+    auto* const event = builder.Add(software, {kEventName, {}});
     for (const Item& attribute : kAttributes) builder.AddAttribute(event, attribute);
     for (const Item& text : kTexts) builder.Add(event, text);
   }

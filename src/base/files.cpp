@@ -6,15 +6,33 @@ namespace {
 constexpr DWORD kSharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr DWORD kNotThroughLinks = FILE_FLAG_OPEN_REPARSE_POINT;
 
+bool QueryIndex(HANDLE file, std::uint64_t* index) noexcept {
+  using Query = LONG(WINAPI*)(HANDLE, void* status, void* information, ULONG size, int kind);
+  const auto query = reinterpret_cast<Query>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryInformationFile")));
+  constexpr int kFileInternalInformation = 6;
+  struct {
+    void* result;
+    ULONG_PTR size;
+  } status{};
+  return query && query(file, &status, index, sizeof(*index), kFileInternalInformation) >= 0;
+}
+
 }  // namespace
 
+// GetFileInformationByHandle would tell it all, but it also asks for the volume, which may take longer than
+// writing an event file.
 std::optional<FileIdentity> IdentifyFile(HANDLE file) noexcept {
-  BY_HANDLE_FILE_INFORMATION information;
-  if (!GetFileInformationByHandle(file, &information)) return std::nullopt;
+  FileIdentity identity{};
+  FILE_STANDARD_INFO standard;
+  FILE_ATTRIBUTE_TAG_INFO attributes;
+  if (!QueryIndex(file, &identity.index) ||
+      !GetFileInformationByHandleEx(file, FileStandardInfo, &standard, sizeof(standard)) ||
+      !GetFileInformationByHandleEx(file, FileAttributeTagInfo, &attributes, sizeof(attributes)))
+    return std::nullopt;
   constexpr DWORD kNotPlain = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY;
-  return FileIdentity{information.dwVolumeSerialNumber,
-                      std::uint64_t{information.nFileIndexHigh} << 32 | information.nFileIndexLow,
-                      (information.dwFileAttributes & kNotPlain) == 0 && information.nNumberOfLinks == 1};
+  identity.isPlain = (attributes.FileAttributes & kNotPlain) == 0 && standard.NumberOfLinks == 1;
+  return identity;
 }
 
 FileHandle OpenToWrite(const wchar_t* path, DWORD disposition) noexcept {

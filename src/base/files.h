@@ -13,15 +13,12 @@ namespace varnel {
 // Goes with every opening by name: should the name lead to a pipe, its server learns nothing of this process.
 constexpr DWORD kAnonymously = SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
 
-// Which file of the machine it is.
+// Which file of its volume it is.
 struct FileIdentity {
-  DWORD volume;
   std::uint64_t index;
   bool isPlain;  // no folder, no link, and no other name leads to it
 
-  bool operator==(const FileIdentity& other) const noexcept {
-    return volume == other.volume && index == other.index;
-  }
+  bool operator==(const FileIdentity& other) const noexcept { return index == other.index; }
 };
 
 // Of an open file; nothing when the system does not tell.

@@ -7,7 +7,6 @@
 #include "events/results.h"
 #include "logging/log_writer.h"
 #include "protection/protection_exception.h"
-#include "settings/agent_settings.h"
 #include "xml/errors.h"
 #include "xml/file_writer.h"
 
@@ -76,14 +75,14 @@ struct Outcome {
   const wchar_t* reason = L"";
 };
 
-Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved,
-                     const EncodedReport& report) noexcept {
+Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved, const EncodedReport& report,
+                     const AgentSettings& settings) noexcept {
   const FileHandle file = OpenReserved(path, reserved);
   if (!file) AdvXMLParser::SetOpenError(GetLastError());
   Outcome outcome{kTooLargeOrNotWritten};
   if (report.failure)
     outcome.reason = report.failure;
-  else if (!EventSizeWithinLimit(report.utf8))
+  else if (!settings.EventSizeWithinLimit(report.utf8))
     outcome.reason = L"Event data is too large to be sent to Orba";
   else if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved)
     return {S_OK};
@@ -93,9 +92,10 @@ Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved,
   return outcome;
 }
 
-Outcome FillAgentFile(const std::wstring& path, const EncodedReport& report) noexcept {
+Outcome FillAgentFile(const std::wstring& path, const EncodedReport& report,
+                      const AgentSettings& settings) noexcept {
   if (report.failure) return {kEventFileNotWritten, report.failure};
-  if (!EventSizeWithinLimit(report.utf8)) return {kTooLargeOrNotWritten, L"Event data too big "};
+  if (!settings.EventSizeWithinLimit(report.utf8)) return {kTooLargeOrNotWritten, L"Event data too big "};
   const FileHandle file = AdvXMLParser::OpenForText(path);
   if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved) return {S_OK};
   if (const auto identity = file ? IdentifyFile(file.Get()) : std::nullopt)
@@ -130,8 +130,8 @@ EncodedReport EncodeReport(const AdvXMLParser::Document& document) {
   return report;
 }
 
-HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report, HANDLE saveMutex,
-                             unsigned owner) {
+HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
+                             const AgentSettings& settings, HANDLE saveMutex, unsigned owner) {
   const std::wstring path = folder + (L"\\" + NewGuidFileName());
   Outcome outcome{kEventFileNotWritten};
   {
@@ -139,7 +139,7 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
     const MutexLock lock(saveMutex, INFINITE);
     exception.Request(path);
     CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
-    if (const auto reserved = Reserve(path)) outcome = FillReserved(path, *reserved, report);
+    if (const auto reserved = Reserve(path)) outcome = FillReserved(path, *reserved, report, settings);
   }
   if (outcome.result == kEventFileNotWritten)
     LogError(kReportFacility, L"%x couldn't create file %s", owner, path.c_str());
@@ -149,7 +149,7 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
 }
 
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension, const EncodedReport& report,
-                            HANDLE saveMutex) {
+                            const AgentSettings& settings, HANDLE saveMutex) {
   std::wstring path;
   Outcome outcome{kEventFileNotWritten};
   {
@@ -163,7 +163,7 @@ HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension
       outcome.reason = AdvXMLParser::GetLastErrorText();
     } else {
       exception.Request(path);
-      outcome = FillAgentFile(path, report);
+      outcome = FillAgentFile(path, report, settings);
     }
   }
   if (FAILED(outcome.result))

@@ -221,7 +221,8 @@ STDMETHODIMP COrbaEventInf::Save() {
       LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
       return kAgentNotManaged;
     }
-    if (!IsAgentManaged()) {
+    const AgentSettings settings;
+    if (!settings.IsManaged()) {
       LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
       return S_OK;
     }
@@ -229,9 +230,9 @@ STDMETHODIMP COrbaEventInf::Save() {
       LogError(kReportFacility, L"%x Not saving incomplete", Identity());
       return E_FAIL;
     }
-    if (std::wcscmp(softwareId_, kServerSoftwareId) == 0) return SaveForServer();
+    if (std::wcscmp(softwareId_, kServerSoftwareId) == 0) return SaveForServer(settings);
     const wchar_t* const extension = triggerFlag_ != 0 ? L"txml" : L"xml";
-    const HRESULT result = SaveToAgentFolder(extension);
+    const HRESULT result = SaveToAgentFolder(extension, settings);
     if (FAILED(result))
       LogError(kReportFacility, L"%x %s save to folder failed hr=%x", Identity(), extension, result);
     return result;
@@ -248,19 +249,19 @@ STDMETHODIMP COrbaEventInf::SaveAgentEventOnly(BSTR strSoftwareID, BSTR strFileE
     if (extensionLength > maxExtensionLength_) return kBadArgument;
     if (_wcsnicmp(strSoftwareID, kAgentComponentPrefix, std::size(kAgentComponentPrefix) - 1) != 0)
       return kNotAnAgentComponent;
-    return SaveToAgentFolder(strFileExtension);
+    return SaveToAgentFolder(strFileExtension, AgentSettings());
   });
 }
 
-HRESULT COrbaEventInf::SaveForServer() {
+HRESULT COrbaEventInf::SaveForServer(const AgentSettings& settings) {
   wchar_t folder[kPathCapacity];
   if (!ReadEventsPath(folder)) return E_FAIL;
   PopulateMacOnce(L"Populating event MAC field before Save()", L"Populating event MAC field %s");
   if (!batch_) return E_FAIL;
-  return WriteServerEventFile(folder, EncodeReport(*batch_.document), saveMutex_.Get(), Identity());
+  return WriteServerEventFile(folder, EncodeReport(*batch_.document), settings, saveMutex_.Get(), Identity());
 }
 
-HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension) {
+HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension, const AgentSettings& settings) {
   wchar_t dataPath[kPathCapacity];
   if (!ReadDataPath(dataPath)) {
     // Reading the registry does not set the last error: the number may be an older one.
@@ -271,7 +272,7 @@ HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension) {
   const std::wstring folder = std::wstring(dataPath) + L"AgentEvents";
   PopulateMacOnce(L"Populating event MAC field before SaveToAgentEventFolder()", L"Populating MAC field %s");
   if (!batch_) return E_FAIL;
-  return WriteAgentEventFile(folder, extension, EncodeReport(*batch_.document), saveMutex_.Get());
+  return WriteAgentEventFile(folder, extension, EncodeReport(*batch_.document), settings, saveMutex_.Get());
 }
 
 // Looking for the adapter is the dearest step of a report, so it is done once for each set of machine facts.

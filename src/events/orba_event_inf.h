@@ -3,6 +3,7 @@
 #include "base/handles.h"
 #include "events/event_batch.h"
 #include "events/framework_object.h"
+#include "settings/agent_settings.h"
 
 #include <atomic>
 #include <cstdint>
@@ -85,8 +86,8 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   // Adds "RawMACAddress" to the machine element unless it has been added for the present facts, with a log
   // line before and one after; `outcome` holds one "%s".
   void PopulateMacOnce(const wchar_t* announcement, const wchar_t* outcome);
-  HRESULT SaveForServer();
-  HRESULT SaveToAgentFolder(const wchar_t* extension);
+  HRESULT SaveForServer(const AgentSettings& settings);
+  HRESULT SaveToAgentFolder(const wchar_t* extension, const AgentSettings& settings);
 
   ElementObjectFactory newElementObject_;
   EventBatch batch_;        // empty before Initialize and after DeInitialize

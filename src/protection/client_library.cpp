@@ -71,8 +71,12 @@ bool IsMappedFrom(const LoadedLibrary& library, HANDLE file) noexcept {
   if (length == 0 || length == std::size(path)) return false;
   const FileHandle mapped(
       CreateFileW(path, 0, FILE_SHARE_READ, nullptr, OPEN_EXISTING, kAnonymously, nullptr));
-  const auto identity = IdentifyFile(file);
-  return mapped && identity && identity == IdentifyFile(mapped.Get());
+  BY_HANDLE_FILE_INFORMATION verified;
+  BY_HANDLE_FILE_INFORMATION loaded;
+  return mapped && GetFileInformationByHandle(file, &verified) &&
+         GetFileInformationByHandle(mapped.Get(), &loaded) &&
+         verified.dwVolumeSerialNumber == loaded.dwVolumeSerialNumber &&
+         verified.nFileIndexHigh == loaded.nFileIndexHigh && verified.nFileIndexLow == loaded.nFileIndexLow;
 }
 
 // The library stays for good: an exception may outlive this module's stay in the process.

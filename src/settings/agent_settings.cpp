@@ -5,6 +5,7 @@
 
 #include <cwchar>
 #include <iterator>
+#include <utility>
 
 namespace varnel {
 namespace {
@@ -36,9 +37,23 @@ bool IsTriggerEvent(const RegistryKey& key, std::int32_t severity) noexcept {
 
 }  // namespace
 
+const RegistryKey& AgentSettings::Key() const noexcept {
+  if (!std::exchange(isOpened_, true)) key_ = OpenFrameworkKey(KEY_READ);
+  return key_;
+}
+
+bool AgentSettings::IsManaged() const noexcept {
+  return Key() && QueryFourBytes(Key(), L"AgentMode", 0).value_or(0) != 0;
+}
+
+bool AgentSettings::EventSizeWithinLimit(std::string_view encodedText) const noexcept {
+  std::uint32_t limit = kDefaultSizeLimit;
+  if (Key()) limit = QueryFourBytes(Key(), L"Brenn Size", 0).value_or(kDefaultSizeLimit);
+  return limit > encodedText.size();
+}
+
 bool IsAgentManaged() noexcept {
-  const RegistryKey key = OpenFrameworkKey(KEY_READ);
-  return key && QueryFourBytes(key, L"AgentMode", 0).value_or(0) != 0;
+  return AgentSettings().IsManaged();
 }
 
 std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* triggerOut) noexcept {
@@ -46,13 +61,6 @@ std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* trigge
   const RegistryKey key = OpenFrameworkKey(KEY_READ);
   if (key && IsTriggerEvent(key, severity)) *triggerOut = 1;
   return 0;
-}
-
-bool EventSizeWithinLimit(std::string_view encodedText) noexcept {
-  std::uint32_t limit = kDefaultSizeLimit;
-  if (const RegistryKey key = OpenFrameworkKey(KEY_READ))
-    limit = QueryFourBytes(key, L"Brenn Size", 0).value_or(kDefaultSizeLimit);
-  return limit > encodedText.size();
 }
 
 std::wstring ReadAgentGuid() {

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstring>
+
+namespace varnel::test {
+
+template <class T>
+T* At(HMODULE module, std::size_t offset) {
+  return reinterpret_cast<T*>(reinterpret_cast<BYTE*>(module) + offset);
+}
+
+// Where the module keeps the function's address; null when it does not import it.
+inline void** FindImport(HMODULE module, const char* function) {
+  const auto* const headers =
+      At<IMAGE_NT_HEADERS>(module, static_cast<DWORD>(At<IMAGE_DOS_HEADER>(module, 0)->e_lfanew));
+  const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+  for (auto* library = At<IMAGE_IMPORT_DESCRIPTOR>(module, directory.VirtualAddress); library->Name;
+       ++library) {
+    const auto* name = At<IMAGE_THUNK_DATA>(module, library->OriginalFirstThunk);
+    auto* place = At<IMAGE_THUNK_DATA>(module, library->FirstThunk);
+    for (; name->u1.AddressOfData; ++name, ++place) {
+      if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
+      const auto* const import = At<IMAGE_IMPORT_BY_NAME>(module, name->u1.AddressOfData);
+      if (std::strcmp(reinterpret_cast<const char*>(import->Name), function) == 0)
+        return reinterpret_cast<void**>(&place->u1.Function);
+    }
+  }
+  return nullptr;
+}
+
+inline void WriteImport(void** place, void* value) {
+  DWORD protection = 0;
+  VirtualProtect(place, sizeof(*place), PAGE_READWRITE, &protection);
+  *place = value;
+  VirtualProtect(place, sizeof(*place), protection, &protection);
+}
+
+}  // namespace varnel::test
