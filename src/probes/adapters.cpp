@@ -1,6 +1,5 @@
 #include "probes/adapters.h"
 
-#include "base/handles.h"
 #include "base/system_library.h"
 #include "logging/log_writer.h"
 #include "probes/sockets.h"
@@ -19,51 +18,63 @@ constexpr socklen_t kIPv4AddressSize = 16;
 constexpr socklen_t kOtherAddressSize = 28;
 constexpr std::size_t kMaxInterfaces = 10;
 
-struct SocketTraits {
-  using Type = SOCKET;
-  static Type Invalid() noexcept { return INVALID_SOCKET; }
-  static void Close(Type socket) noexcept { closesocket(socket); }
+class Socket {
+ public:
+  explicit Socket(const Sockets& sockets) noexcept
+      : sockets_(sockets), socket_(sockets.socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP)) {}
+  ~Socket() {
+    if (socket_ != INVALID_SOCKET) sockets_.closesocket(socket_);
+  }
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
+
+  SOCKET Get() const noexcept { return socket_; }
+
+ private:
+  const Sockets& sockets_;
+  SOCKET socket_;
 };
-using UniqueSocket = UniqueResource<SocketTraits>;
 
 struct MaskAndNetwork {
   std::string mask;
   std::string network;
 };
 
-bool ToText(const SOCKET_ADDRESS& address, char (&text)[kHostTextCapacity]) noexcept {
+bool ToText(const Sockets& sockets, const SOCKET_ADDRESS& address, char (&text)[kHostTextCapacity]) noexcept {
   const bool isIPv4 = address.lpSockaddr->sa_family == AF_INET;
-  return ToNumericHost(address.lpSockaddr, isIPv4 ? kIPv4AddressSize : kOtherAddressSize, text);
+  return sockets.ToNumericHost(address.lpSockaddr, isIPv4 ? kIPv4AddressSize : kOtherAddressSize, text);
 }
 
 // Link-local and site-local addresses look for the prefix of their own kind; any other takes the first IPv6
 // prefix and no network text. Each prefix that was looked at leaves its text as the network; when none
 // matches, the last one's stays.
-MaskAndNetwork FromPrefixes(const IP_ADAPTER_PREFIX* prefixes, std::string_view address) {
+MaskAndNetwork FromPrefixes(const Sockets& sockets, const IP_ADAPTER_PREFIX* prefixes,
+                            std::string_view address) {
   const bool isLocal = address.starts_with("fe80") || address.starts_with("fec0");
   MaskAndNetwork found;
   for (const auto* prefix = prefixes; prefix; prefix = prefix->Next) {
     if (prefix->Address.lpSockaddr->sa_family != AF_INET6) continue;
-    if (!isLocal) return {PrefixLengthToMaskText(prefix->PrefixLength), {}};
+    if (!isLocal) return {PrefixLengthToMaskText(sockets, prefix->PrefixLength), {}};
     char text[kHostTextCapacity];
-    if (!ToText(prefix->Address, text)) continue;
+    if (!ToText(sockets, prefix->Address, text)) continue;
     found.network = text;
     if (!found.network.starts_with(address.substr(0, 4))) continue;
-    found.mask = PrefixLengthToMaskText(prefix->PrefixLength);
+    found.mask = PrefixLengthToMaskText(sockets, prefix->PrefixLength);
     break;
   }
   return found;
 }
 
-AdapterAddress DescribeAddress(const IP_ADAPTER_ADDRESSES& adapter, int family, const char* text) {
+AdapterAddress DescribeAddress(const Sockets& sockets, const IP_ADAPTER_ADDRESSES& adapter, int family,
+                               const char* text) {
   AdapterAddress address{text, family, {}, {}};
   if (family == kFamilyIPv4) {
-    if (!GetIPv4MaskAndNetwork(address.text, address.mask, address.network)) {
+    if (!GetIPv4MaskAndNetwork(sockets, address.text, address.mask, address.network)) {
       address.mask.clear();
       address.network.clear();
     }
   } else if (family == kFamilyIPv6) {
-    auto [mask, network] = FromPrefixes(adapter.FirstPrefix, address.text);
+    auto [mask, network] = FromPrefixes(sockets, adapter.FirstPrefix, address.text);
     address.text = NormalizeIPv6(address.text);
     address.mask = NormalizeIPv6(mask);
     address.network = IPv6Network(address.text, address.mask);
@@ -72,25 +83,22 @@ AdapterAddress DescribeAddress(const IP_ADAPTER_ADDRESSES& adapter, int family, 
   return address;
 }
 
-bool AddAddresses(const IP_ADAPTER_ADDRESSES& source, const std::string& mac, CandidateTable& table) {
+bool AddAddresses(const Sockets& sockets, const IP_ADAPTER_ADDRESSES& source, const std::string& mac,
+                  CandidateTable& table) {
   bool added = false;
   for (const auto* unicast = source.FirstUnicastAddress; unicast; unicast = unicast->Next) {
     char text[kHostTextCapacity];
-    if (!ToText(unicast->Address, text)) continue;
+    if (!ToText(sockets, unicast->Address, text)) continue;
     Adapter& adapter = table.adapters[source.IfIndex];
     adapter.name = source.AdapterName ? source.AdapterName : "";
     adapter.index = source.IfIndex;
     adapter.mac = mac;
     adapter.isPpp = source.IfType == kTypePpp;
-    adapter.addresses.push_back(DescribeAddress(source, unicast->Address.lpSockaddr->sa_family, text));
+    adapter.addresses.push_back(
+        DescribeAddress(sockets, source, unicast->Address.lpSockaddr->sa_family, text));
     added = true;
   }
   return added;
-}
-
-// The form that the interface list's addresses are compared in and written in.
-std::string Dotted(in_addr address) {
-  return inet_ntoa(address);
 }
 
 AdapterListPtr AllocateList(ULONG bytes) noexcept {
@@ -100,13 +108,13 @@ AdapterListPtr AllocateList(ULONG bytes) noexcept {
 }  // namespace
 
 bool SelectMacAddress(CandidateTable& table) {
-  const SocketsSession session;
-  if (session.result != 0) return false;
+  const Sockets sockets;
+  if (sockets.StartResult() != 0) return false;
   AdapterListPtr list;
-  return LoadAdapterAddresses(list) && AddCandidates(list.get(), table);
+  return LoadAdapterAddresses(list) && AddCandidates(sockets, list.get(), table);
 }
 
-bool AddCandidates(const IP_ADAPTER_ADDRESSES* list, CandidateTable& table) {
+bool AddCandidates(const Sockets& sockets, const IP_ADAPTER_ADDRESSES* list, CandidateTable& table) {
   bool added = false;
   for (const auto* adapter = list; adapter; adapter = adapter->Next) {
     const std::string mac = MacText(adapter->PhysicalAddress, adapter->PhysicalAddressLength);
@@ -115,7 +123,7 @@ bool AddCandidates(const IP_ADAPTER_ADDRESSES* list, CandidateTable& table) {
               static_cast<int>(adapter->OperStatus));
     if (!IsCandidate(adapter->IfType, static_cast<std::uint32_t>(adapter->OperStatus), table.includeLoopback))
       continue;
-    if (AddAddresses(*adapter, mac, table)) added = true;
+    if (AddAddresses(sockets, *adapter, mac, table)) added = true;
   }
   return added;
 }
@@ -140,28 +148,31 @@ bool LoadAdapterAddresses(AdapterListPtr& list) noexcept {
   return true;
 }
 
-bool GetIPv4MaskAndNetwork(std::string_view address, std::string& mask, std::string& network) {
+bool GetIPv4MaskAndNetwork(const Sockets& sockets, std::string_view address, std::string& mask,
+                           std::string& network) {
   INTERFACE_INFO interfaces[kMaxInterfaces];
   DWORD size = 0;
   {
-    const UniqueSocket socket(::socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP));
-    if (!socket || WSAIoctl(socket.Get(), SIO_GET_INTERFACE_LIST, nullptr, 0, interfaces, sizeof(interfaces),
-                            &size, nullptr, nullptr) != 0)
+    const Socket socket(sockets);
+    if (sockets.WSAIoctl(socket.Get(), SIO_GET_INTERFACE_LIST, nullptr, 0, interfaces, sizeof(interfaces),
+                         &size, nullptr, nullptr) != 0)
       return false;
   }
   for (std::size_t i = 0; i < size / sizeof(interfaces[0]); ++i) {
+    // The form that the addresses are compared in and written in.
+    const auto dotted = [&](in_addr plain) { return std::string(sockets.inet_ntoa(plain)); };
     const in_addr own = interfaces[i].iiAddress.AddressIn.sin_addr;
-    if (Dotted(own) != address) continue;
+    if (dotted(own) != address) continue;
     in_addr masked = interfaces[i].iiNetmask.AddressIn.sin_addr;
-    mask = Dotted(masked);
+    mask = dotted(masked);
     masked.s_addr &= own.s_addr;
-    network = Dotted(masked);
+    network = dotted(masked);
     return true;
   }
   return false;
 }
 
-std::string PrefixLengthToMaskText(unsigned length) {
+std::string PrefixLengthToMaskText(const Sockets& sockets, unsigned length) {
   if (length > kMaxPrefixLength) return {};
   sockaddr_in6 mask{};
   mask.sin6_family = AF_INET6;
@@ -170,7 +181,7 @@ std::string PrefixLengthToMaskText(unsigned length) {
     mask.sin6_addr.s6_addr[byte] = static_cast<UCHAR>(0xFF00u >> bits);
   }
   char text[kHostTextCapacity];
-  const bool formed = ToNumericHost(reinterpret_cast<const sockaddr*>(&mask), sizeof(mask), text);
+  const bool formed = sockets.ToNumericHost(reinterpret_cast<const sockaddr*>(&mask), sizeof(mask), text);
   return formed ? text : "";
 }
 

@@ -10,6 +10,8 @@ struct _IP_ADAPTER_ADDRESSES_LH;
 
 namespace varnel {
 
+class Sockets;
+
 // As the system describes its adapters: a list inside one block of memory. Memory is from the runtime's heap.
 using AdapterListPtr = MallocPtr<_IP_ADAPTER_ADDRESSES_LH>;
 
@@ -18,17 +20,19 @@ using AdapterListPtr = MallocPtr<_IP_ADAPTER_ADDRESSES_LH>;
 // loads the IP Helper library itself; any thread.
 [[nodiscard]] bool SelectMacAddress(CandidateTable& table);
 
-// The same from a list that has been fetched; sockets must be started.
-[[nodiscard]] bool AddCandidates(const _IP_ADAPTER_ADDRESSES_LH* list, CandidateTable& table);
+// The same from a list that has been fetched. Sockets must be started here and below.
+[[nodiscard]] bool AddCandidates(const Sockets& sockets, const _IP_ADAPTER_ADDRESSES_LH* list,
+                                 CandidateTable& table);
 
 // The system's adapter list, or false when it cannot be had.
 [[nodiscard]] bool LoadAdapterAddresses(AdapterListPtr& list) noexcept;
 
-// The IPv6 mask of a prefix length in bits, as numeric text; empty above 128. Sockets must be started.
-[[nodiscard]] std::string PrefixLengthToMaskText(unsigned length);
+// The IPv6 mask of a prefix length in bits, as numeric text; empty above 128.
+[[nodiscard]] std::string PrefixLengthToMaskText(const Sockets& sockets, unsigned length);
 
 // Mask and network of the interface that has this IPv4 address, in dotted form. False when there is none
-// among the first ten. Sockets must be started.
-[[nodiscard]] bool GetIPv4MaskAndNetwork(std::string_view address, std::string& mask, std::string& network);
+// among the first ten.
+[[nodiscard]] bool GetIPv4MaskAndNetwork(const Sockets& sockets, std::string_view address, std::string& mask,
+                                         std::string& network);
 
 }  // namespace varnel

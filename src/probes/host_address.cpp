@@ -9,18 +9,19 @@ namespace varnel {
 namespace {
 
 struct AddressListDeleter {
-  void operator()(addrinfo* list) const noexcept { freeaddrinfo(list); }
+  decltype(&::freeaddrinfo) free = nullptr;
+  void operator()(addrinfo* list) const noexcept { free(list); }
 };
 using AddressList = std::unique_ptr<addrinfo, AddressListDeleter>;
 
-AddressList ResolveOwnName() noexcept {
+AddressList ResolveOwnName(const Sockets& sockets) noexcept {
   char name[260];
-  if (gethostname(name, sizeof(name)) != 0) return nullptr;
+  if (sockets.gethostname(name, sizeof(name)) != 0) return {};
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* list = nullptr;
-  if (getaddrinfo(name, nullptr, &hints, &list) != 0) return nullptr;
-  return AddressList(list);
+  if (sockets.getaddrinfo(name, nullptr, &hints, &list) != 0) return {};
+  return {list, {sockets.freeaddrinfo}};
 }
 
 }  // namespace
@@ -28,12 +29,12 @@ AddressList ResolveOwnName() noexcept {
 HRESULT GetHostNameAndAddress(std::wstring& address) {
   // Only -1 is a failure. The positive codes of a failed start-up pass: the calls that then fail leave the
   // address as it was.
-  const SocketsSession session;
-  if (session.result == -1) return kSocketsUnavailable;
-  const AddressList list = ResolveOwnName();
+  const Sockets sockets;
+  if (sockets.StartResult() == -1) return kSocketsUnavailable;
+  const AddressList list = ResolveOwnName(sockets);
   for (const addrinfo* entry = list.get(); entry; entry = entry->ai_next) {
     char text[kHostTextCapacity];
-    if (ToNumericHost(entry->ai_addr, static_cast<socklen_t>(entry->ai_addrlen), text))
+    if (sockets.ToNumericHost(entry->ai_addr, static_cast<socklen_t>(entry->ai_addrlen), text))
       address.assign(text, text + std::strlen(text));
   }
   return S_OK;

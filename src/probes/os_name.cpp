@@ -1,6 +1,7 @@
 #include "probes/os_name.h"
 
 #include "base/registry.h"
+#include "base/system_library.h"
 #include "probes/os_name_rule.h"
 
 #include <windows.h>
@@ -34,6 +35,13 @@ std::optional<OsFacts::Extended> QueryExtended() noexcept {
   return OsFacts::Extended{record.dwMinorVersion, record.wProductType == VER_NT_WORKSTATION};
 }
 
+// Of the library that holds the system's windows, which no other name asks for.
+bool IsServerR2() noexcept {
+  const LoadedLibrary library = LoadSystemLibrary(L"user32.dll");
+  decltype(&::GetSystemMetrics) getMetrics = nullptr;
+  return library && Resolve(library, "GetSystemMetrics", getMetrics) && getMetrics(kServerR2Metric) != 0;
+}
+
 // Asks only for what the rule looks at on this system. `productType` holds the text that the facts may refer
 // to.
 template <std::size_t N>
@@ -46,7 +54,7 @@ OsFacts ReadOsFacts(wchar_t (&productType)[N]) noexcept {
   facts.minor = basic.dwMinorVersion;
   if (facts.platform != VER_PLATFORM_WIN32_NT || facts.major < 5) return facts;
   facts.extended = QueryExtended();
-  if (facts.major == 5 && facts.minor == 2) facts.serverR2 = GetSystemMetrics(kServerR2Metric) != 0;
+  if (facts.major == 5 && facts.minor == 2) facts.serverR2 = IsServerR2();
   if (facts.major != 6) return facts;
   if (!facts.extended) {
     ReadProductTypeText(productType, N);

@@ -32,11 +32,12 @@ TEST(AdapterTable, MacTextIsSixBytesOrNothing) {
 }
 
 TEST(AdapterTable, IPv6TextsGetEightGroups) {
+  const Sockets sockets;
   for (const auto& row : test::Rules("IPv6")) EXPECT_EQ(row[1], NormalizeIPv6(row[0])) << row[0];
   for (const auto& row : test::Rules("IPv6 network"))
     EXPECT_EQ(row[2], IPv6Network(row[0], row[1])) << row[0];
   for (const auto& row : test::Rules("IPv6 mask"))
-    EXPECT_EQ(row[1], PrefixLengthToMaskText(static_cast<unsigned>(std::stoul(row[0])))) << row[0];
+    EXPECT_EQ(row[1], PrefixLengthToMaskText(sockets, static_cast<unsigned>(std::stoul(row[0])))) << row[0];
 }
 
 // A made-up list, laid out as the system lays it out: nodes that point to each other.
@@ -69,7 +70,7 @@ class Adapters : public testing::Test {
     return told;
   }
 
-  SocketsSession sockets;
+  Sockets sockets;
   IP_ADAPTER_ADDRESSES* list = nullptr;
   CandidateTable table;
 
@@ -103,11 +104,11 @@ TEST_F(Adapters, CandidatesAreNeitherTunnelsNorDownNorLoopbackUnlessAsked) {
   Add(2, 131, {"192.0.2.1"});
   Add(3, 6, {"192.0.2.2"}, IfOperStatusDown);
   Add(4, 6, {});  // without any address: no record
-  EXPECT_FALSE(AddCandidates(list, table));
+  EXPECT_FALSE(AddCandidates(sockets, list, table));
   EXPECT_TRUE(table.adapters.empty());
   Add(5, 23, {"192.0.2.3", "192.0.2.4"}, IfOperStatusLowerLayerDown);
   table.includeLoopback = true;
-  EXPECT_TRUE(AddCandidates(list, table));
+  EXPECT_TRUE(AddCandidates(sockets, list, table));
   // The mask of an IPv4 address comes from the interface, and no interface of this machine has these two.
   EXPECT_EQ(
       "1 000000000001 127.0.0.1 mask 255.0.0.0 network 127.0.0.0\n"
@@ -122,7 +123,7 @@ TEST_F(Adapters, MaskOfAnIPv6AddressComesFromThePrefixOfItsKind) {
   AddPrefix(adapter, "2001:db8::", 48);
   AddPrefix(adapter, "fe80::", 64);
   AddPrefix(adapter, "ff00::", 8);
-  ASSERT_TRUE(AddCandidates(list, table));
+  ASSERT_TRUE(AddCandidates(sockets, list, table));
   // Of the second no prefix matches: the network is the last one that was looked at.
   EXPECT_EQ(
       "5 000000000005 fe80:0:0:0:0:0:0:1 mask ffff:ffff:ffff:ffff:0:0:0:0 network fe80:0:0:0:0:0:0:0\n"
