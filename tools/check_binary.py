@@ -22,8 +22,7 @@ NEVER_IMPORTED = {
     "SetUnhandledExceptionFilter": "hooks the whole process",
     "[TF]lsAlloc": "is not given back: the runtime's slots are taken by src/com/compiler_runtime.cpp",
 }
-# Bytes; the 32-bit library has its unwinding tables in a form that takes more.
-LARGEST = {False: 300_000, True: 380_000}
+LARGEST = 300_000  # bytes
 HARDENING = {
     "IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE": True,  # the value: on x86 too
     "IMAGE_DLLCHARACTERISTICS_NX_COMPAT": True,
@@ -72,8 +71,8 @@ def offences(path):
     image = pefile.PE(path)
     is_x86 = image.FILE_HEADER.Machine == pefile.MACHINE_TYPE["IMAGE_FILE_MACHINE_I386"]
     size = pathlib.Path(path).stat().st_size
-    if size > LARGEST[is_x86]:
-        yield f"has {size} bytes, more than {LARGEST[is_x86]}"
+    if size > LARGEST:
+        yield f"has {size} bytes, more than {LARGEST}"
     found = set(facts(image))
     for fact in sorted(found - expected(is_x86)):
         yield f"has {fact}, which {FACTS.name} does not list"

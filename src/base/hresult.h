@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <new>
-#include <stdexcept>
 
 namespace varnel {
 
@@ -22,8 +21,7 @@ inline void ThrowIfFailed(HRESULT result) {
 }
 
 // The one place where exceptions become HRESULTs: runs `body` (returning an HRESULT) and lets nothing out.
-// Allocation failure gives E_OUTOFMEMORY, as does a text too long to be held; HResultError its own code;
-// anything else E_FAIL.
+// Allocation failure gives E_OUTOFMEMORY; HResultError its own code; anything else E_FAIL.
 template <class Body>
 [[nodiscard]] HRESULT Guarded(Body&& body) noexcept {
   try {
@@ -31,8 +29,6 @@ template <class Body>
   } catch (const HResultError& error) {
     return error.Code();
   } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  } catch (const std::length_error&) {
     return E_OUTOFMEMORY;
   } catch (...) {
     return E_FAIL;

@@ -11,6 +11,8 @@
 #include <atomic>
 #include <cstdlib>
 #include <exception>
+#include <new>
+#include <string>
 
 namespace __gnu_cxx {
 void __freeres();  // frees the emergency exception pool
@@ -21,6 +23,26 @@ void __verbose_terminate_handler() {
   std::abort();
 }
 }  // namespace __gnu_cxx
+
+// What the C++ library's headers call when they cannot go on. Its own definitions make texts that nobody
+// reads here, with strings of a kind that is otherwise not used: a fifth of this library.
+namespace std {
+void __throw_bad_alloc() {
+  throw bad_alloc();
+}
+void __throw_bad_array_new_length() {
+  throw bad_alloc();
+}
+void __throw_length_error(const char*) {
+  throw bad_alloc();  // no memory is large enough
+}
+void __throw_logic_error(const char*) {
+  throw exception();
+}
+void __throw_out_of_range_fmt(const char*, ...) {
+  throw exception();
+}
+}  // namespace std
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "xml/text_form.h"
 
-#include <stdexcept>
+#include <new>
 
 namespace AdvXMLParser {
 namespace {
@@ -21,7 +21,7 @@ void PutTags(Unit* tags, std::size_t length) noexcept {
 }  // namespace
 
 const StoredName* NameTable::Store(std::wstring_view name, const StoredName* older) {
-  if (name.size() > kLongestText) throw std::length_error("name");
+  if (name.size() > kLongestText) throw std::bad_alloc();
   constexpr std::size_t kMarkup = LengthOf("<></>");
   const std::size_t units = name.size();
   auto* const stored =

@@ -29,8 +29,7 @@ class NameTable {
  public:
   NameTable(Arena& arena, DocumentStore* store) noexcept : arena_(arena), store_(store) {}
 
-  // Lives as long as the arena. Throws std::bad_alloc, or std::length_error for one of more than kLongestText
-  // units.
+  // Lives as long as the arena. Throws std::bad_alloc, also for one of more than kLongestText units.
   const StoredName* Intern(std::wstring_view name) {
     const StoredName*& place = places_[PlaceOf(name)];
     int tries = kTries;

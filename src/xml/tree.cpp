@@ -1,7 +1,6 @@
 #include "xml/tree.h"
 
 #include <new>
-#include <stdexcept>
 
 namespace AdvXMLParser {
 namespace {
@@ -14,7 +13,7 @@ constexpr StoredName kNoName{.tags = kNoTags, .tagsUtf8 = kNoTagsUtf8, .length =
 // Of a leaf with its text behind it.
 template <class Leaf>
 std::size_t SizeOf(std::wstring_view value) {
-  if (value.size() > kLongestText) throw std::length_error("text");
+  if (value.size() > kLongestText) throw std::bad_alloc();
   return sizeof(Leaf) + value.size() * sizeof(wchar_t);
 }
 

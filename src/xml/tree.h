@@ -27,8 +27,8 @@ enum NodeType : std::uint8_t {
 
 // One node of a document tree. It is made by its container, lies in its document's memory and goes with the
 // document; names and values are copied there. A tree has no lock: whoever owns the document serialises
-// access to it. Every operation that adds to a document may throw std::bad_alloc, or std::length_error for a
-// text of more than kLongestText units, and has added nothing then.
+// access to it. Every operation that adds to a document may throw std::bad_alloc, also for a text of more
+// than kLongestText units, and has added nothing then.
 //
 // What each class answers hangs on the type; nodes have no virtual functions, and nothing is done when they
 // go.
