@@ -153,13 +153,13 @@ void CompareLogLines() {
 
 int main() {
   using namespace varnel::bench;
-  CompareMemory();
   CompareTrees();
   if (!CompareTexts()) {
     std::fprintf(stderr, "the peer's document is another one\n");
     return 1;
   }
   CompareGrowth();
+  CompareMemory();
   CompareLogLines();
   return 0;
 }
