@@ -21,6 +21,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
   set(warnings -Weverything -Werror
     -Wno-c++98-compat -Wno-c++98-compat-pedantic -Wno-pre-c++14-compat -Wno-pre-c++17-compat -Wno-c++20-compat # we are C++20
     -Wno-padded # members stand in the order in which they are read
+    -Wno-switch-enum # a default stands for the kinds that are left
     -Wno-weak-vtables # COM interfaces are declared by the contract; the vtable of a small class may stand twice
     # DispatchImpl overrides a destructor or not, as its interface has one.
     -Wno-inconsistent-missing-destructor-override -Wno-suggest-destructor-override

@@ -19,6 +19,7 @@ void __freeres();  // frees the emergency exception pool
 
 // What std::terminate runs. The C++ library's own handler names the exception's type first, which takes a
 // demangler that would be an eighth of this library.
+__attribute__((noreturn)) void __verbose_terminate_handler();
 void __verbose_terminate_handler() {
   std::abort();
 }

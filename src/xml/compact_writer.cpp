@@ -74,7 +74,7 @@ class Utf8 {
     const std::wstring_view value = text.SpecialValue();
     std::size_t at = 0;
     // The text before may have ended with the first half of a pair, which then has been written as U+FFFD.
-    if (to == halfEnd_ && IsLowSurrogate(value[0])) to = WritePair(to - 3, half_, value[at++]);
+    if (halfEnd_ && to == halfEnd_ && IsLowSurrogate(value[0])) to = WritePair(to - 3, half_, value[at++]);
     while (at < value.size()) {
       const std::size_t plainEnd = FindNotPlain(value.data(), at, value.size());
       Narrow(to, value.data() + at, plainEnd - at);

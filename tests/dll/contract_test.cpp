@@ -2,7 +2,7 @@
 
 #include "support/library.h"
 
-#include <functional>
+#include <map>
 #include <sstream>
 
 namespace varnel::test {
@@ -42,26 +42,13 @@ std::string NameOf(ITypeInfo& type) {
 }
 
 std::string TypeName(ITypeInfo& type, const TYPEDESC& description) {
-  switch (description.vt) {
-    case VT_PTR:
-      return TypeName(type, *description.lptdesc) + "*";
-    case VT_USERDEFINED:
-      return NameOf(*Referenced(type, description.hreftype));
-    case VT_UNKNOWN:
-      return "IUnknown*";
-    case VT_BSTR:
-      return "BSTR";
-    case VT_I4:
-      return "long";
-    case VT_DATE:
-      return "DATE";
-    case VT_VOID:
-      return "void";
-    case VT_HRESULT:
-      return "HRESULT";
-    default:
-      return "type " + std::to_string(description.vt);
-  }
+  static const std::map<VARTYPE, const char*> names = {{VT_UNKNOWN, "IUnknown*"}, {VT_BSTR, "BSTR"},
+                                                       {VT_I4, "long"},           {VT_DATE, "DATE"},
+                                                       {VT_VOID, "void"},         {VT_HRESULT, "HRESULT"}};
+  if (description.vt == VT_PTR) return TypeName(type, *description.lptdesc) + "*";
+  if (description.vt == VT_USERDEFINED) return NameOf(*Referenced(type, description.hreftype));
+  const auto name = names.find(description.vt);
+  return name == names.end() ? "type " + std::to_string(description.vt) : name->second;
 }
 
 void DescribeMethod(ITypeInfo& type, const FUNCDESC& method, std::ostream& out) {

@@ -16,23 +16,21 @@ struct Setting {
   const wchar_t* name;
 };
 
-constexpr Setting kSettings[] = {
-    {kFramework, L"AgentMode"},
-    {kFramework, L"Data Path"},
-    {kEventParser, L"EventsPath"},
-    {kFramework, L"AgentGUID"},
-    {kFramework, L"IPAddress"},
-    {kFramework, L"AgPlcyEnableEventTrigger"},
-    {kFramework, L"AgPlcyEventTriggerThreshold"},
-    {kFramework, L"Brenn Size"},
-    {kFramework, L"SelfProtectionClient"},
-    {kProductOptions, L"ProductType"},
-    {kLog, L"LogLevel"},
-    {kLog, L"LogSize"},
-    {kLog, L"LogDetailList"},
-    {kLog, L"LogHiRes"},
-    {kLog, L"LogFlags"},
-};
+constexpr Setting kSettings[] = {{kFramework, L"AgentMode"},
+                                 {kFramework, L"Data Path"},
+                                 {kEventParser, L"EventsPath"},
+                                 {kFramework, L"AgentGUID"},
+                                 {kFramework, L"IPAddress"},
+                                 {kFramework, L"AgPlcyEnableEventTrigger"},
+                                 {kFramework, L"AgPlcyEventTriggerThreshold"},
+                                 {kFramework, L"Brenn Size"},
+                                 {kFramework, L"SelfProtectionClient"},
+                                 {kProductOptions, L"ProductType"},
+                                 {kLog, L"LogLevel"},
+                                 {kLog, L"LogSize"},
+                                 {kLog, L"LogDetailList"},
+                                 {kLog, L"LogHiRes"},
+                                 {kLog, L"LogFlags"}};
 constexpr DWORD kTypes[] = {REG_NONE,  REG_SZ,       REG_EXPAND_SZ, REG_BINARY,
                             REG_DWORD, REG_MULTI_SZ, REG_QWORD,     0x7777};
 // Around every buffer, in bytes.

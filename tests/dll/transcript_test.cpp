@@ -50,8 +50,7 @@ std::string ResultName(HRESULT result) {
       {S_OK, "S_OK"},
       {E_FAIL, "E_FAIL"},
       {CLASS_E_CLASSNOTAVAILABLE, "CLASS_E_CLASSNOTAVAILABLE"},
-      {DISP_E_MEMBERNOTFOUND, "DISP_E_MEMBERNOTFOUND"},
-  };
+      {DISP_E_MEMBERNOTFOUND, "DISP_E_MEMBERNOTFOUND"}};
   if (const auto name = names.find(result); name != names.end()) return name->second;
   return result < 0 && result > -10'000 ? std::to_string(result) : std::to_string(result) + " (unexpected)";
 }

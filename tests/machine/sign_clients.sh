@@ -2,6 +2,7 @@
 # sign_clients.sh OUTPUT CLIENT INCOMPLETE LIBRARY   makes the client libraries of the tests, good and bad, in folder
 # OUTPUT, two signed copies of our own library, and authority.cer, the certificate of the authority that the tests trust.
 set -eu
+config=$(dirname "$0")/sign_clients.cnf
 output=$1 client=$2 incomplete=$3 library=$4
 rm -rf "$output"
 mkdir -p "$output/ca"
@@ -10,36 +11,13 @@ exec 3>&2 >log 2>&1
 trap '[ $? -eq 0 ] || cat log >&3' EXIT
 touch index
 echo 1000 >serial
-cat >config <<'END'
-[ca]
-default_ca = any
-[any]
-database = index
-serial = serial
-new_certs_dir = .
-default_md = sha256
-policy = names
-[names]
-commonName = supplied
-[code]
-extendedKeyUsage = codeSigning
-[server]
-extendedKeyUsage = serverAuth
-[authority]
-basicConstraints = critical, CA:true
-keyUsage = critical, keyCertSign, cRLSign
-[req]
-distinguished_name = empty
-[empty]
-END
-
 authority() { # NAME
-  openssl req -x509 -config config -extensions authority -newkey rsa:2048 -nodes -subj "/CN=$1" -days 3650 \
+  openssl req -x509 -config "$config" -extensions authority -newkey rsa:2048 -nodes -subj "/CN=$1" -days 3650 \
     -keyout "$1.key" -out "$1.pem"
 }
 certificate() { # NAME AUTHORITY USE END
-  openssl req -config config -newkey rsa:2048 -nodes -subj "/CN=$1" -keyout "$1.key" -out "$1.csr"
-  openssl ca -batch -config config -extensions "$3" -cert "$2.pem" -keyfile "$2.key" -startdate 20200101000000Z \
+  openssl req -config "$config" -newkey rsa:2048 -nodes -subj "/CN=$1" -keyout "$1.key" -out "$1.csr"
+  openssl ca -batch -config "$config" -extensions "$3" -cert "$2.pem" -keyfile "$2.key" -startdate 20200101000000Z \
     -enddate "$4" -in "$1.csr" -out "$1.only.pem" -notext
   cat "$1.only.pem" "$2.pem" >"$1.pem"
 }

@@ -73,9 +73,7 @@ TEST_F(FileWriter, FileHoldsExactlyTheUtf8Bytes) {
   const std::pair<std::wstring, std::string> rows[] = {
       {std::wstring(100'000, L'z'), std::string(100'000, 'z')},
       {L"a\r\n\x00E9", "a\r\n\xC3\xA9"},
-      {L"x\xD83Dy\xD83D\xDE00", "x\xEF\xBF\xBDy\xF0\x9F\x98\x80"},
-      {std::wstring(L"cut\0here", 8), "cut"},
-  };
+      {std::wstring(L"cut\0here", 8), "cut"}};
   for (const auto& [text, bytes] : rows) {
     EXPECT_EQ(L"", Save(path, text));
     EXPECT_EQ(bytes, ReadBytes(path));
