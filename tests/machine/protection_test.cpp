@@ -122,15 +122,18 @@ TEST_F(Protection, ClientThatCannotBeTrustedIsRefusedWithOneLineAndTheReportSave
   EXPECT_EQ(std::size(rows), FilesIn(agentEvents).size());
 }
 
+struct Clock {
+  static inline ULONGLONG now = 0;
+  static ULONGLONG WINAPI Now() { return now; }
+};
+
 // Looking for the client costs requests of every save; a minute is soon enough for one that comes or changes.
 TEST_F(Protection, ChangedFileGetsAnotherChanceAMinuteLater) {
-  static ULONGLONG now;
-  now = GetTickCount64();
+  Clock::now = GetTickCount64();
   const std::wstring path = folder.File(L"repaired.dll");
   UseClient(path);
   const Library library;
-  ULONGLONG(WINAPI* const clock)() = [] { return now; };
-  const ImportHook hook(library.Module(), "GetTickCount64", reinterpret_cast<void*>(clock));
+  const ImportHook hook(library.Module(), "GetTickCount64", reinterpret_cast<void*>(&Clock::Now));
   const std::tuple<const char*, unsigned, std::string> rows[] = {
       {"", 0, "^$"},
       {"unsigned.dll", 59'999, "^$"},
@@ -141,11 +144,11 @@ TEST_F(Protection, ChangedFileGetsAnotherChanceAMinuteLater) {
   for (const auto& [client, wait, lines] : rows) {
     if (*client)
       std::filesystem::copy_file(Client(client), path, std::filesystem::copy_options::overwrite_existing);
-    now += wait;
+    Clock::now += wait;
     EXPECT_THAT(Save(library), testing::ContainsRegex(lines)) << wait;
   }
   EXPECT_EQ(L"not loaded", TakeRecord(L"repaired.dll"));
-  now += 1;
+  Clock::now += 1;
   EXPECT_EQ("", Save(library));
   EXPECT_NE(L"not loaded", TakeRecord(L"repaired.dll"));
 }
