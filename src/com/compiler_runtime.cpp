@@ -7,6 +7,7 @@
 #if defined(__GNUC__)
 
 #include <windows.h>
+#include <cxxabi.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -91,7 +92,64 @@ HANDLE WINAPI MakeSemaphore(SECURITY_ATTRIBUTES* attributes, LONG count, LONG mo
   return semaphore;
 }
 
+// What the runtime keeps of a thread's exceptions, in the form that the ABI gives it. Its own record is made
+// when a thread throws for the first time, and ends the process when there is no memory for it: which is why
+// the thread throws.
+struct ExceptionRecord {
+  void* caught;
+  unsigned uncaught;
+};
+struct SpareRecord {
+  std::atomic<DWORD> thread{0};  // whose it is, for good
+  ExceptionRecord record{};
+};
+constinit SpareRecord g_spareRecords[64];
+constinit std::atomic<DWORD> g_recordSlot{TLS_OUT_OF_INDEXES};
+
+extern "C" int __mingwthr_key_dtor(DWORD key, void (*destroy)(void*));  // called for a thread that ends
+
+DWORD RecordSlot() noexcept {
+  DWORD slot = g_recordSlot;
+  if (slot != TLS_OUT_OF_INDEXES) return slot;
+  const DWORD made = TakeSlot();
+  if (made == TLS_OUT_OF_INDEXES || !g_recordSlot.compare_exchange_strong(slot, made)) return slot;
+  __mingwthr_key_dtor(made, std::free);
+  return made;
+}
+
+ExceptionRecord* MakeRecord(DWORD slot) noexcept {
+  const DWORD thread = GetCurrentThreadId();
+  for (SpareRecord& spare : g_spareRecords)
+    if (spare.thread == thread) return &spare.record;
+  void* const made = slot == TLS_OUT_OF_INDEXES ? nullptr : std::calloc(1, sizeof(ExceptionRecord));
+  if (made && TlsSetValue(slot, made)) return static_cast<ExceptionRecord*>(made);
+  std::free(made);
+  for (SpareRecord& spare : g_spareRecords) {
+    DWORD nobody = 0;
+    if (spare.thread.compare_exchange_strong(nobody, thread)) return &spare.record;
+  }
+  std::abort();
+}
+
+abi::__cxa_eh_globals* RecordOfThisThread() noexcept {
+  const DWORD lastError = GetLastError();
+  const DWORD slot = RecordSlot();
+  void* record = slot == TLS_OUT_OF_INDEXES ? nullptr : TlsGetValue(slot);
+  if (!record) record = MakeRecord(slot);
+  SetLastError(lastError);
+  return static_cast<abi::__cxa_eh_globals*>(record);
+}
+
 }  // namespace
+
+namespace __cxxabiv1 {
+extern "C" __cxa_eh_globals* __cxa_get_globals() noexcept {
+  return RecordOfThisThread();
+}
+extern "C" __cxa_eh_globals* __cxa_get_globals_fast() noexcept {
+  return RecordOfThisThread();
+}
+}  // namespace __cxxabiv1
 
 // The runtime calls the system through import pointers; defining them puts our functions in. On x86 their
 // names carry the call's decoration.
@@ -139,8 +197,6 @@ struct GthreadRecursiveMutex {
   unsigned long owner;
   SRWLOCK lock;
 };
-
-int __mingwthr_key_dtor(DWORD key, void (*destroy)(void*));  // called for a thread that ends
 
 int __gthr_win32_once(GthreadOnce* once, void (*initialise)()) {
   const std::atomic_ref<int> done(once->done);
@@ -210,6 +266,7 @@ namespace varnel {
 
 void ReleaseCompilerRuntime() noexcept {
   __gnu_cxx::__freeres();
+  if (g_recordSlot != TLS_OUT_OF_INDEXES) std::free(TlsGetValue(g_recordSlot));
   g_slots.GiveBack(&TlsFree);
   g_semaphores.GiveBack(&CloseHandle);
 }

@@ -17,6 +17,7 @@
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <thread>
 #include <tuple>
 
 namespace varnel::test {
@@ -37,6 +38,7 @@ class WatchedHeap {
   // 1 for the next allocation; 0 for none.
   static void FailAllocation(int number) { untilFailure_ = number; }
   static bool HasFailed() { return untilFailure_ < 0; }
+  static void FailAll(bool all) { failsAll_ = all; }
   static std::size_t LiveBlocks() { return live_.size(); }
   static int Allocations() { return allocations_; }
   static std::size_t LiveBytes() { return bytes_; }
@@ -55,6 +57,7 @@ class WatchedHeap {
   }
   template <class Allocate>
   static auto Count(std::size_t size, Allocate allocate) -> decltype(allocate()) {
+    if (failsAll_) return nullptr;
     if (untilFailure_ > 0 && --untilFailure_ == 0)
       untilFailure_ = -1;
     else if (const auto block = allocate())
@@ -93,6 +96,7 @@ class WatchedHeap {
   }
 
   static inline int untilFailure_ = 0;
+  static inline bool failsAll_ = false;
   static inline std::map<void*, std::size_t> live_;
   static inline std::size_t bytes_ = 0;
   static inline std::size_t peak_ = 0;
@@ -240,6 +244,25 @@ TEST_F(Failure, OfAnyAllocationIsAnAnswerAndLosesNothing) {
   }
   EXPECT_LT(kWarmUp, points);
   std::printf("figures: allocation failure: %d points, %d calls refused, no block lost\n", points, refused);
+}
+
+// No memory is left for the exception itself either, in a thread that has never met one.
+TEST_F(Failure, OfEveryAllocationIsAnAnswer) {
+  int refused = 0;
+  const auto live = [&] {
+    const Library fresh;
+    WatchedHeap heap(fresh.Module());
+    ReportLife life(fresh);
+    for (const auto& step : life.Steps()) {
+      heap.FailAll(true);
+      const HRESULT result = step.call();
+      heap.FailAll(false);
+      EXPECT_TRUE(result == S_OK || (result == E_OUTOFMEMORY && step.call() == S_OK)) << step.name;
+      refused += result == E_OUTOFMEMORY;
+    }
+  };
+  for (int i = 0; i < 3; ++i) std::jthread{live}.join();
+  EXPECT_LT(20, refused);
 }
 
 // What of its performance needs no clock: two heap calls an event would double the time that it takes, and a
