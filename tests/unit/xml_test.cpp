@@ -65,6 +65,24 @@ TEST(Document, CloneIsIndependent) {
   EXPECT_EQ(L"R", clone->Root()->Name());
 }
 
+TEST(Document, AdditionsThatAreNotKeptLeaveNoTrace) {
+  Document document(L"R");
+  for (const wchar_t* const first : {L"a", L"b"}) {
+    NodeContainer& container = *document.Root();
+    const std::wstring before = document.ToString(false);
+    {
+      const Addition trial(container);
+      container.AddText(std::wstring_view(L"\0\xE9", 2));
+      container.AddElement(L"trial", L"<")->AddElement(L"deeper");
+    }
+    EXPECT_EQ(before, document.ToString(false));
+    EXPECT_EQ(before.size(), document.ToUtf8().size);
+    container.AddElement(first, L"kept");
+  }
+  EXPECT_EQ(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?><R><a>kept</a><b>kept</b></R>",
+            document.ToString(false));
+}
+
 // Recursion would need far more stack than a host's thread has.
 TEST(Document, DepthIsLimitedByMemoryOnly) {
   constexpr std::size_t kDepth = 200'000;
