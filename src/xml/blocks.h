@@ -152,7 +152,8 @@ inline bool Narrow(char* to, const wchar_t* from, std::size_t count) noexcept {
   return MaskOfZeros(notPlain) == 0xFFFF;
 }
 
-// ASCII bytes to units, as Copy copies.
+// ASCII bytes to units; returns their end. Whole blocks: up to seven bytes behind are read, and up to seven
+// units behind the end written over.
 inline wchar_t* Widen(wchar_t* to, const char* from, std::size_t count) noexcept {
   for (std::size_t at = 0; at < count; at += kBlockUnits) {
     const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from + at));
