@@ -2,6 +2,7 @@
 #include "xml/document.h"
 #include "xml/errors.h"
 #include "xml/file_writer.h"
+#include "xml/write_context.h"
 
 #include <gtest/gtest.h>
 
@@ -137,6 +138,32 @@ TEST(Tree, ChildrenAndAttributesAreFoundByNameTypeAndIndex) {
   EXPECT_EQ(L"2 ", attribute->FindChildElement(L"#text", 1, kTextNode)->GetText()) << "two texts, not one";
   EXPECT_TRUE(IsNull(root.FindAttribute(L"a")));
   EXPECT_TRUE(root.Is(kElementNode) && attribute->Is(kAttributeNode) && document.Is(kDocumentNode));
+}
+
+TEST(Tree, EachNodeWritesItself) {
+  Document document(L"R");
+  Element& root = *document.Root();
+  Attribute* const attribute = root.GetOrAddAttribute(L"A");
+  attribute->AddText(L"'");
+  root.AddText(L"a  b");
+  root.AddPi(L"p", L"d");
+  const std::pair<const Node*, const wchar_t*> rows[] = {{attribute, L"A=\"&apos;\""},
+                                                         {root.FirstChild(), L"a  b"},
+                                                         {root.LastChild(), L"<?p d?>"},
+                                                         {&root, L"<R A=\"&apos;\">a  b<?p d?></R>"},
+                                                         {&NullElement, L"</>"}};
+  for (const bool indented : {false, true}) {
+    std::wstring text = L"|";
+    WriteContext context(indented, &text);
+    attribute->Write(context);
+    EXPECT_EQ(L"|A=\"&apos;\"", text);
+  }
+  for (const auto& [node, markup] : rows) {
+    std::wstring text;
+    WriteContext context(false, &text);
+    node->Write(context);
+    EXPECT_EQ(markup, text);
+  }
 }
 
 TEST(Tree, TextOfAContainerTreatsWhiteSpaceAsItsKindSays) {
