@@ -297,29 +297,6 @@ TEST_F(Failure, AnEventTakesOneAllocationAndASaveTheBytesAlone) {
   EXPECT_GE(TakeFiles(agentEvents).size() + 1000, heap.TakePeakBytes() - before);
 }
 
-// What the library makes once and keeps: every run needs one that has just been loaded.
-TEST(FirstAllocations, CanFailAndBeMadeAgain) {
-  const RegistrySandbox registry;
-  int points = 0;
-  for (bool failed = true; failed; ++points) {
-    const Library library;
-    WatchedHeap heap(library.Module());
-    heap.FailAllocation(points + 1);
-    const auto twice = [&](const std::function<HRESULT()>& call) {
-      const HRESULT result = call();
-      EXPECT_TRUE(result == S_OK || (result == E_OUTOFMEMORY && heap.HasFailed() && call() == S_OK));
-    };
-    ComPtr<IClassFactory> factory;
-    twice([&] { return library.GetClassObject(CLSID_EventElement, IID_IClassFactory, factory.PutVoid()); });
-    ComPtr<IDispatch> element;
-    twice([&] { return factory->CreateInstance(nullptr, IID_IDispatch, element.PutVoid()); });
-    ComPtr<ITypeInfo> info;
-    twice([&] { return element->GetTypeInfo(0, LOCALE_NEUTRAL, info.Put()); });
-    failed = heap.HasFailed();
-  }
-  EXPECT_LT(3, points);
-}
-
 // The one call into the system that is to fail: the n-th of a function from now on.
 struct Fault {
   static inline const char* function = "";
