@@ -1,27 +1,16 @@
 #include "events/event_file.h"
 #include "events/machine_info.h"
-#include "events/results.h"
 #include "probes/adapters.h"
 #include "support/text.h"
 #include "unit/log_fixture.h"
 
 #include <gmock/gmock.h>
 
-#include <set>
-
 namespace varnel {
 namespace {
 
 using AdvXMLParser::Document;
 using AdvXMLParser::Element;
-
-TEST(Results, HaveWordsOfTheirOwn) {
-  std::set<std::wstring> words;
-  for (const HRESULT code : {E_UNEXPECTED, E_FAIL, E_OUTOFMEMORY, kAgentNotManaged, kEventDisabled,
-                             kEventFileNotWritten, kTooLargeOrNotWritten, kBadArgument, kNotAnAgentComponent})
-    words.insert({DescribeResult(code).meaning, DescribeResult(code).remedy});
-  EXPECT_EQ(18u, words.size());
-}
 
 TEST(AgentEventFile, NameIsTimeRandomPartAndThread) {
   const SYSTEMTIME time{2024, 3, 5, 15, 14, 30, 25, 123};
