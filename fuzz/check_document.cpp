@@ -37,7 +37,7 @@ void AddAttribute(Input& input, Element& element, Model& model) {
 
 // Puts into both what the input says, until it closes the element.
 void Fill(Input& input, Element& element, Model& model) {
-  constexpr const wchar_t* kNames[] = {L"E", L"EventID", L"größe\xDC00", L""};
+  constexpr const wchar_t* kNames[] = {L"E", L"größe\xDC00", L"\xD83D\xDE00", L""};
   while (!input.Empty()) {
     const unsigned choice = input.Byte() % 8;
     if (choice == 0) return;

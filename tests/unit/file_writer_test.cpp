@@ -1,9 +1,13 @@
 #include "xml/file_writer.h"
 
+#include "support/import_hook.h"
 #include "support/temp_folder.h"
 #include "xml/errors.h"
 
 #include <gtest/gtest.h>
+
+#include <memory>
+#include <tuple>
 
 namespace AdvXMLParser {
 namespace {
@@ -80,6 +84,34 @@ TEST_F(FileWriter, FileHoldsExactlyTheUtf8Bytes) {
   }
   EXPECT_NO_THROW(WriteToFile(path, L"abc", kUtf8Encoding, Reverse, nullptr));
   EXPECT_EQ("cba", ReadBytes(path));
+}
+
+// The system's conversion, of which the n-th call answers something else.
+struct Conversion {
+  static inline std::unique_ptr<ImportHook> hook;
+  static inline int untilAnswer = 0;
+  static inline int answer = 0;
+
+  static int WINAPI Convert(UINT page, DWORD flags, const wchar_t* text, int units, char* to, int bytes,
+                            const char* other, BOOL* used) {
+    const auto original = reinterpret_cast<decltype(&Convert)>(hook->Original());
+    return --untilAnswer == 0 ? answer : original(page, flags, text, units, to, bytes, other, used);
+  }
+};
+
+TEST_F(FileWriter, FailureOfTheConversionNamesTheReason) {
+  Conversion::hook = std::make_unique<ImportHook>(GetModuleHandleW(nullptr), "WideCharToMultiByte",
+                                                  reinterpret_cast<void*>(&Conversion::Convert));
+  const std::wstring reason = L"Couldn't convert to UTF-8";
+  for (const auto& [call, answer, text] :
+       {std::tuple(1, 0, reason),
+        {2, 0, reason + L". WideCharToMultiByte returned 0"},
+        {2, -1, reason + L". WideCharToMultiByte returned negative number"}}) {
+    Conversion::untilAnswer = call;
+    Conversion::answer = answer;
+    EXPECT_EQ(text, Save(path));
+  }
+  Conversion::hook.reset();
 }
 
 TEST_F(FileWriter, FailureOfTheFileItselfNamesTheReason) {

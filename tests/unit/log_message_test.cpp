@@ -54,11 +54,13 @@ TEST_F(LogTest, FormatsFollowTheMicrosoftRuntime) {
   LogInfo(nullptr, nullptr);
   LogInfo(L"a facility of more than 18", L"a\nb\r\nc\n");
   LogInfo(L"f", L"\u4E2D\xD83D\xDE00");
-  LogInfo(L"\u4E2D\xDBFF\xDFFF\xDBFF\xE000 is cut in between", L"x");
+  LogInfo(L"\u4E2D\xDBFF\xE000 is cut in between", L"x");
+  LogInfo(L"seventeen letters\xDBFF\xDFFF", L"a pair takes two bytes and is not cut");
   EXPECT_THAT(lines,
               ElementsAre("7 f: w\xE9|narrow|also|-5|0007|ab|z", "7 f: (null) (null)", "7 ???: ???",
                           "7 a facility of more: a", "7 a facility of more: b\r", "7 a facility of more: c",
-                          "7 a facility of more: ", "7 f: ???", "7 ????? is cut in be: x"));
+                          "7 a facility of more: ", "7 f: ???", "7 ??? is cut in betw: x",
+                          "7 seventeen letters: a pair takes two bytes and is not cut"));
   for (const unsigned length : {4095u, 4096u, 4097u, 10'000u}) {
     LogInfo(L"f", L"%s", std::wstring(length, L'm').c_str());
     EXPECT_EQ("7 f: " + std::string(std::min(length, 4096u), 'm'), lines.back());
@@ -180,6 +182,8 @@ TEST_F(LogTest, RegistryValuesAreTakenOverWhereTheyCanBeUsed) {
 
 TEST_F(LogTest, ProcessTagIsTheTextOrTheFixedTagOfACode) {
   EXPECT_STREQ("Unk", ProcessTag().text);
+  SetUpLogging();
+  EXPECT_STREQ("Evt", ProcessTag().text);
   SetProcessTag(L"A text that is too long");
   std::string tags;
   for (settings.processTagCode = 0; settings.processTagCode <= 11; ++settings.processTagCode)
