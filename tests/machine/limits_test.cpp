@@ -177,30 +177,5 @@ TEST_F(LongLife, UnloadsWhileOtherThreadsRaiseExceptions) {
   EXPECT_LT(1000, caught);
 }
 
-// Two loads of one process's lifetime: an object for each report, and one object that is never let go and
-// used badly, with every line logged.
-TEST_F(LongLife, OneLoadServesAnyNumberOfReports) {
-  SetNumber(kLog, L"LogLevel", 8);
-  SetText(kLog, L"LogFlags", L"U");
-  folder.MakeFolder(L"data");
-  const std::wstring filter = folder.File(L"data\\EvtFiltr.ini");
-  const Library library;
-  const auto kept = library.CreateReport();
-  ExpectSteadyUse("reports by new objects and by one", 30, Count(80, 3000), [&](int) {
-    const CapturedOutput output;
-    WriteBytes(filter, "DisabledEvent=0;");
-    ASSERT_EQ(kDisabled, Initialize(*kept));
-    DeleteFileW(filter.c_str());
-    for (const wchar_t* const softwareId : {kServer, kAgent}) {
-      for (const auto& report : {kept, library.CreateReport()}) {
-        ASSERT_EQ(S_OK, FillMarked(*report, softwareId, L"long", 200));
-        ASSERT_EQ(S_OK, report->Save());
-      }
-      TakeFiles(softwareId == kServer ? serverEvents : agentEvents, 2);
-    }
-    ASSERT_EQ(S_OK, kept->DeInitialize());
-  });
-}
-
 }  // namespace
 }  // namespace varnel::test

@@ -45,9 +45,5 @@ sign other.pem other.key "$client" of_other_publisher
 sign product.pem product.key "$library" varnel_signed
 sign foreign.pem foreign.key "$library" varnel_foreign
 sign foreign.only.pem foreign.key "$client" foreign_without_chain
-python3 - ../trusted.dll ../tampered.dll <<'END'
-import sys
-data = bytearray(open(sys.argv[1], "rb").read())
-data[len(data) // 2] ^= 1  # in the middle of the sections
-open(sys.argv[2], "wb").write(data)
-END
+cp ../trusted.dll ../tampered.dll
+printf '\125' | dd of=../tampered.dll bs=1 seek=$(($(stat -c %s ../trusted.dll) / 2)) conv=notrunc # among the sections

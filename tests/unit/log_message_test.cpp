@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <thread>
+#include <tuple>
 
 namespace varnel {
 namespace {
@@ -157,14 +158,13 @@ TEST_F(LogTest, RegistryValuesAreTakenOverWhereTheyCanBeUsed) {
     ReadLogSettings();
     return std::make_pair(settings.level.load(), settings.sizeLimit.load() / 1'048'576);
   };
-  using Both = std::pair<std::int32_t, std::uint32_t>;
-  EXPECT_EQ(Both(7, 10), log(L"LogLevel", REG_SZ, {'3', 0, 0, 0}));
-  EXPECT_EQ(Both(1, 10), log(L"LogLevel", REG_DWORD, {0, 0, 0, 0}));
-  EXPECT_EQ(Both(8, 10), log(L"LogLevel", REG_DWORD, {9, 0, 0, 0}));
-  EXPECT_EQ(Both(8, 2), log(L"LogSize", REG_BINARY, {2, 0, 0, 0}));
-  EXPECT_EQ(Both(8, 2), log(L"LogSize", REG_QWORD, {7, 0, 0, 0, 0, 0, 0, 0}));
-  EXPECT_EQ(Both(8, 100), log(L"LogSize", REG_DWORD, {101, 0, 0, 0}));
-  EXPECT_EQ(Both(8, 1), log(L"LogSize", REG_DWORD, {0xFF, 0xFF, 0xFF, 0xFF}));
+  const std::tuple<const wchar_t*, DWORD, std::vector<BYTE>, std::int32_t, std::uint32_t> rows[] = {
+      {L"LogLevel", REG_SZ, {'3', 0, 0, 0}, 7, 10},        {L"LogLevel", REG_DWORD, {0, 0, 0, 0}, 1, 10},
+      {L"LogLevel", REG_DWORD, {9, 0, 0, 0}, 8, 10},       {L"LogSize", REG_BINARY, {2, 0, 0, 0}, 8, 2},
+      {L"LogSize", REG_QWORD, std::vector<BYTE>(8), 8, 2}, {L"LogSize", REG_DWORD, {101, 0, 0, 0}, 8, 100},
+      {L"LogSize", REG_DWORD, {255, 255, 255, 255}, 8, 1}};
+  for (const auto& [name, type, bytes, level, megabytes] : rows)
+    EXPECT_EQ(std::pair(level, megabytes), log(name, type, bytes));
   SetLogUserName(1);
   log(L"LogFlags", REG_BINARY, std::vector<BYTE>(33, 'a'));
   EXPECT_TRUE(settings.userInLines) << "too long for its buffer";
