@@ -250,9 +250,8 @@ TEST_F(Failure, OfAnyAllocationIsAnAnswerAndLosesNothing) {
 TEST_F(Failure, OfEveryAllocationIsAnAnswer) {
   int refused = 0;
   const auto live = [&] {
-    const Library fresh;
-    WatchedHeap heap(fresh.Module());
-    ReportLife life(fresh);
+    WatchedHeap heap(library.Module());
+    ReportLife life(library);
     for (const auto& step : life.Steps()) {
       heap.FailAll(true);
       const HRESULT result = step.call();
