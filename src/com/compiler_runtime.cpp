@@ -1,6 +1,6 @@
 // What the compiler's statically linked runtime asks of the process is answered here, so that nothing of it
-// stays behind when the library is unloaded. All of this runs inside the runtime's start-up as well, so it
-// uses nothing of the runtime itself.
+// stays behind when the library is unloaded, and nothing comes along that is not needed. But for what throws,
+// all of this runs inside the runtime's start-up as well, so it uses nothing of the C++ runtime itself.
 
 #include "com/compiler_runtime.h"
 
