@@ -1,5 +1,9 @@
 #include "base/files.h"
 
+// No header for programs declares it.
+extern "C" __declspec(dllimport) LONG NTAPI
+    NtQueryInformationFile(HANDLE file, void* status, void* information, ULONG size, int kind);
+
 namespace varnel {
 namespace {
 
@@ -7,15 +11,12 @@ constexpr DWORD kSharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELET
 constexpr DWORD kNotThroughLinks = FILE_FLAG_OPEN_REPARSE_POINT;
 
 bool QueryIndex(HANDLE file, std::uint64_t* index) noexcept {
-  using Query = LONG(WINAPI*)(HANDLE, void* status, void* information, ULONG size, int kind);
-  const auto query = reinterpret_cast<Query>(
-      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryInformationFile")));
   constexpr int kFileInternalInformation = 6;
   struct {
     void* result;
     ULONG_PTR size;
   } status{};
-  return query && query(file, &status, index, sizeof(*index), kFileInternalInformation) >= 0;
+  return NtQueryInformationFile(file, &status, index, sizeof(*index), kFileInternalInformation) >= 0;
 }
 
 }  // namespace
@@ -25,13 +26,15 @@ bool QueryIndex(HANDLE file, std::uint64_t* index) noexcept {
 std::optional<FileIdentity> IdentifyFile(HANDLE file) noexcept {
   FileIdentity identity{};
   FILE_STANDARD_INFO standard;
-  FILE_ATTRIBUTE_TAG_INFO attributes;
+  FILE_BASIC_INFO basic;
   if (!QueryIndex(file, &identity.index) ||
       !GetFileInformationByHandleEx(file, FileStandardInfo, &standard, sizeof(standard)) ||
-      !GetFileInformationByHandleEx(file, FileAttributeTagInfo, &attributes, sizeof(attributes)))
+      !GetFileInformationByHandleEx(file, FileBasicInfo, &basic, sizeof(basic)))
     return std::nullopt;
   constexpr DWORD kNotPlain = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY;
-  identity.isPlain = (attributes.FileAttributes & kNotPlain) == 0 && standard.NumberOfLinks == 1;
+  identity.isEmpty = standard.EndOfFile.QuadPart == 0;
+  identity.created = basic.CreationTime.QuadPart;
+  identity.isPlain = (basic.FileAttributes & kNotPlain) == 0 && standard.NumberOfLinks <= 1;
   return identity;
 }
 

@@ -16,7 +16,9 @@ constexpr DWORD kAnonymously = SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
 // Which file of its volume it is.
 struct FileIdentity {
   std::uint64_t index;
-  bool isPlain;  // no folder, no link, and no other name leads to it
+  std::int64_t created;  // as the system counts; it may follow the last writing
+  bool isPlain;          // no folder, no link, and no other name leads to it
+  bool isEmpty;
 
   bool operator==(const FileIdentity& other) const noexcept { return index == other.index; }
 };

@@ -1,12 +1,13 @@
 #include "base/system_library.h"
 
+#include "base/hresult.h"
 #include "base/process_identity.h"
 
 #include <cwchar>
 
 namespace varnel {
 
-LoadedLibrary LoadSystemLibrary(const wchar_t* name) noexcept {
+LoadedLibrary LoadSystemLibrary(const wchar_t* name) {
   wchar_t path[MAX_PATH];
   const UINT length = GetSystemDirectoryW(path, MAX_PATH);
   if (length == 0 || length + 1 + std::wcslen(name) >= MAX_PATH) return LoadedLibrary();
@@ -17,7 +18,7 @@ LoadedLibrary LoadSystemLibrary(const wchar_t* name) noexcept {
   LoadedLibrary library(LoadLibraryExW(path, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
   // A system that does not know the flag has no way to keep the search from the host's folder.
   if (!library && GetLastError() == ERROR_INVALID_PARAMETER) library.Reset(LoadLibraryW(path));
-  if (!process.Restore()) return LoadedLibrary();
+  if (!process.Restore()) throw HResultError(E_ACCESSDENIED);
   return library;
 }
 

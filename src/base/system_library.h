@@ -5,8 +5,9 @@
 namespace varnel {
 
 // Loads a library, and what that one needs, from the system's own folder only: a file of that name beside the
-// host program is not ours to run. `name` is the file's name without folder. Empty on failure.
-[[nodiscard]] LoadedLibrary LoadSystemLibrary(const wchar_t* name) noexcept;
+// host program is not ours to run. `name` is the file's name without folder. Empty on failure. Throws
+// HResultError when the thread cannot act for its client again.
+[[nodiscard]] LoadedLibrary LoadSystemLibrary(const wchar_t* name);
 
 // Sets `function` to the library's export of that name. False, with null, when there is none.
 template <class Function>

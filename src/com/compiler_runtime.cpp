@@ -108,12 +108,19 @@ constinit std::atomic<DWORD> g_recordSlot{TLS_OUT_OF_INDEXES};
 
 extern "C" int __mingwthr_key_dtor(DWORD key, void (*destroy)(void*));  // called for a thread that ends
 
+// The slot outlives the record: whoever asks once more, at the end of the thread or of the library, gets a
+// new one.
+void FreeRecord(void* record) {
+  TlsSetValue(g_recordSlot, nullptr);
+  std::free(record);
+}
+
 DWORD RecordSlot() noexcept {
   DWORD slot = g_recordSlot;
   if (slot != TLS_OUT_OF_INDEXES) return slot;
   const DWORD made = TakeSlot();
   if (made == TLS_OUT_OF_INDEXES || !g_recordSlot.compare_exchange_strong(slot, made)) return slot;
-  __mingwthr_key_dtor(made, std::free);
+  __mingwthr_key_dtor(made, FreeRecord);
   return made;
 }
 
@@ -266,7 +273,7 @@ namespace varnel {
 
 void ReleaseCompilerRuntime() noexcept {
   __gnu_cxx::__freeres();
-  if (g_recordSlot != TLS_OUT_OF_INDEXES) std::free(TlsGetValue(g_recordSlot));
+  if (g_recordSlot != TLS_OUT_OF_INDEXES) FreeRecord(TlsGetValue(g_recordSlot));
   g_slots.GiveBack(&TlsFree);
   g_semaphores.GiveBack(&CloseHandle);
 }

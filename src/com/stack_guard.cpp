@@ -23,7 +23,11 @@ std::uintptr_t __stack_chk_guard = 0xFF0A0D00;
 // Ends the process at once, as Windows does it for its own guards: the stack can no longer be trusted.
 void __stack_chk_fail() {
   constexpr unsigned kStackCookieCheckFailure = 2;
-  asm volatile("int $0x29" : : "c"(kStackCookieCheckFailure));
+  constexpr UINT kStackBufferOverrun = 0xC0000409;
+  // Elsewhere it would be an exception, dispatched over the very stack that is broken.
+  if (IsProcessorFeaturePresent(PF_FASTFAIL_AVAILABLE))
+    asm volatile("int $0x29" : : "c"(kStackCookieCheckFailure));
+  TerminateProcess(GetCurrentProcess(), kStackBufferOverrun);
   __builtin_trap();
 }
 

@@ -7,6 +7,7 @@
 #include "events/results.h"
 #include "logging/log_writer.h"
 #include "protection/protection_exception.h"
+#include "settings/agent_settings.h"
 #include "xml/errors.h"
 #include "xml/file_writer.h"
 
@@ -63,7 +64,8 @@ FileHandle OpenReserved(const std::wstring& path, const FileIdentity& reserved) 
   FileHandle file = OpenToWrite(path.c_str(), OPEN_EXISTING);
   if (!file) return file;
   const auto found = IdentifyFile(file.Get());
-  if (found == reserved && found->isPlain) return file;
+  if (found == reserved && found->created == reserved.created && found->isPlain && found->isEmpty)
+    return file;
   SetLastError(ERROR_ACCESS_DENIED);
   return FileHandle();
 }
@@ -75,14 +77,14 @@ struct Outcome {
   const wchar_t* reason = L"";
 };
 
-Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved, const EncodedReport& report,
-                     const AgentSettings& settings) noexcept {
+Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved,
+                     const EncodedReport& report) noexcept {
   const FileHandle file = OpenReserved(path, reserved);
   if (!file) AdvXMLParser::SetOpenError(GetLastError());
   Outcome outcome{kTooLargeOrNotWritten};
   if (report.failure)
     outcome.reason = report.failure;
-  else if (!settings.EventSizeWithinLimit(report.utf8))
+  else if (!EventSizeWithinLimit(report.utf8))
     outcome.reason = L"Event data is too large to be sent to Orba";
   else if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved)
     return {S_OK};
@@ -92,10 +94,9 @@ Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved, con
   return outcome;
 }
 
-Outcome FillAgentFile(const std::wstring& path, const EncodedReport& report,
-                      const AgentSettings& settings) noexcept {
+Outcome FillAgentFile(const std::wstring& path, const EncodedReport& report) noexcept {
   if (report.failure) return {kEventFileNotWritten, report.failure};
-  if (!settings.EventSizeWithinLimit(report.utf8)) return {kTooLargeOrNotWritten, L"Event data too big "};
+  if (!EventSizeWithinLimit(report.utf8)) return {kTooLargeOrNotWritten, L"Event data too big "};
   const FileHandle file = AdvXMLParser::OpenForText(path);
   if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved) return {S_OK};
   if (const auto identity = file ? IdentifyFile(file.Get()) : std::nullopt)
@@ -130,8 +131,8 @@ EncodedReport EncodeReport(const AdvXMLParser::Document& document) {
   return report;
 }
 
-HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
-                             const AgentSettings& settings, HANDLE saveMutex, unsigned owner) {
+HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report, HANDLE saveMutex,
+                             unsigned owner) {
   const std::wstring path = folder + (L"\\" + NewGuidFileName());
   Outcome outcome{kEventFileNotWritten};
   {
@@ -139,7 +140,7 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
     const MutexLock lock(saveMutex, INFINITE);
     exception.Request(path);
     CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
-    if (const auto reserved = Reserve(path)) outcome = FillReserved(path, *reserved, report, settings);
+    if (const auto reserved = Reserve(path)) outcome = FillReserved(path, *reserved, report);
   }
   if (outcome.result == kEventFileNotWritten)
     LogError(kReportFacility, L"%x couldn't create file %s", owner, path.c_str());
@@ -149,21 +150,23 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
 }
 
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension, const EncodedReport& report,
-                            const AgentSettings& settings, HANDLE saveMutex) {
+                            HANDLE saveMutex) {
   std::wstring path;
   Outcome outcome{kEventFileNotWritten};
+  const std::uint32_t random =
+      RandomValue();  // may load a library, which must not be waited for under the mutex
   {
     ScopedProtectionException exception;
     const MutexLock lock(saveMutex, INFINITE);
     SYSTEMTIME now;
     GetLocalTime(&now);
-    path = folder + L'\\' + AgentEventFileName(now, RandomValue(), GetCurrentThreadId()) + L'.' + extension;
+    path = folder + L'\\' + AgentEventFileName(now, random, GetCurrentThreadId()) + L'.' + extension;
     if (IsNoPlainName(extension)) {
       AdvXMLParser::SetOpenError(ERROR_INVALID_NAME);
       outcome.reason = AdvXMLParser::GetLastErrorText();
     } else {
       exception.Request(path);
-      outcome = FillAgentFile(path, report, settings);
+      outcome = FillAgentFile(path, report);
     }
   }
   if (FAILED(outcome.result))

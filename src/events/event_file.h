@@ -1,7 +1,6 @@
 #pragma once
 
 #include "base/handles.h"
-#include "settings/agent_settings.h"
 #include "xml/document.h"
 
 #include <cstdint>
@@ -30,15 +29,15 @@ struct EncodedReport {
 // lines. S_OK; kEventFileNotWritten when the file cannot be created; kTooLargeOrNotWritten when it is too
 // large or cannot be written. A file that failed is deleted, and what somebody else has put under its name
 // meanwhile is not touched.
-HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
-                             const AgentSettings& settings, HANDLE saveMutex, unsigned owner);
+HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report, HANDLE saveMutex,
+                             unsigned owner);
 
 // Writes a report into the agent's event folder (full path without a trailing backslash, never created here)
 // under a name of its own with the given extension (without a dot), while holding the save mutex. S_OK;
 // kTooLargeOrNotWritten when the report is too large; kEventFileNotWritten for every other failure, an
 // extension that is more than the end of a name among them. A file that failed is deleted.
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension, const EncodedReport& report,
-                            const AgentSettings& settings, HANDLE saveMutex);
+                            HANDLE saveMutex);
 
 // The agent's file name without extension: local time to the millisecond, a random part and the thread in
 // hexadecimal.

@@ -147,9 +147,11 @@ HRESULT COrbaEventInf::HandOut(ComPtr<CEventElement>& object, Element* element,
   return Guarded([&] {
     if (IsRefused()) return kAgentNotManaged;
     if (!out || !batch_) return E_FAIL;
+    const ExclusiveLock lock(makingObjects_);  // getters may be called by several threads at once
     if (!object) {
-      object = newElementObject_();
-      object->Attach(batch_.document.Shared(), element);
+      ComPtr<CEventElement> made = newElementObject_();
+      made->Attach(batch_.document.Shared(), element);
+      object = std::move(made);
     }
     *out = ComPtr<CEventElement>(object).Detach();
     return S_OK;
@@ -221,8 +223,7 @@ STDMETHODIMP COrbaEventInf::Save() {
       LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
       return kAgentNotManaged;
     }
-    const AgentSettings settings;
-    if (!settings.IsManaged()) {
+    if (!IsAgentManaged()) {
       LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
       return S_OK;
     }
@@ -230,9 +231,9 @@ STDMETHODIMP COrbaEventInf::Save() {
       LogError(kReportFacility, L"%x Not saving incomplete", Identity());
       return E_FAIL;
     }
-    if (std::wcscmp(softwareId_, kServerSoftwareId) == 0) return SaveForServer(settings);
+    if (std::wcscmp(softwareId_, kServerSoftwareId) == 0) return SaveForServer();
     const wchar_t* const extension = triggerFlag_ != 0 ? L"txml" : L"xml";
-    const HRESULT result = SaveToAgentFolder(extension, settings);
+    const HRESULT result = SaveToAgentFolder(extension);
     if (FAILED(result))
       LogError(kReportFacility, L"%x %s save to folder failed hr=%x", Identity(), extension, result);
     return result;
@@ -249,19 +250,19 @@ STDMETHODIMP COrbaEventInf::SaveAgentEventOnly(BSTR strSoftwareID, BSTR strFileE
     if (extensionLength > maxExtensionLength_) return kBadArgument;
     if (_wcsnicmp(strSoftwareID, kAgentComponentPrefix, std::size(kAgentComponentPrefix) - 1) != 0)
       return kNotAnAgentComponent;
-    return SaveToAgentFolder(strFileExtension, AgentSettings());
+    return SaveToAgentFolder(strFileExtension);
   });
 }
 
-HRESULT COrbaEventInf::SaveForServer(const AgentSettings& settings) {
+HRESULT COrbaEventInf::SaveForServer() {
   wchar_t folder[kPathCapacity];
   if (!ReadEventsPath(folder)) return E_FAIL;
   PopulateMacOnce(L"Populating event MAC field before Save()", L"Populating event MAC field %s");
   if (!batch_) return E_FAIL;
-  return WriteServerEventFile(folder, EncodeReport(*batch_.document), settings, saveMutex_.Get(), Identity());
+  return WriteServerEventFile(folder, EncodeReport(*batch_.document), saveMutex_.Get(), Identity());
 }
 
-HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension, const AgentSettings& settings) {
+HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension) {
   wchar_t dataPath[kPathCapacity];
   if (!ReadDataPath(dataPath)) {
     // Reading the registry does not set the last error: the number may be an older one.
@@ -272,7 +273,7 @@ HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension, const AgentSe
   const std::wstring folder = std::wstring(dataPath) + L"AgentEvents";
   PopulateMacOnce(L"Populating event MAC field before SaveToAgentEventFolder()", L"Populating MAC field %s");
   if (!batch_) return E_FAIL;
-  return WriteAgentEventFile(folder, extension, EncodeReport(*batch_.document), settings, saveMutex_.Get());
+  return WriteAgentEventFile(folder, extension, EncodeReport(*batch_.document), saveMutex_.Get());
 }
 
 // Looking for the adapter is the dearest step of a report, so it is done once for each set of machine facts.

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "base/handles.h"
+#include "base/locks.h"
 #include "events/event_batch.h"
 #include "events/framework_object.h"
-#include "settings/agent_settings.h"
 
 #include <atomic>
 #include <cstdint>
@@ -86,8 +86,8 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   // Adds "RawMACAddress" to the machine element unless it has been added for the present facts, with a log
   // line before and one after; `outcome` holds one "%s".
   void PopulateMacOnce(const wchar_t* announcement, const wchar_t* outcome);
-  HRESULT SaveForServer(const AgentSettings& settings);
-  HRESULT SaveToAgentFolder(const wchar_t* extension, const AgentSettings& settings);
+  HRESULT SaveForServer();
+  HRESULT SaveToAgentFolder(const wchar_t* extension);
 
   ElementObjectFactory newElementObject_;
   EventBatch batch_;        // empty before Initialize and after DeInitialize
@@ -101,6 +101,7 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   bool macPopulated_ = false;  // for the latest set of machine facts
   bool refuseWhenUnmanaged_ = false;
   std::uint32_t triggerFlag_ = 0;  // of the latest event
+  SRWLOCK makingObjects_{};        // while a getter makes an element object
   std::int32_t maxExtensionLength_ = 0;
   std::atomic<std::int32_t> frameworkAvailable_{0};  // changed by exchange only
   wchar_t softwareId_[260] = {};

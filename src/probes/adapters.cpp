@@ -128,7 +128,7 @@ bool AddCandidates(const Sockets& sockets, const IP_ADAPTER_ADDRESSES* list, Can
   return added;
 }
 
-bool LoadAdapterAddresses(AdapterListPtr& list) noexcept {
+bool LoadAdapterAddresses(AdapterListPtr& list) {
   const LoadedLibrary library = LoadSystemLibrary(L"iphlpapi.dll");
   decltype(GetAdaptersAddresses)* getAdapters = nullptr;
   if (!library || !Resolve(library, "GetAdaptersAddresses", getAdapters)) return false;

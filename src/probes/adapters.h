@@ -25,7 +25,7 @@ using AdapterListPtr = MallocPtr<_IP_ADAPTER_ADDRESSES_LH>;
                                  CandidateTable& table);
 
 // The system's adapter list, or false when it cannot be had.
-[[nodiscard]] bool LoadAdapterAddresses(AdapterListPtr& list) noexcept;
+[[nodiscard]] bool LoadAdapterAddresses(AdapterListPtr& list);
 
 // The IPv6 mask of a prefix length in bits, as numeric text; empty above 128.
 [[nodiscard]] std::string PrefixLengthToMaskText(const Sockets& sockets, unsigned length);

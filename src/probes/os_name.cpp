@@ -36,7 +36,7 @@ std::optional<OsFacts::Extended> QueryExtended() noexcept {
 }
 
 // Of the library that holds the system's windows, which no other name asks for.
-bool IsServerR2() noexcept {
+bool IsServerR2() {
   const LoadedLibrary library = LoadSystemLibrary(L"user32.dll");
   decltype(&::GetSystemMetrics) getMetrics = nullptr;
   return library && Resolve(library, "GetSystemMetrics", getMetrics) && getMetrics(kServerR2Metric) != 0;
@@ -45,7 +45,7 @@ bool IsServerR2() noexcept {
 // Asks only for what the rule looks at on this system. `productType` holds the text that the facts may refer
 // to.
 template <std::size_t N>
-OsFacts ReadOsFacts(wchar_t (&productType)[N]) noexcept {
+OsFacts ReadOsFacts(wchar_t (&productType)[N]) {
   OsFacts facts;
   OSVERSIONINFOW basic;
   if (!QueryVersion(basic)) return facts;
@@ -72,7 +72,7 @@ void CopyText(wchar_t* destination, std::uint32_t length, std::wstring_view lite
 
 }  // namespace
 
-std::int32_t GetOsName(wchar_t* destination, std::uint32_t length) noexcept {
+std::int32_t GetOsName(wchar_t* destination, std::uint32_t length) {
   wchar_t productType[260] = {};
   if (const auto name = OsNameFrom(ReadOsFacts(productType))) CopyText(destination, length, *name);
   return 0;

@@ -2,7 +2,7 @@
 
 namespace varnel {
 
-Sockets::Sockets() noexcept : library_(LoadSystemLibrary(L"ws2_32.dll")) {
+Sockets::Sockets() : library_(LoadSystemLibrary(L"ws2_32.dll")) {
   WSADATA data;
   if (library_ && ResolveAll()) startResult_ = startUp_(MAKEWORD(1, 1), &data);
 }

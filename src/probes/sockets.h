@@ -15,7 +15,7 @@ constexpr std::size_t kHostTextCapacity = 1025;  // bytes of a numeric host text
 // a static import every load of this module would wait for it.
 class Sockets {
  public:
-  Sockets() noexcept;
+  Sockets();
   ~Sockets();
   Sockets(const Sockets&) = delete;
   Sockets& operator=(const Sockets&) = delete;

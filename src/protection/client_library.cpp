@@ -1,6 +1,7 @@
 #include "protection/client_library.h"
 
 #include "base/files.h"
+#include "base/hresult.h"
 #include "base/locks.h"
 #include "base/process_identity.h"
 #include "base/system_library.h"
@@ -127,11 +128,13 @@ Result FindAndLoad(Candidate& candidate) noexcept {
   return file ? CheckAndLoad(file.Get()) : Refusal{L"it cannot be opened", error};
 }
 
-Result FindAndLoadAsProcess(Candidate& candidate) noexcept {
+// `restored` tells whether the thread acts for its client again.
+Result FindAndLoadAsProcess(Candidate& candidate, bool& restored) noexcept {
   ProcessIdentity process;
   if (!process) return Refusal{L"this thread cannot act for its process", GetLastError()};
   const Result result = FindAndLoad(candidate);
-  if (!process.Restore()) return Refusal{L"this thread cannot act for its client again", GetLastError()};
+  restored = process.Restore();
+  if (!restored) return Refusal{L"this thread cannot act for its client again", GetLastError()};
   return result;
 }
 
@@ -140,28 +143,31 @@ ProtectionClient KnownClient() noexcept {
   return g_client;
 }
 
-// Looks for the client; by one thread at a time.
-void Look() noexcept {
+// Looks for the client; by one thread at a time. False when the thread does not act for its own client again.
+bool Look() noexcept {
   Candidate candidate{};
   // One that does not fit is cut, and refused for its length.
-  if (!ReadSelfProtectionClient(candidate.path) || !candidate.path[0]) return;
-  const Result refusal = FindAndLoadAsProcess(candidate);
-  if (!refusal) return;
+  if (!ReadSelfProtectionClient(candidate.path) || !candidate.path[0]) return true;
+  bool restored = true;
+  const Result refusal = FindAndLoadAsProcess(candidate, restored);
+  if (!refusal) return restored;
   const bool isNew = !IsSame(candidate, g_refused);
   g_refused = candidate;
   if (isNew)
     LogError(kReportFacility, L"Self-protection client %s not loaded: %s (0x%08X)", candidate.path,
              refusal->reason, refusal->code);
+  return restored;
 }
 
 }  // namespace
 
-ProtectionClient GetProtectionClient() noexcept {
+ProtectionClient GetProtectionClient() {
   const ProtectionClient known = KnownClient();
   if (known || GetTickCount64() < g_nextLook || g_looking.exchange(true)) return known;
-  Look();
+  const bool restored = Look();
   g_nextLook = GetTickCount64() + kMillisecondsBetweenLooks;
   g_looking = false;
+  if (!restored) throw HResultError(E_ACCESSDENIED);
   return KnownClient();
 }
 

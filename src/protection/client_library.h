@@ -21,6 +21,6 @@ struct ProtectionClient {
 // logged. Any thread may call, but not from DllMain and not while it holds the save mutex: checking takes
 // its time, and the client's own start-up runs in here. A call that comes while another looks, be it from
 // that start-up, gets nothing.
-[[nodiscard]] ProtectionClient GetProtectionClient() noexcept;
+[[nodiscard]] ProtectionClient GetProtectionClient();
 
 }  // namespace varnel

@@ -14,7 +14,7 @@ namespace varnel {
 // checked and loaded, and a log line may be held up, which no other process should wait for.
 class ScopedProtectionException {
  public:
-  ScopedProtectionException() noexcept : client_(GetProtectionClient()) {}
+  ScopedProtectionException() : client_(GetProtectionClient()) {}
   ~ScopedProtectionException();
   ScopedProtectionException(const ScopedProtectionException&) = delete;
   ScopedProtectionException& operator=(const ScopedProtectionException&) = delete;

@@ -5,7 +5,6 @@
 
 #include <cwchar>
 #include <iterator>
-#include <utility>
 
 namespace varnel {
 namespace {
@@ -37,23 +36,16 @@ bool IsTriggerEvent(const RegistryKey& key, std::int32_t severity) noexcept {
 
 }  // namespace
 
-const RegistryKey& AgentSettings::Key() const noexcept {
-  if (!std::exchange(isOpened_, true)) key_ = OpenFrameworkKey(KEY_READ);
-  return key_;
-}
-
-bool AgentSettings::IsManaged() const noexcept {
-  return Key() && QueryFourBytes(Key(), L"AgentMode", 0).value_or(0) != 0;
-}
-
-bool AgentSettings::EventSizeWithinLimit(std::string_view encodedText) const noexcept {
-  std::uint32_t limit = kDefaultSizeLimit;
-  if (Key()) limit = QueryFourBytes(Key(), L"Brenn Size", 0).value_or(kDefaultSizeLimit);
-  return limit > encodedText.size();
-}
-
 bool IsAgentManaged() noexcept {
-  return AgentSettings().IsManaged();
+  const RegistryKey key = OpenFrameworkKey(KEY_READ);
+  return key && QueryFourBytes(key, L"AgentMode", 0).value_or(0) != 0;
+}
+
+bool EventSizeWithinLimit(std::string_view encodedText) noexcept {
+  std::uint32_t limit = kDefaultSizeLimit;
+  if (const RegistryKey key = OpenFrameworkKey(KEY_READ))
+    limit = QueryFourBytes(key, L"Brenn Size", 0).value_or(kDefaultSizeLimit);
+  return limit > encodedText.size();
 }
 
 std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* triggerOut) noexcept {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "base/registry.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -14,24 +12,11 @@ namespace varnel {
 // the next operation; nothing is cached. Any thread may call at any time. A value that cannot be read gives
 // its default and is not reported.
 
-// What a save asks for. The agent's key is opened with the first question only, since that costs as much as
-// two of them; each value is read when it is asked for.
-class AgentSettings {
- public:
-  // True when the management server manages the agent.
-  [[nodiscard]] bool IsManaged() const noexcept;
-  // Whether a document of this many encoded bytes may be written: it must stay below the limit.
-  [[nodiscard]] bool EventSizeWithinLimit(std::string_view encodedText) const noexcept;
-
- private:
-  const RegistryKey& Key() const noexcept;
-
-  mutable bool isOpened_ = false;
-  mutable RegistryKey key_;
-};
-
-// The first of them alone.
+// True when the management server manages the agent.
 [[nodiscard]] bool IsAgentManaged() noexcept;
+
+// Whether a document of this many encoded bytes may be written: it must stay below the limit.
+[[nodiscard]] bool EventSizeWithinLimit(std::string_view encodedText) noexcept;
 
 // Sets *triggerOut to 1 when an event of this severity is to be forwarded at once, else to 0. Always returns
 // 0.

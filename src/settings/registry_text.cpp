@@ -28,7 +28,8 @@ bool ReadRegistryString(wchar_t* destination, std::uint16_t capacity, const wcha
     return RegQueryValueExW(key.Get(), valueName, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size);
   };
   LSTATUS status = query();
-  while (status == ERROR_MORE_DATA) {
+  constexpr DWORD kMostBytes = 0x1000'0000;
+  while (status == ERROR_MORE_DATA && size < kMostBytes) {
     largerBuffer = AllocateZeroed<wchar_t>(std::size_t{size} + 1);  // never empty, whatever size we are told
     if (!largerBuffer) return false;
     buffer = largerBuffer.get();

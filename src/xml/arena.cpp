@@ -20,17 +20,24 @@ Arena::~Arena() {
 
 void* Arena::AllocateFromNewChunk(std::size_t bytes) {
   // A long text has a chunk of its own, and the one in use goes on being filled.
-  if (bytes > nextSize_ / 2) return AddChunk(bytes);
+  if (bytes > nextSize_ / 2) return NeedChunk(bytes);
   char* const piece = AddChunk(nextSize_);
+  if (!piece) return NeedChunk(bytes);  // what is needed may be had where a large chunk is not
   at_ = piece + bytes;
   left_ = nextSize_ - bytes;
   if (nextSize_ < kLargestChunk) nextSize_ *= 2;
   return piece;
 }
 
-char* Arena::AddChunk(std::size_t bytes) {
+char* Arena::NeedChunk(std::size_t bytes) {
+  char* const piece = AddChunk(bytes);
+  if (!piece) throw std::bad_alloc();
+  return piece;
+}
+
+char* Arena::AddChunk(std::size_t bytes) noexcept {
   auto* const chunk = static_cast<Chunk*>(std::malloc(sizeof(Chunk) + bytes + kSlack));
-  if (!chunk) throw std::bad_alloc();
+  if (!chunk) return nullptr;
   chunk->previous = last_;
   last_ = chunk;
   return reinterpret_cast<char*>(chunk + 1);

@@ -45,7 +45,8 @@ class Arena {
   }
 
   void* AllocateFromNewChunk(std::size_t bytes);
-  char* AddChunk(std::size_t bytes);
+  char* NeedChunk(std::size_t bytes);
+  char* AddChunk(std::size_t bytes) noexcept;  // null when there is no memory
 
   Chunk* last_ = nullptr;
   char* at_ = nullptr;

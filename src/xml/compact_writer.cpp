@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace AdvXMLParser {
 namespace {
@@ -186,10 +187,10 @@ class Writer {
 };
 
 // Exact for a document.
-std::size_t MostUnitsOf(const Node& node) noexcept {
+std::uint64_t MostUnitsOf(const Node& node) noexcept {
   switch (node.Type()) {
     case kTextNode:
-      return static_cast<const Text&>(node).Length() * LengthOf("&quot;");
+      return std::uint64_t{static_cast<const Text&>(node).Length()} * LengthOf("&quot;");
     case kPiNode:
       return LengthOf("<? ?>") + node.Name().size() + static_cast<const Pi&>(node).Value().size();
     case kCDataNode:
@@ -204,7 +205,9 @@ std::size_t MostUnitsOf(const Node& node) noexcept {
 
 void AppendCompact(const Node& node, std::wstring& out) {
   const std::size_t start = out.size();
-  out.resize(start + MostUnitsOf(node) + Arena::kSlack / sizeof(wchar_t));
+  const std::uint64_t most = start + MostUnitsOf(node) + Arena::kSlack / sizeof(wchar_t);
+  if (most > out.max_size()) throw std::bad_alloc();
+  out.resize(static_cast<std::size_t>(most));
   Writer<Utf16> writer(out.data() + start);
   Walk(node, writer);
   out.resize(static_cast<std::size_t>(writer.End() - out.data()));

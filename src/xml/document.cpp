@@ -43,9 +43,10 @@ std::wstring Document::ToString(bool indented) const {
 }
 
 Utf8Text Document::ToUtf8() const {
-  constexpr std::size_t kMostCounted = std::numeric_limits<std::int32_t>::max() - 1;
+  constexpr std::uint64_t kMostCounted = std::numeric_limits<std::int32_t>::max() - 1;
   if (length.hasZero || length.bytes > kMostCounted) return {};
-  Utf8Text text{std::make_unique_for_overwrite<char[]>(length.bytes + Arena::kSlack), length.bytes};
+  const auto size = static_cast<std::size_t>(length.bytes);
+  Utf8Text text{std::make_unique_for_overwrite<char[]>(size + Arena::kSlack), size};
   WriteCompactUtf8(*this, text.bytes.get());
   return text;
 }

@@ -4,6 +4,7 @@
 #include "xml/text_form.h"
 
 #include <cstddef>
+#include <cstdint>
 
 namespace AdvXMLParser {
 
@@ -11,14 +12,15 @@ namespace AdvXMLParser {
 // is.
 struct DocumentStore {
   struct Length {
-    std::size_t units = 0;  // as UTF-16
-    std::size_t bytes = 0;  // as UTF-8
-    bool hasZero = false;   // what is saved ends there
+    // A name is stored once and written often: the markup may be longer than any memory.
+    std::uint64_t units = 0;  // as UTF-16
+    std::uint64_t bytes = 0;  // as UTF-8
+    bool hasZero = false;     // what is saved ends there
 
     // ASCII markup with a name in it that many times.
     void Add(std::size_t markup, const StoredName& name, std::size_t times) noexcept {
-      units += markup + times * name.length;
-      bytes += markup + times * name.utf8Length;
+      units += markup + std::uint64_t{name.length} * times;
+      bytes += markup + std::uint64_t{name.utf8Length} * times;
       hasZero |= name.hasZero;
     }
     void Add(const TextForm& text) noexcept {

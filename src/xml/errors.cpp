@@ -46,27 +46,43 @@ void Compose(ErrnoText& entry, const wchar_t* message, int number) noexcept {
 
 // As the C runtime takes the system's numbers.
 int ErrnoOf(unsigned long error) noexcept {
+  if (error >= ERROR_WRITE_PROTECT && error <= ERROR_SHARING_BUFFER_EXCEEDED) return EACCES;
   switch (error) {
     case ERROR_FILE_NOT_FOUND:
     case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_DRIVE:
+    case ERROR_NO_MORE_FILES:
     case ERROR_BAD_NETPATH:
     case ERROR_BAD_NET_NAME:
     case ERROR_BAD_PATHNAME:
     case ERROR_FILENAME_EXCED_RANGE:
       return ENOENT;
     case ERROR_ACCESS_DENIED:
-    case ERROR_WRITE_PROTECT:
-    case ERROR_SHARING_VIOLATION:
-    case ERROR_LOCK_VIOLATION:
+    case ERROR_CURRENT_DIRECTORY:
     case ERROR_NETWORK_ACCESS_DENIED:
+    case ERROR_CANNOT_MAKE:
+    case ERROR_FAIL_I24:
+    case ERROR_DRIVE_LOCKED:
+    case ERROR_SEEK_ON_DEVICE:
+    case ERROR_NOT_LOCKED:
+    case ERROR_LOCK_FAILED:
       return EACCES;
+    case ERROR_FILE_EXISTS:
+    case ERROR_ALREADY_EXISTS:
+      return EEXIST;
     case ERROR_TOO_MANY_OPEN_FILES:
       return EMFILE;
+    case ERROR_ARENA_TRASHED:
     case ERROR_NOT_ENOUGH_MEMORY:
+    case ERROR_INVALID_BLOCK:
+    case ERROR_NOT_ENOUGH_QUOTA:
       return ENOMEM;
     case ERROR_DISK_FULL:
       return ENOSPC;
+    case ERROR_BROKEN_PIPE:
+      return EPIPE;
     case ERROR_INVALID_HANDLE:
+    case ERROR_INVALID_TARGET_HANDLE:
       return EBADF;
     default:
       return EINVAL;

@@ -53,8 +53,11 @@ std::wstring Node::GetText() const {
   return trimmed;
 }
 
+// Up to the child that is the last one now: the target may lie below.
 void NodeContainer::CloneChildrenInto(NodeContainer& target) const {
-  for (const Node* child = firstChild_; child; child = child->NextSibling()) child->Clone(&target);
+  const Node* const last = lastChild_;
+  for (const Node* child = firstChild_; child; child = child == last ? nullptr : child->NextSibling())
+    child->Clone(&target);
 }
 
 namespace {

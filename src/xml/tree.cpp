@@ -63,7 +63,7 @@ void NodeContainer::Append(Node* child) noexcept {
 
 Element* NodeContainer::AddElement(std::wstring_view name) {
   DocumentStore* const store = Store();
-  if (!store) return &NullElement;
+  if (!store || Is(kAttributeNode)) return &NullElement;
   const StoredName* const stored = store->names.Intern(name);
   auto* const element = new (store->arena.Allocate(sizeof(Element))) Element(stored, this);
   store->length.Add(LengthOf("</>"), *stored, 1);
@@ -74,7 +74,7 @@ Element* NodeContainer::AddElement(std::wstring_view name) {
 // One piece of memory for both nodes.
 Element* NodeContainer::AddElement(std::wstring_view name, std::wstring_view value) {
   DocumentStore* const store = Store();
-  if (!store) return &NullElement;
+  if (!store || Is(kAttributeNode)) return &NullElement;
   const StoredName* const stored = store->names.Intern(name);
   const std::size_t size = sizeof(Element) + SizeOf<Text>(value);
   void* const memory = store->arena.Allocate(size);
@@ -118,16 +118,16 @@ void NodeContainer::AddUnescaped(std::wstring_view value, std::size_t markup, Ar
 }
 
 void NodeContainer::AddCData(std::wstring_view value) {
-  if (Store()) AddUnescaped<CData>(value, LengthOf("<![CDATA[]]>"));
+  if (Store() && !Is(kAttributeNode)) AddUnescaped<CData>(value, LengthOf("<![CDATA[]]>"));
 }
 
 void NodeContainer::AddComment(std::wstring_view value) {
-  if (Store()) AddUnescaped<Comment>(value, LengthOf("<!---->"));
+  if (Store() && !Is(kAttributeNode)) AddUnescaped<Comment>(value, LengthOf("<!---->"));
 }
 
 void NodeContainer::AddPi(std::wstring_view target, std::wstring_view data) {
   DocumentStore* const store = Store();
-  if (!store) return;
+  if (!store || Is(kAttributeNode)) return;
   const StoredName* const name = store->names.Intern(target);
   AddUnescaped<Pi>(data, LengthOf("<?") + LengthOf("?>") + (data.empty() ? 0 : 1), name);
   store->length.Add(0, *name, 1);

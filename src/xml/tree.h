@@ -91,7 +91,8 @@ class NodeContainer : public Node {
   // text twice reads as both texts joined. Nothing is added to a null node, nor by the next three.
   void AddText(std::wstring_view value);
 
-  // Written as they stand: their texts must not hold the markup that ends them.
+  // Written as they stand: their texts must not hold the markup that ends them. An attribute takes none of
+  // them, and no elements either.
   void AddCData(std::wstring_view value);
   void AddComment(std::wstring_view value);
   void AddPi(std::wstring_view target, std::wstring_view data);
@@ -110,7 +111,7 @@ class NodeContainer : public Node {
   Node* LastChild() const noexcept { return lastChild_; }
   const StoredName& Tag() const noexcept { return *name_; }
   // How long the compact markup of the whole document is; of a null node, which has none, its own.
-  std::size_t UnitsOfDocument() const noexcept {
+  std::uint64_t UnitsOfDocument() const noexcept {
     return Store() ? Store()->length.units : LengthOf("=\"\"/>");
   }
 

@@ -74,6 +74,7 @@ TEST_F(HostileSurroundings, OnlyTheFileThatWasReservedIsWrittenAndNothingElseTou
       [&](const std::wstring& path) {
         EXPECT_TRUE(CreateHardLinkW(folder.File(L"second").c_str(), path.c_str(), nullptr));
       },
+      [](const std::wstring& path) { WriteBytes(path, "precious"); },  // would stand behind a short report
   };
   for (const auto& attack : attacks) {
     SCOPED_TRACE(&attack - attacks);
@@ -104,6 +105,9 @@ struct Openings {
   static HANDLE WINAPI Wide(const wchar_t* path, DWORD access, DWORD sharing, SECURITY_ATTRIBUTES* attributes,
                             DWORD disposition, DWORD flags, HANDLE like) {
     Note(attributes, flags);
+    // What exists may be a link.
+    if (access == GENERIC_WRITE && disposition != CREATE_NEW && std::wstring_view(path).ends_with(L"xml"))
+      careless += (flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0;
     return CreateFileW(path, access, sharing, attributes, disposition, flags, like);
   }
   static HANDLE WINAPI Narrow(const char* path, DWORD access, DWORD sharing, SECURITY_ATTRIBUTES* attributes,
@@ -160,6 +164,11 @@ TEST_F(HostileSurroundings, LibrariesAreLoadedAsTheProcessAndTheClientsIdentityC
   ComPtr<ITypeInfo> info;
   Loading::refuseToRestore = true;
   const bool refused = FAILED(report->GetTypeInfo(0, LOCALE_NEUTRAL, info.Put()));
+  RevertToSelf();
+  ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+  EXPECT_EQ(S_OK, Initialize(*report));
+  Fill(*report);
+  EXPECT_EQ(E_ACCESSDENIED, report->Save()) << "the adapters' library was loaded as the process";
   RevertToSelf();
   Loading::refuseToRestore = false;
   ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));

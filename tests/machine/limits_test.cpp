@@ -3,6 +3,7 @@
 #include "base/handles.h"
 #include "machine/reports.h"
 #include "support/captured_output.h"
+#include "support/import_hook.h"
 #include "support/process.h"
 
 #include <windows.h>
@@ -116,6 +117,10 @@ struct Usage {
   }
 };
 
+void* NoMemory(std::size_t) {
+  return nullptr;
+}
+
 class LongLife : public AgentTest {
  protected:
   LongLife() { SetNumber(kLog, L"LogLevel", 1); }
@@ -139,6 +144,10 @@ class LongLife : public AgentTest {
     {
       const Library library;
       const auto report = library.CreateReport();
+      {
+        const ImportHook noMemory(library.Module(), "malloc", reinterpret_cast<void*>(&NoMemory));
+        ASSERT_EQ(E_OUTOFMEMORY, Initialize(*report)) << "an exception leaves nothing behind either";
+      }
       ASSERT_EQ(S_OK, FillMarked(*report, kServer, L"cycle", 200));
       ASSERT_EQ(expected, report->Save());
     }

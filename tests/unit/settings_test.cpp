@@ -34,7 +34,7 @@ void Set(const wchar_t* name, const std::string& hex) {
 
 TEST_F(Settings, FollowTheRules) {
   EXPECT_FALSE(IsAgentManaged()) << "without the key";
-  EXPECT_TRUE(AgentSettings().EventSizeWithinLimit("x"));
+  EXPECT_TRUE(EventSizeWithinLimit("x"));
   for (const Row& row : Rules("managed")) {
     Set(L"AgentMode", row[0]);
     EXPECT_EQ(row[1] == "1", IsAgentManaged()) << row[0];
@@ -49,9 +49,9 @@ TEST_F(Settings, FollowTheRules) {
   for (const Row& row : Rules("size limit")) {
     Set(L"Brenn Size", row[0]);
     std::string text(std::stoul(row[1]), 'x');
-    EXPECT_FALSE(AgentSettings().EventSizeWithinLimit(text)) << row[0];
+    EXPECT_FALSE(EventSizeWithinLimit(text)) << row[0];
     text.pop_back();
-    EXPECT_TRUE(AgentSettings().EventSizeWithinLimit(text)) << row[0];
+    EXPECT_TRUE(EventSizeWithinLimit(text)) << row[0];
   }
   EXPECT_EQ(L"", ReadAgentIPAddress());
   auto addresses = Rules("address");

@@ -48,6 +48,15 @@ TEST(Document, BytesAreWhatTheSystemMakesOfItsText) {
   EXPECT_EQ(nullptr, document.ToUtf8().bytes) << "what is saved ends at the zero, which the conversion finds";
 }
 
+// A name takes its memory once: what is written of it may be more than 32 bits count.
+TEST(Document, LengthIsCountedWhateverThereIsMemoryFor) {
+  Document document(L"R");
+  const std::wstring name(1 << 20, L'n');
+  for (int i = 0; i < 4097; ++i) document.Root()->AddElement(name);
+  EXPECT_EQ(nullptr, document.ToUtf8().bytes);
+  EXPECT_LT(std::uint64_t{1} << 32, document.UnitsOfDocument());
+}
+
 TEST(Document, CloneIsIndependent) {
   Document document(L"R");
   EXPECT_EQ(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?><R/>", document.ToString(false));
