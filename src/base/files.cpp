@@ -48,7 +48,7 @@ void DeleteFileIfStill(const wchar_t* path, const FileIdentity& identity) noexce
       CreateFileW(path, DELETE, kSharing, nullptr, OPEN_EXISTING, kNotThroughLinks | kAnonymously, nullptr));
   if (!file || IdentifyFile(file.Get()) != identity) return;
   FILE_DISPOSITION_INFO disposition{TRUE};
-  // By name where the system cannot: what is open here keeps the name until then.
+  // By name where the system cannot.
   if (!SetFileInformationByHandle(file.Get(), FileDispositionInfo, &disposition, sizeof(disposition)))
     DeleteFileW(path);
 }

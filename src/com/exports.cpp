@@ -41,7 +41,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* processEn
       Module::Instance().Attach(instance);
 #if !defined(_MSC_VER)  // there the static runtime needs the notifications
       // Refused where the runtime linked in has a TLS directory, as mingw's has: the notifications then come,
-      // and nothing happens at them.
+      // and free what the runtime keeps of a thread that ends.
       DisableThreadLibraryCalls(instance);
 #endif
       break;
