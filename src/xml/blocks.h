@@ -66,6 +66,7 @@ inline bool AreEqual(const wchar_t* left, const wchar_t* right, std::size_t coun
     std::memcpy(&units, text, sizeof(units));
     return units;
   };
+  if (left == right) return true;
   if (count < kUnits) return std::equal(left, left + count, right);
   for (std::size_t at = 0; at + kUnits < count; at += kUnits)
     if (word(left + at) != word(right + at)) return false;

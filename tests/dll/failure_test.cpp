@@ -16,6 +16,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <thread>
 #include <tuple>
@@ -262,6 +263,44 @@ TEST_F(Failure, OfEveryAllocationIsAnAnswer) {
   };
   for (int i = 0; i < 3; ++i) std::jthread{live}.join();
   EXPECT_LT(20, refused);
+}
+
+// The record of a thread's exceptions goes with the thread or with the library, whichever is first.
+struct Frees {
+  static inline std::set<void*> freed;
+  static inline int twice = 0;
+
+  static void* Malloc(std::size_t) { return nullptr; }
+  static void* Calloc(std::size_t count, std::size_t size) {
+    void* const block = std::calloc(count, size);
+    freed.erase(block);
+    return block;
+  }
+  static void Free(void* block) {
+    if (block && !freed.insert(block).second)
+      ++twice;
+    else
+      std::free(block);
+  }
+};
+
+TEST(Unloading, FreesEachRecordOnce) {
+  const RegistrySandbox registry;
+  const Library library;
+  auto report = library.CreateReport();
+  // They stay: what is freed while the library goes is what matters.
+  for (const auto& [name, function] : {std::pair("calloc", reinterpret_cast<void*>(&Frees::Calloc)),
+                                       {"free", reinterpret_cast<void*>(&Frees::Free)}})
+    (void)new ImportHook(library.Module(), name, function);
+  {
+    const ImportHook noMemory(library.Module(), "malloc", reinterpret_cast<void*>(&Frees::Malloc));
+    for (int i = 0; i < 2; ++i) std::jthread([&] { EXPECT_EQ(E_OUTOFMEMORY, Initialize(*report)); }).join();
+    EXPECT_EQ(E_OUTOFMEMORY, Initialize(*report));
+  }
+  report.Reset();
+  EXPECT_TRUE(FreeLibrary(library.Module()));
+  EXPECT_EQ(0, Frees::twice);
+  EXPECT_NE(nullptr, LoadLibraryW(Library::Path().c_str())) << "for its owner to free";
 }
 
 // What of its performance needs no clock: two heap calls an event would double the time that it takes, and a

@@ -1,5 +1,4 @@
 #include "probes/event_time.h"
-#include "probes/host_address.h"
 #include "probes/os_name.h"
 #include "probes/os_name_rule.h"
 #include "support/registry_sandbox.h"
@@ -7,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <sstream>
 
 namespace varnel {
@@ -47,20 +45,6 @@ TEST(OsName, ProductTypeComesFromTheRegistry) {
     ReadProductTypeText(text, 260);
     EXPECT_EQ(row[1], Narrow(text)) << row[0];
   }
-}
-
-TEST(OsName, OfThisSystemFillsTheBuffer) {
-  wchar_t name[200];
-  std::fill(std::begin(name), std::end(name), L'#');
-  EXPECT_EQ(0, GetOsName(name, 200));
-  EXPECT_TRUE(std::wstring(name).starts_with(L"Windows "));
-  EXPECT_EQ(L'\0', name[199]);
-}
-
-TEST(HostAddress, IsNumericOrLeftAlone) {
-  std::wstring address = L"-";
-  EXPECT_EQ(S_OK, GetHostNameAndAddress(address));
-  EXPECT_EQ(address.npos, address.find_first_not_of(L"-0123456789abcdefABCDEF.:%"));
 }
 
 TEST(EventTime, FollowsTheRules) {
