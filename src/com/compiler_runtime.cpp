@@ -186,56 +186,15 @@ decltype(&MakeSemaphore) g_createSemaphoreImport = MakeSemaphore;
 #pragma clang diagnostic ignored "-Wmissing-prototypes"  // called by the runtime only
 #endif
 
-// The C++ library's idea of threads, under the names and with the types of the compiler's win32 thread model.
-// The compiler's own mutexes need a semaphore each; a slim lock fits into the place of its handle.
+// The mutexes of the C++ library, under the names and with the types of the compiler's win32 thread model.
+// Its own need a semaphore each; a slim lock fits into the place of its handle. Nothing more of that model is
+// in use: code that asks for more, such as a local static that needs a guard, does not link.
 extern "C" {
 
-struct GthreadOnce {
-  int done;
-  long started;  // -1 at first
-};
 struct GthreadMutex {
   long counter;
   SRWLOCK lock;
 };
-struct GthreadRecursiveMutex {
-  long counter;
-  long depth;
-  unsigned long owner;
-  SRWLOCK lock;
-};
-
-int __gthr_win32_once(GthreadOnce* once, void (*initialise)()) {
-  const std::atomic_ref<int> done(once->done);
-  if (done) return 0;
-  if (InterlockedIncrement(&once->started) == 0) {
-    initialise();
-    done = 1;
-  }
-  while (!done) Sleep(0);
-  return 0;
-}
-
-int __gthr_win32_key_create(unsigned long* key, void (*destroy)(void*)) {
-  const DWORD slot = TakeSlot();
-  if (slot == TLS_OUT_OF_INDEXES) return static_cast<int>(GetLastError());
-  *key = slot;
-  __mingwthr_key_dtor(slot, destroy);
-  return 0;
-}
-int __gthr_win32_key_delete(unsigned long) {
-  return 0;  // all of them go with the library
-}
-void* __gthr_win32_getspecific(unsigned long key) {
-  const DWORD lastError = GetLastError();
-  void* const value = TlsGetValue(key);
-  SetLastError(lastError);
-  return value;
-}
-int __gthr_win32_setspecific(unsigned long key, const void* value) {
-  return TlsSetValue(key, const_cast<void*>(value)) ? 0 : static_cast<int>(GetLastError());
-}
-
 void __gthr_win32_mutex_init_function(GthreadMutex* mutex) {
   mutex->lock = {};
 }
@@ -245,25 +204,6 @@ int __gthr_win32_mutex_lock(GthreadMutex* mutex) {
   return 0;
 }
 int __gthr_win32_mutex_unlock(GthreadMutex* mutex) {
-  ReleaseSRWLockExclusive(&mutex->lock);
-  return 0;
-}
-
-void __gthr_win32_recursive_mutex_init_function(GthreadRecursiveMutex* mutex) {
-  *mutex = {-1, 0, 0, {}};
-}
-int __gthr_win32_recursive_mutex_lock(GthreadRecursiveMutex* mutex) {
-  const std::atomic_ref<unsigned long> owner(mutex->owner);
-  if (owner != GetCurrentThreadId()) {
-    AcquireSRWLockExclusive(&mutex->lock);
-    owner = GetCurrentThreadId();
-  }
-  ++mutex->depth;
-  return 0;
-}
-int __gthr_win32_recursive_mutex_unlock(GthreadRecursiveMutex* mutex) {
-  if (--mutex->depth > 0) return 0;
-  std::atomic_ref<unsigned long>(mutex->owner) = 0;
   ReleaseSRWLockExclusive(&mutex->lock);
   return 0;
 }

@@ -153,8 +153,8 @@ HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension
                             HANDLE saveMutex) {
   std::wstring path;
   Outcome outcome{kEventFileNotWritten};
-  const std::uint32_t random =
-      RandomValue();  // may load a library, which must not be waited for under the mutex
+  // May load a library, which must not be waited for under the mutex.
+  const std::uint32_t random = RandomValue();
   {
     ScopedProtectionException exception;
     const MutexLock lock(saveMutex, INFINITE);

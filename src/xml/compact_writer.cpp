@@ -80,14 +80,14 @@ class Utf8 {
       const std::size_t plainEnd = FindNotPlain(value.data(), at, value.size());
       Narrow(to, value.data() + at, plainEnd - at);
       to += plainEnd - at;
-      for (at = plainEnd; at < value.size() && !IsPlain(value[at]); ++at) {
-        if (IsHighSurrogate(value[at]) && at + 1 < value.size() && IsLowSurrogate(value[at + 1])) {
-          to = WritePair(to, value[at], value[at + 1]);
-          ++at;
-          continue;
-        }
+      for (at = plainEnd; at < value.size() && !IsPlain(value[at]);) {
         const Entity& entity = EntityFor(value[at]);
-        to = entity.length == 0 ? WriteUnit(to, value[at]) : PutEntity(to, entity);
+        if (entity.length == 0) {
+          to = WriteCharacter(to, value, at);
+        } else {
+          to = PutEntity(to, entity);
+          ++at;
+        }
       }
     }
     half_ = value.back();
@@ -118,7 +118,7 @@ class Writer {
         PutText(static_cast<const Text&>(node));
         return nullptr;
       case kDocumentNode:
-        at_ = PutAscii(at_, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
+        at_ = PutAscii(at_, kXmlDeclaration);
         return static_cast<const NodeContainer&>(node).FirstChild();
       case kAttributeNode:
         WriteAttribute(static_cast<const Attribute&>(node));

@@ -6,12 +6,6 @@
 #include <limits>
 
 namespace AdvXMLParser {
-namespace {
-
-constexpr std::size_t kDeclarationLength = sizeof("<?xml version=\"1.0\" encoding=\"UTF-8\"?>") - 1;
-
-}  // namespace
-
 Document::Document()
     : NodeContainer(kDocumentNode, &documentName_, &NullElement),
       documentName_{.tags = L"<#document></#document>",
@@ -20,7 +14,7 @@ Document::Document()
                     .utf8Length = sizeof("#document") - 1,
                     .store = this},
       root_(&NullElement) {
-  length.units = length.bytes = kDeclarationLength;
+  length.units = length.bytes = LengthOf(kXmlDeclaration);
 }
 
 Document::Document(std::wstring_view rootName) : Document() {

@@ -3,6 +3,13 @@
 #include <cstdint>
 
 namespace AdvXMLParser {
+namespace {
+
+bool StartsPair(std::wstring_view text, std::size_t at) noexcept {
+  return IsHighSurrogate(text[at]) && at + 1 < text.size() && IsLowSurrogate(text[at + 1]);
+}
+
+}  // namespace
 
 TextForm FormOf(std::wstring_view text) noexcept {
   const std::size_t count = text.size();
@@ -26,7 +33,7 @@ std::size_t Utf8Length(std::wstring_view text) noexcept {
   std::size_t bytes = 0;
   for (std::size_t at = 0; at < text.size(); ++at) {
     const auto unit = static_cast<std::uint32_t>(text[at]);
-    if (IsHighSurrogate(text[at]) && at + 1 < text.size() && IsLowSurrogate(text[at + 1])) {
+    if (StartsPair(text, at)) {
       bytes += 4;
       ++at;
     } else {
@@ -37,20 +44,18 @@ std::size_t Utf8Length(std::wstring_view text) noexcept {
 }
 
 char* WriteUtf8(char* to, std::wstring_view text) noexcept {
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (IsHighSurrogate(text[at]) && at + 1 < text.size() && IsLowSurrogate(text[at + 1])) {
-      to = WritePair(to, text[at], text[at + 1]);
-      ++at;
-    } else {
-      to = WriteUnit(to, text[at]);
-    }
-  }
+  for (std::size_t at = 0; at < text.size();) to = WriteCharacter(to, text, at);
   return to;
 }
 
-char* WriteUnit(char* to, wchar_t unit) noexcept {
-  auto code = static_cast<std::uint32_t>(unit);
-  if (IsHighSurrogate(unit) || IsLowSurrogate(unit)) code = 0xFFFD;
+char* WriteCharacter(char* to, std::wstring_view text, std::size_t& at) noexcept {
+  if (StartsPair(text, at)) {
+    at += 2;
+    return WritePair(to, text[at - 2], text[at - 1]);
+  }
+  const wchar_t unit = text[at++];
+  const bool isHalf = IsHighSurrogate(unit) || IsLowSurrogate(unit);
+  const std::uint32_t code = isHalf ? 0xFFFD : static_cast<std::uint32_t>(unit);
   if (code < 0x80) {
     *to++ = static_cast<char>(code);
   } else if (code < 0x800) {

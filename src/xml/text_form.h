@@ -10,6 +10,8 @@ namespace AdvXMLParser {
 // Units that one text or name may have: its markup can then be counted on every system.
 constexpr std::size_t kLongestText = 0x0FFFFFFF;
 
+constexpr std::string_view kXmlDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
+
 // Of ASCII markup, in units and in bytes.
 constexpr std::size_t LengthOf(std::string_view markup) noexcept {
   return markup.size();
@@ -32,8 +34,8 @@ std::size_t Utf8Length(std::wstring_view text) noexcept;
 // Writes that many bytes and returns their end.
 char* WriteUtf8(char* to, std::wstring_view text) noexcept;
 
-// The same for a unit that is no half of a pair, and for a pair.
-char* WriteUnit(char* to, wchar_t unit) noexcept;
+// The same for the character at `at`, which is moved behind it, and for a pair.
+char* WriteCharacter(char* to, std::wstring_view text, std::size_t& at) noexcept;
 char* WritePair(char* to, wchar_t high, wchar_t low) noexcept;
 
 }  // namespace AdvXMLParser

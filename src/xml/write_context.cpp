@@ -21,7 +21,7 @@ class IndentedWriter {
         AppendEscaped(CollapseWhitespace(node.GetValue()));
         return nullptr;
       case kDocumentNode:
-        Append(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
+        Append(std::wstring(kXmlDeclaration.begin(), kXmlDeclaration.end()));
         BreakLine();
         return static_cast<const NodeContainer&>(node).FirstChild();
       case kAttributeNode:
