@@ -9,7 +9,6 @@
 #include "support/trace_reader.h"
 
 #include <gmock/gmock.h>
-#include <ocidl.h>
 
 #include <cstdio>
 #include <functional>
@@ -17,7 +16,6 @@
 #include <memory>
 #include <optional>
 #include <set>
-#include <sstream>
 #include <thread>
 #include <tuple>
 
@@ -29,10 +27,9 @@ namespace {
 class WatchedHeap {
  public:
   explicit WatchedHeap(HMODULE library)
-      : hooks_{
-            {library, "malloc", Address(&Malloc)},           {library, "calloc", Address(&Calloc)},
-            {library, "realloc", Address(&Realloc)},         {library, "free", Address(&Free)},
-            {library, "SysAllocString", Address(&SysAlloc)}, {library, "SysFreeString", Address(&SysFree)}} {
+      : hooks_{{library, "malloc", &Malloc},           {library, "calloc", &Calloc},
+               {library, "realloc", &Realloc},         {library, "free", &Free},
+               {library, "SysAllocString", &SysAlloc}, {library, "SysFreeString", &SysFree}} {
     FailAllocation(0);
   }
 
@@ -52,10 +49,6 @@ class WatchedHeap {
   }
 
  private:
-  template <class Function>
-  static void* Address(Function* function) {
-    return reinterpret_cast<void*>(function);
-  }
   template <class Allocate>
   static auto Count(std::size_t size, Allocate allocate) -> decltype(allocate()) {
     if (failsAll_) return nullptr;
@@ -124,18 +117,14 @@ class ReportLife {
         {"Initialize", [&] { return Initialize(*report_, kServer); }},
         {"CreateMachineElement",
          [&] { return report_->CreateMachineElement(nullptr, Bstr(L"Some OS"), nullptr); }},
-        {"CreateEventElement",
-         [&] {
-           IOrbaEventInf2& typed = *report_;
-           return typed.CreateEventElement(Bstr(L"Event"), 1, 1, kNoon2024, event_.Put());
-         }},
+        {"CreateEventElement", [&] { return AddEvent(*report_, 1, event_); }},
         {"SetAttributeString", [&] { return event_->SetAttributeString(name_, text_); }},
         {"SetAttributeInt", [&] { return event_->SetAttributeInt(Bstr(L"N"), 123456789); }},
         {"AddElementInto", [&] { return event_->AddElementInto(name_, text_, child_.Put()); }},
         {"AppendElement", [&] { return event_->AppendElement(name_, text_, nullptr); }},
         {"SetAttributeString", [&] { return child_->SetAttributeString(text_, name_); }},
         {"Invoke", [&] { return InvokeLikeAScript(); }},
-        {"EnumConnectionPoints", [&] { return container()->EnumConnectionPoints(points_.Put()); }},
+        {"EnumConnectionPoints", [&] { return ContainerOf(*report_)->EnumConnectionPoints(points_.Put()); }},
         {"Save", [&] { return report_->Save(); }},
         {"SaveAgentEventOnly", [&] { return report_->SaveAgentEventOnly(Bstr(L"ORBAAGENT"), Bstr(L"xml")); }},
         {"DeInitialize", [&] { return report_->DeInitialize(); }},
@@ -143,12 +132,6 @@ class ReportLife {
   }
 
  private:
-  ComPtr<IConnectionPointContainer> container() {
-    ComPtr<IConnectionPointContainer> container;
-    EXPECT_EQ(S_OK, report_->QueryInterface(IID_IConnectionPointContainer, container.PutVoid()));
-    return container;
-  }
-
   // What the method itself returns.
   HRESULT Call(DISPID id, std::initializer_list<VARIANT> with) {
     std::vector<VARIANT> arguments(with);
@@ -164,10 +147,7 @@ class ReportLife {
   // An element into a variable, and a method that fails with a description.
   HRESULT InvokeLikeAScript() {
     VARIANT variable{};
-    VARIANT into{};
-    V_VT(&into) = VT_BYREF | VT_VARIANT;
-    V_VARIANTREF(&into) = &variable;
-    const HRESULT got = Call(8, {into});
+    const HRESULT got = Call(8, {ByReference(VT_VARIANT, &variable)});
     VariantClear(&variable);
     if (got != S_OK) return got;
     VARIANT text{};
@@ -270,7 +250,6 @@ struct Frees {
   static inline std::set<void*> freed;
   static inline int twice = 0;
 
-  static void* Malloc(std::size_t) { return nullptr; }
   static void* Calloc(std::size_t count, std::size_t size) {
     void* const block = std::calloc(count, size);
     freed.erase(block);
@@ -289,11 +268,10 @@ TEST(Unloading, FreesEachRecordOnce) {
   const Library library;
   auto report = library.CreateReport();
   // They stay: what is freed while the library goes is what matters.
-  for (const auto& [name, function] : {std::pair("calloc", reinterpret_cast<void*>(&Frees::Calloc)),
-                                       {"free", reinterpret_cast<void*>(&Frees::Free)}})
-    (void)new ImportHook(library.Module(), name, function);
+  (void)new ImportHook(library.Module(), "calloc", &Frees::Calloc);
+  (void)new ImportHook(library.Module(), "free", &Frees::Free);
   {
-    const ImportHook noMemory(library.Module(), "malloc", reinterpret_cast<void*>(&Frees::Malloc));
+    const ImportHook noMemory(library.Module(), "malloc", &NoMemory);
     for (int i = 0; i < 2; ++i) std::jthread([&] { EXPECT_EQ(E_OUTOFMEMORY, Initialize(*report)); }).join();
     EXPECT_EQ(E_OUTOFMEMORY, Initialize(*report));
   }
@@ -320,8 +298,7 @@ TEST_F(Failure, AnEventTakesOneAllocationAndASaveTheBytesAlone) {
   const Bstr text(L"some text of an event");
   for (int i = 0; i < kEvents; ++i) {
     ComPtr<IEventElement> event;
-    IOrbaEventInf2& typed = *report;
-    ASSERT_EQ(S_OK, typed.CreateEventElement(Bstr(L"Event"), 1, 1, kNoon2024, event.Put()));
+    ASSERT_EQ(S_OK, AddEvent(*report, 1, event));
     for (const wchar_t* const attribute : {L"A", L"B"})
       ASSERT_EQ(S_OK, event->SetAttributeString(Bstr(attribute), text));
     for (int child = 0; child < 5; ++child) ASSERT_EQ(S_OK, event->AddElementInto(name, text, nullptr));
@@ -407,7 +384,7 @@ class Gates {
     using This = Gate<Tag, Name, Result, Parameters...>;
     This::function = function;
     This::failure = failure;
-    This::hook = std::make_unique<ImportHook>(library_, function, reinterpret_cast<void*>(&This::Call));
+    This::hook = std::make_unique<ImportHook>(library_, function, &This::Call);
     hooks_.push_back(&This::hook);
     functions.push_back(function);
   }
@@ -472,10 +449,8 @@ class IoFailure : public Failure {
   }
 
   static std::string ErrorLines(const std::string& lines) {
-    std::istringstream all(lines);
     std::string errors;
-    for (std::string line; std::getline(all, line);)
-      if (line.find(" E ") != std::string::npos) errors += line + "\n";
+    for (const auto& line : RegexMatches(lines, ".* E .*\n")) errors += line[0];
     return errors;
   }
 

@@ -4,13 +4,13 @@
 #include "support/captured_output.h"
 #include "support/import_hook.h"
 #include "support/library.h"
+#include "support/process.h"
 #include "support/trace_reader.h"
 
 #include <gmock/gmock.h>
 #include <sddl.h>
 
 #include <atomic>
-#include <cwchar>
 #include <filesystem>
 #include <functional>
 #include <thread>
@@ -18,11 +18,6 @@
 
 namespace varnel::test {
 namespace {
-
-template <class Function>
-void* Address(Function* function) {
-  return reinterpret_cast<void*>(function);
-}
 
 class HostileSurroundings : public AgentTest {
  protected:
@@ -55,7 +50,7 @@ struct AtClose {
 };
 
 TEST_F(HostileSurroundings, OnlyTheFileThatWasReservedIsWrittenAndNothingElseTouched) {
-  const ImportHook hook(library.Module(), "CloseHandle", Address(&AtClose::Close));
+  const ImportHook hook(library.Module(), "CloseHandle", &AtClose::Close);
   const std::wstring victim = folder.File(L"victim");
   WriteBytes(victim, "precious");
   const std::function<void(const std::wstring&)> attacks[] = {
@@ -118,8 +113,8 @@ struct Openings {
 };
 
 TEST_F(HostileSurroundings, NoOpeningGivesTheProcessAway) {
-  const ImportHook wide(library.Module(), "CreateFileW", Address(&Openings::Wide));
-  const ImportHook narrow(library.Module(), "CreateFileA", Address(&Openings::Narrow));
+  const ImportHook wide(library.Module(), "CreateFileW", &Openings::Wide);
+  const ImportHook narrow(library.Module(), "CreateFileA", &Openings::Narrow);
   const TraceReader reader;
   SetNumber(kLog, L"LogLevel", 8);
   SetText(kFramework, L"SelfProtectionClient", folder.File(L"none.dll"));
@@ -127,11 +122,6 @@ TEST_F(HostileSurroundings, NoOpeningGivesTheProcessAway) {
   EXPECT_EQ(S_OK, Save(kAgent));
   EXPECT_LT(20, Openings::count);
   EXPECT_EQ(0, Openings::careless);
-}
-
-bool Impersonates() {
-  KernelHandle token;
-  return OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) != FALSE;
 }
 
 // Libraries are looked for as the process.
@@ -156,9 +146,9 @@ struct Loading {
 };
 
 TEST_F(HostileSurroundings, LibrariesAreLoadedAsTheProcessAndTheClientsIdentityComesBack) {
-  const ImportHook hooks[] = {{library.Module(), "LoadLibraryExW", Address(&Loading::Library)},
-                              {library.Module(), "LoadTypeLibEx", Address(&Loading::TypeLibrary)},
-                              {library.Module(), "SetThreadToken", Address(&Loading::SetToken)}};
+  const ImportHook hooks[] = {{library.Module(), "LoadLibraryExW", &Loading::Library},
+                              {library.Module(), "LoadTypeLibEx", &Loading::TypeLibrary},
+                              {library.Module(), "SetThreadToken", &Loading::SetToken}};
   ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
   const auto report = library.CreateReport();
   ComPtr<ITypeInfo> info;
@@ -193,13 +183,14 @@ struct AdapterQuery {
     return ERROR_INVALID_FUNCTION;
   }
   static FARPROC WINAPI Find(HMODULE module, const char* name) {
-    if (std::string_view(name) == "GetAdaptersAddresses") return reinterpret_cast<FARPROC>(Address(&Get));
+    if (std::string_view(name) == "GetAdaptersAddresses")
+      return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&Get));
     return GetProcAddress(module, name);
   }
 };
 
 TEST_F(HostileSurroundings, FailingAdapterQueryGetsTheSizeOfItsBuffer) {
-  const ImportHook hook(library.Module(), "GetProcAddress", Address(&AdapterQuery::Find));
+  const ImportHook hook(library.Module(), "GetProcAddress", &AdapterQuery::Find);
   EXPECT_EQ(S_OK, Save());
   EXPECT_THAT(AdapterQuery::sizes, testing::ElementsAre(448, 448));
 }

@@ -2,7 +2,6 @@
 #include "support/library.h"
 
 #include <gmock/gmock.h>
-#include <ocidl.h>
 #include <olectl.h>
 
 #include <atomic>
@@ -11,19 +10,8 @@
 namespace varnel::test {
 namespace {
 
-template <class Interface>
-ComPtr<Interface> Ask(IUnknown& object, REFIID iid) {
-  ComPtr<Interface> answer;
-  EXPECT_EQ(S_OK, object.QueryInterface(iid, answer.PutVoid()));
-  return answer;
-}
-
 class Objects : public AgentTest {
  protected:
-  ComPtr<IConnectionPointContainer> Container() const {
-    return Ask<IConnectionPointContainer>(*report.Get(), IID_IConnectionPointContainer);
-  }
-
   Library library;
   ComPtr<IOrbaEventInf3> report = library.CreateReport();
 };
@@ -33,8 +21,8 @@ TEST_F(Objects, OneTableAnswersForAllDualInterfacesAndAnotherForTheContainer) {
   for (const IID& iid :
        {IID_IUnknown, IID_IDispatch, IID_IOrbaEventInf, IID_IOrbaEventInf2, IID_IOrbaEventInf3})
     EXPECT_EQ(first, Ask<IUnknown>(*first, iid).Get());
-  EXPECT_NE(static_cast<void*>(first), Container().Get());
-  EXPECT_EQ(first, Ask<IUnknown>(*Container().Get(), IID_IUnknown).Get());
+  EXPECT_NE(static_cast<void*>(first), ContainerOf(*report).Get());
+  EXPECT_EQ(first, Ask<IUnknown>(*ContainerOf(*report).Get(), IID_IUnknown).Get());
   void* none = first;
   EXPECT_EQ(E_NOINTERFACE, report->QueryInterface(IID_IEventElement, &none));
   EXPECT_EQ(nullptr, none);
@@ -42,7 +30,7 @@ TEST_F(Objects, OneTableAnswersForAllDualInterfacesAndAnotherForTheContainer) {
 }
 
 TEST_F(Objects, ContainerOffersNoConnectionPoint) {
-  ComPtr<IConnectionPointContainer> container = Container();
+  ComPtr<IConnectionPointContainer> container = ContainerOf(*report);
   ComPtr<IConnectionPoint> point;
   EXPECT_EQ(CONNECT_E_NOCONNECTION, container->FindConnectionPoint(DIID__IOrbaEventInfEvents, point.Put()));
   EXPECT_EQ(E_POINTER, container->FindConnectionPoint(DIID__IOrbaEventInfEvents, nullptr));
@@ -163,29 +151,17 @@ using Notify = HRESULT(STDMETHODCALLTYPE*)(void*);
 TEST_F(Objects, PrimaryTableHasOneSlotForDestructionBeforeTheNotifications) {
   SetNumber(kLog, L"LogLevel", 8);
   report = library.CreateReport();
-  void* const object = Container().Detach();
+  void* const object = ContainerOf(*report).Detach();
   (void)report.Detach();
   void** const table = *static_cast<void***>(object);
-  std::string lines;
-  {
-    const CapturedOutput output;
+  const std::string lines = OutputOf([&] {
     EXPECT_EQ(S_OK, reinterpret_cast<Notify>(table[6])(object));
     EXPECT_TRUE(FAILED(reinterpret_cast<Notify>(table[7])(object))) << "nobody implements the callback class";
-    lines = output.Text();
-  }
+  });
   EXPECT_THAT(lines, testing::ContainsRegex(" OnFrameworkTerminate\n.* OnFrameworkAvailable\n"));
   EXPECT_EQ(S_FALSE, library.CanUnloadNow());
   EXPECT_EQ(object, reinterpret_cast<Destroy>(table[5])(object, 1)) << "it goes, whatever its count says";
   EXPECT_EQ(S_OK, library.CanUnloadNow());
-}
-
-// What a late-bound caller passes for an [out] element, and what comes of it.
-template <class Kind>
-VARIANT ByReference(VARTYPE type, Kind* place) {
-  VARIANT argument;
-  V_VT(&argument) = static_cast<VARTYPE>(VT_BYREF | type);
-  V_BYREF(&argument) = place;
-  return argument;
 }
 
 HRESULT Get(IDispatch& report, DISPID id, VARIANT argument) {

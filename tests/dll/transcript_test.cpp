@@ -10,7 +10,6 @@
 
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <optional>
 #include <sstream>
@@ -146,12 +145,7 @@ class Transcript : public AgentTest, public testing::WithParamInterface<std::str
   std::string Do(const std::string& command) {
     auto words = WordsOf(command);
     std::string result;
-    std::string lines;
-    {
-      const CapturedOutput output;
-      result = Execute(words);
-      lines = output.Text();
-    }
+    const std::string lines = OutputOf([&] { result = Execute(words); });
     return Marked(result) + MarkedLines(lines);
   }
 

@@ -55,12 +55,6 @@ class FullDisk : public AgentTest {
     DeleteFileW((root + L"\\filler").c_str());
     for (const auto& name : FilesIn(root + names)) DeleteFileW((root + names + L"\\" + name).c_str());
   }
-  static HRESULT SaveLogged(IOrbaEventInf3& report, std::string& lines) {
-    const CapturedOutput output;
-    const HRESULT result = report.Save();
-    lines = output.Text();
-    return result;
-  }
 
   std::wstring root;
   const std::wstring agent = L"\\AgentEvents", server = L"\\ServerEvents", names = L"\\names";
@@ -87,8 +81,9 @@ TEST_F(FullDisk, RefusesEveryReportAndLeavesNothingBehindUntilThereIsRoom) {
     ASSERT_EQ(S_OK, FillMarked(*report, row.softwareId, L"full", row.bodySize));
     ASSERT_NO_FATAL_FAILURE(LeaveOnly(row.left));
     for (int i = 0; i < Count(5, 100); ++i, ++refused) {
-      std::string lines;
-      ASSERT_EQ(row.expected, SaveLogged(*report, lines));
+      HRESULT result = S_OK;
+      const std::string lines = OutputOf([&] { result = report->Save(); });
+      ASSERT_EQ(row.expected, result);
       ASSERT_NE(lines.npos, lines.find(row.line)) << lines;
       ASSERT_TRUE(FilesIn(root + agent).empty() && FilesIn(root + server).empty());
     }
@@ -117,10 +112,6 @@ struct Usage {
   }
 };
 
-void* NoMemory(std::size_t) {
-  return nullptr;
-}
-
 class LongLife : public AgentTest {
  protected:
   LongLife() { SetNumber(kLog, L"LogLevel", 1); }
@@ -145,7 +136,7 @@ class LongLife : public AgentTest {
       const Library library;
       const auto report = library.CreateReport();
       {
-        const ImportHook noMemory(library.Module(), "malloc", reinterpret_cast<void*>(&NoMemory));
+        const ImportHook noMemory(library.Module(), "malloc", &NoMemory);
         ASSERT_EQ(E_OUTOFMEMORY, Initialize(*report)) << "an exception leaves nothing behind either";
       }
       ASSERT_EQ(S_OK, FillMarked(*report, kServer, L"cycle", 200));

@@ -1,7 +1,7 @@
-#include "base/handles.h"
 #include "support/captured_output.h"
 #include "support/import_hook.h"
 #include "support/library.h"
+#include "support/process.h"
 
 #include <gmock/gmock.h>
 #include <wincrypt.h>
@@ -54,12 +54,12 @@ class Protection : public MachineAgentTest {
   // The log lines of one save.
   static std::string Save(const Library& library, const wchar_t* softwareId = kAgent,
                           HRESULT expected = S_OK) {
-    const CapturedOutput output;
-    const auto report = library.CreateReport();
-    Initialize(*report, softwareId);
-    Fill(*report);
-    EXPECT_EQ(expected, report->Save());
-    return output.Text();
+    return OutputOf([&] {
+      const auto report = library.CreateReport();
+      Initialize(*report, softwareId);
+      Fill(*report);
+      EXPECT_EQ(expected, report->Save());
+    });
   }
   // The same by a library that has just been loaded.
   static std::string SaveOnce(const wchar_t* softwareId = kAgent, HRESULT expected = S_OK) {
@@ -71,9 +71,7 @@ class Protection : public MachineAgentTest {
     const HMODULE loaded = GetModuleHandleW(client);
     if (!loaded) return L"not loaded";
     wchar_t record[2000];
-    const auto take = reinterpret_cast<void(WINAPI*)(wchar_t*, LONG)>(
-        reinterpret_cast<void*>(GetProcAddress(loaded, "StandInTake")));
-    take(record, answer);
+    FunctionOf<void WINAPI(wchar_t*, LONG)>(loaded, "StandInTake")(record, answer);
     return record;
   }
 
@@ -133,7 +131,7 @@ TEST_F(Protection, ChangedFileGetsAnotherChanceAMinuteLater) {
   const std::wstring path = folder.File(L"repaired.dll");
   UseClient(path);
   const Library library;
-  const ImportHook hook(library.Module(), "GetTickCount64", reinterpret_cast<void*>(&Clock::Now));
+  const ImportHook hook(library.Module(), "GetTickCount64", &Clock::Now);
   const std::tuple<const char*, unsigned, std::string> rows[] = {
       {"", 0, "^$"},
       {"unsigned.dll", 59'999, "^$"},
@@ -193,7 +191,7 @@ TEST_F(Protection, RevokedClientIsRefusedAndNothingFetchedToLearnOfIt) {
   for (const auto& [known, reason] : {std::pair(DWORD{CERT_TRUST_IS_REVOKED}, "its signer is not trusted"),
                                       std::pair(DWORD{CERT_TRUST_REVOCATION_STATUS_UNKNOWN}, "")}) {
     const Library library;
-    const ImportHook hook(library.Module(), "GetProcAddress", reinterpret_cast<void*>(&Revocation::Find));
+    const ImportHook hook(library.Module(), "GetProcAddress", &Revocation::Find);
     Revocation::known = known;
     UseClient(Client("trusted.dll"));
     EXPECT_THAT(Save(library), HasSubstr(reason));
@@ -221,8 +219,8 @@ struct LoadNotification {
 };
 
 TEST_F(Protection, ReportFromALoadNotificationGoesOnWithoutAClient) {
-  using Register = LONG(NTAPI*)(ULONG, LoadNotification::Callback, void*, void**);
-  using Unregister = LONG(NTAPI*)(void*);
+  using Register = LONG NTAPI(ULONG, LoadNotification::Callback, void*, void**);
+  using Unregister = LONG NTAPI(void*);
   const HMODULE system = GetModuleHandleW(L"ntdll.dll");
   const std::wstring path = folder.File(L"noticed.dll");
   std::filesystem::copy_file(Client("trusted.dll"), path);
@@ -233,11 +231,9 @@ TEST_F(Protection, ReportFromALoadNotificationGoesOnWithoutAClient) {
   Fill(*report);
   void* cookie = nullptr;
   LoadNotification::action = [&] { EXPECT_EQ(S_OK, report->Save()); };
-  reinterpret_cast<Register>(reinterpret_cast<void*>(GetProcAddress(system, "LdrRegisterDllNotification")))(
-      0, LoadNotification::OnLoad, nullptr, &cookie);
+  FunctionOf<Register>(system, "LdrRegisterDllNotification")(0, LoadNotification::OnLoad, nullptr, &cookie);
   EXPECT_EQ("", Save(library));
-  reinterpret_cast<Unregister>(
-      reinterpret_cast<void*>(GetProcAddress(system, "LdrUnregisterDllNotification")))(cookie);
+  FunctionOf<Unregister>(system, "LdrUnregisterDllNotification")(cookie);
   EXPECT_EQ(nullptr, LoadNotification::action);
   EXPECT_EQ(1u, FilesIn(serverEvents).size());
   EXPECT_NE(L"not loaded", TakeRecord(L"noticed.dll"));
@@ -264,8 +260,7 @@ TEST_F(Protection, ThreadKeepsTheIdentityThatItHasTaken) {
   UseClient(Client("trusted.dll"));
   ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
   EXPECT_EQ("", SaveOnce());
-  KernelHandle token;
-  EXPECT_TRUE(OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()));
+  EXPECT_TRUE(Impersonates());
   EXPECT_TRUE(RevertToSelf());
   EXPECT_NE(L"not loaded", TakeRecord(L"trusted.dll"));
 }

@@ -33,8 +33,7 @@ HRESULT FillMarked(IOrbaEventInf3& report, const wchar_t* softwareId, const std:
   HRESULT result = Initialize(report, softwareId);
   if (SUCCEEDED(result)) result = report.CreateMachineElement(nullptr, nullptr, nullptr);
   ComPtr<IEventElement> event;
-  IOrbaEventInf2& typed = report;
-  if (SUCCEEDED(result)) result = typed.CreateEventElement(Bstr(L"Event"), 1000, 1, kNoon2024, event.Put());
+  if (SUCCEEDED(result)) result = AddEvent(report, 1000, event);
   if (SUCCEEDED(result)) result = event->SetAttributeString(Bstr(L"Mark"), Bstr(mark));
   if (SUCCEEDED(result)) result = event->AddElementInto(Bstr(L"Body"), Bstr(Wide(Body(bodySize))), nullptr);
   if (SUCCEEDED(result)) result = event->SetAttributeInt(Bstr(L"Size"), static_cast<long>(bodySize));

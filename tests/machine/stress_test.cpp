@@ -1,7 +1,6 @@
 #include "machine/reports.h"
 #include "support/process.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <thread>

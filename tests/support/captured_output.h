@@ -23,4 +23,12 @@ class CapturedOutput {
   int original_;
 };
 
+// What is printed meanwhile.
+template <class Work>
+std::string OutputOf(Work work) {
+  const CapturedOutput output;
+  work();
+  return output.Text();
+}
+
 }  // namespace varnel::test

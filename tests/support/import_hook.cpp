@@ -10,11 +10,11 @@ ImportHook::ImportHook(HMODULE module, const char* function, void* replacement)
   EXPECT_NE(nullptr, place_) << function << " is not imported";
   if (!place_) return;
   original_ = *place_;
-  WriteImport(place_, replacement);
+  EXPECT_TRUE(WriteImport(place_, replacement));
 }
 
 ImportHook::~ImportHook() {
-  if (place_) WriteImport(place_, original_);
+  EXPECT_TRUE(!place_ || WriteImport(place_, original_));
 }
 
 }  // namespace varnel::test

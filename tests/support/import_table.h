@@ -30,11 +30,13 @@ inline void** FindImport(HMODULE module, const char* function) {
   return nullptr;
 }
 
-inline void WriteImport(void** place, void* value) {
+// False when the place cannot be made writable.
+inline bool WriteImport(void** place, void* value) {
   DWORD protection = 0;
-  VirtualProtect(place, sizeof(*place), PAGE_READWRITE, &protection);
+  if (!VirtualProtect(place, sizeof(*place), PAGE_READWRITE, &protection)) return false;
   *place = value;
   VirtualProtect(place, sizeof(*place), protection, &protection);
+  return true;
 }
 
 }  // namespace varnel::test

@@ -8,11 +8,18 @@
 
 #include <windows.h>
 #include <gtest/gtest.h>
+#include <ocidl.h>
 #include <oleauto.h>
 
 #include <string>
 
 namespace varnel::test {
+
+// A function that a loaded module exports; null when it does not.
+template <class Function>
+Function* FunctionOf(HMODULE module, const char* name) {
+  return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
 
 // A built DLL, loaded by path; nothing is registered. CTest names the DLL in the environment: every test runs
 // with the product and with the library that stops at undefined behaviour.
@@ -38,14 +45,11 @@ class Library {
 
   HMODULE Module() const { return module_; }
 
-  template <class Function>
-  Function Export(const char* name) const {
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module_, name)));
-  }
-  HRESULT Call(const char* name) const { return Export<HRESULT(STDAPICALLTYPE*)()>(name)(); }
+  HRESULT Call(const char* name) const { return FunctionOf<HRESULT STDAPICALLTYPE()>(module_, name)(); }
 
   HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** out) const {
-    return Export<HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**)>("DllGetClassObject")(clsid, iid, out);
+    using Get = HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**);
+    return FunctionOf<Get>(module_, "DllGetClassObject")(clsid, iid, out);
   }
   HRESULT CanUnloadNow() const { return Call("DllCanUnloadNow"); }
 
@@ -64,6 +68,26 @@ class Library {
  private:
   HMODULE module_;
 };
+
+template <class Interface>
+ComPtr<Interface> Ask(IUnknown& object, REFIID iid) {
+  ComPtr<Interface> answer;
+  EXPECT_EQ(S_OK, object.QueryInterface(iid, answer.PutVoid()));
+  return answer;
+}
+
+inline ComPtr<IConnectionPointContainer> ContainerOf(IOrbaEventInf3& report) {
+  return Ask<IConnectionPointContainer>(report, IID_IConnectionPointContainer);
+}
+
+// What a late-bound caller passes for an [out] element.
+template <class Kind>
+VARIANT ByReference(VARTYPE type, Kind* place) {
+  VARIANT argument;
+  V_VT(&argument) = static_cast<VARTYPE>(VT_BYREF | type);
+  V_BYREF(&argument) = place;
+  return argument;
+}
 
 // Automation text; converts to BSTR for one call.
 class Bstr {
@@ -94,6 +118,12 @@ inline HRESULT Initialize(IOrbaEventInf3& target, const wchar_t* softwareId = kA
 inline HRESULT AddEvent(IOrbaEventInf3& target, const wchar_t* name, long id, long severity = 1) {
   return target.CreateEventElement(Bstr(name), id, severity, kNoon2024,
                                    static_cast<IEventElement**>(nullptr));
+}
+
+// The same for who goes on with the element.
+inline HRESULT AddEvent(IOrbaEventInf3& target, long id, ComPtr<IEventElement>& event) {
+  IOrbaEventInf2& typed = target;
+  return typed.CreateEventElement(Bstr(L"Event"), id, 1, kNoon2024, event.Put());
 }
 
 // Makes a report that may be saved: the machine's facts and one event.

@@ -2,6 +2,8 @@
 
 #include "base/handles.h"
 
+#include <windows.h>
+
 #include <string>
 
 namespace varnel::test {
@@ -13,6 +15,12 @@ int Count(int shortForm, int longForm);
 // How many handles this process has open. Counted one by one: Wine answers the direct question with zero.
 // Fails the test when there are so many that some may be missed.
 int CountHandles();
+
+// Whether this thread acts with another identity than its process.
+inline bool Impersonates() {
+  KernelHandle token;
+  return OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) != FALSE;
+}
 
 // A program in a process of its own, running from the constructor on. One that still runs when its owner goes
 // is ended, so that nothing outlives a failed test.

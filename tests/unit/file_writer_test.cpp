@@ -100,8 +100,8 @@ struct Conversion {
 };
 
 TEST_F(FileWriter, FailureOfTheConversionNamesTheReason) {
-  Conversion::hook = std::make_unique<ImportHook>(GetModuleHandleW(nullptr), "WideCharToMultiByte",
-                                                  reinterpret_cast<void*>(&Conversion::Convert));
+  Conversion::hook =
+      std::make_unique<ImportHook>(GetModuleHandleW(nullptr), "WideCharToMultiByte", &Conversion::Convert);
   const std::wstring reason = L"Couldn't convert to UTF-8";
   for (const auto& [call, answer, text] :
        {std::tuple(1, 0, reason),
