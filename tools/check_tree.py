@@ -9,7 +9,7 @@ import re
 import sys
 
 SRC = pathlib.Path(__file__).resolve().parent.parent / "src"
-# A folder of src/ may include itself and these.
+# A folder of src/ may include itself and these; "varnel" are the client headers.
 LAYERS = {
     "base": set(),
     "xml": {"base"},
@@ -17,8 +17,8 @@ LAYERS = {
     "settings": {"base"},
     "probes": {"base", "logging"},
     "protection": {"base", "logging", "settings"},
-    "events": {"base", "xml", "logging", "settings", "probes", "protection"},
-    "com": {"base", "settings", "events"},
+    "events": {"varnel", "base", "xml", "logging", "settings", "probes", "protection"},
+    "com": {"varnel", "base", "settings", "events"},
 }
 # Rules that fuzzers and sanitizers build on the host.
 PORTABLE = {"xml/arena", "xml/blocks", "xml/compact_writer", "xml/document", "xml/document_store", "xml/names", "xml/node", "xml/text_form", "xml/tree",

@@ -5,7 +5,7 @@
 #include "com/com_object.h"
 #include "events/event_element.h"
 #include "events/orba_event_inf.h"
-#include "varnel_contract.h"
+#include "varnel/varnel.h"
 
 #include <algorithm>
 #include <atomic>

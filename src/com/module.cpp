@@ -3,7 +3,7 @@
 #include "base/com_ptr.h"
 #include "base/hresult.h"
 #include "base/process_identity.h"
-#include "varnel_contract.h"
+#include "varnel/varnel.h"
 
 #include <algorithm>
 #include <iterator>

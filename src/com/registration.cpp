@@ -5,7 +5,7 @@
 #include "com/class_table.h"
 #include "com/module.h"
 #include "com/registrar.h"
-#include "varnel_contract.h"
+#include "varnel/varnel.h"
 
 namespace varnel {
 namespace {

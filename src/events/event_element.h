@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/com_ptr.h"
-#include "varnel_contract.h"
+#include "varnel/varnel.h"
 #include "xml/document.h"
 
 #include <memory>

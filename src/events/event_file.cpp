@@ -4,10 +4,10 @@
 
 #include "base/files.h"
 #include "base/locks.h"
-#include "events/results.h"
 #include "logging/log_writer.h"
 #include "protection/protection_exception.h"
 #include "settings/agent_settings.h"
+#include "varnel/varnel.h"
 #include "xml/errors.h"
 #include "xml/file_writer.h"
 
@@ -81,7 +81,7 @@ Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved,
                      const EncodedReport& report) noexcept {
   const FileHandle file = OpenReserved(path, reserved);
   if (!file) AdvXMLParser::SetOpenError(GetLastError());
-  Outcome outcome{kTooLargeOrNotWritten};
+  Outcome outcome{VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN};
   if (report.failure)
     outcome.reason = report.failure;
   else if (!EventSizeWithinLimit(report.utf8))
@@ -95,13 +95,13 @@ Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved,
 }
 
 Outcome FillAgentFile(const std::wstring& path, const EncodedReport& report) noexcept {
-  if (report.failure) return {kEventFileNotWritten, report.failure};
-  if (!EventSizeWithinLimit(report.utf8)) return {kTooLargeOrNotWritten, L"Event data too big "};
+  if (report.failure) return {VARNEL_E_NOT_WRITTEN, report.failure};
+  if (!EventSizeWithinLimit(report.utf8)) return {VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, L"Event data too big "};
   const FileHandle file = AdvXMLParser::OpenForText(path);
   if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved) return {S_OK};
   if (const auto identity = file ? IdentifyFile(file.Get()) : std::nullopt)
     DeleteFileIfStill(path.c_str(), *identity);
-  return {kEventFileNotWritten, AdvXMLParser::GetLastErrorText()};
+  return {VARNEL_E_NOT_WRITTEN, AdvXMLParser::GetLastErrorText()};
 }
 
 }  // namespace
@@ -134,7 +134,7 @@ EncodedReport EncodeReport(const AdvXMLParser::Document& document) {
 HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report, HANDLE saveMutex,
                              unsigned owner) {
   const std::wstring path = folder + (L"\\" + NewGuidFileName());
-  Outcome outcome{kEventFileNotWritten};
+  Outcome outcome{VARNEL_E_NOT_WRITTEN};
   {
     ScopedProtectionException exception;  // withdrawn after the mutex is released
     const MutexLock lock(saveMutex, INFINITE);
@@ -142,7 +142,7 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
     CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
     if (const auto reserved = Reserve(path)) outcome = FillReserved(path, *reserved, report);
   }
-  if (outcome.result == kEventFileNotWritten)
+  if (outcome.result == VARNEL_E_NOT_WRITTEN)
     LogError(kReportFacility, L"%x couldn't create file %s", owner, path.c_str());
   else if (FAILED(outcome.result))
     LogError(kReportFacility, L"%x couldn't write to file %s:  %s", owner, path.c_str(), outcome.reason);
@@ -152,7 +152,7 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension, const EncodedReport& report,
                             HANDLE saveMutex) {
   std::wstring path;
-  Outcome outcome{kEventFileNotWritten};
+  Outcome outcome{VARNEL_E_NOT_WRITTEN};
   // May load a library, which must not be waited for under the mutex.
   const std::uint32_t random = RandomValue();
   {

@@ -4,7 +4,6 @@
 #include "events/connection_points.h"
 #include "events/event_file.h"
 #include "events/machine_info.h"
-#include "events/results.h"
 #include "logging/log_files.h"
 #include "logging/log_settings.h"
 #include "logging/log_writer.h"
@@ -12,6 +11,7 @@
 #include "probes/os_name.h"
 #include "settings/agent_settings.h"
 #include "settings/event_filter.h"
+#include "varnel/varnel.h"
 
 #include <objbase.h>
 #include <olectl.h>
@@ -34,6 +34,9 @@ constexpr std::int32_t kMaxExtensionLength = 200;
 
 // The filter can switch off a product's reporting as a whole: it then lists event 0.
 constexpr std::int32_t kWholeProduct = 0;
+
+// What the agent's callback component answers when it will not have the object.
+constexpr HRESULT kRegistrationRefused = static_cast<HRESULT>(0xFFFFF95B);  // -1701
 
 }  // namespace
 
@@ -75,7 +78,7 @@ bool COrbaEventInf::IsRefused() const noexcept {
 STDMETHODIMP COrbaEventInf::Initialize(BSTR strSoftwareID, BSTR strRootName, BSTR strSoftwareNodeName,
                                        BSTR strSoftwareName, BSTR strVersion, BSTR strProductFamily) {
   return Guarded([&] {
-    if (IsRefused()) return kAgentNotManaged;
+    if (IsRefused()) return VARNEL_E_NOT_MANAGED;
     if (!strSoftwareID || !strRootName || !strSoftwareNodeName || !strSoftwareName || !strVersion ||
         !strProductFamily)
       return E_FAIL;
@@ -85,7 +88,7 @@ STDMETHODIMP COrbaEventInf::Initialize(BSTR strSoftwareID, BSTR strRootName, BST
     KernelHandle saveMutex = OpenSaveMutex();
     if (IsEventDisabled(kWholeProduct)) {
       saveMutex_ = std::move(saveMutex);
-      return kEventDisabled;
+      return VARNEL_E_EVENT_DISABLED;
     }
     // Nothing of the object changes until the whole skeleton stands.
     EventBatch batch =
@@ -103,13 +106,13 @@ STDMETHODIMP COrbaEventInf::Initialize(BSTR strSoftwareID, BSTR strRootName, BST
 STDMETHODIMP COrbaEventInf::Initialize3(BSTR strSoftwareID, BSTR strRootName, BSTR strSoftwareNodeName,
                                         BSTR strSoftwareName, BSTR strVersion, BSTR strProductFamily) {
   refuseWhenUnmanaged_ = true;
-  if (!IsAgentManaged()) return kAgentNotManaged;
+  if (!IsAgentManaged()) return VARNEL_E_NOT_MANAGED;
   return Initialize(strSoftwareID, strRootName, strSoftwareNodeName, strSoftwareName, strVersion,
                     strProductFamily);
 }
 
 STDMETHODIMP COrbaEventInf::DeInitialize() {
-  if (IsRefused()) return kAgentNotManaged;
+  if (IsRefused()) return VARNEL_E_NOT_MANAGED;
   if (!initialised_) return E_FAIL;
   saveMutex_.Reset();
   batch_ = {};
@@ -145,7 +148,7 @@ HRESULT COrbaEventInf::HandOut(const char* method, ComPtr<CEventElement>& object
 HRESULT COrbaEventInf::HandOut(ComPtr<CEventElement>& object, Element* element,
                                IEventElement** out) noexcept {
   return Guarded([&] {
-    if (IsRefused()) return kAgentNotManaged;
+    if (IsRefused()) return VARNEL_E_NOT_MANAGED;
     if (!out || !batch_) return E_FAIL;
     const ExclusiveLock lock(makingObjects_);  // getters may be called by several threads at once
     if (!object) {
@@ -163,7 +166,7 @@ STDMETHODIMP COrbaEventInf::CreateMachineElement(BSTR szIPAddress, BSTR szOS, BS
   return Guarded([&] {
     LogDetail(kReportFacility, L"%x CreateMachineElement %s|%s|%s", Identity(), szIPAddress, szOS,
               szUserName);
-    if (IsRefused()) return kAgentNotManaged;
+    if (IsRefused()) return VARNEL_E_NOT_MANAGED;
     HRESULT result = E_FAIL;
     if (batch_) {
       const std::wstring_view os = TextOf(szOS);
@@ -196,10 +199,10 @@ STDMETHODIMP COrbaEventInf::CreateEventElement(BSTR strEventNodeName, long lEven
 
 HRESULT COrbaEventInf::AddEvent(BSTR name, long id, long severity, DATE time, BadDate badDate,
                                 IEventElement** out) {
-  if (IsRefused()) return kAgentNotManaged;
+  if (IsRefused()) return VARNEL_E_NOT_MANAGED;
   if (!name || id == 0) return E_FAIL;
   LogDetail(kReportFacility, L"%x CreateEventElement %s|%d|%d", Identity(), name, id, severity);
-  if (IsEventDisabled(id)) return kEventDisabled;
+  if (IsEventDisabled(id)) return VARNEL_E_EVENT_DISABLED;
   if (!batch_) return E_FAIL;
   ReadEventTriggerPolicy(severity, &triggerFlag_);
   const auto systemTime = SystemTimeFromDate(time);
@@ -221,7 +224,7 @@ STDMETHODIMP COrbaEventInf::Save() {
     LogDetail(kReportFacility, L"%x Save", Identity());
     if (IsRefused()) {
       LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
-      return kAgentNotManaged;
+      return VARNEL_E_NOT_MANAGED;
     }
     if (!IsAgentManaged()) {
       LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
@@ -245,11 +248,11 @@ STDMETHODIMP COrbaEventInf::SaveAgentEventOnly(BSTR strSoftwareID, BSTR strFileE
     const auto extensionLength = static_cast<std::int32_t>(std::wcslen(TextOf(strFileExtension)));
     LogDetail(kReportFacility, L"%x SaveAgentEventOnly %s|%d|%d", Identity(), strSoftwareID, extensionLength,
               maxExtensionLength_);
-    if (IsRefused()) return kAgentNotManaged;
-    if (!strSoftwareID || !strFileExtension) return kBadArgument;
-    if (extensionLength > maxExtensionLength_) return kBadArgument;
+    if (IsRefused()) return VARNEL_E_NOT_MANAGED;
+    if (!strSoftwareID || !strFileExtension) return VARNEL_E_BAD_ARGUMENT;
+    if (extensionLength > maxExtensionLength_) return VARNEL_E_BAD_ARGUMENT;
     if (_wcsnicmp(strSoftwareID, kAgentComponentPrefix, std::size(kAgentComponentPrefix) - 1) != 0)
-      return kNotAnAgentComponent;
+      return VARNEL_E_NOT_AGENT_COMPONENT;
     return SaveToAgentFolder(strFileExtension);
   });
 }

@@ -13,12 +13,12 @@ namespace varnel {
 
 // The event information object: one report, from the product's description to the saved file.
 //
-// Methods return S_OK or a code of results.h; E_FAIL for a missing argument or a call out of order,
+// Methods return S_OK or a code of varnel/varnel.h; E_FAIL for a missing argument or a call out of order,
 // E_OUTOFMEMORY when there is no memory; no exception leaves them. Text arguments are copied. Out pointers
 // are written on success only and carry a reference that the caller releases. Methods take no lock: callers
 // serialise their use of one object; only the two notifications may arrive on any thread at any time.
 //
-// Once Initialize3 has been called, every method answers kAgentNotManaged while the agent is not managed.
+// Once Initialize3 has been called, every method answers VARNEL_E_NOT_MANAGED while the agent is not managed.
 //
 // IUnknown and IDispatch come from the object forms in com/.
 class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {

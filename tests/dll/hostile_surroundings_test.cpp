@@ -74,7 +74,7 @@ TEST_F(HostileSurroundings, OnlyTheFileThatWasReservedIsWrittenAndNothingElseTou
   for (const auto& attack : attacks) {
     SCOPED_TRACE(&attack - attacks);
     AtClose::attack = attack;
-    EXPECT_EQ(kRefused, Save());
+    EXPECT_EQ(VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, Save());
     EXPECT_EQ("precious", ReadBytes(victim));
     for (const auto& file : FilesIn(serverEvents)) {
       const std::wstring path = serverEvents + L"\\" + file;

@@ -67,12 +67,15 @@ TEST_F(FullDisk, RefusesEveryReportAndLeavesNothingBehindUntilThereIsRoom) {
     int left;
     HRESULT expected;
     const char* line;
-  } const rows[] = {{kServer, 200, 0, kRefused, ".xml:  Couldn't write: No space left on device\n"},
-                    {kAgent, 200, 0, kNotCreated, ".xml. Couldn't write: No space left on device\n"},
-                    {kServer, 200'000, 102'400, kRefused, "Couldn't write: No space left on device\n"},
-                    {kAgent, 200'000, 102'400, kNotCreated, "Couldn't write: No space left on device\n"},
-                    {kServer, 200, -1, kNotCreated, "couldn't create file "},
-                    {kAgent, 200, -1, kNotCreated, "Couldn't open to write: No space left on device\n"}};
+  } const rows[] = {
+      {kServer, 200, 0, VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN,
+       ".xml:  Couldn't write: No space left on device\n"},
+      {kAgent, 200, 0, VARNEL_E_NOT_WRITTEN, ".xml. Couldn't write: No space left on device\n"},
+      {kServer, 200'000, 102'400, VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN,
+       "Couldn't write: No space left on device\n"},
+      {kAgent, 200'000, 102'400, VARNEL_E_NOT_WRITTEN, "Couldn't write: No space left on device\n"},
+      {kServer, 200, -1, VARNEL_E_NOT_WRITTEN, "couldn't create file "},
+      {kAgent, 200, -1, VARNEL_E_NOT_WRITTEN, "Couldn't open to write: No space left on device\n"}};
   const Library library;
   int refused = 0;
   for (const auto& row : rows) {
@@ -153,7 +156,8 @@ TEST_F(LongLife, LoadsAndUnloadsWithoutUsingTheProcessUp) {
   const int cycles = Count(100, 3000);
   ExpectSteadyUse("load, save, unload", 40, cycles, [&](int) { LoadReportUnload(S_OK); });
   SetNumber(kFramework, L"Brenn Size", 1);
-  ExpectSteadyUse("load, refused save, unload", 40, cycles, [&](int) { LoadReportUnload(kRefused); });
+  ExpectSteadyUse("load, refused save, unload", 40, cycles,
+                  [&](int) { LoadReportUnload(VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN); });
 }
 
 // Nothing of the library's may be in a thread's way when it raises an exception of its own, or the thread

@@ -249,10 +249,10 @@ TEST_F(Protection, ExceptionIsHeldWhileTheFileIsWritten) {
   EXPECT_EQ(L"request: mutex folder;withdraw: folder file;", save(kAgent, S_OK));
   EXPECT_EQ(L"request: mutex;withdraw: folder file;", save(kServer, S_OK));
   SetNumber(kFramework, L"Brenn Size", 1);
-  EXPECT_EQ(L"request: mutex folder;withdraw: folder;", save(kAgent, kRefused));
-  EXPECT_EQ(L"request: mutex folder;withdraw: folder;", save(kServer, kRefused));
+  EXPECT_EQ(L"request: mutex folder;withdraw: folder;", save(kAgent, VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN));
+  EXPECT_EQ(L"request: mutex folder;withdraw: folder;", save(kServer, VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN));
   SetText(kEventParser, L"EventsPath", folder.File(L"no\\such"));
-  EXPECT_EQ(L"request: mutex;withdraw:;", save(kServer, kNotCreated));
+  EXPECT_EQ(L"request: mutex;withdraw:;", save(kServer, VARNEL_E_NOT_WRITTEN));
 }
 
 // What a client of the host may do decides nothing, and the host's thread goes on serving it.

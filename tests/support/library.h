@@ -4,7 +4,7 @@
 #include "support/registry_sandbox.h"
 #include "support/temp_folder.h"
 #include "support/text.h"
-#include "varnel_contract.h"
+#include "varnel/varnel.h"
 
 #include <windows.h>
 #include <gtest/gtest.h>
@@ -103,9 +103,6 @@ class Bstr {
   BSTR text_;
 };
 
-constexpr HRESULT kDisabled = static_cast<HRESULT>(0xFFFFF704);
-constexpr HRESULT kNotCreated = static_cast<HRESULT>(0xFFFFFFD7);
-constexpr HRESULT kRefused = static_cast<HRESULT>(0xFFFFFFC9);
 constexpr DATE kNoon2024 = 45358.5;  // 7 March 2024, 12:00
 constexpr wchar_t kServer[] = L"ORBASRVR_3500";
 constexpr wchar_t kAgent[] = L"EXAMPLE__1000";
