@@ -45,7 +45,7 @@ TEST_F(Activation, ScriptReportsToTheAgentAndToTheServerAndReadsWhatWentWrong) {
 // The sample's own imports are not planted, so it is the library that would have loaded what runs.
 TEST_F(Activation, NothingInTheHostsFolderRuns) {
   const std::wstring host = folder.MakeFolder(L"host");
-  std::filesystem::copy_file(VARNEL_SAMPLE, host + L"\\host.exe");
+  std::filesystem::copy_file(VARNEL_BIN "/report_event.exe", host + L"\\host.exe");
   for (const wchar_t* const name : {L"bcrypt", L"crypt32", L"cryptsp", L"dnsapi", L"dhcpcsvc", L"iphlpapi",
                                     L"mswsock", L"nsi", L"rsaenh", L"secur32", L"wintrust", L"ws2_32"}) {
     std::filesystem::copy_file(VARNEL_PLANTED, host + L"\\" + name + L".dll");

@@ -1,0 +1,47 @@
+# What a package holds. `cmake --install BUILD --prefix FOLDER` lays it out; scripts/package makes the files of it that are
+# shipped.
+include(CMakePackageConfigHelpers)
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+
+set(VARNEL_ARCHITECTURE x86)
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+  set(VARNEL_ARCHITECTURE amd64)
+endif()
+
+# varnel_generated(FILE GENERATOR ARGUMENT...): a file that tools/GENERATOR.py makes from the contract.
+function(varnel_generated file generator)
+  set(generator ${PROJECT_SOURCE_DIR}/tools/${generator}.py)
+  add_custom_command(OUTPUT ${file}
+    COMMAND Python3::Interpreter ${generator} ${ARGN} ${file}
+    DEPENDS ${generator} ${PROJECT_SOURCE_DIR}/tools/contract.py ${PROJECT_SOURCE_DIR}/include/varnel/varnel.h
+      ${VARNEL_CONTRACT_SOURCES} VERBATIM)
+endfunction()
+file(GLOB VARNEL_CONTRACT_SOURCES CONFIGURE_DEPENDS src/com/resources/* src/com/varnel.idl src/com/class_table.cpp)
+
+set(kit ${PROJECT_BINARY_DIR}/kit)
+file(MAKE_DIRECTORY ${kit})
+set(VARNEL_MANIFEST ${kit}/varnel.sxs.manifest)
+set(VARNEL_INTEROP ${kit}/Varnel.cs)
+varnel_generated(${VARNEL_MANIFEST} make_manifest ${VARNEL_ARCHITECTURE})
+varnel_generated(${VARNEL_INTEROP} make_interop)
+add_custom_target(varnel_kit ALL DEPENDS ${VARNEL_MANIFEST} ${VARNEL_INTEROP})
+
+configure_package_config_file(cmake/varnel-config.cmake.in ${kit}/varnel-config.cmake INSTALL_DESTINATION lib/cmake/varnel
+  NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+# Refuses a build of the other width, too.
+write_basic_package_version_file(${kit}/varnel-config-version.cmake COMPATIBILITY SameMajorVersion)
+
+install(TARGETS varnel RUNTIME DESTINATION bin)
+install(FILES ${VARNEL_MANIFEST} DESTINATION bin)
+install(DIRECTORY include/varnel ${VARNEL_CONTRACT}/varnel DESTINATION include)
+install(FILES ${kit}/varnel-config.cmake ${kit}/varnel-config-version.cmake DESTINATION lib/cmake/varnel)
+install(FILES ${VARNEL_TYPE_LIBRARY} DESTINATION lib)
+install(FILES ${VARNEL_INTEROP} DESTINATION interop)
+install(DIRECTORY samples schema DESTINATION .)
+install(FILES CHANGELOG.md DESTINATION .)
+foreach(page quickstart integration event-format settings)
+  install(FILES docs/${page}.md DESTINATION docs)
+endforeach()
+if(VARNEL_BUILD_TOOLS)
+  install(TARGETS report_event report_event_c RUNTIME DESTINATION bin)
+endif()

@@ -1,0 +1,21 @@
+// A client built without exceptions: a whole report from the DLL that VARNEL_DLL names. Returns 0 when
+// every call did what it should.
+
+#include <varnel/varnel.hpp>
+
+#if defined(__cpp_exceptions)
+#error "this program is for a compiler without exceptions"
+#endif
+
+int main() {
+  varnel::Library library;
+  varnel::Report report;
+  varnel::Element event;
+  const bool saved = library.TryOpenFile(_wgetenv(L"VARNEL_DLL")) == S_OK &&
+                     report.TryOpen(library, {"EXAMPLE__1000", "R", "P", "", "", ""}) == S_OK &&
+                     report.TrySave() == E_FAIL && report.TryAddMachine() == S_OK &&
+                     report.TryAddEvent("E", 1, 1, std::chrono::system_clock::now(), &event) == S_OK &&
+                     event.TrySetAttribute("A", 1) == S_OK && report.TrySave() == S_OK &&
+                     report.TryClose() == S_OK;
+  return saved ? 0 : 1;
+}
