@@ -1,0 +1,119 @@
+#!/usr/bin/python3
+"""check_documents.py   checks the schema of the event documents with the rows of rows.txt
+
+Also changes each part of the schema in turn: a change that no row notices is an offence, so nothing stands in the schema
+without a witness. Prints each offence and returns 1 when there is one.
+"""
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+from xml.etree import ElementTree
+
+HERE = pathlib.Path(__file__).resolve().parent
+SCHEMA = HERE.parent.parent / "schema/event-document.rng"
+RNG = "{http://relaxng.org/ns/structure/1.0}"
+REPETITIONS = ("optional", "zeroOrMore", "oneOrMore")
+FILES_AT_A_TIME = 1000
+MESSAGES = 5  # the first ones of a file say enough
+
+
+def rows(name):
+    lines = (HERE / name).read_text(encoding="utf-8").splitlines()
+    return [line.split(" | ") for line in lines if line and not line.startswith("#")]
+
+
+def verdicts(schema, files):
+    """For each file "right", "wrong" or, when it is not even XML, "broken", and what xmllint says about it."""
+    found = {str(file): ["broken", []] for file in files}
+    for first in range(0, len(files), FILES_AT_A_TIME):
+        command = ["xmllint", "--noout", "--relaxng", schema, *files[first:first + FILES_AT_A_TIME]]
+        said = subprocess.run(command, stderr=subprocess.PIPE, check=False).stderr.decode(errors="replace")
+        for line in said.splitlines():
+            name, verdict = re.fullmatch(r"(.*?)(:.*| validates| fails to validate|)", line).groups()
+            if name in found and verdict.startswith(":"):
+                found[name][1] = (found[name][1] + [line])[:MESSAGES]
+            elif name in found:
+                found[name][0] = "right" if verdict == " validates" else "wrong"
+    return found
+
+
+def document(report, fields):
+    """A row's document: it stands there whole, or it is the report with one text in another's place."""
+    if len(fields) == 1:
+        return fields[0]
+    old, new = (field.replace("nothing", "") for field in fields)
+    if report.count(old) != 1:
+        raise SystemExit(f"{old!r} does not stand once in report.xml")
+    return report.replace(old, new)
+
+
+def part(tag, children=(), **attributes):
+    made = ElementTree.Element(RNG + tag, attributes)
+    made.extend(children)
+    return made
+
+
+def replacements(node):
+    """What could stand in the place of a part of the schema: what that changes, and the parts."""
+    tag = node.tag.removeprefix(RNG)
+    yield "left out", []
+    if tag in ("element", "attribute") and "name" in node.attrib:
+        yield "not required", [part("optional", [node])]
+        yield "by any name", [part(tag, [part("anyName"), *node])]
+    if tag in ("data", "value", "ref"):
+        yield "any text", [part("text")]
+    if tag == "text":
+        yield "no text", [part("empty")]
+    if tag in REPETITIONS:
+        yield from ((other, [part(other, node)]) for other in REPETITIONS if other != tag)
+
+
+def changed_schemas():
+    root = ElementTree.parse(SCHEMA).getroot()
+    for parent in list(root.iter()):
+        for place, node in enumerate(list(parent)):
+            for change, parts in replacements(node):
+                parent[place:place + 1] = parts
+                yield f"{node.tag.removeprefix(RNG)} {node.attrib or (node.text or '').strip()}: {change}", root
+                parent[place:place + len(parts)] = [node]
+
+
+def offences_of_rows(folder):
+    report = "".join(map(str.strip, (HERE / "report.xml").read_text(encoding="utf-8").splitlines()))
+    expected = {}
+    for verdict, name, *fields in rows("rows.txt"):
+        path = folder / name
+        if path.exists():
+            raise SystemExit(f"two rows are called {name}")
+        path.write_text(document(report, fields), encoding="utf-8")
+        expected[str(path)] = verdict
+
+    found = verdicts(SCHEMA, list(expected))
+    for path, (verdict, said) in found.items():
+        if verdict != expected[path]:
+            yield "\n  ".join([f"{pathlib.Path(path).name}: {verdict}, not {expected[path]}", *said])
+    changed = folder / "changed.rng"
+    count = 0
+    for change, root in changed_schemas():
+        ElementTree.ElementTree(root).write(changed)
+        found = {path: verdict for path, (verdict, _) in verdicts(changed, list(expected)).items()}
+        # Of what is no schema any more, xmllint says nothing about any file.
+        count += set(found.values()) != {"broken"}
+        if found == expected:
+            yield f"no row notices {change}"
+    if count == 0:
+        yield "no change of the schema could be checked"
+    print(f"schema: {len(expected)} rows, {count} changes of the schema")
+
+
+def main():
+    with tempfile.TemporaryDirectory() as folder:
+        found = list(offences_of_rows(pathlib.Path(folder)))
+    print(*found, sep="\n", end="\n" if found else "")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
