@@ -441,7 +441,7 @@ class IoFailure : public Failure {
     for (const auto& where : {serverEvents, agentEvents}) {
       for (const auto& file : FilesIn(where)) {
         const std::wstring path = where + L"\\" + file;
-        (ReadBytes(path).ends_with("</Product></Root>") ? whole : broken)++;
+        (ReadDocument(path).ends_with("</Product></Root>") ? whole : broken)++;
         if (!DeleteFileW(path.c_str())) ++broken;
       }
     }

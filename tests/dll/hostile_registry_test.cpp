@@ -71,7 +71,7 @@ class HostileRegistry : public AgentTest {
     std::string saved;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.Path())) {
       if (!entry.path().extension().string().ends_with("xml")) continue;
-      const std::string bytes = ReadBytes(entry.path().wstring());
+      const std::string bytes = ReadDocument(entry.path().wstring());
       EXPECT_TRUE(bytes.starts_with("<?xml ") && bytes.ends_with("</Event></Product></Root>")) << bytes;
       saved += bytes;
       std::filesystem::remove(entry.path());

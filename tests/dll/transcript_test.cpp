@@ -190,7 +190,7 @@ class Transcript : public AgentTest, public testing::WithParamInterface<std::str
     for (const std::wstring name : {L"AgentEvents", L"ServerEvents"}) {
       for (const auto& file : FilesIn(folder.File(name))) {
         const std::wstring path = folder.File(name + L"\\" + file);
-        saved += Narrow(name + L"\\" + file) + "\n  " + ReadBytes(path) + "\n";
+        saved += Narrow(name + L"\\" + file) + "\n  " + ReadDocument(path) + "\n";
         DeleteFileW(path.c_str());
       }
     }

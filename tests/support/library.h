@@ -135,7 +135,7 @@ inline std::string TakeFiles(const std::wstring& where, std::size_t expected = 1
   const auto files = FilesIn(where);
   EXPECT_EQ(expected, files.size());
   for (const auto& file : files) {
-    bytes += ReadBytes(where + L"\\" + file);
+    bytes += ReadDocument(where + L"\\" + file);
     EXPECT_TRUE(DeleteFileW((where + L"\\" + file).c_str()));
   }
   return bytes;
@@ -145,6 +145,11 @@ inline std::string TakeFiles(const std::wstring& where, std::size_t expected = 1
 class AgentFolders : public testing::Test {
  protected:
   AgentFolders() { SetUpAgent(folder.Path(), serverEvents); }
+  // What the test has left is looked at as well.
+  ~AgentFolders() override {
+    for (const auto& where : {agentEvents, serverEvents})
+      for (const auto& file : FilesIn(where)) ReadDocument(where + L"\\" + file);
+  }
 
   static void SetUpAgent(const std::wstring& folder, const std::wstring& serverEvents) {
     SetNumber(kFramework, L"AgentMode", 1);

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 
 namespace varnel::test {
@@ -59,6 +60,16 @@ void WriteBytes(const std::wstring& path, const std::string& bytes) {
   std::ofstream file(fs::path(path), std::ios::binary);
   file << bytes;
   ASSERT_TRUE(file.flush().good());
+}
+
+std::string ReadDocument(const std::wstring& path) {
+  const std::string bytes = ReadBytes(path);
+  if (const wchar_t* const folder = _wgetenv(L"VARNEL_KEEP_DOCUMENTS")) {
+    const fs::path copy = fs::path(folder) / std::to_wstring(std::hash<std::string>()(bytes));
+    fs::create_directories(folder);
+    if (!fs::exists(copy)) WriteBytes(copy.wstring(), bytes);
+  }
+  return bytes;
 }
 
 }  // namespace varnel::test

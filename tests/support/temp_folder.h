@@ -29,5 +29,8 @@ std::vector<std::wstring> FilesIn(const std::wstring& folder);
 bool Exists(const std::wstring& path);
 std::string ReadBytes(const std::wstring& path);
 void WriteBytes(const std::wstring& path, const std::string& bytes);
+// The bytes of an event file. When the environment variable VARNEL_KEEP_DOCUMENTS names a folder, a copy
+// stays in there, one for all files that are equal: tests/schema looks at it later.
+std::string ReadDocument(const std::wstring& path);
 
 }  // namespace varnel::test
