@@ -52,8 +52,8 @@ def repair(data, wanted):
 
 
 def run_widl(command):
-    # The override keeps a time stamp out of the library: the same sources give the same bytes.
-    environment = dict(os.environ, WIDL_TIME_OVERRIDE="0")
+    # Both keep the time of the day out of the library: the same sources give the same bytes, wherever they are built.
+    environment = dict(os.environ, WIDL_TIME_OVERRIDE="0", TZ="UTC")
     done = subprocess.run(command, env=environment, stderr=subprocess.PIPE, text=True)
     unexpected = [line for line in done.stderr.splitlines() if "duplicate uuid" not in line]
     if done.returncode != 0 or unexpected:
