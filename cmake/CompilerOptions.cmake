@@ -47,6 +47,8 @@ else()
   # its like.
   set(VARNEL_GUARDS -fstack-protector-strong -D_FORTIFY_SOURCE=2)
   set(VARNEL_GUARD_LIBRARY ssp)
+  # For the library itself, whose symbols are kept apart (src/com/CMakeLists.txt).
+  set(VARNEL_SYMBOLS -g)
   # Sections that lie in the file as in memory can be mapped, which makes loading faster than reading them.
-  target_link_options(varnel_options INTERFACE LINKER:--gc-sections,--file-alignment=4096 -s)
+  target_link_options(varnel_options INTERFACE LINKER:--gc-sections,--file-alignment=4096)
 endif()
