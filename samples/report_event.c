@@ -5,10 +5,9 @@
 #include <varnel/varnel.h>
 
 static int Failed(const char* call, HRESULT result) {
-  const VarnelResultText* text = VarnelDescribeResult(result);
   if (SUCCEEDED(result)) return 0;
-  fprintf(stderr, "%s: %ls (0x%08lX). %ls\n", call, text ? text->meaning : L"the call failed",
-          (unsigned long)result, text ? text->remedy : L"The system's messages explain the number.");
+  const VarnelResultText text = VarnelDescribeResult(result);
+  fprintf(stderr, "%s: %ls (0x%08lX). %ls\n", call, text.meaning, (unsigned long)result, text.remedy);
   return 1;
 }
 

@@ -51,9 +51,10 @@ typedef struct VarnelResultText {
   const wchar_t* remedy;  /* what to do: whole sentences */
 } VarnelResultText;
 
-/* The words for a failure that a method has returned; null for a code that is not among the methods' results.
- */
-static inline const VarnelResultText* VarnelDescribeResult(HRESULT code) {
+/* The words for a failure; general ones for a code that is not among the methods' results. */
+static inline VarnelResultText VarnelDescribeResult(HRESULT code) {
+  static const VarnelResultText unknown = {
+      L"the call failed", L"The trace shows which step failed; the system's messages explain the number."};
   static const struct {
     HRESULT code;
     VarnelResultText text;
@@ -87,6 +88,6 @@ static inline const VarnelResultText* VarnelDescribeResult(HRESULT code) {
   };
   size_t i;
   for (i = 0; i < sizeof(entries) / sizeof(entries[0]); ++i)
-    if (entries[i].code == code) return &entries[i].text;
-  return NULL;
+    if (entries[i].code == code) return entries[i].text;
+  return unknown;
 }

@@ -44,7 +44,6 @@ constexpr HRESULT kBadPath = SystemResult(ERROR_BAD_PATHNAME);
 
 // What a result of any call of this header means, and what to do. Static, terminated, ASCII.
 inline VarnelResultText DescribeResult(HRESULT code) noexcept {
-  if (const VarnelResultText* const known = VarnelDescribeResult(code)) return *known;
   switch (code) {
     case kBadText:
       return {L"a text is not well-formed Unicode, or holds a character that XML cannot hold",
@@ -78,7 +77,7 @@ inline VarnelResultText DescribeResult(HRESULT code) noexcept {
       return {L"COM is not initialised on this thread",
               L"Keep a varnel::ComScope on each thread that opens reports."};
     default:
-      return {L"the call failed", L"The system's messages explain the number; the trace may say more."};
+      return VarnelDescribeResult(code);
   }
 }
 

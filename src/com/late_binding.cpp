@@ -22,9 +22,7 @@ BSTR DescribeFailure(ITypeInfo& info, DISPID member, HRESULT code) noexcept {
   BstrOwner method;
   UINT count = 0;
   info.GetNames(member, method.Put(), 1, &count);
-  constexpr VarnelResultText kUnknown = {L"the call failed", L"The trace shows which step failed."};
-  const VarnelResultText* const known = VarnelDescribeResult(code);
-  const VarnelResultText& text = known ? *known : kUnknown;
+  const VarnelResultText text = VarnelDescribeResult(code);
   constexpr std::size_t kCapacity = 600;
   wchar_t description[kCapacity];
   _snwprintf(description, kCapacity, L"%s: %s (0x%08X). %s", method ? method.Get() : L"call", text.meaning,
