@@ -33,11 +33,16 @@ write_basic_package_version_file(${kit}/varnel-config-version.cmake COMPATIBILIT
 
 install(TARGETS varnel RUNTIME DESTINATION bin)
 install(FILES ${VARNEL_MANIFEST} DESTINATION bin)
-install(DIRECTORY include/varnel ${VARNEL_CONTRACT}/varnel DESTINATION include)
+# Named one by one: what else lies in these folders is nobody's to ship.
+install(FILES include/varnel/varnel.h include/varnel/varnel.hpp ${VARNEL_CONTRACT}/varnel/varnel_contract.h
+  DESTINATION include/varnel)
 install(FILES ${kit}/varnel-config.cmake ${kit}/varnel-config-version.cmake DESTINATION lib/cmake/varnel)
 install(FILES ${VARNEL_TYPE_LIBRARY} DESTINATION lib)
 install(FILES ${VARNEL_INTEROP} DESTINATION interop)
-install(DIRECTORY samples schema DESTINATION .)
+foreach(name CMakeLists.txt report_event.c report_event.cpp report_event.cs report_event.vbs)
+  install(FILES samples/${name} DESTINATION samples)
+endforeach()
+install(FILES schema/event-document.rng DESTINATION schema)
 install(FILES CHANGELOG.md DESTINATION .)
 foreach(page quickstart integration event-format settings)
   install(FILES docs/${page}.md DESTINATION docs)

@@ -1,12 +1,12 @@
 # varnel_type_library(IDL): generates the contract's declarations, its GUID definitions and the type library.
 #   target varnel_contract         INTERFACE: the client headers and the GUIDs (linked from a small static library)
 #   target varnel::varnel          what a client links, by the name that it has in the package
-#   variable VARNEL_CONTRACT       folder of the generated varnel/contract.h
+#   variable VARNEL_CONTRACT       folder of the generated varnel/varnel_contract.h
 #   variable VARNEL_TYPE_LIBRARY   path of the finished .tlb
 function(varnel_type_library idl)
   set(dir ${CMAKE_CURRENT_BINARY_DIR}/contract)
-  set(header ${dir}/varnel/contract.h)
-  set(guids ${dir}/contract_i.c)
+  set(header ${dir}/varnel/varnel_contract.h)
+  set(guids ${dir}/varnel_contract_i.c)
   set(tlb ${dir}/varnel.tlb)
   file(MAKE_DIRECTORY ${dir}/varnel)
   if(MSVC)

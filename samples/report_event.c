@@ -61,7 +61,7 @@ static int Report(IOrbaEventInf3* report) {
 int main(void) {
   void* report = NULL;
   int status = 1;
-  if (FAILED(CoInitializeEx(NULL, COINIT_MULTITHREADED))) return status;
+  if (Failed("CoInitializeEx", CoInitializeEx(NULL, COINIT_MULTITHREADED))) return status;
   if (!Failed("CoCreateInstance", CoCreateInstance(&CLSID_OrbaEventInf, NULL, CLSCTX_INPROC_SERVER,
                                                    &IID_IOrbaEventInf3, &report))) {
     status = Report((IOrbaEventInf3*)report);

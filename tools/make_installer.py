@@ -106,13 +106,18 @@ def settle(facts, msi, folder, code):
         row[version], row[language] = facts.version + ".0", "1033"
     import_table(msi, folder, "File", files)
     import_table(msi, folder, "MsiFileHash", rows_of(msi, "MsiFileHash")[:3])  # for files without a version
+    # An older version goes within the same transaction: when this one cannot be installed, that one stays.
+    steps = rows_of(msi, "InstallExecuteSequence")
+    order = {row[0]: row for row in steps}
+    order["RemoveExistingProducts"][2] = str(int(order["InstallInitialize"][2]) + 1)
+    import_table(msi, folder, "InstallExecuteSequence", steps)
 
 
 def main():
     target, *dlls = sys.argv[1:]
     facts, epoch = contract.load(""), int(os.environ["SOURCE_DATE_EPOCH"])
     text = description(facts)
-    content = hashlib.sha256(text.encode())
+    content = hashlib.sha256(f"{text}{epoch}".encode())
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         for width, dll in zip(WIDTHS, dlls, strict=True):

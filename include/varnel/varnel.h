@@ -1,4 +1,4 @@
-/* varnel.h - the component's contract for C and C++: interfaces, identifiers, result codes and their words.
+/* varnel.h - the component's contract for C99 and C++: interfaces, identifiers, result codes and their words.
  *
  * C: one source file includes <initguid.h> before this header, which defines the identifiers there; the
  * methods are macros like IOrbaEventInf3_Save(report). C++: IOrbaEventInf3 and its like are classes,
@@ -9,19 +9,19 @@
 
 #ifdef __cplusplus
 /* IOrbaEventInf2 repeats methods of its base with other arguments; this is the contract. */
-#if defined(__GNUC__)
+#if defined(__GNUC__) || defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Woverloaded-virtual"
 #endif
-#include <varnel/contract.h>
-#if defined(__GNUC__)
+#include <varnel/varnel_contract.h>
+#if defined(__GNUC__) || defined(__clang__)
 #pragma GCC diagnostic pop
 #endif
 #else
 #ifndef COBJMACROS
 #define COBJMACROS
 #endif
-#include <varnel/contract.h>
+#include <varnel/varnel_contract.h>
 /* These repeat names of their base, and as macros they would replace the slots' own names: IOrbaEventInf3_...
  * does. */
 #undef IOrbaEventInf2_GetMachineElement
@@ -52,7 +52,13 @@ typedef struct VarnelResultText {
 } VarnelResultText;
 
 /* The words for a failure; general ones for a code that is not among the methods' results. */
-static inline VarnelResultText VarnelDescribeResult(HRESULT code) {
+#ifdef __cplusplus
+inline
+#else
+static inline
+#endif
+    VarnelResultText
+    VarnelDescribeResult(HRESULT code) {
   static const VarnelResultText unknown = {
       L"the call failed", L"The trace shows which step failed; the system's messages explain the number."};
   static const struct {
@@ -65,6 +71,13 @@ static inline VarnelResultText VarnelDescribeResult(HRESULT code) {
         L"Save. The elements of a report can be used until its DeInitialize."}},
       {E_OUTOFMEMORY,
        {L"there is not enough memory", L"Free some memory and call again; the report is as it was."}},
+      {REGDB_E_CLASSNOTREG,
+       {L"the component is not registered for programs of this width",
+        L"Install the package, or run regsvr32 on the varnel.dll of this width; or keep it in the program's "
+        L"folder with "
+        L"its side-by-side manifest."}},
+      {CO_E_NOTINITIALIZED,
+       {L"COM is not initialised on this thread", L"Call CoInitializeEx on each thread that makes reports."}},
       {VARNEL_E_NOT_MANAGED,
        {L"the agent on this machine is not managed",
         L"Enrol the agent at the management server, or use Initialize instead of Initialize3."}},

@@ -21,6 +21,7 @@
 #include <cstddef>
 #include <limits>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -59,23 +60,26 @@ inline VarnelResultText DescribeResult(HRESULT code) noexcept {
     case SystemResult(ERROR_FILE_NOT_FOUND):
     case SystemResult(ERROR_PATH_NOT_FOUND):
     case SystemResult(ERROR_MOD_NOT_FOUND):
-      return {L"the file is not there", L"Pass the full path of varnel.dll, or of varnel.sxs.manifest."};
+      return {L"the file is not there",
+              L"Pass the full path of varnel.dll, or of varnel.sxs.manifest; where the component is "
+              L"registered, install "
+              L"it again."};
+    case E_ACCESSDENIED:
+      return {L"the file is not there, or this account may not use it",
+              L"Let this account read varnel.dll and its folder; where the component is registered, install "
+              L"it again."};
     case SystemResult(ERROR_BAD_EXE_FORMAT):
       return {L"the file is not a DLL for programs of this width",
               L"Use the 64-bit varnel.dll in 64-bit programs and the 32-bit one in 32-bit programs."};
     case SystemResult(ERROR_PROC_NOT_FOUND):
+    case CLASS_E_CLASSNOTAVAILABLE:
+    case E_NOINTERFACE:
       return {L"the DLL is another one", L"Pass the full path of varnel.dll."};
     case SystemResult(ERROR_SXS_CANT_GEN_ACTCTX):
-      return {L"the manifest is not there, or is not for programs of this width",
+      return {L"the manifest cannot be used in programs of this width",
               L"Keep varnel.sxs.manifest and varnel.dll of this program's width in one folder and pass the "
-              L"full path of the first."};
-    case REGDB_E_CLASSNOTREG:
-      return {L"the component is not registered for programs of this width",
-              L"Install the package or run regsvr32 on the varnel.dll of this width, or use "
-              L"varnel::Library::FromFile or SideBySide."};
-    case CO_E_NOTINITIALIZED:
-      return {L"COM is not initialised on this thread",
-              L"Keep a varnel::ComScope on each thread that opens reports."};
+              L"full path of "
+              L"the first."};
     default:
       return VarnelDescribeResult(code);
   }
@@ -140,17 +144,24 @@ constexpr std::size_t FindFault(std::wstring_view text, std::size_t at = 0) noex
   return text.size();
 }
 
+#if defined(__cpp_lib_char8_t)
+inline std::string_view AsChars(std::u8string_view utf8) noexcept {
+  return {reinterpret_cast<const char*>(utf8.data()), utf8.size()};
+}
+#endif
+
 struct Range {
   wchar_t first;
   wchar_t last;
 };
 // What a name may begin with, and what may stand in it besides, as XML 1.0 has it; surrogates stand for
 // U+10000 to U+EFFFF.
-constexpr Range kNameStart[] = {{L'A', L'Z'},     {L'_', L'_'},     {L'a', L'z'},     {0xC0, 0xD6},
-                                {0xD8, 0xF6},     {0xF8, 0x2FF},    {0x370, 0x37D},   {0x37F, 0x1FFF},
-                                {0x200C, 0x200D}, {0x2070, 0x218F}, {0x2C00, 0x2FEF}, {0x3001, 0xDB7F},
-                                {0xDC00, 0xDFFF}, {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD}};
-constexpr Range kNameInside[] = {{L'-', L'.'}, {L'0', L'9'}, {0xB7, 0xB7}, {0x300, 0x36F}, {0x203F, 0x2040}};
+inline constexpr Range kNameStart[] = {{L'A', L'Z'},     {L'_', L'_'},     {L'a', L'z'},     {0xC0, 0xD6},
+                                       {0xD8, 0xF6},     {0xF8, 0x2FF},    {0x370, 0x37D},   {0x37F, 0x1FFF},
+                                       {0x200C, 0x200D}, {0x2070, 0x218F}, {0x2C00, 0x2FEF}, {0x3001, 0xDB7F},
+                                       {0xDC00, 0xDFFF}, {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD}};
+inline constexpr Range kNameInside[] = {
+    {L'-', L'.'}, {L'0', L'9'}, {0xB7, 0xB7}, {0x300, 0x36F}, {0x203F, 0x2040}};
 
 template <std::size_t count>
 constexpr bool IsIn(const Range (&ranges)[count], wchar_t unit) noexcept {
@@ -159,9 +170,10 @@ constexpr bool IsIn(const Range (&ranges)[count], wchar_t unit) noexcept {
   return false;
 }
 
-// For a text without faults. Without colons: there are no namespaces in these documents.
+// For a text without faults. There are no namespaces in these documents, so no colon, and no attribute that
+// makes one.
 constexpr bool IsName(std::wstring_view text) noexcept {
-  if (text.empty() || !IsIn(kNameStart, text[0])) return false;
+  if (text.empty() || text == L"xmlns" || !IsIn(kNameStart, text[0])) return false;
   for (const wchar_t unit : text)
     if (!IsIn(kNameStart, unit) && !IsIn(kNameInside, unit)) return false;
   return true;
@@ -186,9 +198,6 @@ class Text {
   Text(const char* utf8) noexcept {
     if (utf8) Convert(utf8, false);
   }
-#if defined(__cpp_char8_t)
-  Text(const char8_t* utf8) noexcept : Text(reinterpret_cast<const char*>(utf8)) {}
-#endif
   Text(Text&& other) noexcept
       : bstr_(std::exchange(other.bstr_, nullptr)), status_(std::exchange(other.status_, S_OK)) {}
   Text& operator=(Text&& other) noexcept {
@@ -196,9 +205,7 @@ class Text {
     std::swap(status_, other.status_);
     return *this;
   }
-  ~Text() {
-    SysFreeString(bstr_);
-  }
+  ~Text() { SysFreeString(bstr_); }
 
   // With U+FFFD in the place of each fault: for file names and other texts that an attacker may have made.
   [[nodiscard]] static Text Repaired(std::wstring_view utf16) noexcept {
@@ -211,18 +218,28 @@ class Text {
     text.Convert(utf8, true);
     return text;
   }
+  [[nodiscard]] static Text Repaired(const wchar_t* utf16) noexcept {
+    return utf16 ? Repaired(std::wstring_view(utf16)) : Text();
+  }
+  [[nodiscard]] static Text Repaired(const char* utf8) noexcept {
+    return utf8 ? Repaired(std::string_view(utf8)) : Text();
+  }
 
-  BSTR Get() const noexcept {
-    return bstr_;
-  }
+  BSTR Get() const noexcept { return bstr_; }
   // S_OK, kBadText or E_OUTOFMEMORY.
-  HRESULT Status() const noexcept {
-    return status_;
-  }
+  HRESULT Status() const noexcept { return status_; }
   HRESULT StatusAsName() const noexcept {
     if (FAILED(status_) || !bstr_) return status_;
     return detail::IsName({bstr_, SysStringLen(bstr_)}) ? S_OK : kBadName;
   }
+#if defined(__cpp_lib_char8_t)
+  Text(std::u8string_view utf8) noexcept : Text(detail::AsChars(utf8)) {}
+  Text(const std::u8string& utf8) noexcept : Text(std::u8string_view(utf8)) {}
+  Text(const char8_t* utf8) noexcept : Text(reinterpret_cast<const char*>(utf8)) {}
+  [[nodiscard]] static Text Repaired(std::u8string_view utf8) noexcept {
+    return Repaired(detail::AsChars(utf8));
+  }
+#endif
 
  private:
   static constexpr std::size_t kLongest = 0x3FFFFFFF;
@@ -268,20 +285,38 @@ HRESULT FirstFailure(const Texts&... texts) noexcept {
   return result;
 }
 
+// Of any precision: that of the system's clock does not reach all the years of a DATE.
+template <class Duration>
+using SystemTime = std::chrono::time_point<std::chrono::system_clock, Duration>;
+
 // Whole seconds, cut: an event is not reported before it has happened.
-inline HRESULT ToDate(std::chrono::system_clock::time_point time, DATE& date) noexcept {
-  constexpr double kUnixEpoch = 25569;
-  constexpr double kSecondsOfDay = 86400;
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(time.time_since_epoch()).count();
-  const auto day =
-      std::chrono::floor<std::chrono::duration<int, std::ratio<86400>>>(time.time_since_epoch()).count();
-  const double days = kUnixEpoch + day;
-  const double part = static_cast<double>(seconds - day * 86400LL) / kSecondsOfDay;
-  if (days < -657434 || days >= 2958466) return kBadTime;
-  date =
-      days < 0 ? days - part : days + part;  // before 30 December 1899 the time of day counts away from zero
+template <class Duration>
+HRESULT ToDate(SystemTime<Duration> time, DATE& date) noexcept {
+  constexpr long long kSecondsOfDay = 86400;
+  constexpr long long kUnixEpoch = 25569;  // in days of Automation, which have their zero on 30 December 1899
+  constexpr long long kYear100 = -657434;
+  constexpr long long kYear10000 = 2958466;
+  using Seconds = std::chrono::duration<long long>;
+  const long long seconds = std::chrono::floor<Seconds>(time.time_since_epoch()).count();
+  if (seconds < (kYear100 - kUnixEpoch) * kSecondsOfDay ||
+      seconds >= (kYear10000 - kUnixEpoch) * kSecondsOfDay)
+    return kBadTime;
+  const long long since = seconds + kUnixEpoch * kSecondsOfDay;
+  const long long day = since / kSecondsOfDay - (since % kSecondsOfDay < 0 ? 1 : 0);
+  const double part = static_cast<double>(since - day * kSecondsOfDay) / static_cast<double>(kSecondsOfDay);
+  // Before the zero the time of day counts away from it.
+  date = static_cast<double>(day) + (day < 0 ? -part : part);
   return S_OK;
 }
+
+template <class Number>
+constexpr bool kIsInteger =
+    std::is_integral_v<Number> && !std::is_same_v<Number, bool> && !std::is_same_v<Number, char> &&
+    !std::is_same_v<Number, wchar_t> && !std::is_same_v<Number, char16_t> &&
+#if defined(__cpp_char8_t)
+    !std::is_same_v<Number, char8_t> &&
+#endif
+    !std::is_same_v<Number, char32_t>;
 
 }  // namespace detail
 
@@ -303,7 +338,9 @@ class ComScope {
 // Where reports come from. Make one and keep it as long as its reports.
 class Library {
  public:
-  // The registered class, or the one that the program's own manifest names. Wants COM on the thread.
+  // The registered class, or the one that the program's own manifest names. Wants COM on the thread. In a
+  // single-threaded apartment COM keeps the object elsewhere, and each call takes the time of a switch of
+  // threads.
   Library() noexcept = default;
   [[nodiscard]] static Library Registered() noexcept { return Library(); }
 #if defined(VARNEL_EXCEPTIONS)
@@ -330,28 +367,34 @@ class Library {
     if (!module) return SystemResult(GetLastError());
     if (!Export<GetClassObject>(module.get(), "DllGetClassObject")) return SystemResult(ERROR_PROC_NOT_FOUND);
     module_ = std::move(module);
-    context_.reset();
     return S_OK;
   }
 
-  // The DLL beside varnel.sxs.manifest, by a full path of that; nothing is registered. Wants COM on the
-  // thread.
+  // The DLL beside varnel.sxs.manifest, by a full path of that, when the manifest fits this program.
   [[nodiscard]] HRESULT TryOpenSideBySide(const wchar_t* manifest) noexcept {
     if (!IsFull(manifest)) return kBadPath;
     ACTCTXW request{};
     request.cbSize = sizeof(request);
     request.lpSource = manifest;
-    void* const made = CreateActCtxW(&request);
-    if (made == INVALID_HANDLE_VALUE) return SystemResult(GetLastError());
-    context_.reset(made);
-    module_.reset();
-    return S_OK;
+    void* const context = CreateActCtxW(&request);
+    if (context == INVALID_HANDLE_VALUE) return SystemResult(GetLastError());
+    ReleaseActCtx(context);
+    constexpr std::wstring_view kName = L"varnel.dll";
+    const std::wstring_view path(manifest);
+    const std::size_t folder = path.find_last_of(L"\\/") + 1;
+    const std::unique_ptr<wchar_t[]> dll(new (std::nothrow) wchar_t[folder + kName.size() + 1]());
+    if (!dll) return E_OUTOFMEMORY;
+    path.copy(dll.get(), folder);
+    kName.copy(dll.get() + folder, kName.size());
+    return TryOpenFile(dll.get());
   }
 
   // A new report object, for who goes on with the interfaces themselves. The caller owns the reference.
   [[nodiscard]] HRESULT TryCreate(IOrbaEventInf3** report) const noexcept {
     void* made = nullptr;
-    const HRESULT result = module_ ? CreateFromFile(&made) : Activate(&made);
+    const HRESULT result = module_ ? CreateFromFile(&made)
+                                   : CoCreateInstance(__uuidof(OrbaEventInf), nullptr, CLSCTX_INPROC_SERVER,
+                                                      __uuidof(IOrbaEventInf3), &made);
     if (SUCCEEDED(result)) *report = static_cast<IOrbaEventInf3*>(made);
     return result;
   }
@@ -363,9 +406,6 @@ class Library {
       auto* const mayUnload = Export<HRESULT STDAPICALLTYPE()>(module, "DllCanUnloadNow");
       if (!mayUnload || mayUnload() == S_OK) FreeLibrary(module);
     }
-  };
-  struct ContextCloser {
-    void operator()(void* context) const noexcept { ReleaseActCtx(context); }
   };
   using Module = std::unique_ptr<std::remove_pointer_t<HMODULE>, ModuleCloser>;
 
@@ -389,17 +429,7 @@ class Library {
     return factory->CreateInstance(nullptr, __uuidof(IOrbaEventInf3), report);
   }
 
-  HRESULT Activate(void** report) const noexcept {
-    ULONG_PTR cookie = 0;
-    if (context_ && !ActivateActCtx(context_.get(), &cookie)) return SystemResult(GetLastError());
-    const HRESULT result = CoCreateInstance(__uuidof(OrbaEventInf), nullptr, CLSCTX_INPROC_SERVER,
-                                            __uuidof(IOrbaEventInf3), report);
-    if (context_) DeactivateActCtx(0, cookie);
-    return result;
-  }
-
   Module module_;
-  std::unique_ptr<void, ContextCloser> context_;
 };
 
 // An element of a report. It can be used until the report is closed; afterwards its calls fail with E_FAIL,
@@ -416,8 +446,7 @@ class Element {
     return FAILED(fault) ? fault : element_->SetAttributeString(name.Get(), value.Get());
   }
   // Any integer, in decimal.
-  template <class Number,
-            std::enable_if_t<std::is_integral_v<Number> && !std::is_same_v<Number, bool>, int> = 0>
+  template <class Number, std::enable_if_t<detail::kIsInteger<Number>, int> = 0>
   [[nodiscard]] HRESULT TrySetAttribute(const Text& name, Number value) const noexcept {
     if constexpr (sizeof(Number) < sizeof(long) ||
                   (sizeof(Number) == sizeof(long) && std::is_signed_v<Number>)) {
@@ -441,10 +470,24 @@ class Element {
   }
 
 #if defined(VARNEL_EXCEPTIONS)
-  template <class Value>
-  const Element& SetAttribute(const Text& name, Value&& value) const {
-    detail::Check("SetAttribute", TrySetAttribute(name, std::forward<Value>(value)));
+  // On a temporary, too, the element that comes back can be kept.
+  const Element& SetAttribute(const Text& name, const Text& value) const& {
+    detail::Check("SetAttribute", TrySetAttribute(name, value));
     return *this;
+  }
+  Element SetAttribute(const Text& name, const Text& value) && {
+    std::as_const(*this).SetAttribute(name, value);
+    return std::move(*this);
+  }
+  template <class Number, std::enable_if_t<detail::kIsInteger<Number>, int> = 0>
+  const Element& SetAttribute(const Text& name, Number value) const& {
+    detail::Check("SetAttribute", TrySetAttribute(name, value));
+    return *this;
+  }
+  template <class Number, std::enable_if_t<detail::kIsInteger<Number>, int> = 0>
+  Element SetAttribute(const Text& name, Number value) && {
+    std::as_const(*this).SetAttribute(name, value);
+    return std::move(*this);
   }
   Element AddChild(const Text& name, const Text& value = {}) const {
     Element child;
@@ -491,8 +534,8 @@ struct Product {
 
 // What the machine's facts say beside what the library finds itself. Null or empty: the system's own.
 struct Machine {
-  Text osName;
-  Text userName;
+  Text osName = {};
+  Text userName = {};
 };
 
 // What becomes of reports while the agent is not managed.
@@ -544,10 +587,10 @@ class Report {
   }
 
   // A whole event; `event` may be null. The time is written in UTC, to the second.
-  [[nodiscard]] HRESULT TryAddEvent(
-      const Text& name, long id, long severity,
-      std::chrono::system_clock::time_point time = std::chrono::system_clock::now(),
-      Element* event = nullptr) const noexcept {
+  template <class Duration = std::chrono::system_clock::duration>
+  [[nodiscard]] HRESULT TryAddEvent(const Text& name, long id, long severity,
+                                    detail::SystemTime<Duration> time = std::chrono::system_clock::now(),
+                                    Element* event = nullptr) const noexcept {
     DATE date = 0;
     HRESULT result = name.StatusAsName();
     if (SUCCEEDED(result)) result = detail::ToDate(time, date);
@@ -593,8 +636,9 @@ class Report {
   void AddMachine(const Machine& machine = {}) const {
     detail::Check("AddMachine", TryAddMachine(machine));
   }
+  template <class Duration = std::chrono::system_clock::duration>
   Element AddEvent(const Text& name, long id, long severity,
-                   std::chrono::system_clock::time_point time = std::chrono::system_clock::now()) const {
+                   detail::SystemTime<Duration> time = std::chrono::system_clock::now()) const {
     Element event;
     detail::Check("AddEvent", TryAddEvent(name, id, severity, time, &event));
     return event;

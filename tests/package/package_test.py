@@ -201,6 +201,22 @@ class Packages(unittest.TestCase):
         self.assertEqual({}, prefix.classes())
         self.assertEqual(files, prefix.files())
 
+    def test_newer_version_replaces_the_older_and_not_the_other_way_round(self):
+        newer, older = self.folder / "newer.msi", self.dist / f"{NAME}.msi"
+        tree = self.folder / "next"
+        for name in ("tools", "src/com", "include"):
+            shutil.copytree(ROOT / name, tree / name)
+        (tree / "CMakeLists.txt").write_text((ROOT / "CMakeLists.txt").read_text().replace(VERSION, "99.0.0", 1))
+        self.succeed(tree / "tools/make_installer.py", newer, *(self.kit[width] / "bin/varnel.dll" for width in CROSS))
+        prefix = self.prefix("upgraded")
+        files = prefix.files()
+        for msi, installed in ((older, True), (newer, True), (older, False)):
+            self.assertEqual(installed, prefix.run("msiexec", "/i", msi, "/qn")[0] == 0)
+        self.assertEqual(2, sum(file.name == "varnel.dll" for file in prefix.files() - files))
+        self.assertEqual((0, ""), prefix.run("msiexec", "/x", newer, "/qn"))
+        self.assertEqual({}, prefix.classes())
+        self.assertEqual(files, prefix.files())
+
     def test_installation_that_fails_leaves_nothing(self):
         prefix = self.prefix("refused")
         # Where the second DLL's folder would be there is a file.
@@ -215,11 +231,13 @@ class Packages(unittest.TestCase):
         self.succeed("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=Throw-away",
                      "-addext", "extendedKeyUsage=codeSigning", "-keyout", key, "-out", certificate)
         self.succeed("./scripts/package", "--sign", certificate, key, signed)
-        with zipfile.ZipFile(signed / f"{NAME}-win64.zip") as package:
-            package.extractall(signed)
-        programs = [file for file in (signed / f"{NAME}-win64/bin").iterdir() if file.suffix in (".dll", ".exe")]
-        self.assertEqual(3, len(programs))
-        for file in [*programs, signed / f"{NAME}.msi"]:
+        for width in CROSS:
+            with zipfile.ZipFile(signed / f"{NAME}-win{width}.zip") as package:
+                package.extractall(signed)
+        self.succeed("msiextract", "--directory", signed, signed / f"{NAME}.msi")
+        programs = [file for file in signed.rglob("*") if file.suffix in (".dll", ".exe", ".msi")]
+        self.assertEqual(3 * 2 + 2 + 1, len(programs))
+        for file in programs:
             self.succeed("osslsigncode", "verify", "-CAfile", certificate, "-in", file)
         status, _ = run("osslsigncode", "verify", "-CAfile", certificate, "-in", self.dist / f"{NAME}.msi")
         self.assertNotEqual(0, status, "this one is not signed")
@@ -236,7 +254,8 @@ class Packages(unittest.TestCase):
         occupied = self.folder / "occupied"
         occupied.write_text("no folder")
         for arguments, remedy in ((["--sign"], "--sign CERTIFICATE KEY"), (["--sign", "none.pem", "none.key"], "wants two PEM files"),
-                                  (["--sgin", "x"], "is not known"), ([occupied], "name another folder")):
+                                  (["--sgin", "x"], "is not known"), (["x", "y"], "one folder only"), ([occupied], "name another folder"),
+                                  ([occupied, "--sign", "none.pem", "none.key"], "wants two PEM files")):
             status, output = run("./scripts/package", *arguments)
             self.assertNotEqual(0, status)
             self.assertIn(remedy, output)
