@@ -74,8 +74,7 @@ static inline
       {REGDB_E_CLASSNOTREG,
        {L"the component is not registered for programs of this width",
         L"Install the package, or run regsvr32 on the varnel.dll of this width; or keep it in the program's "
-        L"folder with "
-        L"its side-by-side manifest."}},
+        L"folder with its side-by-side manifest."}},
       {CO_E_NOTINITIALIZED,
        {L"COM is not initialised on this thread", L"Call CoInitializeEx on each thread that makes reports."}},
       {VARNEL_E_NOT_MANAGED,

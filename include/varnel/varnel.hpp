@@ -38,10 +38,10 @@ namespace varnel {
 constexpr HRESULT SystemResult(DWORD error) noexcept {
   return static_cast<HRESULT>(0x80070000UL | error);
 }
-constexpr HRESULT kBadText = SystemResult(ERROR_NO_UNICODE_TRANSLATION);
-constexpr HRESULT kBadName = SystemResult(ERROR_INVALID_NAME);
-constexpr HRESULT kBadTime = SystemResult(ERROR_INVALID_TIME);
-constexpr HRESULT kBadPath = SystemResult(ERROR_BAD_PATHNAME);
+inline constexpr HRESULT kBadText = SystemResult(ERROR_NO_UNICODE_TRANSLATION);
+inline constexpr HRESULT kBadName = SystemResult(ERROR_INVALID_NAME);
+inline constexpr HRESULT kBadTime = SystemResult(ERROR_INVALID_TIME);
+inline constexpr HRESULT kBadPath = SystemResult(ERROR_BAD_PATHNAME);
 
 // What a result of any call of this header means, and what to do. Static, terminated, ASCII.
 inline VarnelResultText DescribeResult(HRESULT code) noexcept {
@@ -62,8 +62,7 @@ inline VarnelResultText DescribeResult(HRESULT code) noexcept {
     case SystemResult(ERROR_MOD_NOT_FOUND):
       return {L"the file is not there",
               L"Pass the full path of varnel.dll, or of varnel.sxs.manifest; where the component is "
-              L"registered, install "
-              L"it again."};
+              L"registered, install it again."};
     case E_ACCESSDENIED:
       return {L"the file is not there, or this account may not use it",
               L"Let this account read varnel.dll and its folder; where the component is registered, install "
@@ -78,8 +77,7 @@ inline VarnelResultText DescribeResult(HRESULT code) noexcept {
     case SystemResult(ERROR_SXS_CANT_GEN_ACTCTX):
       return {L"the manifest cannot be used in programs of this width",
               L"Keep varnel.sxs.manifest and varnel.dll of this program's width in one folder and pass the "
-              L"full path of "
-              L"the first."};
+              L"full path of the first."};
     default:
       return VarnelDescribeResult(code);
   }
@@ -320,8 +318,9 @@ constexpr bool kIsInteger =
 
 }  // namespace detail
 
-// COM on this thread, as long as this lives. Also where the host has initialised COM already, in whatever
-// way.
+// COM on this thread, as long as this lives; also where the host has initialised COM already, in whatever
+// way. Let it go after every report and element of the registered class: with the last of them COM may unload
+// the library.
 class ComScope {
  public:
   ComScope() noexcept : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
