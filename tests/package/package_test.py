@@ -8,12 +8,14 @@ import pathlib
 import re
 import shutil
 import subprocess
+import sys
 import tempfile
 import unittest
 import zipfile
 
 import pefile
 
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 from wine import ROOT, Prefix
 
 VERSION = re.search(r"project\(varnel VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text()).group(1)

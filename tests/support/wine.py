@@ -33,6 +33,12 @@ class Prefix:
     def drive(self):
         return self.folder / "drive_c"
 
+    def communicate(self, *command, text=None):
+        """The exit status, standard output and standard error of a program that reads this text."""
+        done = subprocess.run([ROOT / "scripts/wine-run", *command], env=self.environment, input=(text or "").encode(),
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=120)
+        return done.returncode, *(stream.decode().replace("\r", "") for stream in (done.stdout, done.stderr))
+
     def run(self, *command, folder=ROOT):
         """The exit status, and all that was printed."""
         done = subprocess.run([ROOT / "scripts/wine-run", *command], cwd=folder, env=self.environment, stdin=subprocess.DEVNULL,

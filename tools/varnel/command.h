@@ -1,0 +1,14 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+namespace varnel::tool {
+
+// What was chosen on the command line; returns a Status.
+using Action = std::function<int()>;
+
+// Each adds its command, with its options and an example, and sets `chosen` when the command is given.
+void AddSend(CLI::App& app, Action& chosen);
+
+}  // namespace varnel::tool

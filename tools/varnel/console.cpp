@@ -1,0 +1,79 @@
+#include "console.h"
+
+#include "text.h"
+
+#include <windows.h>
+#include <io.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace varnel::tool {
+namespace {
+
+// Standard output, once it has been parted from what the C runtime knows by that name.
+HANDLE g_output = nullptr;
+
+HANDLE Output() {
+  return g_output ? g_output : GetStdHandle(STD_OUTPUT_HANDLE);
+}
+
+bool IsConsole(HANDLE stream) {
+  DWORD mode = 0;
+  return GetConsoleMode(stream, &mode) != FALSE;
+}
+
+bool Write(HANDLE stream, std::string_view utf8) {
+  constexpr std::size_t kMost = 16'384;  // a console takes no more at once
+  DWORD written = 0;
+  if (!IsConsole(stream)) {
+    for (; !utf8.empty(); utf8.remove_prefix(written))
+      if (!WriteFile(stream, utf8.data(), static_cast<DWORD>(std::min<std::size_t>(utf8.size(), 1 << 20)),
+                     &written, nullptr))
+        return false;
+    return true;
+  }
+  const std::wstring text = ToWide(utf8);
+  for (std::size_t done = 0; done < text.size(); done += written)
+    if (!WriteConsoleW(stream, text.data() + done, static_cast<DWORD>(std::min(text.size() - done, kMost)),
+                       &written, nullptr) ||
+        written == 0)
+      return false;
+  return true;
+}
+
+}  // namespace
+
+void Print(std::string_view utf8) {
+  if (!Write(Output(), utf8)) throw Failure("nobody reads the output any more");
+}
+
+void PrintError(std::string_view utf8) {
+  Write(GetStdHandle(STD_ERROR_HANDLE), "varnel: " + std::string(utf8) + "\n");
+}
+
+bool OutputIsConsole() {
+  return IsConsole(Output());
+}
+
+void TurnLogLinesToStandardError() {
+  if (!DuplicateHandle(GetCurrentProcess(), Output(), GetCurrentProcess(), &g_output, 0, FALSE,
+                       DUPLICATE_SAME_ACCESS))
+    g_output = nullptr;
+  _dup2(_fileno(stderr), _fileno(stdout));
+}
+
+std::string ReadInput(std::size_t most) {
+  const HANDLE stream = GetStdHandle(STD_INPUT_HANDLE);
+  std::string input;
+  char part[65'536];
+  DWORD read = 0;
+  while (ReadFile(stream, part, sizeof(part), &read, nullptr) && read > 0) {
+    input.append(part, read);
+    if (input.size() > most) throw Failure("standard input has more than " + std::to_string(most) + " bytes");
+  }
+  if (input.starts_with("\xEF\xBB\xBF")) input.erase(0, 3);
+  return input;
+}
+
+}  // namespace varnel::tool

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <exception>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace varnel::tool {
+
+// What a command returns to the shell.
+enum Status : int {
+  kDone = 0,
+  kFound = 1,   // it ran, and there is something that should be looked at
+  kFailed = 2,  // it could not do what was asked; standard error says why
+};
+
+// Standard output in UTF-8, whatever the code page: to a console as UTF-16. Throws Failure when the reader
+// has gone, so a command ends when its console is closed.
+void Print(std::string_view utf8);
+// One line to standard error.
+void PrintError(std::string_view utf8);
+[[nodiscard]] bool OutputIsConsole();
+// From here on what the library prints, its log lines, goes to standard error; Print does not.
+void TurnLogLinesToStandardError();
+
+// Standard input to its end; UTF-8, without a byte-order mark. Throws Failure when there are more than `most`
+// bytes.
+[[nodiscard]] std::string ReadInput(std::size_t most);
+
+// What a command says when it cannot go on: one line, with what to do.
+class Failure : public std::exception {
+ public:
+  explicit Failure(std::string line) : line_(std::move(line)) {}
+  const char* what() const noexcept override { return line_.c_str(); }
+
+ private:
+  std::string line_;
+};
+
+}  // namespace varnel::tool

@@ -1,0 +1,128 @@
+#include "report_json.h"
+
+#include "console.h"
+#include "text.h"
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+namespace varnel::tool {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr int kDeepest = 100;
+
+// A value with the place that it has in the document, for messages.
+struct Place {
+  const ordered_json& value;
+  std::string path;
+
+  [[noreturn]] void Refuse(const std::string& wanted) const {
+    throw Failure("JSON, " + Printable(path.empty() ? "the whole" : path) + ": " + wanted);
+  }
+  std::string Text() const {
+    if (value.is_string()) return value.get<std::string>();
+    if (value.is_number() || value.is_boolean()) return value.dump();
+    Refuse("a text or a number is wanted");
+  }
+  long Number() const {
+    if (!value.is_number_integer() || value < INT32_MIN || value > INT32_MAX)
+      Refuse("a whole number of 32 bits is wanted");
+    return value.get<long>();
+  }
+  // Calls it for each member.
+  template <class Take>
+  void Members(const Take& take) const {
+    if (!value.is_object()) Refuse("an object is wanted");
+    for (const auto& [key, member] : value.items()) take(key, Place{member, path + "/" + key});
+  }
+  template <class Take>
+  void Items(const Take& take) const {
+    if (!value.is_array()) Refuse("a list is wanted");
+    for (std::size_t i = 0; i < value.size(); ++i) take(Place{value[i], path + "/" + std::to_string(i)});
+  }
+};
+
+std::chrono::sys_seconds ParseTime(const Place& place) {
+  const std::string text = place.Text();
+  int year = 0;
+  unsigned month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  int end = 0;
+  const int fields = std::sscanf(text.c_str(), "%4d-%2u-%2uT%2u:%2u:%2uZ%n", &year, &month, &day, &hour,
+                                 &minute, &second, &end);
+  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
+                                         std::chrono::day(day)};
+  if (fields != 6 || end != static_cast<int>(text.size()) || !date.ok() || hour > 23 || minute > 59 ||
+      second > 59)
+    place.Refuse("a time like 2024-03-07T09:05:03Z is wanted");
+  return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
+         std::chrono::seconds(second);
+}
+
+// True when the member belongs to every element.
+bool TakeElementMember(ElementText& element, const std::string& key, const Place& place, int depth) {
+  if (depth > kDeepest) place.Refuse("elements are nested too deeply");
+  if (key == "name") {
+    element.name = place.Text();
+  } else if (key == "attributes") {
+    place.Members([&](const std::string& name, const Place& value) {
+      element.attributes.emplace_back(name, value.Text());
+    });
+  } else if (key == "children") {
+    place.Items([&](const Place& item) {
+      ElementText& child = element.children.emplace_back();
+      item.Members([&](const std::string& name, const Place& value) {
+        if (name == "text")
+          child.text = value.Text();
+        else if (!TakeElementMember(child, name, value, depth + 1))
+          value.Refuse("not known: an element has name, text, attributes and children");
+      });
+    });
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void TakeEvent(EventText& event, const Place& place) {
+  place.Members([&](const std::string& key, const Place& value) {
+    if (key == "id")
+      event.id = value.Number();
+    else if (key == "severity")
+      event.severity = value.Number();
+    else if (key == "time")
+      event.time = ParseTime(value);
+    else if (!TakeElementMember(event, key, value, 0))
+      value.Refuse("not known: an event has name, id, severity, time, attributes and children");
+  });
+}
+
+}  // namespace
+
+ReportText ParseReport(std::string_view json) {
+  ordered_json document;
+  try {
+    document = ordered_json::parse(json);
+  } catch (const ordered_json::parse_error& error) {
+    throw Failure("JSON: " + Printable(error.what()));
+  }
+  ReportText report;
+  const std::pair<const char*, std::string*> texts[] = {
+      {"softwareId", &report.softwareId}, {"root", &report.root},
+      {"element", &report.element},       {"name", &report.name},
+      {"version", &report.version},       {"family", &report.family},
+      {"osName", &report.osName},         {"userName", &report.userName}};
+  Place{document, ""}.Members([&](const std::string& key, const Place& place) {
+    for (const auto& [name, text] : texts) {
+      if (key != name) continue;
+      *text = place.Text();
+      return;
+    }
+    if (key != "events") place.Refuse("not known");
+    place.Items([&](const Place& item) { TakeEvent(report.events.emplace_back(), item); });
+  });
+  return report;
+}
+
+}  // namespace varnel::tool

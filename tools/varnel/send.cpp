@@ -1,0 +1,126 @@
+// varnel send: a report from the command line or from JSON, through the real library.
+
+#include "agent_folders.h"
+#include "command.h"
+#include "console.h"
+#include "report_json.h"
+#include "text.h"
+#include "varnel/varnel.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+
+namespace varnel::tool {
+namespace {
+
+constexpr std::size_t kMostInput = 64 * 1024 * 1024;
+
+struct Options {
+  ReportText report;
+  EventText event = {{"Tried", "", {}, {}}, 1, 1, {}};
+  std::vector<std::string> attributes;
+  std::vector<std::string> children;
+  std::string dll;
+  bool fromInput = false;
+};
+
+// NAME=TEXT
+std::pair<std::string, std::string> Split(const std::string& pair) {
+  const std::size_t equals = pair.find('=');
+  if (equals == std::string::npos || equals == 0) throw Failure(Printable(pair) + ": NAME=TEXT is wanted");
+  return {pair.substr(0, equals), pair.substr(equals + 1)};
+}
+
+std::wstring BesideThisProgram() {
+  std::wstring path(32'768, L'\0');
+  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+  return path.substr(0, path.find_last_of(L'\\') + 1) + L"varnel.dll";
+}
+
+// The registered library; where there is none, the one beside this program.
+Library OpenLibrary(const std::string& dll) {
+  if (!dll.empty()) return Library::FromFile(ToWide(dll).c_str());
+  IOrbaEventInf3* object = nullptr;
+  Library registered = Library::Registered();
+  if (registered.TryCreate(&object) != REGDB_E_CLASSNOTREG) {
+    if (object) object->Release();
+    return registered;
+  }
+  Library beside;
+  return SUCCEEDED(beside.TryOpenFile(BesideThisProgram().c_str())) ? std::move(beside)
+                                                                    : std::move(registered);
+}
+
+void Fill(const Element& element, const ElementText& text) {
+  for (const auto& [name, value] : text.attributes) element.SetAttribute(name, value);
+  for (const ElementText& child : text.children) Fill(element.AddChild(child.name, child.text), child);
+}
+
+void Save(const Library& library, const ReportText& text) {
+  const Report report(library,
+                      {text.softwareId, text.root, text.element, text.name, text.version, text.family});
+  report.AddMachine({text.osName, text.userName});
+  for (const EventText& event : text.events)
+    Fill(event.time ? report.AddEvent(event.name, event.id, event.severity, *event.time)
+                    : report.AddEvent(event.name, event.id, event.severity),
+         event);
+  report.Save();
+}
+
+int Send(Options& options) {
+  if (options.fromInput) {
+    options.report = ParseReport(ReadInput(kMostInput));
+  } else {
+    for (const std::string& pair : options.attributes) options.event.attributes.push_back(Split(pair));
+    for (const std::string& pair : options.children) {
+      auto [name, text] = Split(pair);
+      options.event.children.push_back({std::move(name), std::move(text), {}, {}});
+    }
+    options.report.events.push_back(std::move(options.event));
+  }
+  const EventFolder folder = FolderOf(ToWide(options.report.softwareId));
+  const std::vector<std::wstring> before = FilesOf(folder);
+  const ComScope com;
+  TurnLogLinesToStandardError();
+  Save(OpenLibrary(options.dll), options.report);
+  const std::vector<std::wstring> after = FilesOf(folder);
+  std::vector<std::wstring> fresh;
+  std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(fresh));
+  for (const std::wstring& name : fresh) Print(ToUtf8(folder.path + L"\\" + name) + "\n");
+  if (!fresh.empty()) return kDone;
+  PrintError(
+      "the library has accepted the report and written nothing: the agent on this machine is not managed");
+  return kFound;
+}
+
+}  // namespace
+
+void AddSend(CLI::App& app, Action& chosen) {
+  const auto options = std::make_shared<Options>();
+  CLI::App& command =
+      *app.add_subcommand("send", "Reports an event through the real library and prints its file.");
+  command.footer(
+      "Example: varnel send --software EXAMPLE__1000 --event Tried --id 1 --severity 1 -a From=Console");
+  command.add_flag("--json", options->fromInput,
+                   "Read the whole report as JSON from standard input (docs/tool.md)");
+  const auto option = [&command](const char* name, auto& value, const char* meaning) {
+    command.add_option(name, value, meaning)->capture_default_str();
+  };
+  option("--software", options->report.softwareId, "Software identifier");
+  option("--name", options->report.name, "The product's name");
+  option("--product-version", options->report.version, "Its version");
+  option("--family", options->report.family, "Its family");
+  option("--root", options->report.root, "Name of the document's root");
+  option("--element", options->report.element, "Name of the product's element");
+  option("--event", options->event.name, "Name of the event");
+  option("--id", options->event.id, "Its identifier");
+  option("--severity", options->event.severity, "Its severity");
+  command.add_option("-a,--attribute", options->attributes, "NAME=TEXT, an attribute of the event");
+  command.add_option("-c,--child", options->children, "NAME=TEXT, an element in the event");
+  command.add_option("--dll", options->dll,
+                     "Full path of varnel.dll; else the registered one, or that beside this program");
+  command.callback([options, &chosen] { chosen = [options] { return Send(*options); }; });
+}
+
+}  // namespace varnel::tool

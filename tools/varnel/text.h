@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace varnel::tool {
+
+// UTF-16 and UTF-8. What is broken becomes U+FFFD.
+[[nodiscard]] std::wstring ToWide(std::string_view utf8);
+[[nodiscard]] std::string ToUtf8(std::wstring_view utf16);
+
+// For a person: every character that a terminal could obey (control characters, escapes, marks that turn the
+// direction of writing) as \u{...}; the result is UTF-8 without faults. Tabs and line feeds too, so a text
+// stays in its line.
+[[nodiscard]] std::string Printable(std::string_view utf8);
+
+}  // namespace varnel::tool
