@@ -10,17 +10,6 @@ namespace varnel {
 namespace {
 
 constexpr std::size_t kPrefixRoom = 128;  // stamp, letter, thread, facility and the blanks between them
-constexpr wchar_t kTraceMailslot[] = L"\\\\.\\mailslot\\TarvoTrace";
-
-// As the reader gets it, little-endian.
-struct TraceHeader {
-  std::uint32_t sequence;
-  std::uint32_t firstConstant = 1;
-  std::uint32_t secondConstant = 1;
-  std::uint32_t textLength;  // bytes, terminator included
-};
-static_assert(sizeof(TraceHeader) == 16);
-
 // Counts the records of the whole process; the first one carries 1.
 std::atomic<std::uint32_t> g_sequence{0};
 

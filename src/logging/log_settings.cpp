@@ -12,7 +12,6 @@
 namespace varnel {
 namespace {
 
-constexpr wchar_t kLogKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon";
 constexpr std::int32_t kMaxLevel = 8;
 constexpr std::int32_t kMaxMegabytes = 100;
 constexpr std::uint32_t kBytesPerMegabyte = 1'048'576;

@@ -25,6 +25,9 @@ class DefaultLogSinkClass final : public zelkor_LogSink {
 // The sink that is in place until another is set; it does nothing.
 extern DefaultLogSinkClass g_defaultLogSink;
 
+// Below HKEY_LOCAL_MACHINE: where the settings stand.
+constexpr wchar_t kLogKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon";
+
 constexpr std::size_t kTagCapacity = 16;  // bytes, terminator included
 
 // The process-wide settings of the logging facility. Any thread may read or change one at any time; set-up

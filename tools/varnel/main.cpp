@@ -28,6 +28,7 @@ int Run() {
   app.set_version_flag("--version", VARNEL_VERSION);
   Action chosen;
   AddSend(app, chosen);
+  AddTrace(app, chosen);
   try {
     app.parse(Arguments());
   } catch (const CLI::CallForVersion& version) {

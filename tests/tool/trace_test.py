@@ -1,0 +1,70 @@
+#!/usr/bin/python3
+"""varnel trace: what it prints, what it leaves, and who may read."""
+import json
+import os
+import pty
+import subprocess
+import time
+import unittest
+
+from tool import LIBRARY, PROGRAM, ROOT, ToolTest
+
+LOG = r"HKLM\SOFTWARE\Wow6432Node\Kestrane\Orbacon"
+
+
+class Trace(ToolTest):
+    PREFIX = "tool_trace"
+
+    def start(self, *arguments, stdout=subprocess.PIPE, stdin=subprocess.DEVNULL):
+        process = subprocess.Popen([ROOT / "scripts/wine-run", PROGRAM, "trace", *arguments], env=self.prefix.environment,
+                                   stdin=stdin, stdout=stdout, stderr=subprocess.STDOUT, start_new_session=True)
+        self.addCleanup(process.kill)
+        return process
+
+    def wait_for_level(self, level):
+        for _ in range(100):
+            if self.log_level() == level:
+                return
+            time.sleep(0.1)
+        self.fail(f"the level has not become {level}")
+
+    def log_level(self):
+        status, output = self.prefix.run("reg", "query", LOG, "/v", "LogLevel")
+        return int(output.split()[-1], 16) if status == 0 else None
+
+    def test_lines_are_printed_while_the_level_is_changed_and_put_back(self):
+        reader = self.start("--json", "--level", "8", "--facility", "Quorvel", "--seconds", "5")
+        self.wait_for_level(8)
+        _, errors = self.varnel("trace", "--seconds", "1", status=2)
+        self.assertIn("another program reads the trace already", errors)
+        self.varnel("send", "--event", "Traced")
+        records = [json.loads(line) for line in reader.communicate(timeout=60)[0].decode().splitlines()]
+        self.assertEqual(0, reader.returncode)
+        sequences = [record["sequence"] for record in records]
+        self.assertEqual(sorted(set(sequences)), sequences)
+        self.assertEqual({0}, {record["missing"] for record in records})
+        texts = [record["text"].split(" ", 1)[-1] for record in records]
+        self.assertIn("CreateEventElement Traced|1|1", texts)
+        self.assertEqual({("X", "Evt", "Quorvel"), ("I", "Evt", "Quorvel")},
+                         {(record["level"], record["tag"], record["facility"]) for record in records})
+        self.assertIsNone(self.log_level())
+
+    def test_ctrl_c_puts_the_level_back_too(self):
+        self.prefix.run("reg", "add", LOG, "/v", "LogLevel", "/t", "REG_DWORD", "/d", "3", "/f")
+        ours, theirs = pty.openpty()
+        reader = self.start("--level", "6", stdout=theirs, stdin=theirs)
+        os.close(theirs)
+        self.wait_for_level(6)
+        os.killpg(reader.pid, 2)
+        reader.wait(30)
+        os.close(ours)
+        self.assertEqual(3, self.log_level())
+        self.prefix.run("reg", "delete", LOG, "/v", "LogLevel", "/f")
+
+    def test_bad_arguments(self):
+        for arguments in (["--level", "9"], ["--up-to", "0"], ["--seconds", "-1"], ["--level", "x"]):
+            self.varnel("trace", *arguments, status=2)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,157 @@
+// varnel trace: owns the trace mailslot and prints lines as they come.
+
+#include "base/registry.h"
+#include "command.h"
+#include "console.h"
+#include "logging/line_outputs.h"
+#include "logging/log_settings.h"
+#include "text.h"
+#include "trace_records.h"
+
+#include <atomic>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+namespace varnel::tool {
+namespace {
+
+constexpr DWORD kLook = 200;  // milliseconds between two looks at whether to end
+
+std::atomic<bool> g_ended{false};
+
+BOOL WINAPI End(DWORD) {
+  g_ended = true;
+  return TRUE;
+}
+
+struct Options {
+  int level = 0;  // to be set; 0: leave it
+  int upTo = 8;
+  std::string facility;
+  int seconds = 0;  // 0: until Ctrl+C
+  bool json = false;
+};
+
+// The library's log level, set as long as this lives; then what was there comes back.
+class ScopedLogLevel {
+ public:
+  explicit ScopedLogLevel(int level) {
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, kLogKey, 0, nullptr, 0, KEY_QUERY_VALUE | KEY_SET_VALUE, nullptr,
+                        key_.Put(), nullptr) != ERROR_SUCCESS)
+      throw Failure(
+          "the log level cannot be set; run varnel trace as an administrator, or leave --level out");
+    size_ = sizeof(old_);
+    if (RegQueryValueExW(key_.Get(), kName, nullptr, &type_, old_, &size_) != ERROR_SUCCESS) size_ = 0;
+    const auto value = static_cast<DWORD>(level);
+    RegSetValueExW(key_.Get(), kName, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value));
+  }
+  ~ScopedLogLevel() {
+    if (size_ > 0)
+      RegSetValueExW(key_.Get(), kName, 0, type_, old_, size_);
+    else
+      RegDeleteValueW(key_.Get(), kName);
+  }
+  ScopedLogLevel(const ScopedLogLevel&) = delete;
+  ScopedLogLevel& operator=(const ScopedLogLevel&) = delete;
+
+ private:
+  static constexpr wchar_t kName[] = L"LogLevel";
+  RegistryKey key_;
+  DWORD type_ = REG_NONE;
+  BYTE old_[256] = {};
+  DWORD size_ = 0;
+};
+
+int NumberOf(char letter) {
+  for (int level = 1; level <= 8; ++level)
+    if (LevelLetter(level) == letter) return level;
+  return 0;  // always shown
+}
+
+const char* ColourOf(char letter) {
+  switch (letter) {
+    case 'e':
+    case 'E':
+      return "\x1b[31m";
+    case 'w':
+    case 'W':
+      return "\x1b[33m";
+    case 'x':
+    case 'X':
+      return "\x1b[90m";
+    default:
+      return "";
+  }
+}
+
+std::string JsonOf(const TraceRecord& record) {
+  return nlohmann::ordered_json{{"sequence", record.sequence}, {"missing", record.missing},
+                                {"time", record.stamp},        {"level", std::string(1, record.level)},
+                                {"tag", record.tag},           {"thread", record.thread},
+                                {"facility", record.facility}, {"text", record.text}}
+             .dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
+         "\n";
+}
+
+void PrintRecord(const TraceRecord& record, const Options& options, bool coloured) {
+  if (record.missing > 0 && !options.json)
+    Print("-- " + std::to_string(record.missing) + " records are missing here\n");
+  if (NumberOf(record.level) > options.upTo ||
+      (!options.facility.empty() && record.facility != options.facility))
+    return;
+  const char* const colour = coloured ? ColourOf(record.level) : "";
+  Print(options.json ? JsonOf(record) : colour + Printable(record.line) + (*colour ? "\x1b[0m\n" : "\n"));
+}
+
+// Whether this is a console that understands colours.
+bool AllowColours() {
+  const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+  DWORD mode = 0;
+  return GetConsoleMode(output, &mode) && SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+}
+
+int Trace(const Options& options) {
+  const FileHandle mailslot(CreateMailslotW(kTraceMailslot, 0, kLook, nullptr));
+  if (!mailslot)
+    throw Failure(GetLastError() == ERROR_ALREADY_EXISTS
+                      ? "another program reads the trace already; end it first, there can be only one"
+                      : "the trace mailslot cannot be made; the system's error is " +
+                            std::to_string(GetLastError()));
+  SetConsoleCtrlHandler(&End, TRUE);
+  std::optional<ScopedLogLevel> level;
+  if (options.level != 0) level.emplace(options.level);
+  const bool coloured = AllowColours();
+  const ULONGLONG end = GetTickCount64() + static_cast<ULONGLONG>(options.seconds) * 1000;
+  TraceRecords records;
+  char message[4096];
+  while (!g_ended && (options.seconds == 0 || GetTickCount64() < end)) {
+    DWORD read = 0;
+    if (!ReadFile(mailslot.Get(), message, sizeof(message), &read, nullptr))
+      continue;  // none within the time to look
+    if (const auto record = records.Take({message, read})) PrintRecord(*record, options, coloured);
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void AddTrace(CLI::App& app, Action& chosen) {
+  const auto options = std::make_shared<Options>();
+  CLI::App& command =
+      *app.add_subcommand("trace", "Prints the library's log lines as they come, until Ctrl+C.");
+  command.footer(
+      "Reports that are set up while it runs log by the level given with --level.\n"
+      "Example: varnel trace --level 8 --facility Quorvel");
+  command
+      .add_option("--level", options->level,
+                  "Sets the log level, 1 to 8, and puts the old one back at the end")
+      ->check(CLI::Range(1, 8));
+  command.add_option("--up-to", options->upTo, "Prints lines up to this level, 1 to 8")
+      ->check(CLI::Range(1, 8));
+  command.add_option("--facility", options->facility, "Prints lines of this facility only");
+  command.add_option("--seconds", options->seconds, "Ends after that time")->check(CLI::NonNegativeNumber);
+  command.add_flag("--json", options->json, "One JSON object a line");
+  command.callback([options, &chosen] { chosen = [options] { return Trace(*options); }; });
+}
+
+}  // namespace varnel::tool
