@@ -22,6 +22,7 @@ struct Options {
   std::vector<std::string> attributes;
   std::vector<std::string> children;
   std::string dll;
+  int repeat = 1;
   bool fromInput = false;
 };
 
@@ -79,11 +80,12 @@ int Send(Options& options) {
     }
     options.report.events.push_back(std::move(options.event));
   }
-  const EventFolder folder = FolderOf(ToWide(options.report.softwareId));
-  const std::vector<std::wstring> before = FilesOf(folder);
   const ComScope com;
   TurnLogLinesToStandardError();
-  Save(OpenLibrary(options.dll), options.report);
+  const Library library = OpenLibrary(options.dll);
+  const EventFolder folder = FolderOf(ToWide(options.report.softwareId));
+  const std::vector<std::wstring> before = FilesOf(folder);
+  for (int i = 0; i < options.repeat; ++i) Save(library, options.report);
   const std::vector<std::wstring> after = FilesOf(folder);
   std::vector<std::wstring> fresh;
   std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(fresh));
@@ -118,6 +120,8 @@ void AddSend(CLI::App& app, Action& chosen) {
   option("--severity", options->event.severity, "Its severity");
   command.add_option("-a,--attribute", options->attributes, "NAME=TEXT, an attribute of the event");
   command.add_option("-c,--child", options->children, "NAME=TEXT, an element in the event");
+  command.add_option("--repeat", options->repeat, "Saves that many reports of it")
+      ->check(CLI::Range(1, 100'000));
   command.add_option("--dll", options->dll,
                      "Full path of varnel.dll; else the registered one, or that beside this program");
   command.callback([options, &chosen] { chosen = [options] { return Send(*options); }; });
