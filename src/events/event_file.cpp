@@ -4,6 +4,7 @@
 
 #include "base/files.h"
 #include "base/locks.h"
+#include "events/save_lines.h"
 #include "logging/log_writer.h"
 #include "protection/protection_exception.h"
 #include "settings/agent_settings.h"
@@ -23,16 +24,6 @@
 
 namespace varnel {
 namespace {
-
-std::wstring NewGuidFileName() {
-  GUID guid{};
-  CoCreateGuid(&guid);
-  wchar_t braced[50] = {};
-  StringFromGUID2(guid, braced, 50);
-  std::wstring_view name = braced;
-  if (!name.empty()) name = name.substr(1, name.size() - 2);
-  return std::wstring(name) + L".xml";
-}
 
 std::uint32_t RandomValue() noexcept {
   unsigned value = 0;
@@ -84,8 +75,8 @@ Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved,
   Outcome outcome{VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN};
   if (report.failure)
     outcome.reason = report.failure;
-  else if (!EventSizeWithinLimit(report.utf8))
-    outcome.reason = L"Event data is too large to be sent to Orba";
+  else if (!EventSizeWithinLimit(report.utf8.size()))
+    outcome.reason = kServerTooLarge;
   else if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved)
     return {S_OK};
   else
@@ -96,7 +87,7 @@ Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved,
 
 Outcome FillAgentFile(const std::wstring& path, const EncodedReport& report) noexcept {
   if (report.failure) return {VARNEL_E_NOT_WRITTEN, report.failure};
-  if (!EventSizeWithinLimit(report.utf8)) return {VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, L"Event data too big "};
+  if (!EventSizeWithinLimit(report.utf8.size())) return {VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, kAgentTooLarge};
   const FileHandle file = AdvXMLParser::OpenForText(path);
   if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved) return {S_OK};
   if (const auto identity = file ? IdentifyFile(file.Get()) : std::nullopt)
@@ -133,7 +124,7 @@ EncodedReport EncodeReport(const AdvXMLParser::Document& document) {
 
 HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report, HANDLE saveMutex,
                              unsigned owner) {
-  const std::wstring path = folder + (L"\\" + NewGuidFileName());
+  const std::wstring path = folder + (L"\\" + ServerEventFileName());
   Outcome outcome{VARNEL_E_NOT_WRITTEN};
   {
     ScopedProtectionException exception;  // withdrawn after the mutex is released
@@ -143,9 +134,9 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
     if (const auto reserved = Reserve(path)) outcome = FillReserved(path, *reserved, report);
   }
   if (outcome.result == VARNEL_E_NOT_WRITTEN)
-    LogError(kReportFacility, L"%x couldn't create file %s", owner, path.c_str());
+    LogError(kReportFacility, kServerNotCreated, owner, path.c_str());
   else if (FAILED(outcome.result))
-    LogError(kReportFacility, L"%x couldn't write to file %s:  %s", owner, path.c_str(), outcome.reason);
+    LogError(kReportFacility, kServerNotWritten, owner, path.c_str(), outcome.reason);
   return outcome.result;
 }
 
@@ -169,9 +160,18 @@ HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension
       outcome = FillAgentFile(path, report);
     }
   }
-  if (FAILED(outcome.result))
-    LogError(kReportFacility, L"Failed to save event file %s. %s", path.c_str(), outcome.reason);
+  if (FAILED(outcome.result)) LogError(kReportFacility, kAgentNotSaved, path.c_str(), outcome.reason);
   return outcome.result;
+}
+
+std::wstring ServerEventFileName() {
+  GUID guid{};
+  CoCreateGuid(&guid);
+  wchar_t braced[50] = {};
+  StringFromGUID2(guid, braced, 50);
+  std::wstring_view name = braced;
+  if (!name.empty()) name = name.substr(1, name.size() - 2);
+  return std::wstring(name) + L".xml";
 }
 
 std::wstring AgentEventFileName(const SYSTEMTIME& localTime, std::uint32_t randomValue, DWORD thread) {

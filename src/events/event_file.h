@@ -39,6 +39,9 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension, const EncodedReport& report,
                             HANDLE saveMutex);
 
+// A name for the server's file: a fresh GUID without braces, with its extension.
+[[nodiscard]] std::wstring ServerEventFileName();
+
 // The agent's file name without extension: local time to the millisecond, a random part and the thread in
 // hexadecimal.
 [[nodiscard]] std::wstring AgentEventFileName(const SYSTEMTIME& localTime, std::uint32_t randomValue,

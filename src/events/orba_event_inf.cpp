@@ -4,6 +4,8 @@
 #include "events/connection_points.h"
 #include "events/event_file.h"
 #include "events/machine_info.h"
+#include "events/report_rules.h"
+#include "events/save_lines.h"
 #include "logging/log_files.h"
 #include "logging/log_settings.h"
 #include "logging/log_writer.h"
@@ -26,14 +28,10 @@ using AdvXMLParser::Element;
 
 namespace {
 
-constexpr wchar_t kServerSoftwareId[] = L"ORBASRVR_3500";
 constexpr wchar_t kAgentComponentPrefix[] = L"ORBAAGENT";
 
 // Folder, name and extension then fit 520 characters at their longest.
 constexpr std::int32_t kMaxExtensionLength = 200;
-
-// The filter can switch off a product's reporting as a whole: it then lists event 0.
-constexpr std::int32_t kWholeProduct = 0;
 
 // What the agent's callback component answers when it will not have the object.
 constexpr HRESULT kRegistrationRefused = static_cast<HRESULT>(0xFFFFF95B);  // -1701
@@ -72,7 +70,7 @@ unsigned COrbaEventInf::Identity() const noexcept {
 }
 
 bool COrbaEventInf::IsRefused() const noexcept {
-  return refuseWhenUnmanaged_ && !IsAgentManaged();
+  return RefusesCall(refuseWhenUnmanaged_);
 }
 
 STDMETHODIMP COrbaEventInf::Initialize(BSTR strSoftwareID, BSTR strRootName, BSTR strSoftwareNodeName,
@@ -200,7 +198,7 @@ STDMETHODIMP COrbaEventInf::CreateEventElement(BSTR strEventNodeName, long lEven
 HRESULT COrbaEventInf::AddEvent(BSTR name, long id, long severity, DATE time, BadDate badDate,
                                 IEventElement** out) {
   if (IsRefused()) return VARNEL_E_NOT_MANAGED;
-  if (!name || id == 0) return E_FAIL;
+  if (!name || !IsEventIdentifier(id)) return E_FAIL;
   LogDetail(kReportFacility, L"%x CreateEventElement %s|%d|%d", Identity(), name, id, severity);
   if (IsEventDisabled(id)) return VARNEL_E_EVENT_DISABLED;
   if (!batch_) return E_FAIL;
@@ -222,23 +220,25 @@ HRESULT COrbaEventInf::AddEvent(BSTR name, long id, long severity, DATE time, Ba
 STDMETHODIMP COrbaEventInf::Save() {
   return Guarded([&] {
     LogDetail(kReportFacility, L"%x Save", Identity());
-    if (IsRefused()) {
-      LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
-      return VARNEL_E_NOT_MANAGED;
+    const bool isComplete = eventCreated_ && machineCreated_;
+    switch (ChooseSaveWay(refuseWhenUnmanaged_, isComplete, softwareId_)) {
+      case SaveWay::kRefused:
+        LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
+        return VARNEL_E_NOT_MANAGED;
+      case SaveWay::kDropped:
+        LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
+        return S_OK;
+      case SaveWay::kIncomplete:
+        LogError(kReportFacility, L"%x Not saving incomplete", Identity());
+        return E_FAIL;
+      case SaveWay::kToServer:
+        return SaveForServer();
+      case SaveWay::kToAgent:
+        break;
     }
-    if (!IsAgentManaged()) {
-      LogDetail(kReportFacility, L"%x Not saving unmanaged", Identity());
-      return S_OK;
-    }
-    if (!eventCreated_ || !machineCreated_) {
-      LogError(kReportFacility, L"%x Not saving incomplete", Identity());
-      return E_FAIL;
-    }
-    if (std::wcscmp(softwareId_, kServerSoftwareId) == 0) return SaveForServer();
-    const wchar_t* const extension = triggerFlag_ != 0 ? L"txml" : L"xml";
+    const wchar_t* const extension = AgentFileExtension(triggerFlag_);
     const HRESULT result = SaveToAgentFolder(extension);
-    if (FAILED(result))
-      LogError(kReportFacility, L"%x %s save to folder failed hr=%x", Identity(), extension, result);
+    if (FAILED(result)) LogError(kReportFacility, kSaveToFolderFailed, Identity(), extension, result);
     return result;
   });
 }
@@ -269,11 +269,10 @@ HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension) {
   wchar_t dataPath[kPathCapacity];
   if (!ReadDataPath(dataPath)) {
     // Reading the registry does not set the last error: the number may be an older one.
-    LogError(kReportFacility, L"Failed to get data folder. Error code =%d", GetLastError());
+    LogError(kReportFacility, kNoDataFolder, GetLastError());
     return E_FAIL;
   }
-  // The agent's path ends in a backslash; none is added for one that does not.
-  const std::wstring folder = std::wstring(dataPath) + L"AgentEvents";
+  const std::wstring folder = AgentEventFolder(dataPath);
   PopulateMacOnce(L"Populating event MAC field before SaveToAgentEventFolder()", L"Populating MAC field %s");
   if (!batch_) return E_FAIL;
   return WriteAgentEventFile(folder, extension, EncodeReport(*batch_.document), saveMutex_.Get());

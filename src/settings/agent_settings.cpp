@@ -41,11 +41,13 @@ bool IsAgentManaged() noexcept {
   return key && QueryFourBytes(key, L"AgentMode", 0).value_or(0) != 0;
 }
 
-bool EventSizeWithinLimit(std::string_view encodedText) noexcept {
-  std::uint32_t limit = kDefaultSizeLimit;
-  if (const RegistryKey key = OpenFrameworkKey(KEY_READ))
-    limit = QueryFourBytes(key, L"Brenn Size", 0).value_or(kDefaultSizeLimit);
-  return limit > encodedText.size();
+std::uint32_t ReadEventSizeLimit() noexcept {
+  const RegistryKey key = OpenFrameworkKey(KEY_READ);
+  return key ? QueryFourBytes(key, L"Brenn Size", 0).value_or(kDefaultSizeLimit) : kDefaultSizeLimit;
+}
+
+bool EventSizeWithinLimit(std::uint64_t bytes) noexcept {
+  return ReadEventSizeLimit() > bytes;
 }
 
 std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* triggerOut) noexcept {

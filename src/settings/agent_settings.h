@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <span>
 #include <string>
-#include <string_view>
 
 namespace varnel {
 
@@ -15,8 +14,10 @@ namespace varnel {
 // True when the management server manages the agent.
 [[nodiscard]] bool IsAgentManaged() noexcept;
 
-// Whether a document of this many encoded bytes may be written: it must stay below the limit.
-[[nodiscard]] bool EventSizeWithinLimit(std::string_view encodedText) noexcept;
+// Bytes that an encoded document must stay below.
+[[nodiscard]] std::uint32_t ReadEventSizeLimit() noexcept;
+// Whether a document of so many encoded bytes may be written.
+[[nodiscard]] bool EventSizeWithinLimit(std::uint64_t bytes) noexcept;
 
 // Sets *triggerOut to 1 when an event of this severity is to be forwarded at once, else to 0. Always returns
 // 0.

@@ -34,7 +34,7 @@ void Set(const wchar_t* name, const std::string& hex) {
 
 TEST_F(Settings, FollowTheRules) {
   EXPECT_FALSE(IsAgentManaged()) << "without the key";
-  EXPECT_TRUE(EventSizeWithinLimit("x"));
+  EXPECT_TRUE(EventSizeWithinLimit(1));
   for (const Row& row : Rules("managed")) {
     Set(L"AgentMode", row[0]);
     EXPECT_EQ(row[1] == "1", IsAgentManaged()) << row[0];
@@ -48,10 +48,10 @@ TEST_F(Settings, FollowTheRules) {
   }
   for (const Row& row : Rules("size limit")) {
     Set(L"Brenn Size", row[0]);
-    std::string text(std::stoul(row[1]), 'x');
-    EXPECT_FALSE(EventSizeWithinLimit(text)) << row[0];
-    text.pop_back();
-    EXPECT_TRUE(EventSizeWithinLimit(text)) << row[0];
+    const std::uint64_t refused = std::stoul(row[1]);
+    EXPECT_FALSE(EventSizeWithinLimit(refused)) << row[0];
+    EXPECT_TRUE(EventSizeWithinLimit(refused - 1)) << row[0];
+    EXPECT_FALSE(EventSizeWithinLimit(refused + 0x1'0000'0000)) << row[0];
   }
   EXPECT_EQ(L"", ReadAgentIPAddress());
   auto addresses = Rules("address");
