@@ -1,5 +1,6 @@
 #include "agent_folders.h"
 
+#include "events/report_rules.h"
 #include "settings/agent_settings.h"
 
 #include <algorithm>
@@ -7,10 +8,10 @@
 
 namespace varnel::tool {
 
-EventFolder FolderOf(std::wstring_view softwareId) {
+EventFolder FolderOf(const std::wstring& softwareId) {
   wchar_t path[kPathCapacity];
-  if (softwareId == L"ORBASRVR_3500") return {ReadEventsPath(path) ? path : L"", true};
-  return {ReadDataPath(path) ? path + std::wstring(L"AgentEvents") : L"", false};
+  if (IsServerSoftwareId(softwareId.c_str())) return {ReadEventsPath(path) ? path : L"", true};
+  return {ReadDataPath(path) ? AgentEventFolder(path) : L"", false};
 }
 
 std::vector<std::wstring> FilesOf(const EventFolder& folder) {

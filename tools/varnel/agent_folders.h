@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace varnel::tool {
@@ -11,7 +10,7 @@ struct EventFolder {
   std::wstring path;  // without a trailing backslash; empty when the agent has set none
   bool ofServer = false;
 };
-[[nodiscard]] EventFolder FolderOf(std::wstring_view softwareId);
+[[nodiscard]] EventFolder FolderOf(const std::wstring& softwareId);
 
 // Names of the files in it, sorted.
 [[nodiscard]] std::vector<std::wstring> FilesOf(const EventFolder& folder);

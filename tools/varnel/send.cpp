@@ -24,6 +24,7 @@ struct Options {
   std::string dll;
   int repeat = 1;
   bool fromInput = false;
+  bool managedOnly = false;
 };
 
 // NAME=TEXT
@@ -58,9 +59,9 @@ void Fill(const Element& element, const ElementText& text) {
   for (const ElementText& child : text.children) Fill(element.AddChild(child.name, child.text), child);
 }
 
-void Save(const Library& library, const ReportText& text) {
-  const Report report(library,
-                      {text.softwareId, text.root, text.element, text.name, text.version, text.family});
+void Save(const Library& library, const ReportText& text, Unmanaged unmanaged) {
+  const Report report(
+      library, {text.softwareId, text.root, text.element, text.name, text.version, text.family}, unmanaged);
   report.AddMachine({text.osName, text.userName});
   for (const EventText& event : text.events)
     Fill(event.time ? report.AddEvent(event.name, event.id, event.severity, *event.time)
@@ -85,7 +86,8 @@ int Send(Options& options) {
   const Library library = OpenLibrary(options.dll);
   const EventFolder folder = FolderOf(ToWide(options.report.softwareId));
   const std::vector<std::wstring> before = FilesOf(folder);
-  for (int i = 0; i < options.repeat; ++i) Save(library, options.report);
+  for (int i = 0; i < options.repeat; ++i)
+    Save(library, options.report, options.managedOnly ? Unmanaged::kRefuse : Unmanaged::kDrop);
   const std::vector<std::wstring> after = FilesOf(folder);
   std::vector<std::wstring> fresh;
   std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(fresh));
@@ -106,6 +108,8 @@ void AddSend(CLI::App& app, Action& chosen) {
       "Example: varnel send --software EXAMPLE__1000 --event Tried --id 1 --severity 1 -a From=Console");
   command.add_flag("--json", options->fromInput,
                    "Read the whole report as JSON from standard input (docs/tool.md)");
+  command.add_flag("--managed-only", options->managedOnly,
+                   "Fail where the agent is not managed, as after Initialize3");
   const auto option = [&command](const char* name, auto& value, const char* meaning) {
     command.add_option(name, value, meaning)->capture_default_str();
   };

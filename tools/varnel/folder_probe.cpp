@@ -1,0 +1,42 @@
+#include "folder_probe.h"
+
+#include "base/files.h"
+
+namespace varnel::tool {
+namespace {
+
+// 0 when it can be opened.
+DWORD WhyNotOpened(const std::wstring& path, DWORD access) {
+  const FileHandle opened(CreateFileW(path.c_str(), access,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | kAnonymously, nullptr));
+  return opened ? ERROR_SUCCESS : GetLastError();
+}
+
+// `right`: to add a file, or a folder.
+DWORD WhyNotAdded(const std::wstring& folder, const std::wstring& name, DWORD right) {
+  const DWORD byName = WhyNotOpened(folder + name, FILE_READ_ATTRIBUTES);
+  if (byName != ERROR_SUCCESS && byName != ERROR_FILE_NOT_FOUND) return byName;
+  const DWORD byRight = WhyNotOpened(folder, right);
+  // Who holds the folder for himself does not keep others from adding to it.
+  return byRight == ERROR_SHARING_VIOLATION ? ERROR_SUCCESS : byRight;
+}
+
+}  // namespace
+
+DWORD WhyNoNewFile(const std::wstring& folder, const std::wstring& name) {
+  return WhyNotAdded(folder, name, FILE_ADD_FILE);
+}
+
+MadeFolder WhyNoNewFileInMadeFolder(const std::wstring& folder, const std::wstring& name) {
+  const DWORD error = WhyNoNewFile(folder + L'\\', name);
+  if (error != ERROR_PATH_NOT_FOUND || GetFileAttributesW(folder.c_str()) != INVALID_FILE_ATTRIBUTES)
+    return {error, false};
+  std::wstring parent = folder.substr(0, folder.find_last_not_of(L"\\/") + 1);
+  const std::wstring last = parent.substr(parent.find_last_of(L"\\/") + 1);
+  parent.resize(parent.size() - last.size());
+  // A name in the parent that makes the path as long as it will be, for systems that set paths a limit.
+  return {WhyNotAdded(parent.empty() ? L".\\" : parent, last + L'_' + name, FILE_ADD_SUBDIRECTORY), true};
+}
+
+}  // namespace varnel::tool

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace varnel::tool {
+
+// What would keep this process from making a new file, as the system's number; 0 when nothing would. Nothing
+// is made: the file is opened under the name that it would have, and its folder with the right to add one.
+// `folder` ends in a backslash.
+[[nodiscard]] DWORD WhyNoNewFile(const std::wstring& folder, const std::wstring& name);
+
+// The same for a folder that is made first where its parent is there; without a trailing backslash.
+struct MadeFolder {
+  DWORD error;
+  bool isMade;
+};
+[[nodiscard]] MadeFolder WhyNoNewFileInMadeFolder(const std::wstring& folder, const std::wstring& name);
+
+}  // namespace varnel::tool
