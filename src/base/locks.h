@@ -44,6 +44,7 @@ class MutexLock {
   MutexLock& operator=(const MutexLock&) = delete;
 
   bool TimedOut() const noexcept { return result_ == WAIT_TIMEOUT; }
+  bool WasAbandoned() const noexcept { return result_ == WAIT_ABANDONED; }
 
  private:
   HANDLE mutex_;

@@ -98,10 +98,9 @@ Outcome FillAgentFile(const std::wstring& path, const EncodedReport& report) noe
 }  // namespace
 
 KernelHandle OpenSaveMutex() noexcept {
-  constexpr wchar_t kName[] = L"ORBAEVTINFMUTEX";
-  KernelHandle mutex(CreateMutexW(nullptr, FALSE, kName));
+  KernelHandle mutex(CreateMutexW(nullptr, FALSE, kSaveMutexName));
   // Creating asks for every right. Waiting and releasing need one, which its owner may have granted to all.
-  if (!mutex) mutex.Reset(OpenMutexW(SYNCHRONIZE, FALSE, kName));
+  if (!mutex) mutex.Reset(OpenMutexW(SYNCHRONIZE, FALSE, kSaveMutexName));
   return mutex;
 }
 

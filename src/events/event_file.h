@@ -10,6 +10,8 @@
 
 namespace varnel {
 
+constexpr wchar_t kSaveMutexName[] = L"ORBAEVTINFMUTEX";
+
 // The mutex that every instance of this library in the logon session shares: one event file is written at a
 // time. Empty when the system does not give it; files are then written all the same.
 [[nodiscard]] KernelHandle OpenSaveMutex() noexcept;

@@ -6,7 +6,7 @@
 #include "base/process_identity.h"
 #include "base/system_library.h"
 #include "logging/log_writer.h"
-#include "protection/signature_check.h"
+#include "protection/client_file.h"
 #include "settings/agent_settings.h"
 
 #include <atomic>
@@ -17,11 +17,9 @@
 namespace varnel {
 namespace {
 
-constexpr std::size_t kLongestPath = kPathCapacity - 1;  // characters
-
 // Tells whether a file that is refused is the one that was refused last.
 struct Candidate {
-  wchar_t path[kLongestPath + 2];  // one more shows that it is too long
+  wchar_t path[kLongestClientPath + 2];  // one more shows that it is too long
   FILETIME written;
   DWORD sizeHigh;
   DWORD sizeLow;
@@ -45,29 +43,13 @@ bool IsSame(const Candidate& left, const Candidate& right) noexcept {
          left.sizeLow == right.sizeLow;
 }
 
-// Why the candidate is not loaded.
-struct Refusal {
-  const wchar_t* reason;
-  DWORD code;
-};
+// Why the candidate is not loaded; nothing when it has been or does not exist.
 using Result = std::optional<Refusal>;
-
-bool IsLetter(wchar_t c) noexcept {
-  return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z');
-}
-
-const wchar_t* WhatIsWrongWith(const wchar_t* path) noexcept {
-  if (std::wcslen(path) > kLongestPath) return L"its path is too long";
-  if (path[0] == L'\\' && path[1] == L'\\') return L"it is not on a local disk";
-  if (!IsLetter(path[0]) || path[1] != L':' || path[2] != L'\\') return L"its path is not a full one";
-  const wchar_t root[] = {path[0], L':', L'\\', L'\0'};
-  return GetDriveTypeW(root) == DRIVE_REMOTE ? L"it is not on a local disk" : nullptr;
-}
 
 // Whether the library was mapped from this file, which nobody can have changed since it was verified: it is
 // open.
 bool IsMappedFrom(const LoadedLibrary& library, HANDLE file) noexcept {
-  wchar_t path[2 * kLongestPath];
+  wchar_t path[kOwnPathCapacity];
   const DWORD length = GetModuleFileNameW(library.Get(), path, static_cast<DWORD>(std::size(path)));
   if (length == 0 || length == std::size(path)) return false;
   const FileHandle mapped(
@@ -96,36 +78,19 @@ Result Load(HANDLE file, const wchar_t* path) noexcept {
   return std::nullopt;
 }
 
-// Checks and loads the file by its own path: links on the way to it are resolved, and while it is open none
-// of its folders can be exchanged for another. The path keeps its prefix, so that it is taken to the letter.
-Result CheckAndLoad(HANDLE file) noexcept {
-  constexpr wchar_t kNetwork[] = L"\\\\?\\UNC\\";
-  wchar_t path[2 * kLongestPath];
-  const DWORD length = GetFinalPathNameByHandleW(file, path, static_cast<DWORD>(std::size(path)), 0);
-  if (length == 0 || length >= std::size(path))
-    return Refusal{L"the system does not tell its path",
-                   length == 0 ? GetLastError() : ERROR_BUFFER_OVERFLOW};
-  if (std::wcsncmp(path, kNetwork, std::size(kNetwork) - 1) == 0)
-    return Refusal{L"it is not on a local disk", ERROR_BAD_PATHNAME};
-  const SignatureVerdict verdict = CheckSignature(file, path);
-  if (verdict.objection) return Refusal{verdict.objection, verdict.code};
-  return Load(file, path);
-}
-
-// Nothing when the client has been loaded or does not exist.
 Result FindAndLoad(Candidate& candidate) noexcept {
-  if (const wchar_t* const wrong = WhatIsWrongWith(candidate.path)) return Refusal{wrong, ERROR_BAD_PATHNAME};
-  // Nobody can write, rename or delete the file between check and load.
-  const FileHandle file(CreateFileW(candidate.path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL | kAnonymously, nullptr));
-  const DWORD error = GetLastError();
-  if (!file && (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND)) return std::nullopt;
+  Result refusal;
+  // Open until it is loaded: what was checked is what runs.
+  const FileHandle file = OpenClientFile(candidate.path, refusal);
+  if (!file) return refusal;
   BY_HANDLE_FILE_INFORMATION information{};
-  if (file) GetFileInformationByHandle(file.Get(), &information);
+  GetFileInformationByHandle(file.Get(), &information);
   candidate.written = information.ftLastWriteTime;
   candidate.sizeHigh = information.nFileSizeHigh;
   candidate.sizeLow = information.nFileSizeLow;
-  return file ? CheckAndLoad(file.Get()) : Refusal{L"it cannot be opened", error};
+  wchar_t ownPath[kOwnPathCapacity];
+  refusal = CheckClientFile(file.Get(), ownPath, nullptr);
+  return refusal ? refusal : Load(file.Get(), ownPath);
 }
 
 // `restored` tells whether the thread acts for its client again.

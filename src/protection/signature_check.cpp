@@ -187,15 +187,21 @@ class Signature {
   Verification verification_;
 };
 
-// Where a signed product vouches for this library, nobody else may speak for it.
-SignatureVerdict ComparePublishers(const TrustFunctions& functions, const Signature& client) noexcept {
+// The file that this module was loaded from.
+bool GetOwnFile(wchar_t (&path)[1024]) noexcept {
   HMODULE self = nullptr;
-  wchar_t path[1024];
   constexpr DWORD kFlags =
       GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
-  if (!GetModuleHandleExW(kFlags, reinterpret_cast<const wchar_t*>(&CheckSignature), &self) ||
-      GetModuleFileNameW(self, path, static_cast<DWORD>(std::size(path))) >= std::size(path))
-    return {L"this library's own file is not known", GetLastError()};
+  return GetModuleHandleExW(kFlags, reinterpret_cast<const wchar_t*>(&CheckSignature), &self) &&
+         GetModuleFileNameW(self, path, static_cast<DWORD>(std::size(path))) < std::size(path);
+}
+
+// Where a signed product vouches for the library, nobody else may speak for it.
+SignatureVerdict ComparePublishers(const TrustFunctions& functions, const Signature& client,
+                                   const wchar_t* library) noexcept {
+  wchar_t ownFile[1024];
+  if (!library && !GetOwnFile(ownFile)) return {L"this library's own file is not known", GetLastError()};
+  const wchar_t* const path = library ? library : ownFile;
   const FileHandle file(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | kAnonymously, nullptr));
   if (!file) return {L"this library's own file cannot be opened", GetLastError()};
@@ -209,11 +215,11 @@ SignatureVerdict ComparePublishers(const TrustFunctions& functions, const Signat
 
 }  // namespace
 
-SignatureVerdict CheckSignature(HANDLE file, const wchar_t* path) noexcept {
+SignatureVerdict CheckSignature(HANDLE file, const wchar_t* path, const wchar_t* library) noexcept {
   TrustFunctions functions;
   if (!functions.Load()) return {L"the system cannot check signatures", ERROR_PROC_NOT_FOUND};
   const Signature signature(functions, file, path);
-  return signature.verdict.objection ? signature.verdict : ComparePublishers(functions, signature);
+  return signature.verdict.objection ? signature.verdict : ComparePublishers(functions, signature, library);
 }
 
 }  // namespace varnel

@@ -9,7 +9,6 @@
 namespace varnel {
 namespace {
 
-constexpr wchar_t kFrameworkKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\QRN\\Shared Components\\Framework";
 constexpr wchar_t kEventParserKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon\\EventParser";
 constexpr std::uint16_t kAgentGuidCapacity = 500;
 constexpr std::uint32_t kDefaultSizeLimit = 8'912'896;  // 8.5 MiB
@@ -25,13 +24,6 @@ RegistryKey OpenFrameworkKey(REGSAM access) noexcept {
 std::int32_t DigitOrNumber(std::uint32_t bytes) noexcept {
   const auto value = static_cast<std::int32_t>(bytes);
   return value >= kTextZero ? value - kTextZero : value;
-}
-
-bool IsTriggerEvent(const RegistryKey& key, std::int32_t severity) noexcept {
-  const auto enabled = QueryFourBytes(key, L"AgPlcyEnableEventTrigger", 0);
-  if (!enabled || DigitOrNumber(*enabled) == 0) return false;
-  const auto threshold = QueryFourBytes(key, L"AgPlcyEventTriggerThreshold", kDefaultThreshold);
-  return threshold && severity >= DigitOrNumber(*threshold);
 }
 
 }  // namespace
@@ -50,10 +42,19 @@ bool EventSizeWithinLimit(std::uint64_t bytes) noexcept {
   return ReadEventSizeLimit() > bytes;
 }
 
-std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* triggerOut) noexcept {
-  *triggerOut = 0;
+std::optional<std::int32_t> ReadEventTriggerThreshold() noexcept {
   const RegistryKey key = OpenFrameworkKey(KEY_READ);
-  if (key && IsTriggerEvent(key, severity)) *triggerOut = 1;
+  if (!key) return std::nullopt;
+  const auto enabled = QueryFourBytes(key, L"AgPlcyEnableEventTrigger", 0);
+  if (!enabled || DigitOrNumber(*enabled) == 0) return std::nullopt;
+  const auto threshold = QueryFourBytes(key, L"AgPlcyEventTriggerThreshold", kDefaultThreshold);
+  if (!threshold) return std::nullopt;
+  return DigitOrNumber(*threshold);
+}
+
+std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* triggerOut) noexcept {
+  const auto threshold = ReadEventTriggerThreshold();
+  *triggerOut = threshold && severity >= *threshold ? 1 : 0;
   return 0;
 }
 

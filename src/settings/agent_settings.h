@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -14,11 +15,16 @@ namespace varnel {
 // True when the management server manages the agent.
 [[nodiscard]] bool IsAgentManaged() noexcept;
 
+// The key with most of it, below HKEY_LOCAL_MACHINE.
+constexpr wchar_t kFrameworkKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\QRN\\Shared Components\\Framework";
+
 // Bytes that an encoded document must stay below.
 [[nodiscard]] std::uint32_t ReadEventSizeLimit() noexcept;
 // Whether a document of so many encoded bytes may be written.
 [[nodiscard]] bool EventSizeWithinLimit(std::uint64_t bytes) noexcept;
 
+// The least severity of events that are forwarded at once; nothing when none is.
+[[nodiscard]] std::optional<std::int32_t> ReadEventTriggerThreshold() noexcept;
 // Sets *triggerOut to 1 when an event of this severity is to be forwarded at once, else to 0. Always returns
 // 0.
 std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* triggerOut) noexcept;

@@ -13,9 +13,9 @@ namespace {
 constexpr wchar_t kFilterFile[] = L"data\\EvtFiltr.ini";
 // INVALID_FILE_SIZE lies above it, and so does a size whose buffer would wrap 32 bits.
 constexpr DWORD kLargestFile = 0xFFFFFFFD;
-constexpr std::size_t kFilterPathCapacity = 1040;  // characters
 
-// The path's length in characters, or 0 when there is no usable agent folder.
+}  // namespace
+
 std::size_t BuildFilterPath(wchar_t (&path)[kFilterPathCapacity]) noexcept {
   if (!ReadDataPath(path)) return 0;
   std::size_t length = std::wcslen(path);
@@ -24,8 +24,6 @@ std::size_t BuildFilterPath(wchar_t (&path)[kFilterPathCapacity]) noexcept {
   std::wcscpy(path + length, kFilterFile);
   return length + std::size(kFilterFile) - 1;
 }
-
-}  // namespace
 
 MallocPtr<char[]> ReadWholeFile(const char* narrowPath, std::uint32_t* sizeOut) noexcept {
   const FileHandle file(CreateFileA(narrowPath, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
@@ -40,16 +38,20 @@ MallocPtr<char[]> ReadWholeFile(const char* narrowPath, std::uint32_t* sizeOut) 
   return content;
 }
 
+MallocPtr<char[]> ReadFilter(const wchar_t (&path)[kFilterPathCapacity], std::size_t length,
+                             std::uint32_t* sizeOut) noexcept {
+  char narrowPath[kFilterPathCapacity * 2 + 2] = {};
+  const int converted = WideCharToMultiByte(CP_THREAD_ACP, 0, path, static_cast<int>(length), narrowPath,
+                                            static_cast<int>(length * 2 + 1), nullptr, nullptr);
+  return converted > 0 ? ReadWholeFile(narrowPath, sizeOut) : nullptr;
+}
+
 bool IsEventDisabled(std::int32_t eventId) noexcept {
   wchar_t path[kFilterPathCapacity] = {};
   const std::size_t length = BuildFilterPath(path);
   if (length == 0) return false;
-  char narrowPath[kFilterPathCapacity * 2 + 2] = {};
-  const int converted = WideCharToMultiByte(CP_THREAD_ACP, 0, path, static_cast<int>(length), narrowPath,
-                                            static_cast<int>(length * 2 + 1), nullptr, nullptr);
-  if (converted <= 0) return false;
   std::uint32_t size = 0;
-  const auto content = ReadWholeFile(narrowPath, &size);
+  const auto content = ReadFilter(path, length, &size);
   return content && ListsAsDisabled(content.get(), size, eventId);
 }
 
