@@ -11,7 +11,7 @@ bool RefusesCall(bool refuseWhenUnmanaged) noexcept {
 }
 
 bool IsServerSoftwareId(const wchar_t* softwareId) noexcept {
-  return std::wcscmp(softwareId, L"ORBASRVR_3500") == 0;
+  return std::wcscmp(softwareId, kServerSoftwareId) == 0;
 }
 
 SaveWay ChooseSaveWay(bool refuseWhenUnmanaged, bool isComplete, const wchar_t* softwareId) noexcept {

@@ -17,6 +17,7 @@ constexpr bool IsEventIdentifier(std::int32_t id) noexcept {
 // Whether a call is refused because the agent is not managed: only Initialize3 asks for that.
 [[nodiscard]] bool RefusesCall(bool refuseWhenUnmanaged) noexcept;
 
+constexpr wchar_t kServerSoftwareId[] = L"ORBASRVR_3500";
 // Whether reports of the identifier go to the folder of the server's event parser. Zero-terminated.
 [[nodiscard]] bool IsServerSoftwareId(const wchar_t* softwareId) noexcept;
 

@@ -9,6 +9,7 @@ namespace varnel::tool {
 using Action = std::function<int()>;
 
 // Each adds its command, with its options and an example, and sets `chosen` when the command is given.
+void AddDoctor(CLI::App& app, Action& chosen);
 void AddExplain(CLI::App& app, Action& chosen);
 void AddTrace(CLI::App& app, Action& chosen);
 void AddSend(CLI::App& app, Action& chosen);

@@ -56,6 +56,15 @@ bool OutputIsConsole() {
   return IsConsole(Output());
 }
 
+ConsoleColours::ConsoleColours() {
+  constexpr DWORD kObeyEscapes = 0x4;  // ENABLE_VIRTUAL_TERMINAL_PROCESSING, which old headers lack
+  on_ = GetConsoleMode(Output(), &before_) && SetConsoleMode(Output(), before_ | kObeyEscapes);
+}
+
+ConsoleColours::~ConsoleColours() {
+  if (on_) SetConsoleMode(Output(), before_);
+}
+
 void TurnLogLinesToStandardError() {
   if (!DuplicateHandle(GetCurrentProcess(), Output(), GetCurrentProcess(), &g_output, 0, FALSE,
                        DUPLICATE_SAME_ACCESS))

@@ -20,6 +20,19 @@ void Print(std::string_view utf8);
 // One line to standard error.
 void PrintError(std::string_view utf8);
 [[nodiscard]] bool OutputIsConsole();
+// While it lives, escape sequences for colours may be printed, if it says so: never to what is no console.
+class ConsoleColours {
+ public:
+  ConsoleColours();
+  ~ConsoleColours();
+  ConsoleColours(const ConsoleColours&) = delete;
+  ConsoleColours& operator=(const ConsoleColours&) = delete;
+  explicit operator bool() const noexcept { return on_; }
+
+ private:
+  unsigned long before_ = 0;
+  bool on_;
+};
 // From here on what the library prints, its log lines, goes to standard error; Print does not.
 void TurnLogLinesToStandardError();
 

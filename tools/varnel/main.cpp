@@ -27,6 +27,7 @@ int Run() {
   app.require_subcommand(1);
   app.set_version_flag("--version", VARNEL_VERSION);
   Action chosen;
+  AddDoctor(app, chosen);
   AddExplain(app, chosen);
   AddSend(app, chosen);
   AddTrace(app, chosen);

@@ -1,14 +1,11 @@
 // varnel send: a report from the command line or from JSON, through the real library.
 
-#include "agent_folders.h"
 #include "command.h"
 #include "console.h"
 #include "report_json.h"
+#include "reporting.h"
 #include "text.h"
-#include "varnel/varnel.hpp"
 
-#include <algorithm>
-#include <iterator>
 #include <memory>
 
 namespace varnel::tool {
@@ -34,42 +31,6 @@ std::pair<std::string, std::string> Split(const std::string& pair) {
   return {pair.substr(0, equals), pair.substr(equals + 1)};
 }
 
-std::wstring BesideThisProgram() {
-  std::wstring path(32'768, L'\0');
-  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-  return path.substr(0, path.find_last_of(L'\\') + 1) + L"varnel.dll";
-}
-
-// The registered library; where there is none, the one beside this program.
-Library OpenLibrary(const std::string& dll) {
-  if (!dll.empty()) return Library::FromFile(ToWide(dll).c_str());
-  IOrbaEventInf3* object = nullptr;
-  Library registered = Library::Registered();
-  if (registered.TryCreate(&object) != REGDB_E_CLASSNOTREG) {
-    if (object) object->Release();
-    return registered;
-  }
-  Library beside;
-  return SUCCEEDED(beside.TryOpenFile(BesideThisProgram().c_str())) ? std::move(beside)
-                                                                    : std::move(registered);
-}
-
-void Fill(const Element& element, const ElementText& text) {
-  for (const auto& [name, value] : text.attributes) element.SetAttribute(name, value);
-  for (const ElementText& child : text.children) Fill(element.AddChild(child.name, child.text), child);
-}
-
-void Save(const Library& library, const ReportText& text, Unmanaged unmanaged) {
-  const Report report(
-      library, {text.softwareId, text.root, text.element, text.name, text.version, text.family}, unmanaged);
-  report.AddMachine({text.osName, text.userName});
-  for (const EventText& event : text.events)
-    Fill(event.time ? report.AddEvent(event.name, event.id, event.severity, *event.time)
-                    : report.AddEvent(event.name, event.id, event.severity),
-         event);
-  report.Save();
-}
-
 int Send(Options& options) {
   if (options.fromInput) {
     options.report = ParseReport(ReadInput(kMostInput));
@@ -84,14 +45,9 @@ int Send(Options& options) {
   const ComScope com;
   TurnLogLinesToStandardError();
   const Library library = OpenLibrary(options.dll);
-  const EventFolder folder = FolderOf(ToWide(options.report.softwareId));
-  const std::vector<std::wstring> before = FilesOf(folder);
-  for (int i = 0; i < options.repeat; ++i)
-    Save(library, options.report, options.managedOnly ? Unmanaged::kRefuse : Unmanaged::kDrop);
-  const std::vector<std::wstring> after = FilesOf(folder);
-  std::vector<std::wstring> fresh;
-  std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(fresh));
-  for (const std::wstring& name : fresh) Print(ToUtf8(folder.path + L"\\" + name) + "\n");
+  const Unmanaged unmanaged = options.managedOnly ? Unmanaged::kRefuse : Unmanaged::kDrop;
+  const std::vector<std::wstring> fresh = SaveReport(library, options.report, unmanaged, options.repeat);
+  for (const std::wstring& path : fresh) Print(ToUtf8(path) + "\n");
   if (!fresh.empty()) return kDone;
   PrintError(
       "the library has accepted the report and written nothing: the agent on this machine is not managed");

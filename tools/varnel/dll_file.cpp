@@ -1,0 +1,63 @@
+#include "dll_file.h"
+
+#include "base/files.h"
+
+#include <cstring>
+#include <vector>
+
+namespace varnel::tool {
+namespace {
+
+constexpr DWORD kSharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// False when the file ends before that.
+template <class T>
+bool ReadAt(HANDLE file, DWORD offset, T& value) {
+  OVERLAPPED at{};
+  at.Offset = offset;
+  DWORD read = 0;
+  return ReadFile(file, &value, sizeof(value), &read, &at) && read == sizeof(value);
+}
+
+}  // namespace
+
+DllWidth WidthOfDll(const std::wstring& path) {
+  const FileHandle file(
+      CreateFileW(path.c_str(), GENERIC_READ, kSharing, nullptr, OPEN_EXISTING, kAnonymously, nullptr));
+  struct {
+    DWORD signature;
+    IMAGE_FILE_HEADER file;
+  } header;
+  IMAGE_DOS_HEADER dos;
+  if (!file || !ReadAt(file.Get(), 0, dos) || dos.e_magic != IMAGE_DOS_SIGNATURE || dos.e_lfanew < 0 ||
+      !ReadAt(file.Get(), static_cast<DWORD>(dos.e_lfanew), header) ||
+      header.signature != IMAGE_NT_SIGNATURE || (header.file.Characteristics & IMAGE_FILE_DLL) == 0)
+    return DllWidth::kNoDll;
+  if (header.file.Machine == IMAGE_FILE_MACHINE_AMD64) return DllWidth::k64;
+  return header.file.Machine == IMAGE_FILE_MACHINE_I386 ? DllWidth::k32 : DllWidth::kOther;
+}
+
+std::string VersionOfDll(const std::wstring& path) {
+  DWORD unused = 0;
+  const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &unused);
+  std::vector<char> information(size);
+  void* found = nullptr;
+  UINT length = 0;
+  if (size == 0 || !GetFileVersionInfoW(path.c_str(), 0, size, information.data()) ||
+      !VerQueryValueW(information.data(), L"\\", &found, &length) || length < sizeof(VS_FIXEDFILEINFO))
+    return {};
+  VS_FIXEDFILEINFO fixed;
+  std::memcpy(&fixed, found, sizeof(fixed));
+  std::string version;
+  for (const DWORD part : {HIWORD(fixed.dwFileVersionMS), LOWORD(fixed.dwFileVersionMS),
+                           HIWORD(fixed.dwFileVersionLS), LOWORD(fixed.dwFileVersionLS)})
+    version += (version.empty() ? "" : ".") + std::to_string(part);
+  return version;
+}
+
+bool IsFile(const std::wstring& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+}  // namespace varnel::tool

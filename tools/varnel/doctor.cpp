@@ -1,0 +1,112 @@
+// varnel doctor: why does my event not arrive?
+
+#include "checks.h"
+#include "command.h"
+#include "console.h"
+#include "varnel/varnel.hpp"
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+namespace varnel::tool {
+namespace {
+
+struct Options {
+  std::string softwareId = "EXAMPLE__1000";
+  bool asJson = false;
+  bool write = false;
+};
+
+struct Look {
+  const char* word;
+  const char* colour;
+};
+constexpr Look kLooks[] = {{"ok", "\x1b[32m"}, {"warning", "\x1b[33m"}, {"failure", "\x1b[31m"}};
+
+const Look& LookOf(State state) {
+  return kLooks[static_cast<std::size_t>(state)];
+}
+
+Checks Examine(const Options& options) {
+  const std::wstring softwareId = ToWide(options.softwareId);
+  const std::function<Checks()> groups[] = {
+      CheckRegistration,
+      CheckAgent,
+      [&] { return CheckFolders(softwareId); },
+      CheckFilter,
+      CheckLog,
+      CheckSaveMutex,
+      CheckProtection,
+      [&] { return options.write ? TryReport(options.softwareId) : Checks(); }};
+  Checks all;
+  for (const auto& group : groups)
+    for (Check& check : group()) all.push_back(std::move(check));
+  return all;
+}
+
+std::string AsJson(const Checks& checks) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const Check& check : checks)
+    list.push_back({{"check", check.name},
+                    {"state", LookOf(check.state).word},
+                    {"found", check.found},
+                    {"remedy", check.remedy}});
+  return list.dump(2) + "\n";
+}
+
+std::string Padded(std::string text, std::size_t width) {
+  text.resize(std::max(text.size(), width), ' ');
+  return text;
+}
+
+std::string AsLines(const Checks& checks, bool inColour) {
+  std::size_t width = 0;
+  for (const Check& check : checks) width = std::max(width, check.name.size());
+  std::string lines;
+  for (const Check& check : checks) {
+    const Look& look = LookOf(check.state);
+    const std::string word = Padded(look.word, 7);
+    lines += (inColour ? look.colour + word + "\x1b[0m" : word) + "  " + Padded(check.name, width) + "  " +
+             check.found;
+    lines += check.remedy.empty() ? "\n" : ". " + check.remedy + "\n";
+  }
+  return lines;
+}
+
+int Doctor(const Options& options) {
+  const ComScope com;
+  TurnLogLinesToStandardError();
+  const Checks checks = Examine(options);
+  if (options.asJson) {
+    Print(AsJson(checks));
+  } else {
+    const ConsoleColours colours;
+    Print(AsLines(checks, static_cast<bool>(colours)));
+  }
+  State worst = State::kOk;
+  for (const Check& check : checks) worst = std::max(worst, check.state);
+  constexpr Status kStatus[] = {kDone, kFound, kFailed};
+  return kStatus[static_cast<std::size_t>(worst)];
+}
+
+}  // namespace
+
+void AddDoctor(CLI::App& app, Action& chosen) {
+  const auto options = std::make_shared<Options>();
+  CLI::App& command = *app.add_subcommand(
+      "doctor",
+      "Tells why an event does not arrive: a line for each check, with what was found and what to do.");
+  command.footer(
+      "Example: varnel doctor --software EXAMPLE__1000 --write\n"
+      "Returns 0 when all is well, 1 with warnings, 2 with failures.");
+  command.add_option("--software", options->softwareId, "Software identifier whose way is looked at")
+      ->capture_default_str();
+  command.add_flag("--json", options->asJson, "A list of objects: check, state, found, remedy");
+  command.add_flag("--write", options->write,
+                   "Also make a trial report through the real library, look for its file and remove it");
+  command.callback([options, &chosen] { chosen = [options] { return Doctor(*options); }; });
+}
+
+}  // namespace varnel::tool

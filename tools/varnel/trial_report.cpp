@@ -1,0 +1,72 @@
+// A report that is made to be seen and removed.
+
+#include "base/files.h"
+#include "checks.h"
+#include "reporting.h"
+#include "settings/event_filter.h"
+
+namespace varnel::tool {
+namespace {
+
+constexpr char kName[] = "trial report";
+
+// What no other report holds.
+std::string NewMark() {
+  GUID guid{};
+  wchar_t text[39];
+  if (FAILED(CoCreateGuid(&guid)) || StringFromGUID2(guid, text, 39) == 0)
+    throw Error("CoCreateGuid", E_FAIL);
+  return ToUtf8(text);
+}
+
+ReportText TrialReport(const std::string& softwareId, const std::string& mark) {
+  long id = 1;
+  while (IsEventDisabled(static_cast<std::int32_t>(id))) ++id;
+  ReportText report;
+  report.softwareId = softwareId;
+  report.name = "varnel doctor";
+  report.version = VARNEL_VERSION;
+  report.events.push_back({{"VarnelTrial", "", {{"Mark", mark}}, {}}, id, 1, {}});
+  return report;
+}
+
+// Removes the file if it holds the mark, and is still the one that was read.
+bool RemoveIfOurs(const std::wstring& path, const std::string& mark) {
+  constexpr DWORD kSharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  constexpr DWORD kMost = 65'536;  // the trial is far smaller
+  const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, kSharing, nullptr, OPEN_EXISTING,
+                                    FILE_FLAG_OPEN_REPARSE_POINT | kAnonymously, nullptr));
+  std::string content(kMost, '\0');
+  DWORD read = 0;
+  const auto identity = file ? IdentifyFile(file.Get()) : std::nullopt;
+  if (!identity || !ReadFile(file.Get(), content.data(), kMost, &read, nullptr)) return false;
+  if (std::string_view(content).substr(0, read).find(mark) == std::string_view::npos) return false;
+  DeleteFileIfStill(path.c_str(), *identity);
+  return true;
+}
+
+Check Try(const std::string& softwareId) {
+  const std::string mark = NewMark();
+  for (const std::wstring& path : SaveReport(OpenLibrary(""), TrialReport(softwareId, mark))) {
+    if (!RemoveIfOurs(path, mark)) continue;
+    if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES)
+      return {kName, State::kOk, "written to " + Shown(path) + ", and removed", ""};
+    return {kName, State::kWarning, "written to " + Shown(path) + ", which could not be removed",
+            "Remove that file."};
+  }
+  return {kName, State::kFailure, "Save succeeded, and no file was there afterwards",
+          "See the check \"managed\"; where that is ok, an agent has taken the file within moments."};
+}
+
+}  // namespace
+
+Checks TryReport(const std::string& softwareId) {
+  try {
+    return {Try(softwareId)};
+  } catch (const Error& error) {
+    const VarnelResultText text = DescribeResult(error.Code());
+    return {{kName, State::kFailure, "not saved: " + ToUtf8(text.meaning), ToUtf8(text.remedy)}};
+  }
+}
+
+}  // namespace varnel::tool
