@@ -1,0 +1,119 @@
+#!/usr/bin/python3
+"""varnel check: the same verdict as the schema's, and what it says of files that are no documents at all."""
+import ctypes
+import os
+import sys
+import unittest
+
+from tool import ROOT, ToolTest
+
+sys.path.append(str(ROOT / "tests/schema"))
+import check_documents  # noqa: E402 (it is in a folder of its own)
+
+MACHINE = "<MachineInfo/>"
+PRODUCT = '<S ProductName="" ProductVersion="" ProductFamily=""/>'
+RIGHT = f"<R>{MACHINE}{PRODUCT}</R>"
+DEEP = "<R>" + MACHINE + PRODUCT + "<a>" * 300 + "</a>" * 300 + "</R>"
+BILLION = '<!DOCTYPE R [<!ENTITY a "aaaaaaaaaa"><!ENTITY b "&a;&a;&a;&a;">]>' + f"<R>{MACHINE}{PRODUCT}<X>&b;</X></R>"
+
+# Bytes of a file, and the place and the words that are said of it; nothing when it is right.
+FILES = {
+    "right": (RIGHT, ""),
+    "mark and lines": ("\ufeff<?xml version='1.0' encoding='utf-8'?>\n" + RIGHT + "\r\n", ""),
+    "only foreign text": (RIGHT.replace("</R>", "<X a='" + "漢" * 30_000 + "'>" + "漢字€😀" * 20_000 + "</X></R>"), ""),
+    "large": (RIGHT.replace("</R>", "<X>" + "x" * 5_000_000 + "</X></R>"), ""),
+    "own namespace": (RIGHT.replace("</R>", '<x:EventID xmlns:x="urn:u"/></R>'), ""),
+    "line and column": (f"<R>\n{MACHINE}\n\n  {PRODUCT}\n<é/><MachineInfo/></R>", ":5:6: MachineInfo is a name of the library's own here"),
+    "entities": (BILLION, ":1:1: a document type; event documents have none"),
+    "deep": (DEEP, "elements more than 256 deep"),
+    "many": ("<R>" + "<a/>" * 2_000_001 + "</R>", "more than 2000000 elements"),
+    "empty": ("", ":1:1: not finished: the end is missing"),
+    "cut": (RIGHT[:-1], ":1:75: not finished"),
+    "cut in a character": ("<R>é".encode()[:-1], "not finished"),
+    "cut in a comment": ("<R><!-- </R>", "not finished"),
+    "cut in a value": ('<R a="</R>', "not finished"),
+    "another kind": (b"\x89PNG\r\n\x1a\n", ":1:1: not XML"),
+    "program": (b"MZ\x90\x00<R></R>", ":1:1: not XML"),
+    "UTF-16": (RIGHT.encode("utf-16"), ":1:1: not XML"),
+    "another encoding": ("<?xml version='1.0' encoding='UTF-16'?>" + RIGHT, "encoding|not well-formed"),
+    "broken UTF-8": (b"<R>\xc3(</R>", ":1:4: no UTF-8"),
+    "surrogate": (b"<R>\xed\xa0\x80</R>", ":1:4: no UTF-8"),
+    "long form": (b"<R>\xc0\xbc</R>", ":1:4: no UTF-8"),
+    "escape": ("<R>\x1b[2J</R>", ":1:4: a control character"),
+    "escape by its number": ("<R>&#27;[2J</R>", ":1:4: a reference to no character"),
+    "half a reference": ("<R>&amp</R>", ":1:4: a reference to no character"),
+    "glued": ('<R a="1"b="2"/>', "no blank between two attributes"),
+    "digit": ("<R><1/></R>", "a name that does not begin with a letter"),
+    "twice": ('<R a="1" a="2"/>', "an attribute twice"),
+    "other end": ("<R><a></b></R>", "the end tag is not that of the element"),
+    "junk behind": (RIGHT + "junk", ":"),
+    "two roots": (RIGHT + RIGHT, ":"),
+    "direction": (RIGHT.replace("</R>", "<X>\u202e<y/>x</X></R>").replace("X", "X\u00e9"), r"the text of Xé stands before its elements"),
+    "name that turns": ("<R><\u202ea/></R>", ":"),
+    "long name": ("<R>" + MACHINE + "<" + "n" * 100_000 + "/></R>", r"\(1000\d\d characters\)"),
+}
+
+
+class Check(ToolTest):
+    PREFIX = "tool_check"
+
+    @classmethod
+    def setUpClass(cls):
+        # Where the tests run as root: permissions count for programs that are started from here on.
+        for ability in (1, 2):  # CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH
+            ctypes.CDLL(None).prctl(24, ability, 0, 0, 0)  # PR_CAPBSET_DROP
+        super().setUpClass()
+
+    def folder(self, name, files):
+        folder = self.prefix.drive / name
+        folder.mkdir()
+        for file, content in files.items():
+            (folder / file).write_bytes(content if isinstance(content, bytes) else content.encode())
+        return folder
+
+    def said(self, folder, output):
+        """For each file of a folder, what was said of it."""
+        lines = output.splitlines()[:-1]
+        return {file.name: "".join(line[len(start) - 1:] for line in lines if line.startswith(start))
+                for file in folder.iterdir() for start in [f"C:\\{folder.name}\\{file.name}:"]}
+
+    def test_the_verdict_of_the_schema(self):
+        report = "".join(map(str.strip, (ROOT / "tests/schema/report.xml").read_text(encoding="utf-8").splitlines()))
+        rows = check_documents.rows("rows.txt")
+        folder = self.folder("rows", {name: check_documents.document(report, fields) for _, name, *fields in rows})
+        output, _ = self.varnel("check", "C:\\rows", status=1)
+        said = self.said(folder, output)
+        self.assertEqual({name: verdict for verdict, name, *_ in rows},
+                         {name: "wrong" if said[name] else "right" for name in said})
+
+    def test_every_file_gets_its_answer(self):
+        folder = self.folder("Dossier é", {name: content for name, (content, _) in FILES.items()})
+        output, errors = self.varnel("check", "C:\\Dossier é\\", status=1)
+        said = self.said(folder, output.replace("é\\\\", "é\\"))
+        for name, (_, words) in FILES.items():
+            with self.subTest(name):
+                self.assertRegex(said[name], words or "^$")
+                self.assertLess(len(said[name]), 1000)
+        right = sum(not words for _, words in FILES.values())
+        self.assertEqual(f"{right} of {len(FILES)} files all right", output.splitlines()[-1])
+        self.assertNotRegex(output + errors, "[\x00-\x09\x0b-\x1f\u202e]")
+
+    def test_what_cannot_be_read(self):
+        closed = self.folder("closed", {"a.xml": RIGHT})
+        folder = self.folder("some", {"right.xml": RIGHT, "closed.xml": RIGHT, "huge.xml": ""})
+        os.truncate(folder / "huge.xml", 300_000_000)
+        (folder / "closed.xml").chmod(0)
+        (folder / "folder").mkdir()
+        closed.chmod(0)
+        self.addCleanup(closed.chmod, 0o700)
+        output, errors = self.varnel("check", "C:\\missing", "C:\\closed", "C:\\some", "C:\\some\\right.xml", status=2)
+        self.assertEqual("2 of 4 files all right\n", output)
+        self.assertEqual(4, len(errors.splitlines()), errors)
+        for place, words in (("C:\\missing", r"\(2\)"), ("C:\\closed", r"\(5\)"), ("C:\\some\\closed.xml", r"\(5\)"),
+                             ("C:\\some\\huge.xml", "larger than 256 MB")):
+            self.assertRegex(errors, "varnel: " + place.replace("\\", "\\\\") + f": .*{words}\n")
+        self.varnel("check", status=2)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,71 @@
+// varnel check: whether event documents are as docs/event-format.md says.
+
+#include "command.h"
+#include "console.h"
+#include "event_files.h"
+#include "event_rules.h"
+#include "event_text.h"
+#include "text.h"
+
+#include <algorithm>
+#include <memory>
+
+namespace varnel::tool {
+namespace {
+
+constexpr std::size_t kMostFaults = 20;  // of a file: the first ones say enough
+
+void PrintFault(const ListedFile& file, const Fault& fault) {
+  Print(Printable(ToUtf8(file.path)) + ":" + std::to_string(fault.place.line) + ":" +
+        std::to_string(fault.place.column) + ": " + Shortened(fault.text) + "\n");
+}
+
+Status CheckFile(EventFileReader& reader, const ListedFile& file) {
+  const EventFileReader::Result read = reader.Read(file);
+  if (read.state == FileState::kUnreadable) {
+    PrintError(Printable(ToUtf8(file.path)) + ": " + read.fault.text);
+    return kFailed;
+  }
+  std::vector<Fault> faults;
+  if (read.state == FileState::kWhole)
+    faults = FindFaults(read.root);
+  else
+    faults.push_back(read.fault);
+  for (std::size_t i = 0; i < std::min(faults.size(), kMostFaults); ++i) PrintFault(file, faults[i]);
+  return faults.empty() ? kDone : kFound;
+}
+
+int Check(const std::vector<std::string>& paths) {
+  EventFileReader reader;
+  int worst = kDone;
+  std::size_t count = 0, right = 0;
+  for (const std::string& path : paths) {
+    try {
+      for (const ListedFile& file : ListFiles(ToWide(path))) {
+        const Status status = CheckFile(reader, file);
+        ++count;
+        if (status == kDone) ++right;
+        worst = std::max<int>(worst, status);
+      }
+    } catch (const Failure& failure) {
+      PrintError(failure.what());
+      worst = kFailed;
+    }
+  }
+  Print(std::to_string(right) + " of " + std::to_string(count) + (count == 1 ? " file" : " files") +
+        " all right\n");
+  return worst;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& app, Action& chosen) {
+  const auto paths = std::make_shared<std::vector<std::string>>();
+  CLI::App& command =
+      *app.add_subcommand("check", "Holds event files against the rules of docs/event-format.md.");
+  command.footer("Example: varnel check C:\\Agent\\AgentEvents");
+  command.add_option("path", *paths, "Files, and folders whose files are meant")->required();
+  command.callback([paths, &chosen] { chosen = [paths] { return Check(*paths); }; });
+}
+
+}  // namespace varnel::tool

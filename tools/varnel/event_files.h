@@ -1,0 +1,40 @@
+#pragma once
+
+#include "xml_tree.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace varnel::tool {
+
+struct ListedFile {
+  std::wstring path;
+  bool named = false;  // by the user, not found in a folder
+};
+
+// The files that are meant: a file itself, of a folder every file in it, the oldest first; links and folders
+// in a folder are passed over. Throws Failure when the path cannot be read.
+[[nodiscard]] std::vector<ListedFile> ListFiles(const std::wstring& path);
+
+// Reads event files one after the other. Others may write and delete them meanwhile.
+class EventFileReader {
+ public:
+  // A file that another program keeps to itself is unfinished, and in use. A file that cannot be read, or is
+  // larger than 256 MB, is unreadable; the fault says why. Gone: it was no longer there.
+  struct Result : XmlFile {
+    bool isGone = false;
+    bool isInUse = false;
+  };
+  [[nodiscard]] Result Read(const ListedFile& file);
+
+ private:
+  XmlParser parser_;
+  std::string bytes_;
+};
+
+// Bytes of a file; 0 when there is none.
+[[nodiscard]] std::uint64_t SizeOf(const std::wstring& path);
+
+}  // namespace varnel::tool
