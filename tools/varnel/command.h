@@ -13,6 +13,7 @@ void AddDoctor(CLI::App& app, Action& chosen);
 void AddExplain(CLI::App& app, Action& chosen);
 void AddTrace(CLI::App& app, Action& chosen);
 void AddSend(CLI::App& app, Action& chosen);
+void AddShow(CLI::App& app, Action& chosen);
 void AddCheck(CLI::App& app, Action& chosen);
 
 }  // namespace varnel::tool

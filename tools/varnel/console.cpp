@@ -45,7 +45,7 @@ bool Write(HANDLE stream, std::string_view utf8) {
 }  // namespace
 
 void Print(std::string_view utf8) {
-  if (!Write(Output(), utf8)) throw Failure("nobody reads the output any more");
+  if (!Write(Output(), utf8)) throw OutputClosed();
 }
 
 void PrintError(std::string_view utf8) {

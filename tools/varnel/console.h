@@ -14,8 +14,8 @@ enum Status : int {
   kFailed = 2,  // it could not do what was asked; standard error says why
 };
 
-// Standard output in UTF-8, whatever the code page: to a console as UTF-16. Throws Failure when the reader
-// has gone, so a command ends when its console is closed.
+// Standard output in UTF-8, whatever the code page: to a console as UTF-16. Throws OutputClosed when the
+// reader has gone, so a command ends when its console is closed.
 void Print(std::string_view utf8);
 // One line to standard error.
 void PrintError(std::string_view utf8);
@@ -48,6 +48,12 @@ class Failure : public std::exception {
 
  private:
   std::string line_;
+};
+
+// Thrown by Print.
+class OutputClosed : public Failure {
+ public:
+  OutputClosed() : Failure("nobody reads the output any more") {}
 };
 
 }  // namespace varnel::tool

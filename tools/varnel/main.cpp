@@ -30,6 +30,7 @@ int Run() {
   AddDoctor(app, chosen);
   AddExplain(app, chosen);
   AddSend(app, chosen);
+  AddShow(app, chosen);
   AddCheck(app, chosen);
   AddTrace(app, chosen);
   try {

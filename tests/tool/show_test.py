@@ -1,0 +1,168 @@
+#!/usr/bin/python3
+"""varnel show: what a list, a tree and JSON say of files, and files that appear while it looks."""
+import json
+import os
+import queue
+import re
+import subprocess
+import threading
+import time
+import unittest
+
+from tool import PROGRAM, ROOT, ToolTest
+
+REPORT = (ROOT / "tests/schema/report.xml").read_text(encoding="utf-8")
+MANY = 10_000
+SENT = {"softwareId": "EXAMPLE__1000", "name": "Né", "version": "2.0", "family": "Server", "osName": "Some OS", "userName": "ann",
+        "events": [{"name": "Found", "id": 7, "severity": 2, "time": "2024-03-07T09:05:03Z", "attributes": {"From": "a"},
+                    "children": [{"name": "File", "text": "x", "attributes": {"K.1": "v"}, "children": [{"name": "Part", "text": "p"}]},
+                                 {"name": "File", "text": "y"}]}]}
+
+# What stands in report.xml, what takes its place, and what comes of it in the first object.
+FIELDS = (
+    ("", "", {"@timestamp": "2024-03-07T09:05:03Z", "event.code": "1024", "event.severity": 3, "event.id": "a b.xml#1",
+              "event.action": "First", "host.ip": ["192.0.2.7"], "host.mac": ["01-23-45-67-89-AB"], "labels.Product_Licence": "first",
+              "labels.File_Part_Severity": "high", "labels.Root_Behind_Level": "1", "labels.MachineInfo_Site": "1", "labels.root": "Root"}),
+    ("2024-03-07T09:05:03", "2023-02-29T09:05:03", {"@timestamp": None, "labels.GMTTime": "2023-02-29T09:05:03"}),
+    (">3<", ">high<", {"event.severity": None, "labels.Severity": "high"}),
+    ("192.0.2.7", "::1", {"host.ip": ["::1"]}),
+    ("192.0.2.7", "somewhere", {"host.ip": None, "labels.MachineInfo_IPAddress": "somewhere"}),
+    ("0123456789ab", "", {"host.mac": None}),
+    ("0123456789ab", "zz", {"host.mac": None, "labels.MachineInfo_RawMACAddress": "zz"}),
+    ("<Scan>", "<EventID>5</EventID><Scan>", {"event.code": "1024", "labels.EventID": "5"}),
+    ("<EventID>1024", "<X/><EventID>1024", {"event.code": "1024", "@timestamp": "2024-03-07T09:05:03Z", "labels.GMTTime": None}),
+    ("<Severity>3</Severity>", "", {"event.severity": None, "labels.Severity": None}),
+    ("<After2/>", "<MachineName>new</MachineName>", {"host.name": "PC1", "labels.MachineInfo_MachineName": "new"}),
+    ("<Scan>on access", "<A_b>1</A_b><A><b>2</b></A><Scan>\u202e\u009b", {"labels.A_b": "1", "labels.A_b_2": "2", "labels.Scan": "\u202e\u009b"}),
+)
+
+
+def field(event, path):
+    for name in re.split(r"\.", path, maxsplit=0 if not path.startswith("labels.") else 1):
+        event = event.get(name) if isinstance(event, dict) else None
+    return event
+
+
+class Show(ToolTest):
+    PREFIX = "tool_show"
+
+    def folder(self, name, files):
+        folder = self.prefix.drive / name
+        folder.mkdir()
+        for number, (file, content) in enumerate(files.items()):
+            (folder / file).write_bytes(content if isinstance(content, bytes) else content.encode())
+            os.utime(folder / file, (number, number))
+        return folder
+
+    def test_a_report_that_was_sent(self):
+        path = self.varnel("send", "--json", text=json.dumps(SENT))[0].strip()
+        output, _ = self.varnel("show", "--json")
+        event = json.loads(output)
+        host = {name: event["host"].pop(name, None) for name in ("name", "ip", "mac")}
+        self.assertRegex(host["name"], ".")
+        for address, form in ((host["ip"], "[0-9a-f.:]+"), (host["mac"], "[0-9A-F]{2}(-[0-9A-F]{2}){5}")):
+            self.assertTrue(address is None or re.fullmatch(form, *address), address)
+        self.assertRegex(event["labels"].pop("MachineInfo_TimeZoneBias"), "^-?[0-9]+$")
+        self.assertEqual({
+            "@timestamp": "2024-03-07T09:05:03Z", "ecs": {"version": "8.11.0"},
+            "event": {"kind": "event", "module": "varnel", "action": "Found", "code": "7", "severity": 2, "id": path.split("\\")[-1] + "#1"},
+            "host": {"os": {"full": "Some OS"}}, "user": {"name": "ann"}, "agent": {"id": event["agent"]["id"]},
+            "observer": {"product": "Né", "version": "2.0"}, "log": {"file": {"path": path}},
+            "labels": {"product_family": "Server", "root": "ProductEvents", "From": "a", "File": "x", "File_K_1": "v", "File_Part": "p",
+                       "File_2": "y"}}, event)
+        self.assertRegex(event["agent"]["id"], "^{?[-0-9A-F]{36}}?$")
+
+    def test_fields_of_what_is_not_as_usual(self):
+        for number, (old, new, expected) in enumerate(FIELDS):
+            with self.subTest(new):
+                self.folder(f"f{number}", {"a b.xml": REPORT.replace(old, new, 1) if old else REPORT})
+                output, _ = self.varnel("show", "--json", f"C:\\f{number}")
+                event = json.loads(output.splitlines()[0])
+                self.assertEqual(expected, {path: field(event, path) for path in expected})
+                self.assertTrue(output.isascii())
+
+    def test_more_than_a_receiver_takes(self):
+        self.folder("rich", {"a.xml": REPORT.replace("<Scan>", "<a/>" * 200_000 + "<Scan>").replace("heuristics", "x" + "é" * 20_000)})
+        output, _ = self.varnel("show", "--json", "C:\\rich")
+        labels = json.loads(output.splitlines()[0])["labels"]
+        self.assertEqual(900, len(labels))
+        self.assertIn("a_800", labels)
+        self.assertEqual("x" + "é" * 16_382, labels["Engine"])
+
+    def test_list_and_tree(self):
+        self.folder("Liste é", {"2.xml": REPORT.replace("First", "Né").replace(">on access<", ">\u202eturned " + "x" * 300 + "<"),
+                                "1.txt": REPORT})
+        output, _ = self.varnel("show", "C:\\Liste é")
+        self.assertEqual(["2024-03-07T09:05:03   3   1024  Né                        Name 1.2                  2.xml",
+                          "0000-00-00T00:00:00   0     -5  Second                    Name 1.2                  2.xml",
+                          "2024-03-07T09:05:03   3   1024  First                     Name 1.2                  1.txt"], output.splitlines()[:3])
+        output, _ = self.varnel("show", "--tree", "C:\\Liste é\\2.xml")
+        self.assertIn('C:\\Liste é\\2.xml\n  Root\n    MachineInfo Site="1" Room="2"\n', output)
+        self.assertIn('        File Action="quarantined" Size="0": C:\\a.exe\n          Part: text\n            Inner\n', output)
+        self.assertRegex(output, r"Scan: \\u\{202e\}turned x{192}\.\.\. \(308 characters\)\n")
+
+    def test_other_files_are_passed_over(self):
+        self.folder("mixed", {"cut.xml": REPORT[:300], "empty.xml": "", "picture.png": b"\x89PNG\n", "settings.xml": "<Settings/>",
+                              "dtd.xml": '<!DOCTYPE Root [<!ENTITY a "b">]>' + REPORT, "right.xml": REPORT, "esc.xml": b"<a>\x1b[2J</a>"})
+        output, errors = self.varnel("show", "C:\\mixed", status=1)
+        self.assertEqual(2, len(output.splitlines()))
+        self.assertEqual(["varnel: C:\\mixed\\picture.png: not XML", "varnel: C:\\mixed\\settings.xml: no event document",
+                          "varnel: C:\\mixed\\dtd.xml: a document type; event documents have none",
+                          "varnel: C:\\mixed\\esc.xml: a control character, which XML cannot hold"], errors.splitlines())
+        for arguments, status, words in ((["C:\\missing"], 2, "C:\\missing: "), (["C:\\mixed\\cut.xml"], 1, "not finished"),
+                                         (["--tree", "--json"], 2, "--tree")):
+            output, errors = self.varnel("show", *arguments, status=status)
+            self.assertEqual("", output)
+            self.assertIn(words, errors)
+            self.assertEqual(1, len(errors.splitlines()), errors)
+
+    def test_ten_thousand_files(self):
+        self.folder("many", {f"{number}.xml": REPORT for number in range(MANY)})
+        start = time.monotonic()
+        output, _ = self.varnel("show", "--json", "C:\\many")
+        self.assertLess(time.monotonic() - start, 60)  # it takes a few seconds
+        self.assertEqual([f"{number}.xml#{event}" for number in range(MANY) for event in (1, 2)],
+                         re.findall(r'"id":"([0-9]+\.xml#[12])"', output))
+
+    def test_follow(self):
+        folder = self.folder("followed", {"old.xml": REPORT})
+        program = subprocess.Popen([ROOT / "scripts/wine-run", PROGRAM, "show", "--follow", "C:\\followed"], env=self.prefix.environment,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        lines = queue.Queue()
+        threading.Thread(target=lambda: [lines.put(line.decode()) for line in program.stdout], daemon=True).start()
+
+        def shown(name):
+            for event in ("1024", "-5"):
+                line = lines.get(timeout=20)
+                self.assertIn(f" {event} ", line)
+                self.assertTrue(line.endswith(name + "\n"), line)
+
+        shown("old.xml")
+        (folder / "half.xml").write_text(REPORT[:500])
+        (folder / "broken.xml").write_text("<a></b>")
+        (folder / "next.xml").write_text(REPORT)
+        shown("next.xml")
+        (folder / "half.xml").write_text(REPORT)
+        shown("half.xml")
+        (folder / "old.xml").unlink()
+        time.sleep(0.6)
+        (folder / "old.xml").write_text(REPORT)  # another file of that name
+        shown("old.xml")
+        self.assertTrue(lines.empty())
+        self.assertIsNone(program.poll())
+        program.terminate()
+        self.assertEqual(b"varnel: C:\\followed\\broken.xml: the end tag is not that of the element",
+                         program.communicate(timeout=20)[1].strip().replace(b"\r", b""))
+
+    def test_follow_ends_with_its_reader(self):
+        folder = self.folder("closing", {"old.xml": REPORT})
+        program = subprocess.Popen([ROOT / "scripts/wine-run", PROGRAM, "show", "--follow", "C:\\closing"], env=self.prefix.environment,
+                                   stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        program.stdout.readline()
+        program.stdout.close()
+        (folder / "new.xml").write_text(REPORT)
+        self.assertEqual(0, program.wait(timeout=20))
+
+
+if __name__ == "__main__":
+    unittest.main()

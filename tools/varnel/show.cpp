@@ -1,0 +1,168 @@
+// varnel show: the events in files, as a list, as a tree or as JSON.
+
+#include "agent_folders.h"
+#include "command.h"
+#include "console.h"
+#include "event_files.h"
+#include "event_json.h"
+#include "event_text.h"
+#include "text.h"
+
+#include <windows.h>
+
+#include <map>
+#include <memory>
+#include <set>
+
+namespace varnel::tool {
+namespace {
+
+constexpr DWORD kPollMilliseconds = 250;
+
+struct Options {
+  std::vector<std::string> paths;
+  bool tree = false;
+  bool json = false;
+  bool follow = false;
+};
+
+class Show {
+ public:
+  explicit Show(const Options& options) : options_(options) {}
+
+  // Shows what has not been shown yet in these places.
+  void Once(const std::vector<std::wstring>& paths) {
+    std::set<std::wstring> present;
+    allListed_ = true;
+    for (const std::wstring& path : paths) {
+      for (const ListedFile& file : List(path)) {
+        present.insert(file.path);
+        if (!seen_.contains(file.path) && IsWorthALook(file.path)) ShowFile(file);
+      }
+    }
+    Flush();
+    if (!allListed_) return;
+    // A name that has gone may come back with another file.
+    std::erase_if(seen_, [&present](const std::wstring& name) { return !present.contains(name); });
+    std::erase_if(unfinished_, [&present](const auto& entry) { return !present.contains(entry.first); });
+  }
+  [[nodiscard]] Status Result() const { return status_; }
+
+ private:
+  std::vector<ListedFile> List(const std::wstring& path) {
+    // The agent's folders come with its first event.
+    if (options_.paths.empty() && GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) return {};
+    try {
+      return ListFiles(path);
+    } catch (const Failure& failure) {
+      if (complaints_.insert(path).second) PrintError(failure.what());
+      status_ = kFailed;
+      allListed_ = false;
+      return {};
+    }
+  }
+  // An unfinished file is read again when it has grown.
+  bool IsWorthALook(const std::wstring& path) const {
+    const auto entry = unfinished_.find(path);
+    return entry == unfinished_.end() || entry->second != SizeOf(path);
+  }
+  void ShowFile(const ListedFile& file) {
+    if (options_.follow)
+      unfinished_[file.path] = SizeOf(file.path);  // before it is read: it may grow meanwhile
+    EventFileReader::Result read = reader_.Read(file);
+    if (read.isInUse) unfinished_.erase(file.path);  // it may be whole already
+    if (read.state == FileState::kUnfinished && (options_.follow || !file.named)) return;
+    unfinished_.erase(file.path);
+    if (options_.follow) seen_.insert(file.path);
+    if (read.isGone && !file.named) return;  // whoever the file was for has taken it
+    if (read.state != FileState::kWhole)
+      return PassOver(file, read.state == FileState::kUnreadable ? kFailed : kFound, read.fault.text);
+    if (!IsEventDocument(read.root)) return PassOver(file, kFound, "no event document");
+    ShowDocument(ToUtf8(file.path), std::move(read.root));
+  }
+  void ShowDocument(const std::string& path, Element root) {
+    if (options_.tree) return Add(ElementTree(path, root));
+    const EventDocument document = DescribeDocument(path, std::move(root));
+    if (!options_.json) return Add(EventLines(document));
+    for (std::size_t i = 0; i < document.events.size(); ++i) Add(EventJson(document, i) + "\n");
+  }
+  void Add(const std::string& text) {
+    output_ += text;
+    if (output_.size() > 65'536) Flush();
+  }
+  void PassOver(const ListedFile& file, Status status, const std::string& why) {
+    Flush();
+    PrintError(Printable(ToUtf8(file.path)) + ": " + why);
+    status_ = std::max(status_, status);
+  }
+  void Flush() {
+    if (!output_.empty()) Print(output_);
+    output_.clear();
+  }
+
+  const Options& options_;
+  EventFileReader reader_;
+  std::string output_;
+  Status status_ = kDone;
+  bool allListed_ = true;
+  std::set<std::wstring> seen_;
+  std::map<std::wstring, std::uint64_t> unfinished_;  // with the size that they had
+  std::set<std::wstring> complaints_;
+};
+
+// Collected lines outlive the folder that the user is in.
+std::wstring FullPath(const std::wstring& path) {
+  std::wstring full(32'768, L'\0');
+  full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
+  return full.empty() ? path : full;
+}
+
+// Of the command line, or else the folders of this machine's agent and server.
+std::vector<std::wstring> Places(const Options& options) {
+  std::vector<std::wstring> paths;
+  for (const std::string& path : options.paths) paths.push_back(FullPath(ToWide(path)));
+  if (!paths.empty()) return paths;
+  for (const wchar_t* const softwareId : {L"", L"ORBASRVR_3500"})
+    if (EventFolder folder = FolderOf(softwareId); !folder.path.empty())
+      paths.push_back(std::move(folder.path));
+  if (paths.empty())
+    throw Failure("no agent has set an event folder on this machine; name the files, or see varnel doctor");
+  return paths;
+}
+
+int Run(const Options& options) {
+  const std::vector<std::wstring> paths = Places(options);
+  Show show(options);
+  show.Once(paths);
+  for (; options.follow; show.Once(paths)) Sleep(kPollMilliseconds);
+  return show.Result();
+}
+
+}  // namespace
+
+void AddShow(CLI::App& app, Action& chosen) {
+  const auto options = std::make_shared<Options>();
+  CLI::App& command = *app.add_subcommand("show", "Shows the events in event files, a line for each.");
+  command.footer("Example: varnel show --json --follow C:\\Agent\\AgentEvents");
+  command.add_option(
+      "path", options->paths,
+      "Files, and folders whose files are meant; else the agent's and the server's event folder");
+  CLI::Option* const tree = command.add_flag("--tree", options->tree, "Show all that is in the files");
+  command
+      .add_flag("--json", options->json,
+                "A JSON object for each event, with the names of the Elastic Common Schema")
+      ->excludes(tree);
+  command.add_flag("--follow", options->follow, "Go on with new files as they appear, until Ctrl+C");
+  command.callback([options, &chosen] {
+    chosen = [options]() -> int {
+      try {
+        return Run(*options);
+      } catch (const OutputClosed&) {
+        if (!options->follow) throw;
+        return kDone;  // the only end that following has
+      }
+    };
+  });
+}
+
+}  // namespace varnel::tool
