@@ -1,7 +1,9 @@
 #!/usr/bin/python3
-"""The page of varnel show --html, in a real browser. PAGE names it, SCREENSHOTS a folder for pictures of it."""
+"""The page of varnel show --html, in a real browser. SCREENSHOTS names a folder for pictures of it."""
+import json
 import os
 import pathlib
+import sys
 import tempfile
 import unittest
 
@@ -9,12 +11,26 @@ from selenium import webdriver
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from wine import ROOT, Prefix  # noqa: E402 (it is in a folder of its own)
+
+PROGRAM = ROOT / "build/mingw-x64/bin/varnel.exe"
 HOSTILE = "</script><img src=x onerror=document.title='owned'><b>&\"'"
 
 
 class Page(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
+        prefix = cls.enterClassContext(Prefix("page", dict(os.environ)))
+        prefix.set_up_agent()
+        events = [{"name": f"Event{i}", "id": 1000 + i * 7 % 500, "severity": i % 4, "time": f"2026-11-{1 + i % 20:02}T{i % 24:02}:05:03Z"}
+                  for i in range(249)]
+        events.append({"name": "Hostile", "id": 9, "severity": 3, "children": [{"name": "File", "text": HOSTILE}]})
+        for command, text in (("send", json.dumps({"events": events})), ("show", None)):
+            status, _, errors = prefix.communicate(PROGRAM, command, *(["--json"] if text else ["--html", "C:\\page.html"]), text=text)
+            if status != 0:
+                raise AssertionError(errors)
+        cls.page = prefix.drive / "page.html"
         options = webdriver.ChromeOptions()
         options.binary_location = "/usr/bin/chromium"
         profile = cls.enterClassContext(tempfile.TemporaryDirectory())
@@ -27,7 +43,7 @@ class Page(unittest.TestCase):
         cls.addClassCleanup(cls.browser.quit)
 
     def setUp(self):
-        self.browser.get(pathlib.Path(os.environ["PAGE"]).as_uri())
+        self.browser.get(self.page.as_uri())
 
     def one(self, selector):
         return self.browser.find_element(By.CSS_SELECTOR, selector)

@@ -1,11 +1,14 @@
-// varnel show: the events in files, as a list, as a tree or as JSON.
+// varnel show: the events in files, as a list, as a tree, as JSON or as a page.
 
 #include "agent_folders.h"
+#include "base/handles.h"
 #include "command.h"
 #include "console.h"
 #include "event_files.h"
 #include "event_json.h"
 #include "event_text.h"
+#include "events/report_rules.h"
+#include "page.h"
 #include "text.h"
 
 #include <windows.h>
@@ -24,6 +27,7 @@ struct Options {
   bool tree = false;
   bool json = false;
   bool follow = false;
+  std::string page;  // the file that it goes to
 };
 
 class Show {
@@ -47,6 +51,8 @@ class Show {
     std::erase_if(unfinished_, [&present](const auto& entry) { return !present.contains(entry.first); });
   }
   [[nodiscard]] Status Result() const { return status_; }
+  // A JSON list of the events, for the page.
+  [[nodiscard]] std::string Events() const { return "[" + list_ + "]"; }
 
  private:
   std::vector<ListedFile> List(const std::wstring& path) {
@@ -83,8 +89,13 @@ class Show {
   void ShowDocument(const std::string& path, Element root) {
     if (options_.tree) return Add(ElementTree(path, root));
     const EventDocument document = DescribeDocument(path, std::move(root));
-    if (!options_.json) return Add(EventLines(document));
-    for (std::size_t i = 0; i < document.events.size(); ++i) Add(EventJson(document, i) + "\n");
+    if (!options_.json && options_.page.empty()) return Add(EventLines(document));
+    for (std::size_t i = 0; i < document.events.size(); ++i) {
+      if (options_.json)
+        Add(EventJson(document, i) + "\n");
+      else
+        list_ += (list_.empty() ? "" : ",\n") + EventJson(document, i);
+    }
   }
   void Add(const std::string& text) {
     output_ += text;
@@ -103,6 +114,7 @@ class Show {
   const Options& options_;
   EventFileReader reader_;
   std::string output_;
+  std::string list_;
   Status status_ = kDone;
   bool allListed_ = true;
   std::set<std::wstring> seen_;
@@ -122,7 +134,7 @@ std::vector<std::wstring> Places(const Options& options) {
   std::vector<std::wstring> paths;
   for (const std::string& path : options.paths) paths.push_back(FullPath(ToWide(path)));
   if (!paths.empty()) return paths;
-  for (const wchar_t* const softwareId : {L"", L"ORBASRVR_3500"})
+  for (const wchar_t* const softwareId : {L"", kServerSoftwareId})
     if (EventFolder folder = FolderOf(softwareId); !folder.path.empty())
       paths.push_back(std::move(folder.path));
   if (paths.empty())
@@ -130,10 +142,22 @@ std::vector<std::wstring> Places(const Options& options) {
   return paths;
 }
 
+void WritePage(const std::string& path, const std::string& events) {
+  const std::string page = PageOf(events);
+  const FileHandle file(CreateFileW(ToWide(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+  DWORD written = 0;
+  if (!file || !WriteFile(file.Get(), page.data(), static_cast<DWORD>(page.size()), &written, nullptr) ||
+      written != page.size())
+    throw Failure(Printable(path) +
+                  ": the page cannot be written; name a file in a folder that this account may write to");
+}
+
 int Run(const Options& options) {
   const std::vector<std::wstring> paths = Places(options);
   Show show(options);
   show.Once(paths);
+  if (!options.page.empty()) WritePage(options.page, show.Events());
   for (; options.follow; show.Once(paths)) Sleep(kPollMilliseconds);
   return show.Result();
 }
@@ -152,7 +176,11 @@ void AddShow(CLI::App& app, Action& chosen) {
       .add_flag("--json", options->json,
                 "A JSON object for each event, with the names of the Elastic Common Schema")
       ->excludes(tree);
-  command.add_flag("--follow", options->follow, "Go on with new files as they appear, until Ctrl+C");
+  command.add_option("--html", options->page, "Write a page with plot, table and details to this file")
+      ->excludes(tree)
+      ->excludes("--json");
+  command.add_flag("--follow", options->follow, "Go on with new files as they appear, until Ctrl+C")
+      ->excludes("--html");
   command.callback([options, &chosen] {
     chosen = [options]() -> int {
       try {
