@@ -2,10 +2,12 @@
 """varnel check: the same verdict as the schema's, and what it says of files that are no documents at all."""
 import ctypes
 import os
+import pty
+import subprocess
 import sys
 import unittest
 
-from tool import ROOT, ToolTest
+from tool import PROGRAM, ROOT, ToolTest
 
 sys.path.append(str(ROOT / "tests/schema"))
 import check_documents  # noqa: E402 (it is in a folder of its own)
@@ -97,6 +99,17 @@ class Check(ToolTest):
         right = sum(not words for _, words in FILES.values())
         self.assertEqual(f"{right} of {len(FILES)} files all right", output.splitlines()[-1])
         self.assertNotRegex(output + errors, "[\x00-\x09\x0b-\x1f\u202e]")
+
+    def test_progress_is_for_consoles(self):
+        self.folder("many", {f"{i}.xml": RIGHT for i in range(4000)})
+        ours, theirs = pty.openpty()
+        program = subprocess.Popen([ROOT / "scripts/wine-run", PROGRAM, "check", "C:\\many"], env=self.prefix.environment,
+                                   stdin=theirs, stdout=subprocess.PIPE, stderr=theirs)
+        os.close(theirs)
+        self.assertEqual(b"4000 of 4000 files all right\n", program.communicate(timeout=60)[0])
+        self.assertIn(b" of 4000", os.read(ours, 4096))
+        os.close(ours)
+        self.assertEqual(("4000 of 4000 files all right\n", ""), self.varnel("check", "C:\\many"))
 
     def test_what_cannot_be_read(self):
         closed = self.folder("closed", {"a.xml": RIGHT})

@@ -41,7 +41,10 @@ int Check(const std::vector<std::string>& paths) {
   std::size_t count = 0, right = 0;
   for (const std::string& path : paths) {
     try {
-      for (const ListedFile& file : ListFiles(ToWide(path))) {
+      const std::vector<ListedFile> files = ListFiles(ToWide(path));
+      Progress progress(files.size());
+      for (const ListedFile& file : files) {
+        progress.Next();
         const Status status = CheckFile(reader, file);
         ++count;
         if (status == kDone) ++right;

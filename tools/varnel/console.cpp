@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace varnel::tool {
 namespace {
@@ -17,6 +18,9 @@ HANDLE g_output = nullptr;
 HANDLE Output() {
   return g_output ? g_output : GetStdHandle(STD_OUTPUT_HANDLE);
 }
+
+// Whether the line that is being written is one of Progress.
+bool g_progress = false;
 
 bool IsConsole(HANDLE stream) {
   DWORD mode = 0;
@@ -44,11 +48,35 @@ bool Write(HANDLE stream, std::string_view utf8) {
 
 }  // namespace
 
+namespace {
+void WipeProgress() {
+  if (std::exchange(g_progress, false))
+    Write(GetStdHandle(STD_ERROR_HANDLE), "\r                              \r");
+}
+}  // namespace
+
+Progress::~Progress() {
+  WipeProgress();
+}
+
+void Progress::Next() {
+  constexpr ULONGLONG kBetween = 200;
+  ++done_;
+  const ULONGLONG now = GetTickCount64();
+  if (shown_ == 0) shown_ = now;
+  if (now - shown_ < kBetween || !IsConsole(GetStdHandle(STD_ERROR_HANDLE))) return;
+  shown_ = now;
+  g_progress =
+      Write(GetStdHandle(STD_ERROR_HANDLE), "\r" + std::to_string(done_) + " of " + std::to_string(total_));
+}
+
 void Print(std::string_view utf8) {
+  WipeProgress();
   if (!Write(Output(), utf8)) throw OutputClosed();
 }
 
 void PrintError(std::string_view utf8) {
+  WipeProgress();
   Write(GetStdHandle(STD_ERROR_HANDLE), "varnel: " + std::string(utf8) + "\n");
 }
 

@@ -33,6 +33,21 @@ class ConsoleColours {
   unsigned long before_ = 0;
   bool on_;
 };
+// How far long work is, as a line on standard error that comes and goes; only where that is a console.
+class Progress {
+ public:
+  explicit Progress(std::size_t total) : total_(total) {}
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  // One more is done.
+  void Next();
+
+ private:
+  std::size_t total_;
+  std::size_t done_ = 0;
+  unsigned long long shown_ = 0;  // when, in milliseconds
+};
 // From here on what the library prints, its log lines, goes to standard error; Print does not.
 void TurnLogLinesToStandardError();
 

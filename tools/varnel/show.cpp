@@ -39,7 +39,10 @@ class Show {
     std::set<std::wstring> present;
     allListed_ = true;
     for (const std::wstring& path : paths) {
-      for (const ListedFile& file : List(path)) {
+      const std::vector<ListedFile> files = List(path);
+      Progress progress(files.size());
+      for (const ListedFile& file : files) {
+        progress.Next();
         present.insert(file.path);
         if (!seen_.contains(file.path) && IsWorthALook(file.path)) ShowFile(file);
       }

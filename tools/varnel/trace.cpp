@@ -103,13 +103,6 @@ void PrintRecord(const TraceRecord& record, const Options& options, bool coloure
   Print(options.json ? JsonOf(record) : colour + Printable(record.line) + (*colour ? "\x1b[0m\n" : "\n"));
 }
 
-// Whether this is a console that understands colours.
-bool AllowColours() {
-  const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
-  DWORD mode = 0;
-  return GetConsoleMode(output, &mode) && SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
-}
-
 int Trace(const Options& options) {
   const FileHandle mailslot(CreateMailslotW(kTraceMailslot, 0, kLook, nullptr));
   if (!mailslot)
@@ -120,7 +113,7 @@ int Trace(const Options& options) {
   SetConsoleCtrlHandler(&End, TRUE);
   std::optional<ScopedLogLevel> level;
   if (options.level != 0) level.emplace(options.level);
-  const bool coloured = AllowColours();
+  const ConsoleColours colours;
   const ULONGLONG end = GetTickCount64() + static_cast<ULONGLONG>(options.seconds) * 1000;
   TraceRecords records;
   char message[4096];
@@ -128,7 +121,8 @@ int Trace(const Options& options) {
     DWORD read = 0;
     if (!ReadFile(mailslot.Get(), message, sizeof(message), &read, nullptr))
       continue;  // none within the time to look
-    if (const auto record = records.Take({message, read})) PrintRecord(*record, options, coloured);
+    if (const auto record = records.Take({message, read}))
+      PrintRecord(*record, options, static_cast<bool>(colours));
   }
   return kDone;
 }
