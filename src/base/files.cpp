@@ -7,7 +7,6 @@ extern "C" __declspec(dllimport) LONG NTAPI
 namespace varnel {
 namespace {
 
-constexpr DWORD kSharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr DWORD kNotThroughLinks = FILE_FLAG_OPEN_REPARSE_POINT;
 
 bool QueryIndex(HANDLE file, std::uint64_t* index) noexcept {
@@ -39,13 +38,13 @@ std::optional<FileIdentity> IdentifyFile(HANDLE file) noexcept {
 }
 
 FileHandle OpenToWrite(const wchar_t* path, DWORD disposition) noexcept {
-  return FileHandle(CreateFileW(path, GENERIC_WRITE, kSharing, nullptr, disposition,
+  return FileHandle(CreateFileW(path, GENERIC_WRITE, kShareAll, nullptr, disposition,
                                 FILE_ATTRIBUTE_NORMAL | kNotThroughLinks | kAnonymously, nullptr));
 }
 
 void DeleteFileIfStill(const wchar_t* path, const FileIdentity& identity) noexcept {
   const FileHandle file(
-      CreateFileW(path, DELETE, kSharing, nullptr, OPEN_EXISTING, kNotThroughLinks | kAnonymously, nullptr));
+      CreateFileW(path, DELETE, kShareAll, nullptr, OPEN_EXISTING, kNotThroughLinks | kAnonymously, nullptr));
   if (!file || IdentifyFile(file.Get()) != identity) return;
   FILE_DISPOSITION_INFO disposition{TRUE};
   // By name where the system cannot.

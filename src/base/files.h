@@ -13,6 +13,9 @@ namespace varnel {
 // Goes with every opening by name: should the name lead to a pipe, its server learns nothing of this process.
 constexpr DWORD kAnonymously = SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
 
+// Keeps nobody else from reading, writing or deleting meanwhile.
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
 // Which file of its volume it is.
 struct FileIdentity {
   std::uint64_t index;

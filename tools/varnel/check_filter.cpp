@@ -2,25 +2,16 @@
 
 #include "checks.h"
 #include "dll_file.h"
+#include "event_forms.h"
 #include "events/report_rules.h"
 #include "registry_value.h"
 #include "settings/disabled_event_list.h"
 #include "settings/event_filter.h"
 
-#include <charconv>
-
 namespace varnel::tool {
 namespace {
 
 constexpr char kName[] = "event filter";
-
-// Whether an entry is a number in the form that numbers are compared in.
-bool IsIdentifier(std::string_view entry) {
-  std::int32_t number = 0;
-  const auto parsed = std::from_chars(entry.data(), entry.data() + entry.size(), number);
-  return parsed.ec == std::errc() && parsed.ptr == entry.data() + entry.size() &&
-         std::to_string(number) == entry;
-}
 
 // A list of any length, in a line.
 struct List {
@@ -40,7 +31,7 @@ Check CheckEntries(const std::string& file, DisabledEntries entries) {
   List disabled;
   List useless;
   for (std::string_view entry; entries.Next(entry);) {
-    if (IsIdentifier(entry))
+    if (IsNumber(entry))
       disabled.Add(entry);
     else if (entry.find_first_not_of(" \t\r\n") != std::string_view::npos)
       useless.Add("\"" + Printable(entry) + "\"");

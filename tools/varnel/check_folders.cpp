@@ -1,9 +1,9 @@
 // Whether event files can be made in the folders, and by whom.
 
 #include "agent_folders.h"
-#include "base/files.h"
 #include "checks.h"
 #include "events/report_rules.h"
+#include "folder_probe.h"
 #include "settings/agent_settings.h"
 
 #include <windows.h>
@@ -23,13 +23,6 @@ constexpr std::uint64_t kLittleRoom = 100 * kMegabyte;
 struct LocalFreer {
   void operator()(void* memory) const noexcept { LocalFree(memory); }
 };
-
-// Whether this account has a right on the folder: the system decides when it opens it, and nothing is left.
-bool MayI(const std::wstring& folder, DWORD right) {
-  constexpr DWORD kSharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-  return static_cast<bool>(FileHandle(CreateFileW(folder.c_str(), right, kSharing, nullptr, OPEN_EXISTING,
-                                                  FILE_FLAG_BACKUP_SEMANTICS | kAnonymously, nullptr)));
-}
 
 // The rights that the folder's list gives to SYSTEM; nothing when the system does not tell.
 std::optional<ACCESS_MASK> RightsOfSystem(const std::wstring& folder) {
@@ -95,13 +88,13 @@ Check CheckPlace(const Folder& folder) {
   const std::string shown = folder.Path();
   const std::string use = folder.isWay ? ", where this identifier's reports go" : "";
   if (IsFolder(path)) {
-    if (MayI(path, FILE_ADD_FILE)) return {folder.name, State::kOk, shown + use, ""};
+    if (WhyNotOpened(path, FILE_ADD_FILE) == ERROR_SUCCESS) return {folder.name, State::kOk, shown + use, ""};
     return folder.Fault("", shown + ": this account may not make files there",
                         "Give the account of the reporting product the right to create files in it.");
   }
   const std::wstring parent = std::filesystem::path(path).parent_path().wstring();
   const bool isTaken = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-  if (!isTaken && folder.place.ofServer && MayI(parent, FILE_ADD_SUBDIRECTORY))
+  if (!isTaken && folder.place.ofServer && WhyNotOpened(parent, FILE_ADD_SUBDIRECTORY) == ERROR_SUCCESS)
     return {folder.name, State::kOk, shown + use + "; it is not there yet, the first report makes it", ""};
   return folder.Fault("", shown + (isTaken ? ": not a folder" : ": not there"),
                       "Make this folder, or repair the agent, which makes it.");

@@ -35,11 +35,8 @@ std::optional<std::string> FaultOf(const std::wstring& file, DllWidth width) {
 // Whether a program, this one, gets a report object from the file.
 HRESULT TryFile(const std::wstring& file) {
   Library library;
-  IOrbaEventInf3* object = nullptr;
-  HRESULT result = library.TryOpenFile(file.c_str());
-  if (SUCCEEDED(result)) result = library.TryCreate(&object);
-  if (object) object->Release();
-  return result;
+  const HRESULT opened = library.TryOpenFile(file.c_str());
+  return FAILED(opened) ? opened : TryObject(library);
 }
 
 Check CheckView(const View& view, const RegistryKey& key) {

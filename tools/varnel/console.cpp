@@ -46,9 +46,6 @@ bool Write(HANDLE stream, std::string_view utf8) {
   return true;
 }
 
-}  // namespace
-
-namespace {
 void WipeProgress() {
   if (std::exchange(g_progress, false))
     Write(GetStdHandle(STD_ERROR_HANDLE), "\r                              \r");
@@ -78,10 +75,6 @@ void Print(std::string_view utf8) {
 void PrintError(std::string_view utf8) {
   WipeProgress();
   Write(GetStdHandle(STD_ERROR_HANDLE), "varnel: " + std::string(utf8) + "\n");
-}
-
-bool OutputIsConsole() {
-  return IsConsole(Output());
 }
 
 ConsoleColours::ConsoleColours() {

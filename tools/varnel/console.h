@@ -19,7 +19,7 @@ enum Status : int {
 void Print(std::string_view utf8);
 // One line to standard error.
 void PrintError(std::string_view utf8);
-[[nodiscard]] bool OutputIsConsole();
+
 // While it lives, escape sequences for colours may be printed, if it says so: never to what is no console.
 class ConsoleColours {
  public:

@@ -8,8 +8,6 @@
 namespace varnel::tool {
 namespace {
 
-constexpr DWORD kSharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-
 // False when the file ends before that.
 template <class T>
 bool ReadAt(HANDLE file, DWORD offset, T& value) {
@@ -23,7 +21,7 @@ bool ReadAt(HANDLE file, DWORD offset, T& value) {
 
 DllWidth WidthOfDll(const std::wstring& path) {
   const FileHandle file(
-      CreateFileW(path.c_str(), GENERIC_READ, kSharing, nullptr, OPEN_EXISTING, kAnonymously, nullptr));
+      CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, kAnonymously, nullptr));
   struct {
     DWORD signature;
     IMAGE_FILE_HEADER file;

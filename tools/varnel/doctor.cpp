@@ -3,12 +3,12 @@
 #include "checks.h"
 #include "command.h"
 #include "console.h"
+#include "json_text.h"
 #include "varnel/varnel.hpp"
 
 #include <algorithm>
 #include <functional>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 namespace varnel::tool {
 namespace {
@@ -53,7 +53,7 @@ std::string AsJson(const Checks& checks) {
                     {"state", LookOf(check.state).word},
                     {"found", check.found},
                     {"remedy", check.remedy}});
-  return list.dump(2) + "\n";
+  return JsonText(list, 2) + "\n";
 }
 
 std::string Padded(std::string text, std::size_t width) {

@@ -35,12 +35,10 @@ std::string Describe(DWORD error) {
   return line + " (" + std::to_string(error) + ")";
 }
 
-// Empty when it was read. When the first part is not full it is all; a
-// file that grows meanwhile is not finished.
+// 0 when it was read. When the first part is not full it is all; a file that grows meanwhile is not finished.
 DWORD ReadBytes(const ListedFile& file, std::string& bytes) {
-  constexpr DWORD kSharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   const DWORD links = file.named ? 0 : FILE_FLAG_OPEN_REPARSE_POINT;
-  const FileHandle handle(CreateFileW(file.path.c_str(), GENERIC_READ, kSharing, nullptr, OPEN_EXISTING,
+  const FileHandle handle(CreateFileW(file.path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                                       FILE_FLAG_SEQUENTIAL_SCAN | kAnonymously | links, nullptr));
   if (!handle) return GetLastError();
   if (GetFileType(handle.Get()) != FILE_TYPE_DISK) return ERROR_BAD_FILE_TYPE;

@@ -1,6 +1,7 @@
 #include "event_json.h"
 
 #include "event_forms.h"
+#include "json_text.h"
 #include "text.h"
 
 #include <winsock2.h>
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <charconv>
 #include <initializer_list>
-#include <nlohmann/json.hpp>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -142,7 +142,7 @@ std::string EventJson(const EventDocument& document, std::size_t index) {
   labels.Add(document.element + "_", document.others);
   labels.Add(document.root + "_", document.behind);
   json["labels"] = labels.Take();
-  return json.dump(-1, ' ', true);
+  return JsonText(json);
 }
 
 }  // namespace varnel::tool

@@ -2,6 +2,7 @@
 
 #include "command.h"
 #include "console.h"
+#include "json_text.h"
 #include "prediction.h"
 #include "result_words.h"
 #include "text.h"
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 
 namespace varnel::tool {
@@ -27,9 +27,8 @@ struct Options {
   bool asJson = false;
 };
 
-// ASCII, so that nothing in it can be obeyed by a terminal.
 void PrintJson(const ordered_json& json) {
-  Print(json.dump(2, ' ', true) + "\n");
+  Print(JsonText(json, 2) + "\n");
 }
 
 void PrintRow(std::string_view head, std::string_view text) {

@@ -5,14 +5,6 @@
 namespace varnel::tool {
 namespace {
 
-// 0 when it can be opened.
-DWORD WhyNotOpened(const std::wstring& path, DWORD access) {
-  const FileHandle opened(CreateFileW(path.c_str(), access,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | kAnonymously, nullptr));
-  return opened ? ERROR_SUCCESS : GetLastError();
-}
-
 // `right`: to add a file, or a folder.
 DWORD WhyNotAdded(const std::wstring& folder, const std::wstring& name, DWORD right) {
   const DWORD byName = WhyNotOpened(folder + name, FILE_READ_ATTRIBUTES);
@@ -23,6 +15,12 @@ DWORD WhyNotAdded(const std::wstring& folder, const std::wstring& name, DWORD ri
 }
 
 }  // namespace
+
+DWORD WhyNotOpened(const std::wstring& path, DWORD access) {
+  const FileHandle opened(CreateFileW(path.c_str(), access, kShareAll, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS | kAnonymously, nullptr));
+  return opened ? ERROR_SUCCESS : GetLastError();
+}
 
 DWORD WhyNoNewFile(const std::wstring& folder, const std::wstring& name) {
   return WhyNotAdded(folder, name, FILE_ADD_FILE);

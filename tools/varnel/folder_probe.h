@@ -6,6 +6,10 @@
 
 namespace varnel::tool {
 
+// What keeps this process from opening a file or folder with this access, as the system's number; 0 when
+// nothing does. The system decides, and nothing is left.
+[[nodiscard]] DWORD WhyNotOpened(const std::wstring& path, DWORD access);
+
 // What would keep this process from making a new file, as the system's number; 0 when nothing would. Nothing
 // is made: the file is opened under the name that it would have, and its folder with the right to add one.
 // `folder` ends in a backslash.

@@ -33,14 +33,17 @@ std::wstring BesideThisProgram() {
   return path.substr(0, path.find_last_of(L'\\') + 1) + L"varnel.dll";
 }
 
+HRESULT TryObject(const Library& library) {
+  IOrbaEventInf3* object = nullptr;
+  const HRESULT result = library.TryCreate(&object);
+  if (object) object->Release();
+  return result;
+}
+
 Library OpenLibrary(const std::string& dll) {
   if (!dll.empty()) return Library::FromFile(ToWide(dll).c_str());
-  IOrbaEventInf3* object = nullptr;
   Library registered = Library::Registered();
-  if (registered.TryCreate(&object) != REGDB_E_CLASSNOTREG) {
-    if (object) object->Release();
-    return registered;
-  }
+  if (TryObject(registered) != REGDB_E_CLASSNOTREG) return registered;
   Library beside;
   return SUCCEEDED(beside.TryOpenFile(BesideThisProgram().c_str())) ? std::move(beside)
                                                                     : std::move(registered);

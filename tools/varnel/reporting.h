@@ -11,6 +11,9 @@ namespace varnel::tool {
 // Full path of a varnel.dll in this program's folder, whether there is one or not.
 [[nodiscard]] std::wstring BesideThisProgram();
 
+// S_OK when it gives report objects, otherwise what it answers.
+[[nodiscard]] HRESULT TryObject(const Library& library);
+
 // That DLL (full path, UTF-8); for an empty path the registered library and, where there is none, the one
 // beside this program. Throws Error. Wants COM on the thread.
 [[nodiscard]] Library OpenLibrary(const std::string& dll);

@@ -14,14 +14,22 @@ bool IsObeyed(wchar_t unit) {
          unit == 0x2028 || unit == 0x2029 || unit == 0xFEFF;
 }
 
+std::wstring FromCodePage(UINT codePage, std::string_view bytes) {
+  std::wstring text(bytes.size(), L'\0');  // a unit for each byte is enough
+  const int length = MultiByteToWideChar(codePage, 0, bytes.data(), static_cast<int>(bytes.size()),
+                                         text.data(), static_cast<int>(text.size()));
+  text.resize(static_cast<std::size_t>(length));
+  return text;
+}
+
 }  // namespace
 
 std::wstring ToWide(std::string_view utf8) {
-  std::wstring text(utf8.size(), L'\0');  // a unit for each byte is enough
-  const int length = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), text.data(),
-                                         static_cast<int>(text.size()));
-  text.resize(static_cast<std::size_t>(length));
-  return text;
+  return FromCodePage(CP_UTF8, utf8);
+}
+
+std::wstring FromAnsi(std::string_view ansi) {
+  return FromCodePage(CP_ACP, ansi);
 }
 
 std::string ToUtf8(std::wstring_view utf16) {

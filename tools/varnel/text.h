@@ -7,6 +7,8 @@ namespace varnel::tool {
 
 // UTF-16 and UTF-8. What is broken becomes U+FFFD.
 [[nodiscard]] std::wstring ToWide(std::string_view utf8);
+// From the system's code page, in which the library logs.
+[[nodiscard]] std::wstring FromAnsi(std::string_view ansi);
 [[nodiscard]] std::string ToUtf8(std::wstring_view utf16);
 
 // For a person: every character that a terminal could obey (control characters, escapes, marks that turn the

@@ -3,6 +3,7 @@
 #include "base/registry.h"
 #include "command.h"
 #include "console.h"
+#include "json_text.h"
 #include "logging/line_outputs.h"
 #include "logging/log_settings.h"
 #include "text.h"
@@ -10,7 +11,6 @@
 
 #include <atomic>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 namespace varnel::tool {
 namespace {
@@ -85,11 +85,14 @@ const char* ColourOf(char letter) {
 }
 
 std::string JsonOf(const TraceRecord& record) {
-  return nlohmann::ordered_json{{"sequence", record.sequence}, {"missing", record.missing},
-                                {"time", record.stamp},        {"level", std::string(1, record.level)},
-                                {"tag", record.tag},           {"thread", record.thread},
-                                {"facility", record.facility}, {"text", record.text}}
-             .dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
+  return JsonText({{"sequence", record.sequence},
+                   {"missing", record.missing},
+                   {"time", record.stamp},
+                   {"level", std::string(1, record.level)},
+                   {"tag", record.tag},
+                   {"thread", record.thread},
+                   {"facility", record.facility},
+                   {"text", record.text}}) +
          "\n";
 }
 

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <regex>
 
 namespace varnel::tool {
 namespace {
@@ -14,16 +13,7 @@ namespace {
 constexpr std::uint32_t kFarthest = 10'000;
 constexpr std::size_t kMostPending = 1'000;
 
-// The library writes in the system's code page.
-std::string FromAnsi(std::string_view ansi) {
-  std::wstring text(ansi.size(), L'\0');
-  text.resize(static_cast<std::size_t>(MultiByteToWideChar(
-      CP_ACP, 0, ansi.data(), static_cast<int>(ansi.size()), text.data(), static_cast<int>(text.size()))));
-  return ToUtf8(text);
-}
-
-void TakeApart(TraceRecord& record) {
-  static const std::regex form(R"((\S+ \S+) (.) (\S*) +(-?\d+) (.{8}|\S+) ([^]*))");
+void TakeApart(const std::regex& form, TraceRecord& record) {
   std::smatch parts;
   if (!std::regex_match(record.line, parts, form)) {
     record.text = record.line;
@@ -58,8 +48,8 @@ std::optional<TraceRecord> TraceRecords::Take(std::string_view message) {
     record.missing = CountMissing(found->sequence);
     pending_.erase(found);
   }
-  record.line = FromAnsi(message.substr(0, message.find('\0')));
-  TakeApart(record);
+  record.line = ToUtf8(FromAnsi(message.substr(0, message.find('\0'))));
+  TakeApart(form_, record);
   return record;
 }
 

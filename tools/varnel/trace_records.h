@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <regex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +37,8 @@ class TraceRecords {
   };
   std::uint32_t CountMissing(std::uint32_t sequence);
 
+  // Stamp, level, tag, thread, facility, text.
+  const std::regex form_{R"((\S+ \S+) (.) (\S*) +(-?\d+) (.{8}|\S+) ([^]*))"};
   std::deque<Header> pending_;  // headers whose text has not come
   std::vector<std::uint32_t>
       next_;  // of each process that has been seen: the number that its next record has

@@ -32,9 +32,8 @@ ReportText TrialReport(const std::string& softwareId, const std::string& mark) {
 
 // Removes the file if it holds the mark, and is still the one that was read.
 bool RemoveIfOurs(const std::wstring& path, const std::string& mark) {
-  constexpr DWORD kSharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   constexpr DWORD kMost = 65'536;  // the trial is far smaller
-  const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, kSharing, nullptr, OPEN_EXISTING,
+  const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                                     FILE_FLAG_OPEN_REPARSE_POINT | kAnonymously, nullptr));
   std::string content(kMost, '\0');
   DWORD read = 0;
