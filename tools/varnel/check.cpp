@@ -1,6 +1,6 @@
 // varnel check: whether event documents are as docs/event-format.md says.
 
-#include "command.h"
+#include "commands.h"
 #include "console.h"
 #include "event_files.h"
 #include "event_rules.h"
@@ -8,7 +8,6 @@
 #include "text.h"
 
 #include <algorithm>
-#include <memory>
 
 namespace varnel::tool {
 namespace {
@@ -35,11 +34,13 @@ Status CheckFile(EventFileReader& reader, const ListedFile& file) {
   return faults.empty() ? kDone : kFound;
 }
 
-int Check(const std::vector<std::string>& paths) {
+}  // namespace
+
+Status RunCheck(const CheckOptions& options) {
   EventFileReader reader;
-  int worst = kDone;
+  Status worst = kDone;
   std::size_t count = 0, right = 0;
-  for (const std::string& path : paths) {
+  for (const std::string& path : options.paths) {
     try {
       const std::vector<ListedFile> files = ListFiles(ToWide(path));
       Progress progress(files.size());
@@ -48,7 +49,7 @@ int Check(const std::vector<std::string>& paths) {
         const Status status = CheckFile(reader, file);
         ++count;
         if (status == kDone) ++right;
-        worst = std::max<int>(worst, status);
+        worst = std::max(worst, status);
       }
     } catch (const Failure& failure) {
       PrintError(failure.what());
@@ -58,17 +59,6 @@ int Check(const std::vector<std::string>& paths) {
   Print(std::to_string(right) + " of " + std::to_string(count) + (count == 1 ? " file" : " files") +
         " all right\n");
   return worst;
-}
-
-}  // namespace
-
-void AddCheck(CLI::App& app, Action& chosen) {
-  const auto paths = std::make_shared<std::vector<std::string>>();
-  CLI::App& command =
-      *app.add_subcommand("check", "Holds event files against the rules of docs/event-format.md.");
-  command.footer("Example: varnel check C:\\Agent\\AgentEvents");
-  command.add_option("path", *paths, "Files, and folders whose files are meant")->required();
-  command.callback([paths, &chosen] { chosen = [paths] { return Check(*paths); }; });
 }
 
 }  // namespace varnel::tool

@@ -1,23 +1,16 @@
 // varnel doctor: why does my event not arrive?
 
 #include "checks.h"
-#include "command.h"
+#include "commands.h"
 #include "console.h"
 #include "json_text.h"
 #include "varnel/varnel.hpp"
 
 #include <algorithm>
 #include <functional>
-#include <memory>
 
 namespace varnel::tool {
 namespace {
-
-struct Options {
-  std::string softwareId = "EXAMPLE__1000";
-  bool asJson = false;
-  bool write = false;
-};
 
 struct Look {
   const char* word;
@@ -29,7 +22,7 @@ const Look& LookOf(State state) {
   return kLooks[static_cast<std::size_t>(state)];
 }
 
-Checks Examine(const Options& options) {
+Checks Examine(const DoctorOptions& options) {
   const std::wstring softwareId = ToWide(options.softwareId);
   const std::function<Checks()> groups[] = {
       CheckRegistration,
@@ -75,7 +68,9 @@ std::string AsLines(const Checks& checks, bool inColour) {
   return lines;
 }
 
-int Doctor(const Options& options) {
+}  // namespace
+
+Status RunDoctor(const DoctorOptions& options) {
   const ComScope com;
   TurnLogLinesToStandardError();
   const Checks checks = Examine(options);
@@ -89,24 +84,6 @@ int Doctor(const Options& options) {
   for (const Check& check : checks) worst = std::max(worst, check.state);
   constexpr Status kStatus[] = {kDone, kFound, kFailed};
   return kStatus[static_cast<std::size_t>(worst)];
-}
-
-}  // namespace
-
-void AddDoctor(CLI::App& app, Action& chosen) {
-  const auto options = std::make_shared<Options>();
-  CLI::App& command = *app.add_subcommand(
-      "doctor",
-      "Tells why an event does not arrive: a line for each check, with what was found and what to do.");
-  command.footer(
-      "Example: varnel doctor --software EXAMPLE__1000 --write\n"
-      "Returns 0 when all is well, 1 with warnings, 2 with failures.");
-  command.add_option("--software", options->softwareId, "Software identifier whose way is looked at")
-      ->capture_default_str();
-  command.add_flag("--json", options->asJson, "A list of objects: check, state, found, remedy");
-  command.add_flag("--write", options->write,
-                   "Also make a trial report through the real library, look for its file and remove it");
-  command.callback([options, &chosen] { chosen = [options] { return Doctor(*options); }; });
 }
 
 }  // namespace varnel::tool

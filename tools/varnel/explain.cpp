@@ -1,6 +1,6 @@
 // varnel explain: what the library would do with an event, and why; and what a result means.
 
-#include "command.h"
+#include "commands.h"
 #include "console.h"
 #include "json_text.h"
 #include "prediction.h"
@@ -8,24 +8,11 @@
 #include "text.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <memory>
-#include <optional>
 
 namespace varnel::tool {
 namespace {
 
 using nlohmann::ordered_json;
-
-struct Options {
-  std::string code;
-  std::optional<std::string> softwareId;
-  std::optional<std::int32_t> event;
-  std::optional<std::int32_t> severity;
-  std::int64_t size = 500;  // about what a report of one event has
-  bool managedOnly = false;
-  bool asJson = false;
-};
 
 void PrintJson(const ordered_json& json) {
   Print(JsonText(json, 2) + "\n");
@@ -48,7 +35,7 @@ void PrintWords(const ResultWords& words) {
   if (!words.remedy.empty()) PrintRow("what to do", words.remedy);
 }
 
-int ExplainCode(const Options& options) {
+Status ExplainCode(const ExplainOptions& options) {
   const auto code = ParseResult(options.code);
   if (!code)
     throw Failure(Printable(options.code) + ": a number like 0xFFFFFFC9, -55 or 4294967241 is wanted");
@@ -85,7 +72,7 @@ ordered_json ToJson(const Prediction& prediction) {
           {"folder", ToUtf8(prediction.folder)}, {"file", ToUtf8(prediction.file)}};
 }
 
-int ExplainEvent(const Options& options) {
+Status ExplainEvent(const ExplainOptions& options) {
   if (!options.softwareId || !options.event || !options.severity)
     throw Failure("explain wants --software, --event and --severity, or --code");
   const Prediction prediction = Predict({ToWide(*options.softwareId), *options.event, *options.severity,
@@ -99,29 +86,8 @@ int ExplainEvent(const Options& options) {
 
 }  // namespace
 
-void AddExplain(CLI::App& app, Action& chosen) {
-  const auto options = std::make_shared<Options>();
-  CLI::App& command = *app.add_subcommand(
-      "explain",
-      "Says what the library would do with an event on this machine, and why; or what a result means.");
-  command.footer(
-      "Examples: varnel explain --software EXAMPLE__1000 --event 1024 --severity 3\n"
-      "          varnel explain --code 0xFFFFFFC9");
-  CLI::Option& code = *command.add_option("--code", options->code, "A result: 0xFFFFFFC9, -55 or 4294967241");
-  const auto option = [&](const char* name, auto& value, const char* meaning) {
-    return command.add_option(name, value, meaning)->excludes(&code);
-  };
-  option("--software", options->softwareId, "Software identifier");
-  option("--event", options->event, "The event's identifier");
-  option("--severity", options->severity, "Its severity");
-  option("--size", options->size, "Bytes of the whole report")
-      ->check(CLI::Range(std::int64_t{0}, std::int64_t{UINT32_MAX}))
-      ->capture_default_str();
-  command.add_flag("--managed-only", options->managedOnly, "As after Initialize3")->excludes(&code);
-  command.add_flag("--json", options->asJson, "Print JSON");
-  command.callback([options, &chosen] {
-    chosen = [options] { return options->code.empty() ? ExplainEvent(*options) : ExplainCode(*options); };
-  });
+Status RunExplain(const ExplainOptions& options) {
+  return options.code.empty() ? ExplainEvent(options) : ExplainCode(options);
 }
 
 }  // namespace varnel::tool

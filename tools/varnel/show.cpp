@@ -2,7 +2,7 @@
 
 #include "agent_folders.h"
 #include "base/handles.h"
-#include "command.h"
+#include "commands.h"
 #include "console.h"
 #include "event_files.h"
 #include "event_json.h"
@@ -14,7 +14,6 @@
 #include <windows.h>
 
 #include <map>
-#include <memory>
 #include <set>
 
 namespace varnel::tool {
@@ -22,17 +21,9 @@ namespace {
 
 constexpr DWORD kPollMilliseconds = 250;
 
-struct Options {
-  std::vector<std::string> paths;
-  bool tree = false;
-  bool json = false;
-  bool follow = false;
-  std::string page;  // the file that it goes to
-};
-
 class Show {
  public:
-  explicit Show(const Options& options) : options_(options) {}
+  explicit Show(const ShowOptions& options) : options_(options) {}
 
   // Shows what has not been shown yet in these places.
   void Once(const std::vector<std::wstring>& paths) {
@@ -114,7 +105,7 @@ class Show {
     output_.clear();
   }
 
-  const Options& options_;
+  const ShowOptions& options_;
   EventFileReader reader_;
   std::string output_;
   std::string list_;
@@ -133,7 +124,7 @@ std::wstring FullPath(const std::wstring& path) {
 }
 
 // Of the command line, or else the folders of this machine's agent and server.
-std::vector<std::wstring> Places(const Options& options) {
+std::vector<std::wstring> Places(const ShowOptions& options) {
   std::vector<std::wstring> paths;
   for (const std::string& path : options.paths) paths.push_back(FullPath(ToWide(path)));
   if (!paths.empty()) return paths;
@@ -156,44 +147,24 @@ void WritePage(const std::string& path, const std::string& events) {
                   ": the page cannot be written; name a file in a folder that this account may write to");
 }
 
-int Run(const Options& options) {
+void ShowAll(const ShowOptions& options, Show& show) {
   const std::vector<std::wstring> paths = Places(options);
-  Show show(options);
   show.Once(paths);
   if (!options.page.empty()) WritePage(options.page, show.Events());
   for (; options.follow; show.Once(paths)) Sleep(kPollMilliseconds);
-  return show.Result();
 }
 
 }  // namespace
 
-void AddShow(CLI::App& app, Action& chosen) {
-  const auto options = std::make_shared<Options>();
-  CLI::App& command = *app.add_subcommand("show", "Shows the events in event files, a line for each.");
-  command.footer("Example: varnel show --json --follow C:\\Agent\\AgentEvents");
-  command.add_option(
-      "path", options->paths,
-      "Files, and folders whose files are meant; else the agent's and the server's event folder");
-  CLI::Option* const tree = command.add_flag("--tree", options->tree, "Show all that is in the files");
-  command
-      .add_flag("--json", options->json,
-                "A JSON object for each event, with the names of the Elastic Common Schema")
-      ->excludes(tree);
-  command.add_option("--html", options->page, "Write a page with plot, table and details to this file")
-      ->excludes(tree)
-      ->excludes("--json");
-  command.add_flag("--follow", options->follow, "Go on with new files as they appear, until Ctrl+C")
-      ->excludes("--html");
-  command.callback([options, &chosen] {
-    chosen = [options]() -> int {
-      try {
-        return Run(*options);
-      } catch (const OutputClosed&) {
-        if (!options->follow) throw;
-        return kDone;  // the only end that following has
-      }
-    };
-  });
+Status RunShow(const ShowOptions& options) {
+  Show show(options);
+  try {
+    ShowAll(options, show);
+  } catch (const OutputClosed&) {
+    if (!options.follow) throw;
+    return kDone;  // the only end that following has
+  }
+  return show.Result();
 }
 
 }  // namespace varnel::tool

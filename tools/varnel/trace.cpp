@@ -1,7 +1,7 @@
 // varnel trace: owns the trace mailslot and prints lines as they come.
 
 #include "base/registry.h"
-#include "command.h"
+#include "commands.h"
 #include "console.h"
 #include "json_text.h"
 #include "logging/line_outputs.h"
@@ -10,7 +10,7 @@
 #include "trace_records.h"
 
 #include <atomic>
-#include <memory>
+#include <optional>
 
 namespace varnel::tool {
 namespace {
@@ -23,14 +23,6 @@ BOOL WINAPI End(DWORD) {
   g_ended = true;
   return TRUE;
 }
-
-struct Options {
-  int level = 0;  // to be set; 0: leave it
-  int upTo = 8;
-  std::string facility;
-  int seconds = 0;  // 0: until Ctrl+C
-  bool json = false;
-};
 
 // The library's log level, set as long as this lives; then what was there comes back.
 class ScopedLogLevel {
@@ -96,7 +88,7 @@ std::string JsonOf(const TraceRecord& record) {
          "\n";
 }
 
-void PrintRecord(const TraceRecord& record, const Options& options, bool coloured) {
+void PrintRecord(const TraceRecord& record, const TraceOptions& options, bool coloured) {
   if (record.missing > 0 && !options.json)
     Print("-- " + std::to_string(record.missing) + " records are missing here\n");
   if (NumberOf(record.level) > options.upTo ||
@@ -106,7 +98,9 @@ void PrintRecord(const TraceRecord& record, const Options& options, bool coloure
   Print(options.json ? JsonOf(record) : colour + Printable(record.line) + (*colour ? "\x1b[0m\n" : "\n"));
 }
 
-int Trace(const Options& options) {
+}  // namespace
+
+Status RunTrace(const TraceOptions& options) {
   const FileHandle mailslot(CreateMailslotW(kTraceMailslot, 0, kLook, nullptr));
   if (!mailslot)
     throw Failure(GetLastError() == ERROR_ALREADY_EXISTS
@@ -128,27 +122,6 @@ int Trace(const Options& options) {
       PrintRecord(*record, options, static_cast<bool>(colours));
   }
   return kDone;
-}
-
-}  // namespace
-
-void AddTrace(CLI::App& app, Action& chosen) {
-  const auto options = std::make_shared<Options>();
-  CLI::App& command =
-      *app.add_subcommand("trace", "Prints the library's log lines as they come, until Ctrl+C.");
-  command.footer(
-      "Reports that are set up while it runs log by the level given with --level.\n"
-      "Example: varnel trace --level 8 --facility Quorvel");
-  command
-      .add_option("--level", options->level,
-                  "Sets the log level, 1 to 8, and puts the old one back at the end")
-      ->check(CLI::Range(1, 8));
-  command.add_option("--up-to", options->upTo, "Prints lines up to this level, 1 to 8")
-      ->check(CLI::Range(1, 8));
-  command.add_option("--facility", options->facility, "Prints lines of this facility only");
-  command.add_option("--seconds", options->seconds, "Ends after that time")->check(CLI::NonNegativeNumber);
-  command.add_flag("--json", options->json, "One JSON object a line");
-  command.callback([options, &chosen] { chosen = [options] { return Trace(*options); }; });
 }
 
 }  // namespace varnel::tool

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "console.h"
+#include "report_json.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+// What the program can be asked, a function for each command, with what may be said on the command line;
+// texts in UTF-8. They throw Failure, or what varnel.hpp throws, when they cannot do it.
+namespace varnel::tool {
+
+struct DoctorOptions {
+  std::string softwareId = "EXAMPLE__1000";
+  bool asJson = false;
+  bool write = false;
+};
+[[nodiscard]] Status RunDoctor(const DoctorOptions& options);
+
+struct ExplainOptions {
+  std::string code;  // when it is empty, an event is meant
+  std::optional<std::string> softwareId;
+  std::optional<std::int32_t> event;
+  std::optional<std::int32_t> severity;
+  std::int64_t size = 500;  // about what a report of one event has
+  bool managedOnly = false;
+  bool asJson = false;
+};
+[[nodiscard]] Status RunExplain(const ExplainOptions& options);
+
+struct SendOptions {
+  ReportText report;  // without its event
+  EventText event = {{"Tried", "", {}, {}}, 1, 1, {}};
+  std::vector<std::string> attributes;  // NAME=TEXT
+  std::vector<std::string> children;
+  std::string dll;
+  int repeat = 1;
+  bool fromInput = false;  // the whole report comes from standard input
+  bool managedOnly = false;
+};
+[[nodiscard]] Status RunSend(const SendOptions& options);
+
+struct ShowOptions {
+  std::vector<std::string> paths;
+  bool tree = false;
+  bool json = false;
+  bool follow = false;
+  std::string page;  // the file that it goes to
+};
+[[nodiscard]] Status RunShow(const ShowOptions& options);
+
+struct CheckOptions {
+  std::vector<std::string> paths;
+};
+[[nodiscard]] Status RunCheck(const CheckOptions& options);
+
+struct TraceOptions {
+  int level = 0;  // to be set; 0: leave it
+  int upTo = 8;
+  std::string facility;
+  int seconds = 0;  // 0: until Ctrl+C
+  bool json = false;
+};
+[[nodiscard]] Status RunTrace(const TraceOptions& options);
+
+}  // namespace varnel::tool
