@@ -199,7 +199,8 @@ void CompareEvents(HMODULE library, const Agent& agent) {
   }
   const Report report(library, kAgent, 0);
   const Exchanged hook(library, "RegOpenKeyExW", reinterpret_cast<void*>(&OpenNothing));
-  CompareHeader(library, "the same without system calls", 101, 200, 1.2);
+  CompareHeader(library, "whole event through varnel.hpp without system calls, against the calls", 101, 200,
+                1.2);
   AdvXMLParser::Document document(L"EventDocument");
   auto* const software = document.Root()->AddElement(L"GuardSoftware");
   const auto addToTree = [&] {
