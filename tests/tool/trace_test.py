@@ -33,7 +33,7 @@ class Trace(ToolTest):
         return int(output.split()[-1], 16) if status == 0 else None
 
     def test_lines_are_printed_while_the_level_is_changed_and_put_back(self):
-        reader = self.start("--json", "--level", "8", "--facility", "Quorvel", "--seconds", "5")
+        reader = self.start("--json", "--level", "8", "--facility", "Quorvel", "--seconds", "10")  # far longer than what follows
         self.wait_for_level(8)
         _, errors = self.varnel("trace", "--seconds", "1", status=2)
         self.assertIn("another program reads the trace already", errors)
