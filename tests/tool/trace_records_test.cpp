@@ -30,8 +30,28 @@ TEST_F(TraceRecordsTest, LineIsTakenApart) {
   EXPECT_EQ("2024-03-07 09:05:03.120|E|Evt|812|net_if|Save: \xC3\xA9\tdone\n|0",
             record.stamp + "|" + record.level + "|" + record.tag + "|" + record.thread + "|" +
                 record.facility + "|" + record.text + "|" + std::to_string(record.sequence));
-  const TraceRecord other = Body("of another kind");
-  EXPECT_EQ("of another kind?", other.text + other.level);
+  EXPECT_EQ("Quorvel", Body("2024-03-07 09:05:03 X  -1 Quorvel  Saved").facility);
+  EXPECT_EQ("of.a.long.name", Body("2024-03-07 09:05:03 X Evt 1 of.a.long.name Saved").facility);
+}
+
+TEST_F(TraceRecordsTest, WhatIsNoLineOfOursIsAllText) {
+  for (const char* const text :
+       {"", " ", "of another kind", "2024-03-07 09:05:03 XX Evt 812 net_if   Saved",
+        "2024-03-07 09:05:03 X Evt 8l2 net_if   Saved", "2024-03-07 09:05:03 X Evt - net_if   Saved",
+        "2024-03-07 09:05:03 X Evt 812  Saved", " 09:05:03 X Evt 812 net_if   Saved",
+        "2024-03-07 09:05:03 X Evt 812 net_if"}) {
+    const TraceRecord record = Body(text);
+    EXPECT_EQ(std::string(text) + "?", record.text + record.level);
+    EXPECT_EQ("", record.stamp + record.facility);
+  }
+}
+
+// Anybody may write to the mailslot.
+TEST_F(TraceRecordsTest, LongestMessageIsTaken) {
+  for (const std::string start : {"", "2024-03-07 09:05:03.120 E Evt  812 net_if   "}) {
+    const std::string filler(4095 - start.size(), '\x80');
+    EXPECT_TRUE(Body(start + filler).text.ends_with("\xE2\x82\xAC"));
+  }
 }
 
 TEST_F(TraceRecordsTest, HeadersAndTextsOfSeveralWritersAreMatched) {

@@ -12,20 +12,51 @@ namespace {
 // More than that between two numbers is another process, not a loss.
 constexpr std::uint32_t kFarthest = 10'000;
 constexpr std::size_t kMostPending = 1'000;
+constexpr std::size_t kMostProcesses = 1'000;
 
-void TakeApart(const std::regex& form, TraceRecord& record) {
-  std::smatch parts;
-  if (!std::regex_match(record.line, parts, form)) {
+// What stands before the next blank; takes both away. Empty when there is no blank.
+std::string_view TakeWord(std::string_view& rest) {
+  const std::size_t blank = rest.find(' ');
+  if (blank == rest.npos) return {};
+  const std::string_view word = rest.substr(0, blank);
+  rest.remove_prefix(blank + 1);
+  return word;
+}
+
+// Filled with blanks to eight characters, or longer.
+std::string_view TakeFacility(std::string_view& rest) {
+  constexpr std::size_t kWidth = 8;
+  if (rest.size() <= kWidth || rest[kWidth] != ' ') return TakeWord(rest);
+  const std::string_view facility = rest.substr(0, kWidth);
+  rest.remove_prefix(kWidth + 1);
+  return facility.substr(0, facility.find_last_not_of(' ') + 1);
+}
+
+bool IsThread(std::string_view text) {
+  if (text.starts_with('-')) text.remove_prefix(1);
+  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
+// Stamp, level, tag, thread, facility, text. What is no line of the library's is all text.
+void TakeApart(TraceRecord& record) {
+  std::string_view rest = record.line;
+  const std::string_view date = TakeWord(rest);
+  const std::string_view time = TakeWord(rest);
+  const std::string_view level = TakeWord(rest);
+  const std::string_view tag = TakeWord(rest);
+  rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
+  const std::string_view thread = TakeWord(rest);
+  const std::string_view facility = TakeFacility(rest);
+  if (date.empty() || time.empty() || level.size() != 1 || !IsThread(thread) || facility.empty()) {
     record.text = record.line;
     return;
   }
-  record.stamp = parts[1];
-  record.level = *parts[2].first;
-  record.tag = parts[3];
-  record.thread = parts[4];
-  record.facility = parts[5];
-  record.facility.erase(record.facility.find_last_not_of(' ') + 1);
-  record.text = parts[6];
+  record.stamp = std::string(date) + ' ' + std::string(time);
+  record.level = level[0];
+  record.tag = tag;
+  record.thread = thread;
+  record.facility = facility;
+  record.text = rest;
 }
 
 }  // namespace
@@ -49,7 +80,7 @@ std::optional<TraceRecord> TraceRecords::Take(std::string_view message) {
     pending_.erase(found);
   }
   record.line = ToUtf8(FromAnsi(message.substr(0, message.find('\0'))));
-  TakeApart(form_, record);
+  TakeApart(record);
   return record;
 }
 
@@ -59,6 +90,7 @@ std::uint32_t TraceRecords::CountMissing(std::uint32_t sequence) {
     if (sequence - next <= kFarthest && (!nearest || sequence - next < sequence - *nearest)) nearest = &next;
   // The first record of a process, as far as can be seen.
   if (!nearest || (sequence == 1 && *nearest != 1)) {
+    if (next_.size() == kMostProcesses) next_.pop_front();
     next_.push_back(sequence + 1);
     return 0;
   }

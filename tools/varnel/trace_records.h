@@ -3,10 +3,8 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
-#include <regex>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace varnel::tool {
 
@@ -37,11 +35,8 @@ class TraceRecords {
   };
   std::uint32_t CountMissing(std::uint32_t sequence);
 
-  // Stamp, level, tag, thread, facility, text.
-  const std::regex form_{R"((\S+ \S+) (.) (\S*) +(-?\d+) (.{8}|\S+) ([^]*))"};
-  std::deque<Header> pending_;  // headers whose text has not come
-  std::vector<std::uint32_t>
-      next_;  // of each process that has been seen: the number that its next record has
+  std::deque<Header> pending_;      // headers whose text has not come
+  std::deque<std::uint32_t> next_;  // of each process that has been seen: the number of its next record
 };
 
 }  // namespace varnel::tool
