@@ -10,6 +10,7 @@ import unittest
 from tool import LIBRARY, PROGRAM, ROOT, ToolTest
 
 LOG = r"HKLM\SOFTWARE\Wow6432Node\Kestrane\Orbacon"
+SEND_TRACE = ROOT / "build/mingw-x64-tests/tests/send_trace.exe"
 
 
 class Trace(ToolTest):
@@ -18,6 +19,7 @@ class Trace(ToolTest):
     def start(self, *arguments, stdout=subprocess.PIPE, stdin=subprocess.DEVNULL):
         process = subprocess.Popen([ROOT / "scripts/wine-run", PROGRAM, "trace", *arguments], env=self.prefix.environment,
                                    stdin=stdin, stdout=stdout, stderr=subprocess.STDOUT, start_new_session=True)
+        self.addCleanup(process.wait)
         self.addCleanup(process.kill)
         return process
 
@@ -60,6 +62,19 @@ class Trace(ToolTest):
         os.close(ours)
         self.assertEqual(3, self.log_level())
         self.prefix.run("reg", "delete", LOG, "/v", "LogLevel", "/f")
+
+    def test_messages_of_others(self):
+        reader = self.start("--seconds", "60")
+        self.addCleanup(reader.stdout.close)
+        while self.prefix.run(SEND_TRACE, "1")[0] == 0:  # until it reads
+            self.assertIsNone(reader.poll())
+        self.prefix.run(SEND_TRACE, "4096", "5000", "2")  # one is too long; not every system refuses it to the sender
+        lengths = []
+        for line in reader.stdout:
+            lengths.append(len(line.decode().rstrip()))
+            if lengths[-1] == 2:
+                break
+        self.assertEqual([1, 4096, 2], lengths[:2] + lengths[-1:])
 
     def test_bad_arguments(self):
         for arguments in (["--level", "9"], ["--up-to", "0"], ["--seconds", "-1"], ["--level", "x"]):

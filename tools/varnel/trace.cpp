@@ -15,7 +15,8 @@
 namespace varnel::tool {
 namespace {
 
-constexpr DWORD kLook = 200;  // milliseconds between two looks at whether to end
+constexpr DWORD kLook = 200;      // milliseconds between two looks at whether to end
+constexpr DWORD kLongest = 4096;  // bytes of a message; a longer one, which would stay in the way, is refused
 
 std::atomic<bool> g_ended{false};
 
@@ -101,7 +102,7 @@ void PrintRecord(const TraceRecord& record, const TraceOptions& options, bool co
 }  // namespace
 
 Status RunTrace(const TraceOptions& options) {
-  const FileHandle mailslot(CreateMailslotW(kTraceMailslot, 0, kLook, nullptr));
+  const FileHandle mailslot(CreateMailslotW(kTraceMailslot, kLongest, kLook, nullptr));
   if (!mailslot)
     throw Failure(GetLastError() == ERROR_ALREADY_EXISTS
                       ? "another program reads the trace already; end it first, there can be only one"
@@ -113,7 +114,7 @@ Status RunTrace(const TraceOptions& options) {
   const ConsoleColours colours;
   const ULONGLONG end = GetTickCount64() + static_cast<ULONGLONG>(options.seconds) * 1000;
   TraceRecords records;
-  char message[4096];
+  char message[kLongest];
   while (!g_ended && (options.seconds == 0 || GetTickCount64() < end)) {
     DWORD read = 0;
     if (!ReadFile(mailslot.Get(), message, sizeof(message), &read, nullptr))
