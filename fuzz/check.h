@@ -40,7 +40,8 @@ class Input {
   std::string_view rest_;
 };
 
-// Each check calls the library, or a part of varnel.exe, with what the bytes say and compares with a model of it.
+// Each check calls the library, or a part of varnel.exe, with what the bytes say and compares with a model of
+// it.
 void CheckDocument(Input input);
 void CheckFilter(Input input);
 void CheckScan(Input input);
