@@ -237,6 +237,9 @@ class Text {
   [[nodiscard]] static Text Repaired(std::u8string_view utf8) noexcept {
     return Repaired(detail::AsChars(utf8));
   }
+  [[nodiscard]] static Text Repaired(const char8_t* utf8) noexcept {
+    return Repaired(reinterpret_cast<const char*>(utf8));
+  }
 #endif
 
  private:
@@ -294,11 +297,14 @@ HRESULT ToDate(SystemTime<Duration> time, DATE& date) noexcept {
   constexpr long long kUnixEpoch = 25569;  // in days of Automation, which have their zero on 30 December 1899
   constexpr long long kYear100 = -657434;
   constexpr long long kYear10000 = 2958466;
+  constexpr long long kFirst = (kYear100 - kUnixEpoch) * kSecondsOfDay;
+  constexpr long long kEnd = (kYear10000 - kUnixEpoch) * kSecondsOfDay;
   using Seconds = std::chrono::duration<long long>;
+  // Roughly first: what is far away does not fit into Seconds.
+  const double rough = std::chrono::duration<double>(time.time_since_epoch()).count();
+  if (!(rough > static_cast<double>(kFirst - 60) && rough < static_cast<double>(kEnd + 60))) return kBadTime;
   const long long seconds = std::chrono::floor<Seconds>(time.time_since_epoch()).count();
-  if (seconds < (kYear100 - kUnixEpoch) * kSecondsOfDay ||
-      seconds >= (kYear10000 - kUnixEpoch) * kSecondsOfDay)
-    return kBadTime;
+  if (seconds < kFirst || seconds >= kEnd) return kBadTime;
   const long long since = seconds + kUnixEpoch * kSecondsOfDay;
   const long long day = since / kSecondsOfDay - (since % kSecondsOfDay < 0 ? 1 : 0);
   const double part = static_cast<double>(since - day * kSecondsOfDay) / static_cast<double>(kSecondsOfDay);

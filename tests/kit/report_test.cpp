@@ -86,6 +86,9 @@ TEST_F(ClientReport, TimesAreCutToTheSecond) {
   for (const auto& row : rows) report.AddEvent("E", 1, 1, row.first);
   for (const long long outside : {-59'011'459'200'001, 253'402'300'800'000, -9'000'000'000'000'000'000})
     EXPECT_EQ(kBadTime, report.TryAddEvent("E", 1, 1, At(outside)));
+  using Hours = std::chrono::time_point<std::chrono::system_clock, std::chrono::hours>;
+  for (const Hours farthest : {Hours::min(), Hours::max()})
+    EXPECT_EQ(kBadTime, report.TryAddEvent("E", 1, 1, farthest)) << "in seconds it is no number";
   report.Save();
   std::string expected;
   for (const auto& row : rows)
@@ -121,6 +124,7 @@ TEST_F(ClientReport, BadTextsAreRefusedOrRepaired) {
     EXPECT_EQ(S_OK, Text::Repaired(utf8).Status()) << utf8;
   }
   EXPECT_EQ(nullptr, Text::Repaired(static_cast<const char*>(nullptr)).Get());
+  EXPECT_EQ(nullptr, Text::Repaired(static_cast<const char8_t*>(nullptr)).Get());
   EXPECT_EQ(S_OK, event.TrySetAttribute("Kept", "\t\r\n \x7F\xEF\xBF\xBD"));
   // In each place where a text is taken.
   const Text bad(L"\xD800");
