@@ -3,6 +3,7 @@
 import json
 import os
 import pty
+import re
 import subprocess
 import time
 import unittest
@@ -31,10 +32,11 @@ class Trace(ToolTest):
         self.fail(f"the level has not become {level}")
 
     def log_level(self):
-        status, output = self.prefix.run("reg", "query", LOG, "/v", "LogLevel")
-        return int(output.split()[-1], 16) if status == 0 else None
+        found = re.search(r"REG_DWORD +0x(\w+)", self.prefix.run("reg", "query", LOG, "/v", "LogLevel")[1])
+        return found and int(found[1], 16)
 
     def test_lines_are_printed_while_the_level_is_changed_and_put_back(self):
+        self.prefix.run("reg", "delete", LOG, "/f")
         reader = self.start("--json", "--level", "8", "--facility", "Quorvel", "--seconds", "10")  # far longer than what follows
         self.wait_for_level(8)
         _, errors = self.varnel("trace", "--seconds", "1", status=2)
@@ -49,10 +51,11 @@ class Trace(ToolTest):
         self.assertIn("CreateEventElement Traced|1|1", texts)
         self.assertEqual({("X", "Evt", "Quorvel"), ("I", "Evt", "Quorvel")},
                          {(record["level"], record["tag"], record["facility"]) for record in records})
-        self.assertIsNone(self.log_level())
+        self.assertNotEqual(0, self.prefix.run("reg", "query", LOG)[0], "the key was not there before")
 
     def test_ctrl_c_puts_the_level_back_too(self):
-        self.prefix.run("reg", "add", LOG, "/v", "LogLevel", "/t", "REG_DWORD", "/d", "3", "/f")
+        long = "3" + " " * 300
+        self.prefix.run("reg", "add", LOG, "/v", "LogLevel", "/t", "REG_SZ", "/d", long + "x", "/f")
         ours, theirs = pty.openpty()
         reader = self.start("--level", "6", stdout=theirs, stdin=theirs)
         os.close(theirs)
@@ -60,7 +63,7 @@ class Trace(ToolTest):
         os.killpg(reader.pid, 2)
         reader.wait(30)
         os.close(ours)
-        self.assertEqual(3, self.log_level())
+        self.assertIn("    REG_SZ    " + long + "x", self.prefix.run("reg", "query", LOG, "/v", "LogLevel")[1])
         self.prefix.run("reg", "delete", LOG, "/v", "LogLevel", "/f")
 
     def test_messages_of_others(self):
