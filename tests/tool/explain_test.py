@@ -96,6 +96,7 @@ class Explain(ToolTest):
                                          *more, status=2 if failed else status)
             self.assertEqual(told if prediction["written"] else "", re.sub(r"\d{21,22}[0-9A-F]{8}", "<time>", output.strip()))
             self.assertIn(f"({code})" if failed else "", errors)
+            self.assertNotIn("\x7f", errors, "what the library logs is printable, too")
 
 
 if __name__ == "__main__":

@@ -38,6 +38,8 @@ class Send(ToolTest):
                 (["--json"], "{", "JSON: "),
                 (["--json"], "[]", "an object is wanted"),
                 (["--json"], '{"events":[{"id":2147483648}]}', "/events/0/id: a whole number of 32 bits"),
+                (["--json"], '{"events":[{"id":18446744073709551615}]}', "/events/0/id: a whole number of 32 bits"),
+                (["--json"], '{"events":[{"id":1e400}]}', "JSON: "),
                 (["--json"], '{"events":[{"time":"2023-02-29T00:00:00Z"}]}', "/events/0/time: a time like"),
                 (["--json"], '{"evnts\\u001b[2J":1}', "evnts\\u{1b}[2J: not known"),
                 (["--json"], deep, "nested too deeply"),

@@ -10,6 +10,7 @@ import time
 import unittest
 
 from tool import PROGRAM, ROOT, ToolTest
+from wine import AGENT
 
 REPORT = (ROOT / "tests/schema/report.xml").read_text(encoding="utf-8")
 MANY = 10_000
@@ -88,6 +89,10 @@ class Show(ToolTest):
         self.assertEqual(900, len(labels))
         self.assertIn("a_800", labels)
         self.assertEqual("x" + "é" * 16_382, labels["Engine"])
+        # Each event repeats what stands beside it.
+        self.folder("repeated", {"a.xml": REPORT.replace("<Scan>", ("<x>" + "x" * 30_000 + "</x>") * 50 + "<Scan>", 1)})
+        output, _ = self.varnel("show", "--json", "C:\\repeated")
+        self.assertGreater(400_000, max(map(len, output.splitlines())))
 
     def test_list_and_tree(self):
         self.folder("Liste é", {"2.xml": REPORT.replace("First", "Né").replace(">on access<", ">\u202eturned " + "x" * 300 + "<"),
@@ -154,6 +159,21 @@ class Show(ToolTest):
         program.terminate()
         self.assertEqual(b"varnel: C:\\followed\\broken.xml: the end tag is not that of the element",
                          program.communicate(timeout=20)[1].strip().replace(b"\r", b""))
+
+    def test_output_that_cannot_be_written_is_a_failure(self):
+        self.folder("full", {"a.xml": REPORT})
+        for arguments in ([], ["--follow"]):
+            with open("/dev/full", "w") as full:
+                program = subprocess.run([ROOT / "scripts/wine-run", PROGRAM, "show", "C:\\full", *arguments], env=self.prefix.environment,
+                                         stdout=full, stderr=subprocess.PIPE, timeout=60)
+            self.assertEqual(2, program.returncode)
+            self.assertIn(b"the output cannot be written", program.stderr)
+
+    def test_folder_that_cannot_be_looked_at_is_a_failure(self):
+        self.prefix.run("reg", "add", AGENT, "/v", "Data Path", "/d", "C:\\a|b\\", "/f")
+        self.addCleanup(self.prefix.run, "reg", "add", AGENT, "/v", "Data Path", "/d", "C:\\Agent\\", "/f")
+        _, errors = self.varnel("show", status=2)
+        self.assertIn("C:\\a|b\\AgentEvents: ", errors)
 
     def test_follow_ends_with_its_reader(self):
         folder = self.folder("closing", {"old.xml": REPORT})

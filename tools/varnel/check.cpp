@@ -19,8 +19,10 @@ void PrintFault(const ListedFile& file, const Fault& fault) {
         std::to_string(fault.place.column) + ": " + Shortened(fault.text) + "\n");
 }
 
-Status CheckFile(EventFileReader& reader, const ListedFile& file) {
+// Nothing for a file that somebody has taken since the folder was listed.
+std::optional<Status> CheckFile(EventFileReader& reader, const ListedFile& file) {
   const EventFileReader::Result read = reader.Read(file);
+  if (read.isGone && !file.named) return std::nullopt;
   if (read.state == FileState::kUnreadable) {
     PrintError(Printable(ToUtf8(file.path)) + ": " + read.fault.text);
     return kFailed;
@@ -46,10 +48,11 @@ Status RunCheck(const CheckOptions& options) {
       Progress progress(files.size());
       for (const ListedFile& file : files) {
         progress.Next();
-        const Status status = CheckFile(reader, file);
+        const std::optional<Status> status = CheckFile(reader, file);
+        if (!status) continue;
         ++count;
-        if (status == kDone) ++right;
-        worst = std::max(worst, status);
+        if (*status == kDone) ++right;
+        worst = std::max(worst, *status);
       }
     } catch (const Failure& failure) {
       PrintError(failure.what());

@@ -6,6 +6,7 @@
 #include <io.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <utility>
 
@@ -33,7 +34,8 @@ bool Write(HANDLE stream, std::string_view utf8) {
   if (!IsConsole(stream)) {
     for (; !utf8.empty(); utf8.remove_prefix(written))
       if (!WriteFile(stream, utf8.data(), static_cast<DWORD>(std::min<std::size_t>(utf8.size(), 1 << 20)),
-                     &written, nullptr))
+                     &written, nullptr) ||
+          written == 0)
         return false;
     return true;
   }
@@ -50,6 +52,27 @@ void WipeProgress() {
   if (std::exchange(g_progress, false))
     Write(GetStdHandle(STD_ERROR_HANDLE), "\r                              \r");
 }
+
+// Log lines from a pipe to standard error, until its other end is closed.
+DWORD WINAPI PassOn(void* pipe) {
+  std::string line;
+  char part[4096];
+  DWORD read = 0;
+  while (ReadFile(pipe, part, sizeof(part), &read, nullptr) && read > 0) {
+    for (const char byte : std::string_view(part, read)) {
+      if (byte != '\n') {
+        line += byte;
+        continue;
+      }
+      if (line.ends_with('\r')) line.pop_back();
+      Write(GetStdHandle(STD_ERROR_HANDLE), Printable(ToUtf8(FromAnsi(line))) + "\n");
+      line.clear();
+    }
+  }
+  CloseHandle(pipe);
+  return 0;
+}
+
 }  // namespace
 
 Progress::~Progress() {
@@ -69,7 +92,13 @@ void Progress::Next() {
 
 void Print(std::string_view utf8) {
   WipeProgress();
-  if (!Write(Output(), utf8)) throw OutputClosed();
+  SetLastError(ERROR_SUCCESS);
+  if (Write(Output(), utf8)) return;
+  const DWORD error = GetLastError();
+  if (error == ERROR_SUCCESS || error == ERROR_BROKEN_PIPE || error == ERROR_NO_DATA ||
+      error == ERROR_PIPE_NOT_CONNECTED || IsConsole(Output()))
+    throw OutputClosed();
+  throw Failure("the output cannot be written; the system's error is " + std::to_string(error));
 }
 
 void PrintError(std::string_view utf8) {
@@ -86,11 +115,30 @@ ConsoleColours::~ConsoleColours() {
   if (on_) SetConsoleMode(Output(), before_);
 }
 
-void TurnLogLinesToStandardError() {
-  if (!DuplicateHandle(GetCurrentProcess(), Output(), GetCurrentProcess(), &g_output, 0, FALSE,
-                       DUPLICATE_SAME_ACCESS))
+LogLines::LogLines() {
+  if (!g_output && !DuplicateHandle(GetCurrentProcess(), Output(), GetCurrentProcess(), &g_output, 0, FALSE,
+                                    DUPLICATE_SAME_ACCESS))
     g_output = nullptr;
-  _dup2(_fileno(stderr), _fileno(stdout));
+  HANDLE from = nullptr;
+  HANDLE to = nullptr;
+  if (CreatePipe(&from, &to, nullptr, 0)) {
+    const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(to), 0);
+    thread_ = CreateThread(nullptr, 0, &PassOn, from, 0, nullptr);
+    if (thread_ && descriptor >= 0) _dup2(descriptor, _fileno(stdout));
+    if (descriptor >= 0)
+      _close(descriptor);
+    else
+      CloseHandle(to);
+    if (!thread_) CloseHandle(from);
+  }
+}
+
+LogLines::~LogLines() {
+  std::fflush(stdout);
+  _dup2(_fileno(stderr), _fileno(stdout));  // closes the pipe, so the thread ends
+  if (!thread_) return;
+  WaitForSingleObject(thread_, INFINITE);
+  CloseHandle(thread_);
 }
 
 std::string ReadInput(std::size_t most) {

@@ -15,7 +15,7 @@ enum Status : int {
 };
 
 // Standard output in UTF-8, whatever the code page: to a console as UTF-16. Throws OutputClosed when the
-// reader has gone, so a command ends when its console is closed.
+// reader has gone, so a command ends when its console is closed, and Failure when the disk is full.
 void Print(std::string_view utf8);
 // One line to standard error.
 void PrintError(std::string_view utf8);
@@ -48,8 +48,18 @@ class Progress {
   std::size_t done_ = 0;
   unsigned long long shown_ = 0;  // when, in milliseconds
 };
-// From here on what the library prints, its log lines, goes to standard error; Print does not.
-void TurnLogLinesToStandardError();
+// While it lives, what the library prints, its log lines, goes to standard error: printable, and in UTF-8.
+// What Print prints does not.
+class LogLines {
+ public:
+  LogLines();
+  ~LogLines();
+  LogLines(const LogLines&) = delete;
+  LogLines& operator=(const LogLines&) = delete;
+
+ private:
+  void* thread_ = nullptr;
+};
 
 // Standard input to its end; UTF-8, without a byte-order mark. Throws Failure when there are more than `most`
 // bytes.

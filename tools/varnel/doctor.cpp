@@ -72,7 +72,7 @@ std::string AsLines(const Checks& checks, bool inColour) {
 
 Status RunDoctor(const DoctorOptions& options) {
   const ComScope com;
-  TurnLogLinesToStandardError();
+  const LogLines lines;
   const Checks checks = Examine(options);
   if (options.asJson) {
     Print(AsJson(checks));

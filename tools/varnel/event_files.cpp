@@ -29,9 +29,10 @@ std::string Describe(DWORD error) {
   const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                                       error, 0, text, 256, nullptr);
   std::string line = ToUtf8({text, length});
-  line.erase(
-      std::find_if(line.rbegin(), line.rend(), [](char last) { return last > ' ' && last != '.'; }).base(),
-      line.end());
+  line.erase(std::find_if(line.rbegin(), line.rend(),
+                          [](char last) { return static_cast<unsigned char>(last) > ' ' && last != '.'; })
+                 .base(),
+             line.end());
   return line + " (" + std::to_string(error) + ")";
 }
 

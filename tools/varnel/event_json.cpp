@@ -22,6 +22,7 @@ using nlohmann::ordered_json;
 // What a receiver takes by default: bytes of a text, and fields of an event.
 constexpr std::size_t kLongestText = 32'766;
 constexpr std::size_t kMostLabels = 900;
+constexpr std::size_t kMostLabelBytes = 256 * 1024;
 
 std::string Cut(std::string_view text) {
   if (text.size() <= kLongestText) return std::string(text);
@@ -43,19 +44,23 @@ void SetText(ordered_json& json, std::initializer_list<const char*> path, const 
 class Labels {
  public:
   void Add(std::string name, const std::string& text) {
-    if (labels_.size() == kMostLabels) return;
+    if (IsFull()) return;
     // A dot would make a level of its own.
     std::replace(name.begin(), name.end(), '.', '_');
     const std::string first = Cut(name);
     for (name = first; !taken_.insert(name).second;) name = first + "_" + std::to_string(++last_[first] + 1);
     labels_.emplace_back(name, Cut(text));
+    bytes_ += text.size();
   }
   void Add(const std::string& prefix, const Attributes& attributes) {
-    for (const auto& [name, value] : attributes) Add(prefix + name, value);
+    for (const auto& [name, value] : attributes) {
+      if (IsFull()) return;
+      Add(prefix + name, value);
+    }
   }
   void Add(const std::string& prefix, const std::vector<Element>& elements) {
     for (const Element& element : elements) {
-      if (labels_.size() == kMostLabels) return;
+      if (IsFull()) return;
       const std::string path = prefix + element.name;
       if (!IsBlank(element.text) || (element.children.empty() && element.attributes.empty()))
         Add(path, element.text);
@@ -66,7 +71,10 @@ class Labels {
   ordered_json Take() { return std::move(labels_); }
 
  private:
+  bool IsFull() const { return labels_.size() == kMostLabels || bytes_ > kMostLabelBytes; }
+
   ordered_json::object_t labels_;
+  std::size_t bytes_ = 0;
   std::unordered_set<std::string> taken_;
   std::unordered_map<std::string, int> last_;
 };

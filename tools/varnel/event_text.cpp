@@ -40,11 +40,11 @@ std::string Shortened(const std::string& text) {
 
 std::string EventLines(const EventDocument& document) {
   std::string lines;
-  const std::string file = document.path.substr(document.path.find_last_of("\\/") + 1);
-  const std::string product = document.productName + " " + document.productVersion;
+  const std::string file = Shortened(document.path.substr(document.path.find_last_of("\\/") + 1));
+  const std::string product = Column(document.productName + " " + document.productVersion, 24);
   for (const Event& event : document.events)
     lines += Column(event.time, 19) + Column(event.severity, -4) + Column(event.id, -7) + "  " +
-             Column(event.name, 24) + "  " + Column(product, 24) + "  " + Shortened(file) + "\n";
+             Column(event.name, 24) + "  " + product + "  " + file + "\n";
   return lines;
 }
 

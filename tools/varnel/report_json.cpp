@@ -27,7 +27,8 @@ struct Place {
     Refuse("a text or a number is wanted");
   }
   long Number() const {
-    if (!value.is_number_integer() || value < INT32_MIN || value > INT32_MAX)
+    if (!value.is_number_integer() || value < INT32_MIN || value > INT32_MAX ||
+        (value.is_number_unsigned() && value.get<std::uint64_t>() > INT32_MAX))
       Refuse("a whole number of 32 bits is wanted");
     return value.get<long>();
   }
@@ -104,7 +105,7 @@ ReportText ParseReport(std::string_view json) {
   ordered_json document;
   try {
     document = ordered_json::parse(json);
-  } catch (const ordered_json::parse_error& error) {
+  } catch (const ordered_json::exception& error) {
     throw Failure("JSON: " + Printable(error.what()));
   }
   ReportText report;

@@ -51,7 +51,9 @@ class Show {
  private:
   std::vector<ListedFile> List(const std::wstring& path) {
     // The agent's folders come with its first event.
-    if (options_.paths.empty() && GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) return {};
+    if (options_.paths.empty() && GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES &&
+        (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND))
+      return {};
     try {
       return ListFiles(path);
     } catch (const Failure& failure) {
@@ -129,7 +131,8 @@ std::vector<std::wstring> Places(const ShowOptions& options) {
   for (const std::string& path : options.paths) paths.push_back(FullPath(ToWide(path)));
   if (!paths.empty()) return paths;
   for (const wchar_t* const softwareId : {L"", kServerSoftwareId})
-    if (EventFolder folder = FolderOf(softwareId); !folder.path.empty())
+    if (EventFolder folder = FolderOf(softwareId);
+        !folder.path.empty() && (paths.empty() || _wcsicmp(paths[0].c_str(), folder.path.c_str()) != 0))
       paths.push_back(std::move(folder.path));
   if (paths.empty())
     throw Failure("no agent has set an event folder on this machine; name the files, or see varnel doctor");

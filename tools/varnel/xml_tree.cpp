@@ -181,6 +181,24 @@ class TreeBuilder {
   std::vector<Element*> open_;  // each is the last child of the one before, so none moves while it is open
 };
 
+// Takes its input from the reader, which must not keep it: it stands on the stack.
+class InputScope {
+ public:
+  explicit InputScope(IXmlReader& reader) : reader_(reader) {}
+  ~InputScope() { reader_.SetInput(nullptr); }
+  InputScope(const InputScope&) = delete;
+  InputScope& operator=(const InputScope&) = delete;
+
+ private:
+  IXmlReader& reader_;
+};
+
+// Its reader needs the runs to be broken; the system's own would only report wrong places.
+bool IsWine() {
+  const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
+  return ntdll && GetProcAddress(ntdll, "wine_get_version");
+}
+
 }  // namespace
 
 bool IsBlank(std::string_view text) {
@@ -202,7 +220,7 @@ XmlFile XmlParser::Parse(std::string_view utf8) {
   Scan scan = ScanXml(utf8);
   if (scan.state != FileState::kWhole) return {scan.state, {}, std::move(scan.fault)};
   std::string mended;
-  if (HasLongRun(utf8)) utf8 = mended = WithoutLongRuns(utf8);
+  if (IsWine() && HasLongRun(utf8)) utf8 = mended = WithoutLongRuns(utf8);
   ByteStream stream(utf8);
   decltype(CreateXmlReaderInputWithEncodingName)* createInput = nullptr;
   ComPtr<IUnknown> input;
@@ -210,9 +228,8 @@ XmlFile XmlParser::Parse(std::string_view utf8) {
       FAILED(createInput(&stream, nullptr, L"utf-8", FALSE, nullptr, input.Put())) ||
       FAILED(reader_->SetInput(input.Get())))
     throw Failure("the system's XML reader does not take the file");
-  XmlFile file = TreeBuilder(*reader_.Get()).Build();
-  reader_->SetInput(nullptr);
-  return file;
+  const InputScope scope(*reader_.Get());
+  return TreeBuilder(*reader_.Get()).Build();
 }
 
 }  // namespace varnel::tool
