@@ -31,10 +31,19 @@ def path(file):
     return "Z:" + str(file).replace("/", "\\")
 
 
+class Expanded:
+    """A text with variables."""
+
+    def __init__(self, text):
+        self.text = text
+
+
 def literal(value):
     """As it stands in a registry file; bytes are a value of 64 bits."""
     if value is OFF:
         return "-"
+    if isinstance(value, Expanded):
+        return "hex(2):" + ",".join(f"{byte:02x}" for byte in value.text.encode("utf-16-le") + b"\0\0")
     if isinstance(value, int):
         return f"dword:{value:08x}"
     if isinstance(value, bytes):
@@ -61,6 +70,9 @@ ROWS = (
     ({"64": {"": "varnel.dll"}}, {}, {"64-bit class": "failure: varnel.dll: the path is not a full one"}, []),
     ({"64": {"": r"C:\gone.dll"}}, {}, {"64-bit class": "failure: C:\\gone.dll: the file is not there"}, []),
     ({"64": {"": r"C:\varnel\32.dll"}}, {}, {"64-bit class": "failure: C:\\varnel\\32.dll: a DLL for programs of another width"}, []),
+    ({"64": {"": Expanded("C:\\" + "x" * 1500)}}, {}, {"64-bit class": "failure: the key names no file"}, []),
+    ({"64": {"": Expanded("C:\\" + "%windir%" * 120)}}, {}, {"64-bit class": "failure: the key names no file"}, []),
+    ({"64": {"": Expanded(r"%SystemDrive%\varnel\64.dll")}}, {}, {}, []),
     ({"64": {"": r"C:\text.dll"}}, {"text.dll": b"MZ"}, {"64-bit class": "failure: C:\\text.dll: not a DLL"}, []),
     ({"64": {"": r"C:\windows\system32\msimg32.dll"}}, {}, {"64-bit class": "failure: C:\\windows\\system32\\msimg32.dll: "
                                                             "the DLL is another one"}, []),
@@ -92,8 +104,11 @@ ROWS = (
     ({"parser": {"EventsPath": OFF}}, {}, {"server folder": 'failure: "EventsPath" is not set'}, SERVER),
     ({"parser": {"EventsPath": r"C:\a\b"}, "agent": {"SelfProtectionClient": r"C:\gone.dll"}}, {},
      {"server folder": "warning: C:\\a\\b: not there", "self-protection": "warning: C:\\gone.dll is not there"}, []),
+    ({"parser": {"EventsPath": "C:\\Server\\"}}, {}, {}, SERVER),
     ({"parser": {"EventsPath": r"C:\a\b"}}, {}, {"server folder": "failure: C:\\a\\b: not there"}, SERVER),
     ({}, {FILTER: b"DisabledEvent=1001;0;"}, {"event filter": "failure: C:\\Agent\\data\\EvtFiltr.ini disables 1001, 0, with 0 "}, []),
+    ({}, {FILTER: b"DisabledEvent=" + b"".join(b"%d;" % number for number in range(1, 300_000))},
+     {"trial report": "ok: written to .*"}, ["--write"]),
     ({}, {FILTER: b"DisabledEvent=1;\r\n2;" + b"7;" * 21 + b"\r\n"},
      {"event filter": "warning: C:\\Agent\\data\\EvtFiltr.ini disables 1" + ", 7" * 19 +
                       ' and 2 more; matches no event: "\\u{d}\\u{a}2"'}, []),
@@ -250,10 +265,11 @@ class Doctor(ToolTest):
         abandoned.communicate()
         holder = self.start(HOLD_MUTEX)
         holder.stdout.readline()
+        self.expect({"save mutex": "failure: somebody has held it", "trial report": "failure: not tried"}, *self.examine("--write"))
         # Both save when the mutex comes free: the trial is told from what others save meanwhile.
         doctor = self.start(PROGRAM, "doctor", "--json", "--write")
         other = self.start(PROGRAM, "send")
-        time.sleep(2 + 4 * usual)  # the look at the mutex takes two seconds
+        time.sleep(3 + usual)  # longer than the first look at the mutex, and not so long as both
         holder.communicate()
         output, _ = doctor.communicate()
         other.communicate()

@@ -92,7 +92,8 @@ Check CheckPlace(const Folder& folder) {
     return folder.Fault("", shown + ": this account may not make files there",
                         "Give the account of the reporting product the right to create files in it.");
   }
-  const std::wstring parent = std::filesystem::path(path).parent_path().wstring();
+  const std::wstring trimmed = path.substr(0, path.find_last_not_of(L"\\/") + 1);
+  const std::wstring parent = std::filesystem::path(trimmed).parent_path().wstring();
   const bool isTaken = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
   if (!isTaken && folder.place.ofServer && WhyNotOpened(parent, FILE_ADD_SUBDIRECTORY) == ERROR_SUCCESS)
     return {folder.name, State::kOk, shown + use + "; it is not there yet, the first report makes it", ""};

@@ -17,6 +17,11 @@ namespace {
 constexpr char kClient[] = "self-protection";
 constexpr DWORD kPatience = 2000;  // milliseconds; a save takes a few
 
+// Only opened: one that this made would be this account's.
+KernelHandle OpenSaveMutex() {
+  return KernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, kSaveMutexName));
+}
+
 // The library that asks the client: the registered one, else the one beside this program.
 std::wstring LibraryFile() {
   const RegistryKey key = OpenServerKey(KEY_WOW64_64KEY);
@@ -39,10 +44,14 @@ Check Refused(const std::string& path, const Refusal& refusal) {
 
 }  // namespace
 
+bool IsSaveMutexHeld() {
+  const KernelHandle mutex = OpenSaveMutex();
+  return mutex && MutexLock(mutex.Get(), kPatience).TimedOut();
+}
+
 Checks CheckSaveMutex() {
   constexpr char kName[] = "save mutex";
-  // Only opened: one that this made would be this account's.
-  const KernelHandle mutex(OpenMutexW(SYNCHRONIZE, FALSE, kSaveMutexName));
+  const KernelHandle mutex = OpenSaveMutex();
   if (!mutex && GetLastError() == ERROR_FILE_NOT_FOUND)
     return {{kName, State::kOk, "nobody uses it in this session", ""}};
   if (!mutex)

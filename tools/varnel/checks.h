@@ -33,6 +33,8 @@ inline std::string Shown(std::wstring_view text) {
 [[nodiscard]] Checks CheckFilter();
 [[nodiscard]] Checks CheckLog();
 [[nodiscard]] Checks CheckSaveMutex();
+// Whether somebody keeps it for two seconds.
+[[nodiscard]] bool IsSaveMutexHeld();
 [[nodiscard]] Checks CheckProtection();
 
 // Makes a report through the real library, looks for its file and removes that file again. Wants COM on the

@@ -27,7 +27,8 @@ DllWidth WidthOfDll(const std::wstring& path) {
     IMAGE_FILE_HEADER file;
   } header;
   IMAGE_DOS_HEADER dos;
-  if (!file || !ReadAt(file.Get(), 0, dos) || dos.e_magic != IMAGE_DOS_SIGNATURE || dos.e_lfanew < 0 ||
+  if (!file || GetFileType(file.Get()) != FILE_TYPE_DISK || !ReadAt(file.Get(), 0, dos) ||
+      dos.e_magic != IMAGE_DOS_SIGNATURE || dos.e_lfanew < 0 ||
       !ReadAt(file.Get(), static_cast<DWORD>(dos.e_lfanew), header) ||
       header.signature != IMAGE_NT_SIGNATURE || (header.file.Characteristics & IMAGE_FILE_DLL) == 0)
     return DllWidth::kNoDll;

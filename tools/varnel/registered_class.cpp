@@ -12,10 +12,17 @@ RegistryKey OpenServerKey(REGSAM view) {
 }
 
 std::wstring ServerOf(const RegistryKey& key) {
-  wchar_t path[1024] = {};
+  // Expanded here: not every system counts the room for that in characters.
+  constexpr DWORD kFlags = RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND;
+  constexpr DWORD kCapacity = 1024;
+  wchar_t path[kCapacity] = {};
   DWORD size = sizeof(path);
-  const LSTATUS status = RegGetValueW(key.Get(), nullptr, nullptr, RRF_RT_REG_SZ, nullptr, path, &size);
-  return status == ERROR_SUCCESS ? path : L"";
+  DWORD type = REG_NONE;
+  if (RegGetValueW(key.Get(), nullptr, nullptr, kFlags, &type, path, &size) != ERROR_SUCCESS) return L"";
+  if (type == REG_SZ) return path;
+  wchar_t expanded[kCapacity];
+  const DWORD length = ExpandEnvironmentStringsW(path, expanded, kCapacity);
+  return length > 0 && length <= kCapacity ? expanded : L"";
 }
 
 }  // namespace varnel::tool

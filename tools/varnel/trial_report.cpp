@@ -3,7 +3,10 @@
 #include "base/files.h"
 #include "checks.h"
 #include "reporting.h"
+#include "settings/disabled_event_list.h"
 #include "settings/event_filter.h"
+
+#include <set>
 
 namespace varnel::tool {
 namespace {
@@ -19,14 +22,27 @@ std::string NewMark() {
   return ToUtf8(text);
 }
 
-ReportText TrialReport(const std::string& softwareId, const std::string& mark) {
+// The first number from 1 on that the filter does not disable.
+long EnabledEvent() {
+  std::set<std::string, std::less<>> disabled;
+  wchar_t path[kFilterPathCapacity] = {};
+  const std::size_t length = BuildFilterPath(path);
+  std::uint32_t size = 0;
+  if (const auto content = length > 0 ? ReadFilter(path, length, &size) : nullptr) {
+    DisabledEntries entries(content.get(), size);
+    for (std::string_view entry; entries.Next(entry);) disabled.emplace(entry);
+  }
   long id = 1;
-  while (IsEventDisabled(static_cast<std::int32_t>(id))) ++id;
+  while (disabled.contains(std::to_string(id))) ++id;
+  return id;
+}
+
+ReportText TrialReport(const std::string& softwareId, const std::string& mark) {
   ReportText report;
   report.softwareId = softwareId;
   report.name = "varnel doctor";
   report.version = VARNEL_VERSION;
-  report.events.push_back({{"VarnelTrial", "", {{"Mark", mark}}, {}}, id, 1, {}});
+  report.events.push_back({{"VarnelTrial", "", {{"Mark", mark}}, {}}, EnabledEvent(), 1, {}});
   return report;
 }
 
@@ -60,6 +76,9 @@ Check Try(const std::string& softwareId) {
 }  // namespace
 
 Checks TryReport(const std::string& softwareId) {
+  if (IsSaveMutexHeld())
+    return {{kName, State::kFailure, "not tried: it would wait for the save mutex, as every save does now",
+             "See the check \"save mutex\"."}};
   try {
     return {Try(softwareId)};
   } catch (const Error& error) {
