@@ -46,12 +46,15 @@ MallocPtr<char[]> ReadFilter(const wchar_t (&path)[kFilterPathCapacity], std::si
   return converted > 0 ? ReadWholeFile(narrowPath, sizeOut) : nullptr;
 }
 
-bool IsEventDisabled(std::int32_t eventId) noexcept {
+MallocPtr<char[]> ReadFilter(std::uint32_t* sizeOut) noexcept {
   wchar_t path[kFilterPathCapacity] = {};
   const std::size_t length = BuildFilterPath(path);
-  if (length == 0) return false;
+  return length > 0 ? ReadFilter(path, length, sizeOut) : nullptr;
+}
+
+bool IsEventDisabled(std::int32_t eventId) noexcept {
   std::uint32_t size = 0;
-  const auto content = ReadFilter(path, length, &size);
+  const auto content = ReadFilter(&size);
   return content && ListsAsDisabled(content.get(), size, eventId);
 }
 

@@ -17,9 +17,10 @@ namespace varnel {
 constexpr std::size_t kFilterPathCapacity = 1040;  // characters
 [[nodiscard]] std::size_t BuildFilterPath(wchar_t (&path)[kFilterPathCapacity]) noexcept;
 
-// The text of the file under that path, as ReadWholeFile has it.
+// The text of the file under that path, or of the agent's filter file, as ReadWholeFile has it.
 [[nodiscard]] MallocPtr<char[]> ReadFilter(const wchar_t (&path)[kFilterPathCapacity], std::size_t length,
                                            std::uint32_t* sizeOut) noexcept;
+[[nodiscard]] MallocPtr<char[]> ReadFilter(std::uint32_t* sizeOut) noexcept;
 
 // The file's bytes and a terminating zero, or null when it is missing, empty or cannot be opened or held.
 // *sizeOut is set to the size in bytes only when the whole file was read. `narrowPath` is in the thread's

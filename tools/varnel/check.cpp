@@ -15,16 +15,16 @@ namespace {
 constexpr std::size_t kMostFaults = 20;  // of a file: the first ones say enough
 
 void PrintFault(const ListedFile& file, const Fault& fault) {
-  Print(Printable(ToUtf8(file.path)) + ":" + std::to_string(fault.place.line) + ":" +
+  Print(Printable(file.path) + ":" + std::to_string(fault.place.line) + ":" +
         std::to_string(fault.place.column) + ": " + Shortened(fault.text) + "\n");
 }
 
 // Nothing for a file that somebody has taken since the folder was listed.
 std::optional<Status> CheckFile(EventFileReader& reader, const ListedFile& file) {
   const EventFileReader::Result read = reader.Read(file);
-  if (read.isGone && !file.named) return std::nullopt;
+  if (read.isGone) return std::nullopt;
   if (read.state == FileState::kUnreadable) {
-    PrintError(Printable(ToUtf8(file.path)) + ": " + read.fault.text);
+    PrintError(Printable(file.path) + ": " + read.fault.text);
     return kFailed;
   }
   std::vector<Fault> faults;

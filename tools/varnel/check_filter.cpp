@@ -27,7 +27,8 @@ struct List {
   }
 };
 
-Check CheckEntries(const std::string& file, DisabledEntries entries) {
+Check CheckEntries(const std::string& file, const char* content, std::uint32_t size) {
+  DisabledEntries entries(content, size);
   List disabled;
   List useless;
   for (std::string_view entry; entries.Next(entry);) {
@@ -38,7 +39,7 @@ Check CheckEntries(const std::string& file, DisabledEntries entries) {
   }
   const std::string found =
       disabled.count == 0 ? file + " disables nothing" : file + " disables " + disabled.Shown();
-  if (IsEventDisabled(kWholeProduct))
+  if (ListsAsDisabled(content, size, kWholeProduct))
     return {kName, State::kFailure, found + ", with 0 every product's reporting",
             "Take 0 out of DisabledEvent in that file."};
   if (useless.count == 0) return {kName, State::kOk, found, ""};
@@ -53,13 +54,13 @@ Checks CheckFilter() {
   wchar_t path[kFilterPathCapacity] = {};
   const std::size_t length = BuildFilterPath(path);
   if (length == 0) return {{kName, State::kOk, "none: \"Data Path\" does not tell where", ""}};
-  const std::string file = Shown(path);
+  const std::string file = Printable(path);
   if (!IsFile(path)) return {{kName, State::kOk, file + " is not there, so nothing is disabled", ""}};
   std::uint32_t size = 0;
   const auto content = ReadFilter(path, length, &size);
   WIN32_FILE_ATTRIBUTE_DATA facts{};
   GetFileAttributesExW(path, GetFileExInfoStandard, &facts);
-  if (content) return {CheckEntries(file, DisabledEntries(content.get(), size))};
+  if (content) return {CheckEntries(file, content.get(), size)};
   if (facts.nFileSizeLow == 0 && facts.nFileSizeHigh == 0)
     return {{kName, State::kOk, file + " is empty, so nothing is disabled", ""}};
   return {{kName, State::kWarning, file + " cannot be read, so nothing is disabled",

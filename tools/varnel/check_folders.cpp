@@ -4,6 +4,7 @@
 #include "checks.h"
 #include "events/report_rules.h"
 #include "folder_probe.h"
+#include "local_memory.h"
 #include "settings/agent_settings.h"
 
 #include <windows.h>
@@ -11,7 +12,6 @@
 
 #include <array>
 #include <filesystem>
-#include <memory>
 #include <optional>
 
 namespace varnel::tool {
@@ -20,10 +20,6 @@ namespace {
 constexpr std::uint64_t kMegabyte = 1'048'576;
 constexpr std::uint64_t kLittleRoom = 100 * kMegabyte;
 
-struct LocalFreer {
-  void operator()(void* memory) const noexcept { LocalFree(memory); }
-};
-
 // The rights that the folder's list gives to SYSTEM; nothing when the system does not tell.
 std::optional<ACCESS_MASK> RightsOfSystem(const std::wstring& folder) {
   PACL list = nullptr;
@@ -31,7 +27,7 @@ std::optional<ACCESS_MASK> RightsOfSystem(const std::wstring& folder) {
   if (GetNamedSecurityInfoW(folder.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
                             &list, nullptr, &descriptor) != ERROR_SUCCESS)
     return std::nullopt;
-  const std::unique_ptr<void, LocalFreer> owner(descriptor);
+  const LocalMemory<void> owner(descriptor);
   if (!list) return FILE_ALL_ACCESS;
   std::array<BYTE, SECURITY_MAX_SID_SIZE> system{};
   DWORD size = static_cast<DWORD>(system.size());
@@ -59,7 +55,7 @@ struct Folder {
   Check Fault(const std::string& aspect, std::string found, std::string remedy) const {
     return {name + aspect, isWay ? State::kFailure : State::kWarning, std::move(found), std::move(remedy)};
   }
-  std::string Path() const { return Shown(place.path); }
+  std::string Path() const { return Printable(place.path); }
 };
 
 // The settings' faults that the path does not show; nothing when it may be used.
@@ -92,10 +88,9 @@ Check CheckPlace(const Folder& folder) {
     return folder.Fault("", shown + ": this account may not make files there",
                         "Give the account of the reporting product the right to create files in it.");
   }
-  const std::wstring trimmed = path.substr(0, path.find_last_not_of(L"\\/") + 1);
-  const std::wstring parent = std::filesystem::path(trimmed).parent_path().wstring();
   const bool isTaken = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-  if (!isTaken && folder.place.ofServer && WhyNotOpened(parent, FILE_ADD_SUBDIRECTORY) == ERROR_SUCCESS)
+  if (!isTaken && folder.place.ofServer &&
+      WhyNotOpened(SplitFolder(path).parent, FILE_ADD_SUBDIRECTORY) == ERROR_SUCCESS)
     return {folder.name, State::kOk, shown + use + "; it is not there yet, the first report makes it", ""};
   return folder.Fault("", shown + (isTaken ? ": not a folder" : ": not there"),
                       "Make this folder, or repair the agent, which makes it.");

@@ -24,11 +24,11 @@ constexpr View kViews[] = {{"64-bit class", KEY_WOW64_64KEY, DllWidth::k64},
 // What is wrong with a file that is registered for programs of this width; nothing when it will do.
 std::optional<std::string> FaultOf(const std::wstring& file, DllWidth width) {
   if (file.empty()) return "the key names no file";
-  if (!std::filesystem::path(file).is_absolute()) return Shown(file) + ": the path is not a full one";
-  if (!IsFile(file)) return Shown(file) + ": the file is not there, or this account may not see it";
+  if (!std::filesystem::path(file).is_absolute()) return Printable(file) + ": the path is not a full one";
+  if (!IsFile(file)) return Printable(file) + ": the file is not there, or this account may not see it";
   const DllWidth found = WidthOfDll(file);
-  if (found == DllWidth::kNoDll) return Shown(file) + ": not a DLL, or this account may not read it";
-  if (found != width) return Shown(file) + ": a DLL for programs of another width";
+  if (found == DllWidth::kNoDll) return Printable(file) + ": not a DLL, or this account may not read it";
+  if (found != width) return Printable(file) + ": a DLL for programs of another width";
   return std::nullopt;
 }
 
@@ -50,12 +50,12 @@ Check CheckView(const View& view, const RegistryKey& key) {
     const HRESULT result = TryFile(file);
     const VarnelResultText text = DescribeResult(result);
     if (FAILED(result))
-      return {view.name, State::kFailure, Shown(file) + ": " + ToUtf8(text.meaning), ToUtf8(text.remedy)};
+      return {view.name, State::kFailure, Printable(file) + ": " + ToUtf8(text.meaning), ToUtf8(text.remedy)};
   }
   const std::string version = VersionOfDll(file);
   if (version.empty())
-    return {view.name, State::kWarning, Shown(file) + ": a DLL that does not tell its version", kInstall};
-  return {view.name, State::kOk, Shown(file) + ", version " + version, ""};
+    return {view.name, State::kWarning, Printable(file) + ": a DLL that does not tell its version", kInstall};
+  return {view.name, State::kOk, Printable(file) + ", version " + version, ""};
 }
 
 Check CheckVersions(const std::string& version64, const std::string& version32) {
@@ -76,15 +76,16 @@ Check CheckTypeLibrary() {
             kInstall};
   if (!IsFile(file))
     return {kName, State::kWarning,
-            Shown(file) + ": not there, so threads with a window, and PowerShell, get no object", kInstall};
-  return {kName, State::kOk, Shown(file), ""};
+            Printable(file) + ": not there, so threads with a window, and PowerShell, get no object",
+            kInstall};
+  return {kName, State::kOk, Printable(file), ""};
 }
 
 Check CheckSideBySide() {
   constexpr char kName[] = "registration";
   if (IsFile(BesideThisProgram()))
     return {kName, State::kWarning,
-            "there is none, and " + Shown(BesideThisProgram()) +
+            "there is none, and " + Printable(BesideThisProgram()) +
                 " lies beside this program: products that bring their own copy can use it, others cannot",
             "Install the package where products without a copy of their own report events."};
   return {kName, State::kFailure, "there is none: products without a copy of their own get no report object",

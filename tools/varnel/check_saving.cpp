@@ -72,7 +72,7 @@ Checks CheckProtection() {
   wchar_t path[kLongestClientPath + 2] = {};  // one more shows that it is too long
   if (!ReadSelfProtectionClient(path) || !path[0])
     return {{kClient, State::kOk, "no client is configured, so no exception is asked for", ""}};
-  const std::string shown = Shown(path);
+  const std::string shown = Printable(path);
   std::optional<Refusal> refusal;
   const FileHandle file = OpenClientFile(path, refusal);
   if (refusal) return {Refused(shown, *refusal)};

@@ -20,11 +20,6 @@ struct Check {
 };
 using Checks = std::vector<Check>;
 
-// A text from the registry, a path or a file's content, as it may stand in a check.
-inline std::string Shown(std::wstring_view text) {
-  return Printable(ToUtf8(text));
-}
-
 // Each looks at one group of what lies between a product and the reader of its event files, and changes
 // nothing. `softwareId` is the identifier whose way is looked at.
 [[nodiscard]] Checks CheckRegistration();

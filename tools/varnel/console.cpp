@@ -54,22 +54,22 @@ void WipeProgress() {
 }
 
 // Log lines from a pipe to standard error, until its other end is closed.
-DWORD WINAPI PassOn(void* pipe) {
+DWORD WINAPI PassOn(void* end) {
+  const KernelHandle pipe(end);
   std::string line;
   char part[4096];
   DWORD read = 0;
-  while (ReadFile(pipe, part, sizeof(part), &read, nullptr) && read > 0) {
+  while (ReadFile(pipe.Get(), part, sizeof(part), &read, nullptr) && read > 0) {
     for (const char byte : std::string_view(part, read)) {
       if (byte != '\n') {
         line += byte;
         continue;
       }
       if (line.ends_with('\r')) line.pop_back();
-      Write(GetStdHandle(STD_ERROR_HANDLE), Printable(ToUtf8(FromAnsi(line))) + "\n");
+      Write(GetStdHandle(STD_ERROR_HANDLE), Printable(FromAnsi(line)) + "\n");
       line.clear();
     }
   }
-  CloseHandle(pipe);
   return 0;
 }
 
@@ -119,26 +119,23 @@ LogLines::LogLines() {
   if (!g_output && !DuplicateHandle(GetCurrentProcess(), Output(), GetCurrentProcess(), &g_output, 0, FALSE,
                                     DUPLICATE_SAME_ACCESS))
     g_output = nullptr;
-  HANDLE from = nullptr;
-  HANDLE to = nullptr;
-  if (CreatePipe(&from, &to, nullptr, 0)) {
-    const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(to), 0);
-    thread_ = CreateThread(nullptr, 0, &PassOn, from, 0, nullptr);
-    if (thread_ && descriptor >= 0) _dup2(descriptor, _fileno(stdout));
-    if (descriptor >= 0)
-      _close(descriptor);
-    else
-      CloseHandle(to);
-    if (!thread_) CloseHandle(from);
-  }
+  KernelHandle from;
+  KernelHandle to;
+  if (!CreatePipe(from.Put(), to.Put(), nullptr, 0)) return;
+  thread_.Reset(CreateThread(nullptr, 0, &PassOn, from.Get(), 0, nullptr));
+  if (!thread_) return;
+  static_cast<void>(from.Detach());  // the thread's own now
+  const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(to.Get()), 0);
+  if (descriptor < 0) return;
+  static_cast<void>(to.Detach());  // the descriptor's
+  _dup2(descriptor, _fileno(stdout));
+  _close(descriptor);
 }
 
 LogLines::~LogLines() {
   std::fflush(stdout);
   _dup2(_fileno(stderr), _fileno(stdout));  // closes the pipe, so the thread ends
-  if (!thread_) return;
-  WaitForSingleObject(thread_, INFINITE);
-  CloseHandle(thread_);
+  if (thread_) WaitForSingleObject(thread_.Get(), INFINITE);
 }
 
 std::string ReadInput(std::size_t most) {

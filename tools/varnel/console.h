@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/handles.h"
+
 #include <exception>
 #include <string>
 #include <string_view>
@@ -58,7 +60,7 @@ class LogLines {
   LogLines& operator=(const LogLines&) = delete;
 
  private:
-  void* thread_ = nullptr;
+  KernelHandle thread_;
 };
 
 // Standard input to its end; UTF-8, without a byte-order mark. Throws Failure when there are more than `most`

@@ -37,6 +37,7 @@ struct Event {
 };
 struct EventDocument {
   std::string path;
+  [[nodiscard]] std::string FileName() const { return path.substr(path.find_last_of("\\/") + 1); }
   std::string root;  // the names that the product has chosen
   std::string element;
   Machine machine;  // of several sets of facts the first; the others are among its others

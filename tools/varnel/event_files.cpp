@@ -63,8 +63,7 @@ DWORD ReadBytes(const ListedFile& file, std::string& bytes) {
 
 bool IsFolder(const std::wstring& path) {
   const DWORD attributes = GetFileAttributesW(path.c_str());
-  if (attributes == INVALID_FILE_ATTRIBUTES)
-    throw Failure(Printable(ToUtf8(path)) + ": " + Describe(GetLastError()));
+  if (attributes == INVALID_FILE_ATTRIBUTES) throw Failure(Printable(path) + ": " + Describe(GetLastError()));
   return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
@@ -85,7 +84,7 @@ std::vector<ListedFile> ListFiles(const std::wstring& path) {
     found.emplace_back(high << 32 | entry.ftLastWriteTime.dwLowDateTime, folder + entry.cFileName);
   }
   if (const DWORD error = GetLastError(); error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND)
-    throw Failure(Printable(ToUtf8(path)) + ": " + Describe(error));
+    throw Failure(Printable(path) + ": " + Describe(error));
   std::sort(found.begin(), found.end());
   std::vector<ListedFile> files;
   for (auto& [time, name] : found) files.push_back({std::move(name)});
@@ -105,7 +104,7 @@ EventFileReader::Result EventFileReader::Read(const ListedFile& file) {
         return {{FileState::kUnreadable, {}, {{}, "no file on a disk"}}};
       default:
         return {{FileState::kUnreadable, {}, {{}, Describe(error)}},
-                error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND};
+                !file.named && (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND)};
     }
   } catch (const std::bad_alloc&) {
     return {{FileState::kUnreadable, {}, {{}, "too large for this machine's memory"}}};

@@ -22,7 +22,8 @@ struct ListedFile {
 class EventFileReader {
  public:
   // A file that another program keeps to itself is unfinished, and in use. A file that cannot be read, or is
-  // larger than 256 MB, is unreadable; the fault says why. Gone: it was no longer there.
+  // larger than 256 MB, is unreadable; the fault says why. Gone: it had been listed,
+  // and was no longer there.
   struct Result : XmlFile {
     bool isGone = false;
     bool isInUse = false;

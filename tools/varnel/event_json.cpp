@@ -140,8 +140,7 @@ std::string EventJson(const EventDocument& document, std::size_t index) {
   labels.Add("product_family", document.productFamily);
   labels.Add("root", document.root);
   AddEvent(json, labels, event);
-  const std::string name = document.path.substr(document.path.find_last_of("\\/") + 1);
-  json["event"]["id"] = name + "#" + std::to_string(index + 1);
+  json["event"]["id"] = document.FileName() + "#" + std::to_string(index + 1);
   AddMachine(json, labels, document.machine);
   SetText(json, {"observer", "product"}, document.productName);
   SetText(json, {"observer", "version"}, document.productVersion);

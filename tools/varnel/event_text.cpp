@@ -32,15 +32,14 @@ void AddElement(std::string& text, const Element& element, std::size_t depth) {
 }  // namespace
 
 std::string Shortened(const std::string& text) {
-  std::wstring wide = ToWide(text);
+  const std::wstring wide = ToWide(text);
   if (wide.size() <= kLongestText) return Printable(text);
-  return Printable(ToUtf8(wide.substr(0, kLongestText))) + "... (" + std::to_string(wide.size()) +
-         " characters)";
+  return Printable(wide.substr(0, kLongestText)) + "... (" + std::to_string(wide.size()) + " characters)";
 }
 
 std::string EventLines(const EventDocument& document) {
   std::string lines;
-  const std::string file = Shortened(document.path.substr(document.path.find_last_of("\\/") + 1));
+  const std::string file = Shortened(document.FileName());
   const std::string product = Column(document.productName + " " + document.productVersion, 24);
   for (const Event& event : document.events)
     lines += Column(event.time, 19) + Column(event.severity, -4) + Column(event.id, -7) + "  " +

@@ -22,6 +22,12 @@ DWORD WhyNotOpened(const std::wstring& path, DWORD access) {
   return opened ? ERROR_SUCCESS : GetLastError();
 }
 
+FolderParts SplitFolder(const std::wstring& folder) {
+  const std::wstring trimmed = folder.substr(0, folder.find_last_not_of(L"\\/") + 1);
+  const std::size_t name = trimmed.find_last_of(L"\\/") + 1;
+  return {trimmed.substr(0, name), trimmed.substr(name)};
+}
+
 DWORD WhyNoNewFile(const std::wstring& folder, const std::wstring& name) {
   return WhyNotAdded(folder, name, FILE_ADD_FILE);
 }
@@ -30,11 +36,11 @@ MadeFolder WhyNoNewFileInMadeFolder(const std::wstring& folder, const std::wstri
   const DWORD error = WhyNoNewFile(folder + L'\\', name);
   if (error != ERROR_PATH_NOT_FOUND || GetFileAttributesW(folder.c_str()) != INVALID_FILE_ATTRIBUTES)
     return {error, false};
-  std::wstring parent = folder.substr(0, folder.find_last_not_of(L"\\/") + 1);
-  const std::wstring last = parent.substr(parent.find_last_of(L"\\/") + 1);
-  parent.resize(parent.size() - last.size());
+  const FolderParts parts = SplitFolder(folder);
   // A name in the parent that makes the path as long as it will be, for systems that set paths a limit.
-  return {WhyNotAdded(parent.empty() ? L".\\" : parent, last + L'_' + name, FILE_ADD_SUBDIRECTORY), true};
+  return {WhyNotAdded(parts.parent.empty() ? L".\\" : parts.parent, parts.name + L'_' + name,
+                      FILE_ADD_SUBDIRECTORY),
+          true};
 }
 
 }  // namespace varnel::tool

@@ -2,6 +2,7 @@
 
 #include "command_line.h"
 #include "console.h"
+#include "local_memory.h"
 #include "text.h"
 
 #include <windows.h>
@@ -16,10 +17,9 @@ namespace {
 // Without the program.
 std::vector<std::string> Arguments() {
   int count = 0;
-  wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
+  const LocalMemory<wchar_t*[]> words(CommandLineToArgvW(GetCommandLineW(), &count));
   std::vector<std::string> arguments;
-  for (int i = 1; i < count; ++i) arguments.push_back(ToUtf8(words[i]));
-  LocalFree(words);
+  for (int i = 1; i < count; ++i) arguments.push_back(ToUtf8(words[static_cast<std::size_t>(i)]));
   return arguments;
 }
 

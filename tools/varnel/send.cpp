@@ -39,7 +39,7 @@ Status RunSend(const SendOptions& options) {
   const Library library = OpenLibrary(options.dll);
   const Unmanaged unmanaged = options.managedOnly ? Unmanaged::kRefuse : Unmanaged::kDrop;
   const std::vector<std::wstring> fresh = SaveReport(library, report, unmanaged, options.repeat);
-  for (const std::wstring& path : fresh) Print(Printable(ToUtf8(path)) + "\n");
+  for (const std::wstring& path : fresh) Print(Printable(path) + "\n");
   if (!fresh.empty()) return kDone;
   PrintError(
       "the library has accepted the report and written nothing: the agent on this machine is not managed");

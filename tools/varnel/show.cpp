@@ -76,7 +76,7 @@ class Show {
     if (read.state == FileState::kUnfinished && (options_.follow || !file.named)) return;
     unfinished_.erase(file.path);
     if (options_.follow) seen_.insert(file.path);
-    if (read.isGone && !file.named) return;  // whoever the file was for has taken it
+    if (read.isGone) return;  // whoever the file was for has taken it
     if (read.state != FileState::kWhole)
       return PassOver(file, read.state == FileState::kUnreadable ? kFailed : kFound, read.fault.text);
     if (!IsEventDocument(read.root)) return PassOver(file, kFound, "no event document");
@@ -99,7 +99,7 @@ class Show {
   }
   void PassOver(const ListedFile& file, Status status, const std::string& why) {
     Flush();
-    PrintError(Printable(ToUtf8(file.path)) + ": " + why);
+    PrintError(Printable(file.path) + ": " + why);
     status_ = std::max(status_, status);
   }
   void Flush() {

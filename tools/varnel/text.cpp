@@ -41,8 +41,12 @@ std::string ToUtf8(std::wstring_view utf16) {
 }
 
 std::string Printable(std::string_view utf8) {
+  return Printable(ToWide(utf8));
+}
+
+std::string Printable(std::wstring_view utf16) {
   std::wstring shown;
-  for (const wchar_t unit : ToWide(utf8)) {
+  for (const wchar_t unit : utf16) {
     if (!IsObeyed(unit)) {
       shown += unit;
       continue;

@@ -15,5 +15,6 @@ namespace varnel::tool {
 // direction of writing) as \u{...}; the result is UTF-8 without faults. Tabs and line feeds too, so a text
 // stays in its line.
 [[nodiscard]] std::string Printable(std::string_view utf8);
+[[nodiscard]] std::string Printable(std::wstring_view utf16);
 
 }  // namespace varnel::tool

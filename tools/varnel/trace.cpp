@@ -4,6 +4,7 @@
 #include "commands.h"
 #include "console.h"
 #include "json_text.h"
+#include "local_memory.h"
 #include "logging/line_outputs.h"
 #include "logging/log_settings.h"
 #include "text.h"
@@ -83,8 +84,7 @@ class ScopedLogLevel {
   std::vector<BYTE> old_;
 };
 
-// The trace's mailslot, to which every process may write: products run under any account. Empty when there is
-// one already, or none can be made.
+// The trace's mailslot, to which every process may write: products run under any account.
 FileHandle MakeMailslot() {
   // SYSTEM, administrators and its owner: all; everyone, packaged programs and those of low integrity: to
   // write.
@@ -93,11 +93,13 @@ FileHandle MakeMailslot() {
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), nullptr, FALSE};
   ConvertStringSecurityDescriptorToSecurityDescriptorW(kRights, SDDL_REVISION_1,
                                                        &attributes.lpSecurityDescriptor, nullptr);
+  const LocalMemory<void> owner(attributes.lpSecurityDescriptor);
   FileHandle mailslot(CreateMailslotW(kTraceMailslot, kLongest, kLook, &attributes));
-  const DWORD error = GetLastError();
-  LocalFree(attributes.lpSecurityDescriptor);
-  SetLastError(error);
-  return mailslot;
+  if (mailslot) return mailslot;
+  throw Failure(GetLastError() == ERROR_ALREADY_EXISTS
+                    ? "another program reads the trace already; end it first, there can be only one"
+                    : "the trace mailslot cannot be made; the system's error is " +
+                          std::to_string(GetLastError()));
 }
 
 int NumberOf(char letter) {
@@ -164,11 +166,6 @@ void Read(HANDLE mailslot, const TraceOptions& options) {
 
 Status RunTrace(const TraceOptions& options) {
   const FileHandle mailslot = MakeMailslot();
-  if (!mailslot)
-    throw Failure(GetLastError() == ERROR_ALREADY_EXISTS
-                      ? "another program reads the trace already; end it first, there can be only one"
-                      : "the trace mailslot cannot be made; the system's error is " +
-                            std::to_string(GetLastError()));
   g_done = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   SetConsoleCtrlHandler(&End, TRUE);
   Read(mailslot.Get(), options);

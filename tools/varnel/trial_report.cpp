@@ -6,7 +6,7 @@
 #include "settings/disabled_event_list.h"
 #include "settings/event_filter.h"
 
-#include <set>
+#include <unordered_set>
 
 namespace varnel::tool {
 namespace {
@@ -24,11 +24,9 @@ std::string NewMark() {
 
 // The first number from 1 on that the filter does not disable.
 long EnabledEvent() {
-  std::set<std::string, std::less<>> disabled;
-  wchar_t path[kFilterPathCapacity] = {};
-  const std::size_t length = BuildFilterPath(path);
+  std::unordered_set<std::string> disabled;
   std::uint32_t size = 0;
-  if (const auto content = length > 0 ? ReadFilter(path, length, &size) : nullptr) {
+  if (const auto content = ReadFilter(&size)) {
     DisabledEntries entries(content.get(), size);
     for (std::string_view entry; entries.Next(entry);) disabled.emplace(entry);
   }
@@ -65,8 +63,8 @@ Check Try(const std::string& softwareId) {
   for (const std::wstring& path : SaveReport(OpenLibrary(""), TrialReport(softwareId, mark))) {
     if (!RemoveIfOurs(path, mark)) continue;
     if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES)
-      return {kName, State::kOk, "written to " + Shown(path) + ", and removed", ""};
-    return {kName, State::kWarning, "written to " + Shown(path) + ", which could not be removed",
+      return {kName, State::kOk, "written to " + Printable(path) + ", and removed", ""};
+    return {kName, State::kWarning, "written to " + Printable(path) + ", which could not be removed",
             "Remove that file."};
   }
   return {kName, State::kFailure, "Save succeeded, and no file was there afterwards",
