@@ -13,8 +13,8 @@ STDMETHODIMP ClassObject::QueryInterface(REFIID iid, void** out) {
   return S_OK;
 }
 
-// The module is locked before the reference is there and unlocked after it is gone: whoever holds one never
-// sees the module without a lock.
+// AddRef locks the module first and Release unlocks it last, so that the module is locked whenever a caller
+// holds a reference.
 STDMETHODIMP_(ULONG) ClassObject::AddRef() {
   Module::Instance().Lock();
   return references_.Increment();

@@ -7,21 +7,22 @@
 
 namespace varnel {
 
-// One class that this module serves.
+// A row of the table of classes that this module serves.
 struct ClassEntry {
   const CLSID* clsid;
-  // Makes a plain object, or one inside `outer`, and queries it; any exception may leave it.
+  // Creates an object, aggregated if `outer` is not null, and queries it for `iid`. May throw.
   HRESULT (*create)(IUnknown* outer, REFIID iid, void** out);
   WORD registrationScript;  // number of the REGISTRY resource
 };
 
-// The class object of one class. The module keeps it; references that callers hold keep the library loaded.
+// The class object of one class. The module keeps it until it is unloaded; each reference that a caller holds
+// locks the module.
 class ClassObject final : public IClassFactory {
  public:
-  // Without a caller's reference.
+  // Returns a new object. No caller has a reference to it yet.
   [[nodiscard]] static ClassObject* Make(const ClassEntry& entry) { return new ClassObject(entry); }
 
-  // At process detach, whatever references there may be.
+  // Frees the object, whatever its reference count. For process detach only.
   void Discard() noexcept;
 
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override;

@@ -24,19 +24,20 @@ HRESULT CreateObject(IUnknown* outer, REFIID iid, void** out) {
     const auto object = ComPtr<Interface>::Adopt(new StandAloneObject<Impl>(&NewElementObject));
     return object->QueryInterface(iid, out);
   }
-  // Only the inner unknown may be asked for, or the outer object would not control the inner one's lifetime.
+  // Only IUnknown reaches the inner object, through which the outer object controls its lifetime.
   if (iid != IID_IUnknown) return CLASS_E_NOAGGREGATION;
   *out = static_cast<IUnknown*>(new AggregatedObject<Impl>(outer, &NewElementObject));
   return S_OK;
 }
 
-// Plain pointers, released at process detach: at the end of the process nothing may be released any more.
+// Plain pointers, which ReleaseClassObjects frees: a destructor would also run at process exit, when the code
+// that it calls may be gone.
 std::atomic<ClassObject*> g_classObjects[kClassCount];
-SRWLOCK g_making{};  // guards the making of a class object
+SRWLOCK g_making{};  // held while a class object is created
 
 }  // namespace
 
-// Resources 102 and 103 hold scripts of classes that are not served here; nothing runs them.
+// Resources 102 and 103 are scripts of classes that this module does not serve. They are never run.
 const std::array<ClassEntry, kClassCount> kClassTable = {{
     {&CLSID_OrbaEventInf, &CreateObject<COrbaEventInf>, 101},
     {&CLSID_EventElement, &CreateObject<CEventElement>, 104},
@@ -48,7 +49,7 @@ HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** out) noexcept {
   if (found == kClassTable.end()) return CLASS_E_CLASSNOTAVAILABLE;
   std::atomic<ClassObject*>& kept = g_classObjects[found - kClassTable.begin()];
   return Guarded([&] {
-    // A kept object is never replaced, so it may be used outside the lock.
+    // A class object is never replaced, so it may be used without the lock.
     if (!kept) {
       const ExclusiveLock lock(g_making);
       if (!kept) kept = ClassObject::Make(*found);

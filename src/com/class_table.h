@@ -6,15 +6,15 @@
 
 namespace varnel {
 
-// The classes that this module serves, in the order of their registration.
+// The classes that this module serves. Registration follows this order.
 constexpr std::size_t kClassCount = 2;
 extern const std::array<ClassEntry, kClassCount> kClassTable;
 
-// The class object of a class in the table, made at the first request and kept; CLASS_E_CLASSNOTAVAILABLE for
-// another class. Any thread may call.
+// Creates the class object of `clsid` on the first request, keeps it, and queries it for `iid`. Returns
+// CLASS_E_CLASSNOTAVAILABLE for a class that is not in the table. Any thread may call.
 HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** out) noexcept;
 
-// Gives the kept class objects back. At process detach only: nothing else runs meanwhile.
+// Frees the class objects. For process detach only, when no other function of the library runs.
 void ReleaseClassObjects() noexcept;
 
 }  // namespace varnel

@@ -8,16 +8,16 @@
 
 namespace varnel {
 
-// The two forms of a COM object. An implementation class gives
+// The two forms of a COM object, which implement IUnknown and IDispatch over an implementation class with
 //   using DefaultInterface = ...;                      the dual interface behind IDispatch
 //   static REFIID DispatchIid() noexcept;              its identifier
 //   static constexpr wchar_t kProgId[] = ...;          the source of errors for late-bound callers
-//   void* FindInterface(REFIID) noexcept;              no new reference; null when there is no such interface
-// and leaves IUnknown and IDispatch to the forms. Reference counts are changed with interlocked operations.
+//   void* FindInterface(REFIID) noexcept;              the interface's pointer without a new reference, or
+//   null
+// Reference counts are changed with interlocked operations.
 
-// Stand-alone: counts its own references. Starts with one.
-// The module reference is the first base, so it goes last: the library stays loaded until the object is
-// destroyed.
+// A stand-alone object, which counts its own references. Starts with one.
+// ModuleReference is the first base class and so the last one destroyed: the module stays locked until then.
 template <class Impl>
 class StandAloneObject final : private ModuleReference, public DispatchImpl<Impl> {
  public:
@@ -42,8 +42,8 @@ class StandAloneObject final : private ModuleReference, public DispatchImpl<Impl
   ReferenceCount references_;
 };
 
-// Aggregated: every interface of the implementation delegates its IUnknown to the outer object. This object
-// is the inner unknown that the outer one holds. Starts with one reference.
+// An aggregated object. It is the inner unknown, which the outer object holds and which counts its own
+// references, from one on. The interfaces of the implementation delegate IUnknown to the outer object.
 template <class Impl>
 class AggregatedObject final : private ModuleReference, public IUnknown {
  public:
@@ -60,7 +60,7 @@ class AggregatedObject final : private ModuleReference, public IUnknown {
     }
     *out = contained_.FindInterface(iid);
     if (!*out) return E_NOINTERFACE;
-    contained_.AddRef();  // the outer object's count: the pointer is one of its interfaces
+    contained_.AddRef();  // counts in the outer object, because the pointer is one of its interfaces
     return S_OK;
   }
   STDMETHODIMP_(ULONG) AddRef() override { return references_.Increment(); }
@@ -73,7 +73,7 @@ class AggregatedObject final : private ModuleReference, public IUnknown {
  private:
   class Contained final : public DispatchImpl<Impl> {
    public:
-    // The outer object owns this one: its pointer is borrowed.
+    // Borrows `outer`, which owns this object.
     template <class... Args>
     explicit Contained(IUnknown* outer, Args&&... args)
         : DispatchImpl<Impl>(std::forward<Args>(args)...), outer_(outer) {}

@@ -9,7 +9,7 @@
 
 namespace varnel {
 
-// IDispatch over the type library, for an implementation class of one dual interface.
+// Implements IDispatch with the type library, for an implementation class with one dual interface.
 template <class Impl>
 class DispatchImpl : public Impl {
  public:

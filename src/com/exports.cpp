@@ -39,14 +39,14 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* processEn
     case DLL_PROCESS_ATTACH:
       if (HostIsRefused()) return FALSE;
       Module::Instance().Attach(instance);
-#if !defined(_MSC_VER)  // there the static runtime needs the notifications
-      // Refused where the runtime linked in has a TLS directory, as mingw's has: the notifications then come,
-      // and free what the runtime keeps of a thread that ends.
+#if !defined(_MSC_VER)  // MSVC's static runtime needs the notifications
+      // Windows refuses this for a library with a TLS directory, which mingw's runtime brings. That runtime
+      // then uses the notifications to free what it keeps for a thread.
       DisableThreadLibraryCalls(instance);
 #endif
       break;
     case DLL_PROCESS_DETACH:
-      // At the end of the process the system takes everything back; other libraries may be gone already.
+      // At process exit Windows frees everything, and libraries that we would call may already be gone.
       if (processEnds) break;
       varnel::ReleaseClassObjects();
       Module::Instance().Detach();

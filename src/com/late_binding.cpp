@@ -17,7 +17,7 @@ struct BstrTraits {
 };
 using BstrOwner = UniqueResource<BstrTraits>;
 
-// Null when there is no memory: the number has to do then.
+// Returns null if there is no memory: the caller of the script then sees the number alone.
 BSTR DescribeFailure(ITypeInfo& info, DISPID member, HRESULT code) noexcept {
   BstrOwner method;
   UINT count = 0;
@@ -44,7 +44,7 @@ void FreeTexts(const EXCEPINFO& exception) noexcept {
     SysFreeString(text);
 }
 
-// Every argument that the counts speak of is there.
+// True if both arrays are there, or their counts are 0.
 bool IsSound(const DISPPARAMS* parameters) noexcept {
   return parameters && (parameters->cArgs == 0 || parameters->rgvarg) &&
          (parameters->cNamedArgs == 0 || parameters->rgdispidNamedArgs);
@@ -67,7 +67,7 @@ HRESULT InvokeLateBound(ITypeInfo& info, void* target, const wchar_t* source, DI
     if (SUCCEEDED(called)) return out.HandBack();
     if (called != DISP_E_EXCEPTION) return called;
     FreeTexts(known);
-    // Written as a whole: nobody has to initialise it.
+    // Overwrites the whole structure, because callers need not initialise it.
     if (exception) *exception = ExceptionFor(info, member, known.scode, source);
     return called;
   });

@@ -5,12 +5,12 @@
 
 namespace varnel {
 
-// IDispatch::Invoke for a dual interface: calls the method of `target` (the pointer of that interface) that
-// `info` describes, with the type library's rules for arguments, and two things for the sake of scripts.
-// [out] objects may go into an untyped variable (see OutArgument). When the method fails, *exception (may be
-// null) carries `source`, the HRESULT and a description of what was wrong and what to do. E_POINTER when
-// arguments are missing that the counts speak of; E_OUTOFMEMORY when there is no memory for the arguments.
-// The method has not been called then.
+// Implements IDispatch::Invoke: calls method `member` of `target`, the pointer of the dual interface that
+// `info` describes. Converts arguments as ITypeInfo::Invoke does, with two additions for scripts: an [out]
+// object may be received in an untyped variable (see OutArgument), and when the method fails, *exception
+// (unless null) gets `source`, the method's HRESULT and a description of what was wrong and what to do.
+// Returns what ITypeInfo::Invoke returns; without calling the method, E_POINTER if an array of `parameters`
+// is null although its count is not 0, and E_OUTOFMEMORY if there is no memory.
 HRESULT InvokeLateBound(ITypeInfo& info, void* target, const wchar_t* source, DISPID member, WORD flags,
                         DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                         UINT* badArgument) noexcept;

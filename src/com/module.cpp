@@ -49,7 +49,7 @@ HRESULT Module::GetTypeInfo(REFIID iid, ITypeInfo** out) noexcept {
     if (known == std::end(kDualInterfaces)) return TYPE_E_ELEMENTNOTFOUND;
     auto& kept = typeInfos_[static_cast<std::size_t>(known - std::begin(kDualInterfaces))];
     if (!kept) {
-      // Loading runs the system's code, so no lock is held; of several that come first one is kept.
+      // Loading runs foreign code, so no lock is held. If several threads load, the first result is kept.
       ComPtr<ITypeInfo> loaded;
       const HRESULT result = LoadTypeInfo(iid, loaded.Put());
       if (FAILED(result)) return result;
@@ -62,8 +62,7 @@ HRESULT Module::GetTypeInfo(REFIID iid, ITypeInfo** out) noexcept {
   });
 }
 
-// As the process: a client that the thread serves may have another idea of the drive that the library lies
-// on.
+// Loads without impersonation: the impersonated user's drive letters may differ.
 HRESULT Module::LoadTypeInfo(REFIID iid, ITypeInfo** out) {
   const std::wstring path = Path();
   ComPtr<ITypeLib> library;

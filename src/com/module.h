@@ -9,26 +9,26 @@
 
 namespace varnel {
 
-// The one instance of this library in its process: what keeps it loaded, and the type information that it
-// keeps until it is unloaded. Any thread may call.
+// This library in its process: its handle, the count of references that keep it loaded, and its type
+// information, which is loaded on first use and kept until the library is unloaded. Any thread may call.
 class Module {
  public:
   static Module& Instance() noexcept;
 
-  // Process attach and detach; nothing else runs meanwhile.
+  // For process attach and detach only, when no other function of the library runs.
   void Attach(HINSTANCE handle) noexcept { handle_ = handle; }
   void Detach() noexcept;
 
   HINSTANCE Handle() const noexcept { return handle_; }
-  // The full path of the library's file. Throws HResultError.
+  // Returns the full path of the library's file. Throws HResultError.
   std::wstring Path() const;
 
-  // The library may be unloaded while the count is 0.
+  // COM may unload the library while the count is 0.
   void Lock() noexcept { ++locks_; }
   void Unlock() noexcept { --locks_; }
   bool IsLocked() const noexcept { return locks_ != 0; }
 
-  // The type information of a dual interface of the library; the caller releases it.
+  // Hands out the type information of a dual interface of the library. The caller releases it.
   HRESULT GetTypeInfo(REFIID iid, ITypeInfo** out) noexcept;
 
  private:
@@ -36,12 +36,13 @@ class Module {
 
   HINSTANCE handle_ = nullptr;
   std::atomic<LONG> locks_{0};
-  // Of the interfaces that are asked for, in the order of kDualInterfaces. Plain pointers, released by
-  // Detach: at the end of the process nothing may be released any more.
+  // One for each interface, in the order of kDualInterfaces; null until it is first used. Plain pointers,
+  // which Detach releases: a destructor would also run at process exit, when the code that it calls may be
+  // gone.
   std::array<std::atomic<ITypeInfo*>, 2> typeInfos_{};
 };
 
-// Keeps the module loaded for as long as it lives.
+// Locks the module during its lifetime.
 class ModuleReference {
  public:
   ModuleReference() noexcept { Module::Instance().Lock(); }

@@ -29,8 +29,8 @@ struct OutParameter {
   VARTYPE type;  // of the reference that the method wants: VT_DISPATCH or VT_UNKNOWN
 };
 
-// The variant type of what an IFoo** parameter refers to; VT_EMPTY for any other parameter. All interfaces of
-// the contract but IUnknown are dual.
+// Returns VT_UNKNOWN or VT_DISPATCH for an [out] interface parameter, VT_EMPTY for any other. All interfaces
+// of the contract except IUnknown are dual.
 VARTYPE InterfaceTypeBehind(const ELEMDESC& parameter) noexcept {
   if ((parameter.paramdesc.wParamFlags & PARAMFLAG_FOUT) == 0) return VT_EMPTY;
   const TYPEDESC* type = &parameter.tdesc;
@@ -55,8 +55,9 @@ std::optional<OutParameter> FindOutParameter(ITypeInfo& info, DISPID member) noe
 
 constexpr VARTYPE kUntyped = VT_BYREF | VT_VARIANT;
 
-// A host that passes a by-reference parameter on wraps it once more. Wrapped without an end, or around
-// nothing, it comes out as it is and is refused.
+// Removes the VT_BYREF | VT_VARIANT wrappers that hosts add each time they pass a by-reference parameter on.
+// Unwraps up to eight levels. A longer, cyclic or null chain is returned as a wrapper, which the caller
+// refuses.
 VARIANT Unwrap(const VARIANT& argument) noexcept {
   constexpr int kMostWraps = 8;
   const VARIANT* inner = &argument;
@@ -75,7 +76,8 @@ bool RefersToNothing(const VARIANT& argument) noexcept {
   return (V_VT(&argument) & VT_BYREF) != 0 && !V_BYREF(&argument);
 }
 
-// Where the argument of a parameter stands: named ones first, the others from the back.
+// Returns the index of a parameter's argument. Named arguments come first, the others follow in reverse
+// order.
 std::optional<UINT> FindArgument(const DISPPARAMS& given, UINT parameter) noexcept {
   for (UINT i = 0; i < given.cNamedArgs; ++i)
     if (given.rgdispidNamedArgs[i] == static_cast<DISPID>(parameter)) return i;
@@ -112,7 +114,7 @@ OutArgument::OutArgument(ITypeInfo& info, DISPID member, DISPPARAMS& given) : pa
     case VT_UNKNOWN:
       break;  // the caller does not want the result
     default:
-      // Some systems would call the method and only then refuse to give its result away.
+      // WINE: 8 would call the method and only then refuse to convert its result.
       refusal_ = V_VT(&argument) == VT_ERROR ? DISP_E_PARAMNOTOPTIONAL : DISP_E_TYPEMISMATCH;
       return;
   }
@@ -133,7 +135,7 @@ HRESULT OutArgument::HandBack() noexcept {
     return S_OK;
   }
   if (!variable_ && !dispatchReference_) return S_OK;
-  // Engines call methods of a dispatch object only.
+  // Script engines can call the methods of an IDispatch object only.
   ComPtr<IDispatch> dispatch;
   if (object_) object_->QueryInterface(IID_IDispatch, dispatch.PutVoid());
   if (dispatchReference_) {

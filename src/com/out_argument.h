@@ -9,31 +9,32 @@
 
 namespace varnel {
 
-// The argument of a method's [out] interface parameter, as a late-bound caller gives it.
+// Adapts the argument that a late-bound caller gives for a method's [out] interface parameter.
 //
-// Script engines pass a variable as a by-reference variant, which the type library's Invoke refuses for such
-// a parameter; Visual Basic passes IDispatch variables where a method hands out IUnknown; and an object,
-// nothing or null passed by value would lose the reference that the method hands out. In all these cases the
-// method writes to a typed variable of this object. A reference of just the right type goes through as it is,
-// and a call without such a parameter is not touched.
+// ITypeInfo::Invoke wants a reference to a variable of exactly the parameter's type. Script engines pass a
+// reference to a VARIANT instead, Visual Basic a reference to an IDispatch variable where the method hands
+// out IUnknown, and an object, nothing or null passed by value would leak the reference that the method hands
+// out. For all these the method gets a typed variable of this object, and HandBack copies the result to the
+// caller. A reference of exactly the right type, and a call without such a parameter, are passed on
+// unchanged.
 class OutArgument {
  public:
-  // `given` is the call's, holds the arguments that its counts speak of, and must outlive this.
+  // `given` must have both arrays that its counts announce, and must outlive this object.
   OutArgument(ITypeInfo& info, DISPID member, DISPPARAMS& given);
   OutArgument(const OutArgument&) = delete;
   OutArgument& operator=(const OutArgument&) = delete;
 
-  // S_OK, or why the method is not to be called: DISP_E_TYPEMISMATCH or DISP_E_PARAMNOTOPTIONAL for the
-  // argument at Position().
+  // Returns S_OK if the method can be called; otherwise DISP_E_TYPEMISMATCH or DISP_E_PARAMNOTOPTIONAL, which
+  // the argument at index Position() causes.
   HRESULT Refusal() const noexcept { return refusal_; }
   UINT Position() const noexcept { return position_; }
 
-  // What to call the method with.
+  // Returns the parameters to call the method with.
   DISPPARAMS* Parameters() noexcept { return &parameters_; }
 
-  // After a successful call: gives what the method handed out to the caller's variable (freeing what that
-  // held) or typed reference. A variable gets an object whose methods can be called. When that cannot be
-  // freed the variable keeps it, and what the method handed out is released.
+  // Moves the object that the method handed out to the caller's variable; to be called after the method has
+  // succeeded. A VARIANT is cleared first and gets the object's IDispatch. If clearing fails, returns its
+  // error, leaves the variable as it was and releases the object.
   [[nodiscard]] HRESULT HandBack() noexcept;
 
  private:
@@ -42,9 +43,9 @@ class OutArgument {
   DISPPARAMS parameters_;
   UINT position_ = 0;
   HRESULT refusal_ = S_OK;
-  std::vector<VARIANT> arguments_;  // copies that own nothing; empty when the call goes through as it is
-  ComPtr<IUnknown> object_;         // what the method handed out
-  // Where it goes; at most one is set.
+  std::vector<VARIANT> arguments_;  // borrowed copies; empty if the call is passed on unchanged
+  ComPtr<IUnknown> object_;         // written by the method
+  // The caller's variable; at most one of the three is set.
   VARIANT* variable_ = nullptr;
   IDispatch** dispatchReference_ = nullptr;
   IUnknown** unknownReference_ = nullptr;

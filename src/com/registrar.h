@@ -8,12 +8,12 @@
 
 namespace varnel {
 
-// Writes a script's keys below `root`. When a step fails, the script is undone as UnregisterKeys does it, an
-// earlier registration by the same script included, and the failure returned.
+// Writes the script's keys below `root`. If a step fails, calls UnregisterKeys, which also removes an earlier
+// registration by the same script, and returns the failure.
 HRESULT RegisterKeys(HKEY root, const std::vector<ScriptKey>& keys);
 
-// Removes a script's keys below `root`; keys that are not there are no failure. Goes on after a failure and
-// returns the first.
+// Removes the script's keys below `root`. A missing key is not a failure. Continues after a failure and
+// returns the first one.
 HRESULT UnregisterKeys(HKEY root, const std::vector<ScriptKey>& keys);
 
 }  // namespace varnel

@@ -4,8 +4,8 @@
 
 namespace varnel {
 
-// Registration of the whole module: the classes in table order, then the type library. Both stop at the first
-// failure and return it. Throw HResultError.
+// Register and unregister the classes in the order of kClassTable, then the type library. Both stop at the
+// first failure and return it, or throw it as HResultError.
 HRESULT RegisterModule();
 HRESULT UnregisterModule();
 

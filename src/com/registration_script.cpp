@@ -17,7 +17,7 @@ struct Token {
   bool quoted = false;
 };
 
-// Every method returns false once the script is not understood; parsing then ends.
+// Recursive descent. A method returns false at the first fault, and parsing ends.
 class Parser {
  public:
   Parser(std::string_view script, const ScriptVariables& variables) : rest_(script), variables_(variables) {}
@@ -31,7 +31,7 @@ class Parser {
   }
 
  private:
-  // From the opening brace to behind the closing one.
+  // Parses from the opening brace past the closing one.
   bool ParseBody(ScriptKey& key, int depth) {
     if (depth == kMaxDepth || !Advance()) return false;
     while (!IsWord(L"}")) {
@@ -57,7 +57,7 @@ class Parser {
     return Advance() && TakeName(value.name) && IsWord(L"=") && ParseText(value);
   }
 
-  // From the equals sign to behind the text; "s" is the only type that is written.
+  // Parses from the equals sign past the text. "s" is the only type supported.
   bool ParseText(ScriptValue& value) {
     if (!Advance() || !IsWord(L"s") || !Advance() || !token_ || !token_->quoted) return false;
     value.text = std::move(token_->text);
@@ -73,7 +73,7 @@ class Parser {
 
   bool IsWord(std::wstring_view word) const { return token_ && !token_->quoted && token_->text == word; }
 
-  // Reads the next token; none is left at the end of the script.
+  // Reads the next token into token_; leaves it empty at the end of the script.
   bool Advance() {
     while (!rest_.empty() && IsBlank(rest_.front())) rest_.remove_prefix(1);
     token_.reset();
@@ -104,7 +104,7 @@ class Parser {
     }
   }
 
-  // Variables are replaced inside one token, so their values need no quoting.
+  // Replaces variables within one token, so that their values need no quoting.
   bool Expand(std::string_view text) {
     while (!text.empty()) {
       if (text.front() == '%') {

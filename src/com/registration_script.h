@@ -8,8 +8,7 @@
 
 namespace varnel {
 
-// A registration script says which keys a class writes below HKEY_CLASSES_ROOT, in the nested syntax that
-// component authors know:
+// A registration script lists the keys that a class writes below HKEY_CLASSES_ROOT, in the .rgs syntax:
 //
 //   HKCR
 //   {
@@ -25,8 +24,8 @@ namespace varnel {
 // value.
 
 enum class KeyRemoval {
-  kWhenEmpty,  // on unregistration, once its script children are gone and nothing else is below it
-  kForce,
+  kWhenEmpty,  // removed on unregistration if nothing but the script's keys is below it
+  kForce,      // removed with everything below it, also before it is written
   kNever,
 };
 
@@ -44,9 +43,9 @@ struct ScriptKey {
 
 using ScriptVariables = std::map<std::string, std::wstring, std::less<>>;
 
-// The keys at the top of the script, or nothing when any part of the text is not understood: another root,
-// another value type, an unknown variable, an unclosed quote or brace, a byte outside ASCII, anything behind
-// the last brace.
+// Parses a script and returns its top-level keys. Returns nothing for any fault: a root other than HKCR, a
+// value type other than s, an unknown variable, an unclosed quote or brace, a byte outside ASCII, or text
+// after the last brace.
 [[nodiscard]] std::optional<std::vector<ScriptKey>> ParseRegistrationScript(std::string_view script,
                                                                             const ScriptVariables& variables);
 

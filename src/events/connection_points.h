@@ -7,7 +7,8 @@
 
 namespace varnel {
 
-// An enumerator over no connection points. It keeps `owner` alive, and with it the module.
+// Returns a new enumerator over an empty list. It holds a reference to `owner`, which keeps the module
+// loaded.
 [[nodiscard]] ComPtr<IEnumConnectionPoints> EnumerateNoConnectionPoints(IUnknown* owner);
 
 }  // namespace varnel

@@ -44,7 +44,7 @@ STDMETHODIMP CEventElement::AddElementInto(BSTR strName, BSTR strValue, IEventEl
   return Add([](Element& element) -> NodeContainer* { return &element; }, strName, strValue, pElement);
 }
 
-// The object comes first: when there is no memory for it, the document stays as it was.
+// Creates the object first: when there is no memory for it, the document stays as it was.
 HRESULT CEventElement::Add(NodeContainer* (*parentOf)(Element&), BSTR name, BSTR value,
                            IEventElement** out) noexcept {
   return Guarded([&] {

@@ -11,19 +11,20 @@ namespace varnel {
 
 class CEventElement;
 
-// A report's document as the report and its element objects share it: empty once the report has let it go.
+// The document as the report and its element objects share it. The report resets the optional when it frees
+// the document.
 using SharedDocument = std::shared_ptr<std::optional<AdvXMLParser::Document>>;
 
-// Makes the COM object of an element, with nothing attached and one reference. com/ gives it to the event
-// objects: it alone knows the module's lock count and the forms that an object can take.
+// Creates an element object with no element attached and one reference. com/ passes this function to the
+// event objects, because only com/ knows the module's lock count and the two forms of an object.
 using ElementObjectFactory = ComPtr<CEventElement> (*)();
 
-// One element of an event document, as callers see it. It refers to the document without keeping it alive:
-// once the event object has let its document go, every method answers E_FAIL and touches nothing.
+// The COM object of one element of an event document. It does not keep the document alive: after the event
+// object's DeInitialize every method returns E_FAIL and changes nothing.
 //
-// All methods return S_OK unless said otherwise, take null texts as empty, copy their arguments, and return
-// E_OUTOFMEMORY when there is no memory. Out pointers may be null; they are written on success only and carry
-// a reference that the caller releases. No lock is taken: callers serialise their use of one document.
+// All methods return S_OK, or E_OUTOFMEMORY with the document unchanged. Null texts count as empty; arguments
+// are copied. Out pointers may be null; they are written on success only and then carry a reference that the
+// caller releases. Methods take no lock: callers serialise their use of one document.
 //
 // IUnknown and IDispatch come from the object forms in com/.
 class CEventElement : public IEventElement {
@@ -35,21 +36,24 @@ class CEventElement : public IEventElement {
   explicit CEventElement(ElementObjectFactory newElementObject) noexcept
       : newElementObject_(newElementObject) {}
 
-  // Only the first call has an effect.
+  // Attaches the element. Does nothing if an element is attached.
   void Attach(const SharedDocument& document, AdvXMLParser::Element* element) noexcept;
 
-  // The pointer that answers for the interface, without a new reference; null when there is none.
+  // Returns the pointer that QueryInterface hands out for `iid`, without a new reference; null if the object
+  // does not have that interface.
   void* FindInterface(REFIID iid) noexcept;
 
-  // Adds the text to the attribute, which is made when missing: a second call appends, it does not replace.
-  // S_OK without effect when no element is attached.
+  // Appends the text to the value of the attribute `strName`, which is added if it is missing: setting x and
+  // then y gives xy. Does nothing, and returns S_OK, if no element is attached.
   STDMETHODIMP SetAttributeString(BSTR strName, BSTR ValueName) override;
-  // The same with the value's decimal digits.
+  // Like SetAttributeString, with the decimal text of `ValueName`.
   STDMETHODIMP SetAttributeInt(BSTR strName, long ValueName) override;
-  // Adds an element at the end of the parent's children, as a sibling; nothing when the element has no
-  // parent.
+  // Adds a sibling: an element with the text `strValue`, after the last child of this element's parent.
+  // Without a parent nothing is added, and *pElement gets an object whose methods add nothing. E_FAIL if no
+  // element is attached.
   STDMETHODIMP AppendElement(BSTR strName, BSTR strValue, IEventElement** pElement) override;
-  // Adds an element at the end of this element's children.
+  // Adds a child: an element with the text `strValue`, after this element's last child. E_FAIL if no element
+  // is attached.
   STDMETHODIMP AddElementInto(BSTR strName, BSTR strValue, IEventElement** pElement) override;
 
  protected:
@@ -67,7 +71,7 @@ class CEventElement : public IEventElement {
   Element* element_ = nullptr;  // borrowed from the document
 };
 
-// A text argument as it is taken everywhere: up to its first zero, null as empty.
+// Returns the argument as the methods take it: null counts as empty. Users stop at the first zero.
 inline const wchar_t* TextOf(BSTR text) noexcept {
   return text ? text : L"";
 }

@@ -30,10 +30,10 @@ namespace {
 
 constexpr wchar_t kAgentComponentPrefix[] = L"ORBAAGENT";
 
-// Folder, name and extension then fit 520 characters at their longest.
+// The longest folder, name and extension together then fit into 520 characters.
 constexpr std::int32_t kMaxExtensionLength = 200;
 
-// What the agent's callback component answers when it will not have the object.
+// Returned by the agent's callback component when it refuses the object.
 constexpr HRESULT kRegistrationRefused = static_cast<HRESULT>(0xFFFFF95B);  // -1701
 
 }  // namespace
@@ -53,7 +53,7 @@ void* COrbaEventInf::DeletingDestructor(unsigned int flags) {
     delete this;
   else
     this->~COrbaEventInf();
-  return address;  // NOLINT(clang-analyzer-cplusplus.NewDelete): the number, as that ABI has it
+  return address;  // NOLINT(clang-analyzer-cplusplus.NewDelete): the caller gets the address, never uses it
 }
 
 void* COrbaEventInf::FindInterface(REFIID iid) noexcept {
@@ -64,7 +64,7 @@ void* COrbaEventInf::FindInterface(REFIID iid) noexcept {
   return nullptr;
 }
 
-// What "%x" prints for the object in log lines: its address, as far as 32 bits hold it.
+// Returns the number that "%x" prints for this object in log lines: the low 32 bits of its address.
 unsigned COrbaEventInf::Identity() const noexcept {
   return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this));
 }
@@ -88,14 +88,13 @@ STDMETHODIMP COrbaEventInf::Initialize(BSTR strSoftwareID, BSTR strRootName, BST
       saveMutex_ = std::move(saveMutex);
       return VARNEL_E_EVENT_DISABLED;
     }
-    // Nothing of the object changes until the whole skeleton stands.
+    // The object changes only after the whole skeleton has been built.
     EventBatch batch =
         BuildEventBatch({strRootName, strSoftwareNodeName, strSoftwareName, strVersion, strProductFamily});
     if (batch_) supersededBatches_.push_back(std::move(batch_));
     batch_ = std::move(batch);
     saveMutex_ = std::move(saveMutex);
     std::wcsncpy(softwareId_, strSoftwareID, std::size(softwareId_) - 1);  // a longer one is cut
-    maxExtensionLength_ = kMaxExtensionLength;
     initialised_ = true;
     return S_OK;
   });
@@ -159,7 +158,6 @@ HRESULT COrbaEventInf::HandOut(ComPtr<CEventElement>& object, Element* element,
   });
 }
 
-// `szIPAddress` is logged and otherwise not used: the address is the agent's to tell, not the product's.
 STDMETHODIMP COrbaEventInf::CreateMachineElement(BSTR szIPAddress, BSTR szOS, BSTR szUserName) {
   return Guarded([&] {
     LogDetail(kReportFacility, L"%x CreateMachineElement %s|%s|%s", Identity(), szIPAddress, szOS,
@@ -205,7 +203,7 @@ HRESULT COrbaEventInf::AddEvent(BSTR name, long id, long severity, DATE time, Ba
   ReadEventTriggerPolicy(severity, &triggerFlag_);
   const auto systemTime = SystemTimeFromDate(time);
   if (!systemTime && badDate == BadDate::kRefuse) return E_FAIL;
-  // The object comes first: when there is no memory for it, the document stays as it was.
+  // Creates the object first: when there is no memory for it, the document stays as it was.
   ComPtr<CEventElement> object;
   if (out) object = newElementObject_();
   Element* const event =
@@ -246,11 +244,12 @@ STDMETHODIMP COrbaEventInf::Save() {
 STDMETHODIMP COrbaEventInf::SaveAgentEventOnly(BSTR strSoftwareID, BSTR strFileExtension) {
   return Guarded([&] {
     const auto extensionLength = static_cast<std::int32_t>(std::wcslen(TextOf(strFileExtension)));
+    const std::int32_t longest = initialised_ ? kMaxExtensionLength : 0;
     LogDetail(kReportFacility, L"%x SaveAgentEventOnly %s|%d|%d", Identity(), strSoftwareID, extensionLength,
-              maxExtensionLength_);
+              longest);
     if (IsRefused()) return VARNEL_E_NOT_MANAGED;
     if (!strSoftwareID || !strFileExtension) return VARNEL_E_BAD_ARGUMENT;
-    if (extensionLength > maxExtensionLength_) return VARNEL_E_BAD_ARGUMENT;
+    if (extensionLength > longest) return VARNEL_E_BAD_ARGUMENT;
     if (_wcsnicmp(strSoftwareID, kAgentComponentPrefix, std::size(kAgentComponentPrefix) - 1) != 0)
       return VARNEL_E_NOT_AGENT_COMPONENT;
     return SaveToAgentFolder(strFileExtension);
@@ -278,7 +277,7 @@ HRESULT COrbaEventInf::SaveToAgentFolder(const wchar_t* extension) {
   return WriteAgentEventFile(folder, extension, EncodeReport(*batch_.document), saveMutex_.Get());
 }
 
-// Looking for the adapter is the dearest step of a report, so it is done once for each set of machine facts.
+// Finding the adapter is the most expensive step of a report.
 void COrbaEventInf::PopulateMacOnce(const wchar_t* announcement, const wchar_t* outcome) {
   if (macPopulated_) return;
   LogDetail(kReportFacility, announcement);
@@ -319,7 +318,7 @@ STDMETHODIMP COrbaEventInf::OnFrameworkAvailable() {
     frameworkAvailable_.exchange(1);
     return result;
   }
-  // The framework will not have the object: it counts as cut off.
+  // A refusal by the framework counts as its termination.
   return result == kRegistrationRefused ? OnFrameworkTerminate() : result;
 }
 

@@ -13,12 +13,13 @@ namespace varnel {
 
 // The event information object: one report, from the product's description to the saved file.
 //
-// Methods return S_OK or a code of varnel/varnel.h; E_FAIL for a missing argument or a call out of order,
-// E_OUTOFMEMORY when there is no memory; no exception leaves them. Text arguments are copied. Out pointers
-// are written on success only and carry a reference that the caller releases. Methods take no lock: callers
-// serialise their use of one object; only the two notifications may arrive on any thread at any time.
+// Every method returns S_OK, a code of varnel/varnel.h, E_FAIL or E_OUTOFMEMORY, and lets no exception out.
+// Once Initialize3 has been called, every method of the three interfaces returns VARNEL_E_NOT_MANAGED, and
+// does nothing, while the agent is not managed. Text arguments are copied. Out pointers are written on
+// success only and then carry a reference that the caller releases.
 //
-// Once Initialize3 has been called, every method answers VARNEL_E_NOT_MANAGED while the agent is not managed.
+// Methods take no lock: callers serialise their use of one object. The two notifications of IFrameworkObject
+// may arrive on any thread at any time.
 //
 // IUnknown and IDispatch come from the object forms in com/.
 class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
@@ -31,10 +32,12 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   COrbaEventInf(const COrbaEventInf&) = delete;
   COrbaEventInf& operator=(const COrbaEventInf&) = delete;
 
-  // The pointer that answers for the interface, without a new reference; null when there is none.
+  // Returns the pointer that QueryInterface hands out for `iid`, without a new reference; null if the object
+  // does not have that interface.
   void* FindInterface(REFIID iid) noexcept;
 
-  // IConnectionPointContainer: the list of connection points is empty.
+  // IConnectionPointContainer, over an empty list: an enumerator of nothing, and CONNECT_E_NOCONNECTION for
+  // every interface. E_POINTER for a null out pointer.
   STDMETHODIMP EnumConnectionPoints(IEnumConnectionPoints** ppEnum) override;
   STDMETHODIMP FindConnectionPoint(REFIID riid, IConnectionPoint** ppCP) override;
 
@@ -43,28 +46,73 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   STDMETHODIMP OnFrameworkTerminate() override;
   STDMETHODIMP OnFrameworkAvailable() override;
 
-  // Whether the framework has taken the object's registration and not stopped since. Any thread may ask.
+  // True if the framework has accepted the object's registration and has not terminated since. Any thread may
+  // call.
   bool IsFrameworkAvailable() const noexcept { return frameworkAvailable_ != 0; }
 
   // IOrbaEventInf
+
+  // Describes the product and starts an empty report; the first call on an object. Texts may be empty, but
+  // not null. The software identifier is cut to 259 characters. E_FAIL for a null text;
+  // VARNEL_E_EVENT_DISABLED if the event filter lists event 0, which switches off all reporting. A failure
+  // leaves the current report as it was. A second call starts another report. The elements of the replaced
+  // one stay usable until DeInitialize, and Save still counts the events and machine facts that were created
+  // before.
   STDMETHODIMP Initialize(BSTR strSoftwareID, BSTR strRootName, BSTR strSoftwareNodeName,
                           BSTR strSoftwareName, BSTR strVersion, BSTR strProductFamily) override;
+
+  // Frees the report; element objects that callers still hold answer E_FAIL from now on. E_FAIL before the
+  // first successful Initialize. Calling it again does nothing and returns S_OK.
   STDMETHODIMP DeInitialize() override;
+
+  // Hand out the element "MachineInfo" and the product's element: the same object at each call. E_FAIL for a
+  // null out pointer and without a report. These two write a log line first, even if they then refuse the
+  // call; those of IOrbaEventInf2 write none.
   STDMETHODIMP GetMachineElement(IUnknown** pIMachineNode) override;
   STDMETHODIMP GetSoftwareElement(IUnknown** pISoftwareNode) override;
+
+  // Appends an event to the product's element and hands its element out; with a null out pointer the event is
+  // added all the same. `GMTTime` is an Automation date in UTC.
+  // E_FAIL for a null name, identifier 0, no report, or a date that Windows cannot convert;
+  // VARNEL_E_EVENT_DISABLED if the event filter lists the identifier. A failure adds nothing, but a refused
+  // date still sets the trigger flag, which chooses the extension of the next file, from `lSeverity`.
   STDMETHODIMP CreateEventElement(BSTR strEventNodeName, long lEventID, long lSeverity, DATE GMTTime,
                                   IUnknown** pIEventElemNode) override;
+
+  // Writes the report as one file; may be called again, and then writes another one.
+  // S_OK without a file if the agent is not managed. E_FAIL if no event or no machine facts were ever
+  // created, if the registry does not name the folder, or after DeInitialize. VARNEL_E_NOT_WRITTEN and
+  // VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN: see WriteServerEventFile and WriteAgentEventFile. The report itself is
+  // unchanged, except that the first save after CreateMachineElement adds "RawMACAddress".
   STDMETHODIMP Save() override;
+
+  // Appends one set of machine facts to "MachineInfo". An empty or null `szOS` or `szUserName` stands for the
+  // system's own; `szIPAddress` is logged and not used, because the address comes from the agent or the host.
+  // E_FAIL without a report; Save then counts the machine facts as created all the same.
   STDMETHODIMP CreateMachineElement(BSTR szIPAddress, BSTR szOS, BSTR szUserName) override;
 
   // IOrbaEventInf2
+
   STDMETHODIMP GetMachineElement(IEventElement** pIMachineNode) override;
   STDMETHODIMP GetSoftwareElement(IEventElement** pISoftwareNode) override;
+
+  // Like the method of IOrbaEventInf, but a date that Windows cannot convert is written as
+  // "0000-00-00T00:00:00" instead of refused: a caller of this form prefers an event without a time to none.
   STDMETHODIMP CreateEventElement(BSTR strEventNodeName, long lEventID, long lSeverity, DATE GMTTime,
                                   IEventElement** pIEventElemNode) override;
+
+  // Writes the report into the agent's event folder under the extension `strFileExtension` (no dot), whether
+  // or not it has events and machine facts, and even if the agent is not managed.
+  // VARNEL_E_BAD_ARGUMENT for a null argument or an extension of more than 200 characters (of any length
+  // before Initialize); VARNEL_E_NOT_AGENT_COMPONENT if `strSoftwareID` does not begin with "ORBAAGENT" in
+  // any letter case; otherwise as Save.
   STDMETHODIMP SaveAgentEventOnly(BSTR strSoftwareID, BSTR strFileExtension) override;
 
   // IOrbaEventInf3
+
+  // Like Initialize, for products that want to be told when the agent is not managed: this call and every
+  // later one on the object then return VARNEL_E_NOT_MANAGED. The object remembers this even if the call
+  // fails.
   STDMETHODIMP Initialize3(BSTR strSoftwareID, BSTR strRootName, BSTR strSoftwareNodeName,
                            BSTR strSoftwareName, BSTR strVersion, BSTR strProductFamily) override;
 
@@ -78,13 +126,13 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   bool IsRefused() const noexcept;
   HRESULT HandOut(const char* method, ComPtr<CEventElement>& object, AdvXMLParser::Element* element,
                   IUnknown** out) noexcept;
-  // Makes the object when it is asked for the first time.
+  // Creates the element object on the first request.
   HRESULT HandOut(ComPtr<CEventElement>& object, AdvXMLParser::Element* element,
                   IEventElement** out) noexcept;
   // `out` may be null.
   HRESULT AddEvent(BSTR name, long id, long severity, DATE time, BadDate badDate, IEventElement** out);
-  // Adds "RawMACAddress" to the machine element unless it has been added for the present facts, with a log
-  // line before and one after; `outcome` holds one "%s".
+  // Adds "RawMACAddress" to the machine element, once for each set of machine facts. Logs `announcement`
+  // before and `outcome`, which contains one "%s", after.
   void PopulateMacOnce(const wchar_t* announcement, const wchar_t* outcome);
   HRESULT SaveForServer();
   HRESULT SaveToAgentFolder(const wchar_t* extension);
@@ -92,17 +140,17 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   ElementObjectFactory newElementObject_;
   EventBatch batch_;        // empty before Initialize and after DeInitialize
   KernelHandle saveMutex_;  // open from Initialize to DeInitialize
-  // What a second Initialize replaced, until DeInitialize: callers may still hold its elements.
+  // Reports that a further Initialize replaced. They live until DeInitialize, because callers may hold their
+  // elements.
   std::vector<EventBatch> supersededBatches_;
 
   bool initialised_ = false;  // never cleared, not even by DeInitialize
   bool eventCreated_ = false;
   bool machineCreated_ = false;
-  bool macPopulated_ = false;  // for the latest set of machine facts
+  bool macPopulated_ = false;  // true once the latest set of machine facts has its "RawMACAddress"
   bool refuseWhenUnmanaged_ = false;
-  std::uint32_t triggerFlag_ = 0;  // of the latest event
-  SRWLOCK makingObjects_{};        // while a getter makes an element object
-  std::int32_t maxExtensionLength_ = 0;
+  std::uint32_t triggerFlag_ = 0;                    // set from the severity of the latest event
+  SRWLOCK makingObjects_{};                          // held while a getter creates an element object
   std::atomic<std::int32_t> frameworkAvailable_{0};  // changed by exchange only
   wchar_t softwareId_[260] = {};
   wchar_t osName_[200] = {};

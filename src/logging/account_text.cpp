@@ -7,7 +7,7 @@
 namespace varnel {
 namespace {
 
-// Null with the thread's last error set when the token has no user information.
+// Returns the token's TOKEN_USER. Returns null, with the last error set, on failure.
 MallocPtr<BYTE[]> QueryTokenUser(HANDLE token) noexcept {
   DWORD size = 0;
   GetTokenInformation(token, TokenUser, nullptr, 0, &size);

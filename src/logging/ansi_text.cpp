@@ -14,7 +14,7 @@ bool IsSurrogatePair(const wchar_t* text) noexcept {
   return text[0] >= 0xD800 && text[0] <= 0xDBFF && text[1] >= 0xDC00 && text[1] <= 0xDFFF;
 }
 
-// The text does not fit: character by character, so that the cut falls between two of them.
+// Converts character by character until the next one does not fit, so that no character is cut in half.
 std::size_t ConvertAsManyAsFit(const wchar_t* text, char* buffer, std::size_t room) noexcept {
   std::size_t used = 0;
   while (*text != L'\0') {

@@ -9,7 +9,7 @@
 
 namespace varnel {
 
-// Items stand from the front; the first null, at the latest the last entry, ends the table.
+// A null item ends the list; the last one is always null.
 struct DetailList::Table {
   static constexpr std::size_t kMaxItems = 15;
   MallocPtr<char[]> items[kMaxItems + 1];

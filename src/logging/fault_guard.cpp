@@ -4,9 +4,9 @@
 
 namespace {
 
-// A guard page guards once. Somebody waits for the touch that the body has used up, so the guard is put back.
-void ArmAgain(const EXCEPTION_RECORD& fault) noexcept {
-  constexpr DWORD kAddress = 1;  // of the parameters
+// Windows clears PAGE_GUARD on the first access. Sets it again, because the page's owner still relies on it.
+void RestoreGuardPage(const EXCEPTION_RECORD& fault) noexcept {
+  constexpr DWORD kAddress = 1;  // index of the parameter that has the address
   if (fault.NumberParameters <= kAddress) return;
   auto* const address =
       reinterpret_cast<void*>(fault.ExceptionInformation[kAddress]);  // NOLINT(performance-no-int-to-ptr)
@@ -18,7 +18,7 @@ void ArmAgain(const EXCEPTION_RECORD& fault) noexcept {
 
 bool IsAccessFault(const EXCEPTION_RECORD& fault) noexcept {
   const DWORD code = fault.ExceptionCode;
-  if (code == EXCEPTION_GUARD_PAGE) ArmAgain(fault);
+  if (code == EXCEPTION_GUARD_PAGE) RestoreGuardPage(fault);
   return code == EXCEPTION_ACCESS_VIOLATION || code == EXCEPTION_IN_PAGE_ERROR ||
          code == EXCEPTION_DATATYPE_MISALIGNMENT || code == EXCEPTION_GUARD_PAGE;
 }
@@ -101,7 +101,7 @@ extern "C" __attribute__((used)) int __cdecl VarnelWantsFault(EXCEPTION_RECORD* 
   return (record->ExceptionFlags & unwinding) == 0 && IsAccessFault(*record);
 }
 
-// A registration record on the stack; its handler unwinds to it and restores the frame itself.
+// Registers an exception handler on the stack. The handler unwinds to this frame and restores its registers.
 asm(R"(
 	.text
 	.p2align 4

@@ -9,8 +9,7 @@
 namespace varnel {
 namespace {
 
-constexpr std::size_t kPrefixRoom = 128;  // stamp, letter, thread, facility and the blanks between them
-// Counts the records of the whole process; the first one carries 1.
+constexpr std::size_t kPrefixRoom = 128;  // bytes for stamp, letter, thread, facility and separators
 std::atomic<std::uint32_t> g_sequence{0};
 
 }  // namespace

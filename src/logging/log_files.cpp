@@ -11,8 +11,7 @@
 namespace varnel {
 namespace {
 
-constexpr std::size_t kWidePathCapacity =
-    kLogPathCapacity + 32;  // characters, with room for "_backup_10.log"
+constexpr std::size_t kBackupPathCapacity = kLogPathCapacity + 32;  // characters; "_backup_10.log" fits
 
 LogFiles g_files;
 
@@ -20,7 +19,7 @@ bool IsOpen(const LogFileSlot& slot) noexcept {
   return slot.file && slot.mutex != INVALID_HANDLE_VALUE;
 }
 
-// Returns the file's size after the write, in 32 bits as the size limit is.
+// Returns the file's size in bytes after the write, modulo 2^32 like the size limit.
 DWORD AppendLine(HANDLE file, const LogLine& line, bool mutexLocked) noexcept {
   const DWORD sizeBefore = SetFilePointer(file, 0, nullptr, FILE_END);
   char process[32] = "";
@@ -34,7 +33,7 @@ DWORD AppendLine(HANDLE file, const LogLine& line, bool mutexLocked) noexcept {
   return sizeBefore + written;
 }
 
-// The names that one log file takes in its life.
+// The wide path of a log file and the paths of its backups.
 class BackupNames {
  public:
   explicit BackupNames(const char* path) noexcept {
@@ -45,9 +44,9 @@ class BackupNames {
 
   const wchar_t* Current() const noexcept { return current_; }
 
-  void Backup(std::int32_t number, wchar_t (&name)[kWidePathCapacity]) const noexcept {
-    _snwprintf(name, kWidePathCapacity - 1, L"%.*s%s_%d.log", stemLength_, current_, L"_backup", number);
-    name[kWidePathCapacity - 1] = L'\0';
+  void Backup(std::int32_t number, wchar_t (&name)[kBackupPathCapacity]) const noexcept {
+    _snwprintf(name, kBackupPathCapacity - 1, L"%.*s%s_%d.log", stemLength_, current_, L"_backup", number);
+    name[kBackupPathCapacity - 1] = L'\0';
   }
 
  private:
@@ -55,8 +54,7 @@ class BackupNames {
   int stemLength_;
 };
 
-// Only a plain "not found" means that a file is not there: whatever else keeps it from being seen, moving it
-// is tried.
+// False only if Windows answers "file not found". After any other error the move is tried.
 bool MayExist(const wchar_t* path) noexcept {
   return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES || GetLastError() != ERROR_FILE_NOT_FOUND;
 }
@@ -64,8 +62,8 @@ bool MayExist(const wchar_t* path) noexcept {
 // The caller holds the slot's mutex.
 void Rotate(LogFileSlot& slot, const char* path, std::int32_t backupCount) noexcept {
   const BackupNames names(path);
-  wchar_t from[kWidePathCapacity];
-  wchar_t to[kWidePathCapacity];
+  wchar_t from[kBackupPathCapacity];
+  wchar_t to[kBackupPathCapacity];
   for (std::int32_t number = backupCount - 1; number >= 1; --number) {
     names.Backup(number, from);
     if (!MayExist(from)) continue;

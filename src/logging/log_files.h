@@ -10,16 +10,20 @@ namespace varnel {
 
 constexpr std::size_t kLogPathCapacity = 260;  // bytes, terminator included
 
-// One log file. A host process that wants log files opens the handles; the slot closes them. The handles may
-// be closed while another thread waits for the mutex.
+// Not used by this DLL: part of the logging facility. No function of this library opens a log file, so both
+// slots stay closed and nothing is written to them.
+
+// One log file: an open file and the mutex that serialises its writers. CloseLogFiles may close both while
+// another thread waits for the mutex.
 struct LogFileSlot {
   std::atomic<HANDLE> file{nullptr};  // null while closed
-  std::atomic<HANDLE> mutex{
-      INVALID_HANDLE_VALUE};  // serialises the writes of all processes; null: nothing does
-  DWORD mutexWait = 10'000;   // milliseconds; then the line is written all the same, and marked
+  // Shared with the other processes that write the file. INVALID_HANDLE_VALUE while closed; null if writers
+  // are not serialised.
+  std::atomic<HANDLE> mutex{INVALID_HANDLE_VALUE};
+  DWORD mutexWait = 10'000;  // milliseconds; after a timeout the line is written all the same, and marked
 };
 
-// The log files; each slot stays closed until somebody opens it. The path is set before a slot is opened.
+// The process's log files. `basePath` must be set before a slot is opened.
 struct LogFiles {
   char basePath[kLogPathCapacity] = {};  // zero-terminated ANSI, without extension
   LogFileSlot main;
@@ -28,8 +32,8 @@ struct LogFiles {
 
 LogFiles& GetLogFiles() noexcept;
 
-// File names below one base path, zero-terminated and cut to fit. The backup names belong to the facility's
-// set of names; rotation numbers its backups instead.
+// File names derived from a base path, zero-terminated and cut to fit. Rotation does not use the two backup
+// names: it numbers its backups.
 struct LogFileNames {
   char main[kLogPathCapacity];
   char error[kLogPathCapacity];
@@ -38,17 +42,19 @@ struct LogFileNames {
 };
 [[nodiscard]] LogFileNames LogFileNamesFor(const char* basePath) noexcept;
 
-// Opens a log file for writing, shared for reading and writing; to everyone in shared-log mode. `disposition`
-// as for CreateFile. INVALID_HANDLE_VALUE on failure; the caller owns the handle.
+// Opens a log file for writing, shared for reading and writing. In shared-log mode a new file grants access
+// to every account. `disposition` is that of CreateFile. Returns a handle that the caller owns, or
+// INVALID_HANDLE_VALUE.
 [[nodiscard]] HANDLE OpenLogFile(const char* path, DWORD disposition) noexcept;
 
-// Writes the line to the main file and, for levels 1 and 5, to the error file. A file that reaches the size
-// limit becomes its own backup 1 and a new one is opened in its place; backup n becomes n + 1, the oldest is
-// overwritten. What cannot be moved or opened is passed over; the next line tries again.
+// Appends the line to the main file and, for levels 1 and 5, to the error file; does nothing while they are
+// closed. A file that reaches the size limit is rotated: backup n is renamed to n + 1, the file to backup 1,
+// and a new file is opened. A rename or opening that fails is ignored and tried again at the next line.
 void WriteToLogFiles(const LogLine& line) noexcept;
 
-// The end of any event object closes the log for all of them: files and mutexes are closed and the detail
-// list is freed. The list's text stays known, so the list comes back only when the registry's text changes.
+// Closes both files and their mutexes and clears the detail list, for the whole process. The destructor of
+// every event object calls it. The cleared list comes back only when its registry text changes: see
+// DetailList::Clear.
 void CloseLogFiles() noexcept;
 
 }  // namespace varnel

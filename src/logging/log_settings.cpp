@@ -16,7 +16,7 @@ constexpr std::int32_t kMaxLevel = 8;
 constexpr std::int32_t kMaxMegabytes = 100;
 constexpr std::uint32_t kBytesPerMegabyte = 1'048'576;
 
-// The agent's other processes, by code from 1; they share the facility and its trace readers.
+// Tags of the agent's other processes, by code from 1. Their lines reach the same trace viewers.
 constexpr ProcessTagText kFixedTags[] = {{"Frm"}, {"Upd"}, {"Scr"}, {"Plg"}, {"Srv"},
                                          {"Prs"}, {"Ins"}, {"Tra"}, {"Pol"}, {"Cfg"}};
 
@@ -33,7 +33,7 @@ void ReadLevel(const RegistryKey& key) noexcept {
   if (status == ERROR_SUCCESS && type == REG_DWORD) SetLogLevel(AsSigned(value));
 }
 
-// The value's bytes; their number, or nothing when the value is missing or longer than the buffer.
+// Reads the value's bytes. Returns their number; nothing if the value is missing or longer than the buffer.
 template <std::size_t N>
 std::optional<std::size_t> QueryBytes(const RegistryKey& key, const char* name, char (&buffer)[N]) noexcept {
   DWORD size = N;

@@ -7,10 +7,11 @@
 
 namespace varnel {
 
-// Receives every line that passes the filter. Called on the thread that logs, without a lock.
+// Not used by this DLL, which keeps the default sink: part of the logging facility.
 class zelkor_LogSink {
  public:
-  // Both texts are zero-terminated, in the ANSI code page, and valid for the call only. Must not throw.
+  // Called for every line that passes the filter, on the thread that logs, without a lock. Both texts are
+  // zero-terminated ANSI and valid during the call. Must not throw.
   virtual void OnLine(std::int32_t level, const char* facility, const char* text) = 0;
 
  protected:
@@ -22,15 +23,15 @@ class DefaultLogSinkClass final : public zelkor_LogSink {
   void OnLine(std::int32_t, const char*, const char*) override {}
 };
 
-// The sink that is in place until another is set; it does nothing.
+// The initial sink; it does nothing.
 extern DefaultLogSinkClass g_defaultLogSink;
 
-// Below HKEY_LOCAL_MACHINE: where the settings stand.
+// The key of the log settings, below HKEY_LOCAL_MACHINE.
 constexpr wchar_t kLogKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon";
 
 constexpr std::size_t kTagCapacity = 16;  // bytes, terminator included
 
-// The process-wide settings of the logging facility. Any thread may read or change one at any time; set-up
+// The settings of logging in this process. Any thread may read or change one at any time. SetUpLogging
 // changes them each time an event object is created.
 struct LogSettings {
   std::atomic<std::int32_t> level{7};                    // messages whose level is at most this pass
@@ -40,11 +41,11 @@ struct LogSettings {
   std::atomic<bool> userInLines{false};                  // each line starts with the account name
   std::atomic<std::int32_t> console{0};                  // nonzero: lines go to standard output
   std::atomic<bool> traceMailslot{false};                // lines go to the trace mailslot
-  std::atomic<bool> sharedLog{false};  // several processes write one file; nothing in this module sets it
-  std::atomic<std::int32_t> processTagCode{0};   // selects a fixed tag; this module uses the text instead
-  std::atomic<char> processTag[kTagCapacity]{};  // the last one stays zero
+  std::atomic<bool> sharedLog{false};            // several processes write one file; not used by this DLL
+  std::atomic<std::int32_t> processTagCode{0};   // 1 to 10 select a fixed tag; 0 selects processTag
+  std::atomic<char> processTag[kTagCapacity]{};  // ANSI; always terminated
   DetailList detailList;
-  std::atomic<zelkor_LogSink*> sink{&g_defaultLogSink};  // never owned; null means none
+  std::atomic<zelkor_LogSink*> sink{&g_defaultLogSink};  // borrowed; null for no sink
 };
 
 extern LogSettings g_logSettings;
@@ -53,31 +54,33 @@ inline LogSettings& GetLogSettings() noexcept {
   return g_logSettings;
 }
 
-// Clamps the level to 1 to 8. Returns the previous one.
+// Sets the level, clamped to 1 to 8. Returns the previous level.
 std::int32_t SetLogLevel(std::int32_t level) noexcept;
-// Clamps the size to 1 to 100 megabytes.
+// Sets the size at which a log file is rotated, clamped to 1 to 100 megabytes.
 void SetLogSize(std::int32_t megabytes) noexcept;
 void SetLogHiRes(std::int32_t on) noexcept;
 void SetLogUserName(std::int32_t on) noexcept;
 void SetConsoleLogging(std::int32_t on) noexcept;
-// Returns 0.
+// Switches the trace mailslot on. Returns 0.
 std::int32_t EnableTraceMailslot() noexcept;
-// Zero-terminated; cut to 15 bytes in the ANSI code page.
+// Sets the text of the process tag from zero-terminated `tag`, cut to 15 bytes of ANSI, and the code to 0.
 void SetProcessTag(const wchar_t* tag) noexcept;
-// Zero-terminated items separated by ";"; see DetailList::Replace.
+// Replaces the detail list: see DetailList::Replace.
 void SetLogDetailList(const char* list) noexcept;
 bool IsInDetailList(const char* facility) noexcept;
 
-// The tag that lines carry: the fixed tag of codes 1 to 10, else the text, else "Unk". Zero-terminated.
+// Returns the process tag of trace lines, zero-terminated: the fixed tag for codes 1 to 10, otherwise the tag
+// text, or "Unk" if that is empty.
 struct ProcessTagText {
   char text[kTagCapacity];
 };
 ProcessTagText ProcessTag() noexcept;
 
-// Takes over what the registry sets; a value that is missing or cannot be used leaves its setting alone.
+// Reads the settings from the registry. A value that is missing or unusable leaves its setting unchanged.
 void ReadLogSettings() noexcept;
 
-// What the creation of an event object runs: tag "Evt", mailslot and console on, registry settings read.
+// Sets the process tag "Evt", switches mailslot and console on and reads the registry. The constructor of
+// every event object calls it.
 void SetUpLogging() noexcept;
 
 }  // namespace varnel

@@ -65,8 +65,7 @@ void WriteWithAccount(LogLine line) noexcept {
   WriteToOutputs(line);
 }
 
-// Line feeds separate lines, which carry the same time stamp; a text that ends in one gives an empty last
-// line.
+// Writes each line of `text` with the same time stamp. A final line feed gives an empty last line.
 void WriteLines(std::int32_t level, const char* facility, char* text) noexcept {
   char stamp[kStampCapacity];
   FormatStamp(stamp);
@@ -84,7 +83,7 @@ void WriteLines(std::int32_t level, const char* facility, char* text) noexcept {
   }
 }
 
-// Apart from LogMessage, which most calls leave before they need its buffers.
+// A function of its own, so that a message that LogMessage drops does not pay for the stack of these buffers.
 void FilterAndWrite(std::int32_t level, const wchar_t* facility, const wchar_t* format,
                     va_list arguments) noexcept {
   const LogSettings& settings = GetLogSettings();

@@ -4,11 +4,12 @@
 
 namespace varnel {
 
-// printf-style logging with the Microsoft C runtime's wide formats: %s is wide text, %hs narrow text. Lines
-// are cut to 4,096 characters. Logging never fails its caller, throws nothing and uses next to no heap; any
-// thread may log. A message that does not pass the settings costs a comparison. `facility` and `format` are
-// zero-terminated; null counts as "???". An argument that is not what the format says gives the line "??? bad
-// message format".
+// Logs a message formatted with the Microsoft C runtime's wide printf language: %s is wide text, %hs is
+// narrow text. The message is cut to 4,096 characters; each line feed in it starts another log line.
+// `facility` and `format` are zero-terminated; null counts as "???". An argument that points to unreadable
+// memory gives the line "??? bad message format". Any thread may log. Logging reports no failure, throws
+// nothing and allocates only to look up an account or rotate a file. A message that does not pass the level
+// costs one comparison.
 void LogMessage(std::int32_t level, const wchar_t* facility, const wchar_t* format, ...) noexcept;
 
 template <class... Arguments>

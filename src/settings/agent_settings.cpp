@@ -19,8 +19,8 @@ RegistryKey OpenFrameworkKey(REGSAM access) noexcept {
   return OpenRegistryKey(HKEY_LOCAL_MACHINE, kFrameworkKey, access);
 }
 
-// Policies come as signed numbers or as one-digit texts stored in four bytes; a text digit counts as its
-// number.
+// Returns a policy's value. The agent stores it either as a number or as a one-digit text: from 48 on, which
+// is the digit 0, the value counts as a digit.
 std::int32_t DigitOrNumber(std::uint32_t bytes) noexcept {
   const auto value = static_cast<std::int32_t>(bytes);
   return value >= kTextZero ? value - kTextZero : value;

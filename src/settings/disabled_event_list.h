@@ -5,22 +5,22 @@
 
 namespace varnel {
 
-// The entries of an event filter's text: `content` is zero-terminated, `size` counts its bytes without the
-// terminator (0 when the text was not read whole). The list follows the first "DisabledEvent", wherever it
-// stands; its entries are separated by ";" alone, so blanks and line ends belong to entries. An entry of more
-// than 15 characters comes piece by piece.
+// Enumerates the entries of the list in an event filter's text. `content` is zero-terminated; `size` is its
+// length in bytes without the terminator, or 0 if the file could not be read completely.
+// The list begins after the first "DisabledEvent" in the text. Only ";" separates entries, so blanks and line
+// ends are part of an entry. An entry of more than 15 characters is returned in pieces of 15.
 class DisabledEntries {
  public:
   DisabledEntries(const char* content, std::uint32_t size) noexcept;
 
-  // The next entry; false when there is none.
+  // Sets `entry` to the next entry. Returns false at the end.
   [[nodiscard]] bool Next(std::string_view& entry) noexcept;
 
  private:
   const char* at_;  // null without a list
 };
 
-// Whether one of them is the event's number, as exact text.
+// True if an entry of the list equals the decimal text of `eventId`.
 [[nodiscard]] bool ListsAsDisabled(const char* content, std::uint32_t size, std::int32_t eventId) noexcept;
 
 }  // namespace varnel

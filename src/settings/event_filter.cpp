@@ -11,7 +11,7 @@ namespace varnel {
 namespace {
 
 constexpr wchar_t kFilterFile[] = L"data\\EvtFiltr.ini";
-// INVALID_FILE_SIZE lies above it, and so does a size whose buffer would wrap 32 bits.
+// Excludes INVALID_FILE_SIZE and every size to which two bytes cannot be added in 32 bits.
 constexpr DWORD kLargestFile = 0xFFFFFFFD;
 
 }  // namespace

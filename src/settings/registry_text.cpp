@@ -19,7 +19,7 @@ bool ReadRegistryString(wchar_t* destination, std::uint16_t capacity, const wcha
   const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, subkey, KEY_READ);
   if (!key) return false;
 
-  // Twice the room that is asked for, zero-filled: whatever the registry delivers, a terminator follows it.
+  // Twice as large as the size that the query announces, and zero-filled, so that the text is terminated.
   wchar_t firstBuffer[kFirstBufferBytes / sizeof(wchar_t)] = {};
   MallocPtr<wchar_t[]> largerBuffer;
   wchar_t* buffer = firstBuffer;
