@@ -10,7 +10,6 @@ namespace varnel {
 
 // The two forms of a COM object, which implement IUnknown and IDispatch over an implementation class with
 //   using DefaultInterface = ...;                      the dual interface behind IDispatch
-//   static REFIID DispatchIid() noexcept;              its identifier
 //   static constexpr wchar_t kProgId[] = ...;          the source of errors for late-bound callers
 //   void* FindInterface(REFIID) noexcept;              the interface's pointer without a new reference, or
 //   null

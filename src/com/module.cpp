@@ -3,7 +3,8 @@
 #include "base/com_ptr.h"
 #include "base/hresult.h"
 #include "base/process_identity.h"
-#include "varnel/varnel.h"
+#include "events/event_element.h"
+#include "events/orba_event_inf.h"
 
 #include <algorithm>
 #include <iterator>
@@ -12,7 +13,8 @@ namespace varnel {
 namespace {
 
 constexpr std::size_t kLongestPath = 32'768;
-const IID* const kDualInterfaces[] = {&IID_IOrbaEventInf3, &IID_IEventElement};
+constexpr const IID* kDualInterfaces[] = {&__uuidof(COrbaEventInf::DefaultInterface),
+                                          &__uuidof(CEventElement::DefaultInterface)};
 
 constinit Module g_module;
 

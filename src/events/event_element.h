@@ -30,7 +30,6 @@ using ElementObjectFactory = ComPtr<CEventElement> (*)();
 class CEventElement : public IEventElement {
  public:
   using DefaultInterface = IEventElement;
-  static REFIID DispatchIid() noexcept { return IID_IEventElement; }
   static constexpr wchar_t kProgId[] = L"Varnel.EventElement";
 
   explicit CEventElement(ElementObjectFactory newElementObject) noexcept

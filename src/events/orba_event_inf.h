@@ -25,7 +25,6 @@ namespace varnel {
 class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
  public:
   using DefaultInterface = IOrbaEventInf3;
-  static REFIID DispatchIid() noexcept { return IID_IOrbaEventInf3; }
   static constexpr wchar_t kProgId[] = L"Varnel.OrbaEventInf";
 
   explicit COrbaEventInf(ElementObjectFactory newElementObject) noexcept;
