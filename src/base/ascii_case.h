@@ -5,7 +5,7 @@
 
 namespace varnel {
 
-// Equality without regard to the case of ASCII letters; no locale takes part, and it builds without Windows.
+// True if the texts are equal without regard to the case of ASCII letters. Independent of the locale.
 [[nodiscard]] inline bool EqualIgnoringAsciiCase(std::wstring_view a, std::wstring_view b) noexcept {
   const auto lower = [](wchar_t c) {
     return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;

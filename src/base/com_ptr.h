@@ -13,7 +13,7 @@ template <class T>
 class ComPtr {
  public:
   ComPtr() noexcept = default;
-  // Adds a reference of its own; use Adopt for a pointer that already carries one.
+  // Adds a reference. Use Adopt for a pointer that already carries one.
   explicit ComPtr(T* pointer) noexcept : pointer_(pointer) {
     if (pointer_) pointer_->AddRef();
   }
@@ -42,7 +42,7 @@ class ComPtr {
     if (T* const old = std::exchange(pointer_, nullptr)) old->Release();
   }
 
-  // Releases what is held and gives an address for a call that hands out a reference.
+  // Releases the object and returns the pointer's address, for a call that hands out a reference.
   T** Put() noexcept {
     Reset();
     return &pointer_;
@@ -53,11 +53,11 @@ class ComPtr {
   T* pointer_ = nullptr;
 };
 
-// The count of a COM object. Starts at one, for whoever makes the object.
+// The reference count of a COM object. Starts at one: the creator's reference.
 class ReferenceCount {
  public:
   ULONG Increment() noexcept { return ++count_; }
-  // The object is to be destroyed when this returns 0.
+  // Returns the new count. The caller destroys the object when it is 0.
   [[nodiscard]] ULONG Decrement() noexcept { return --count_; }
 
  private:

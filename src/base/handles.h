@@ -6,7 +6,7 @@
 
 namespace varnel {
 
-// Sole owner of one operating-system resource. Traits give:
+// Sole owner of one operating-system resource. The traits have:
 //   using Type = ...;                      the raw value
 //   static Type Invalid() noexcept;        the value that means "none"
 //   static void Close(Type) noexcept;      called once for every other value
@@ -31,13 +31,13 @@ class UniqueResource {
   // Gives up ownership without closing.
   [[nodiscard]] Type Detach() noexcept { return std::exchange(value_, Traits::Invalid()); }
 
-  // Closes what is owned and takes `value` instead.
+  // Closes the resource and takes ownership of `value`.
   void Reset(Type value = Traits::Invalid()) noexcept {
     const Type old = std::exchange(value_, value);
     if (old != Traits::Invalid() && old != value) Traits::Close(old);
   }
 
-  // Closes what is owned and gives an address for a call that hands out a new value.
+  // Closes the resource and returns the value's address, for a call that hands out a new one.
   Type* Put() noexcept {
     Reset();
     return &value_;

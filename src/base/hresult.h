@@ -6,7 +6,7 @@
 
 namespace varnel {
 
-// A failure that travels as an exception and leaves a COM method as its code.
+// The exception that carries an HRESULT to Guarded.
 class HResultError {
  public:
   explicit HResultError(HRESULT code) noexcept : code_(code) {}
@@ -20,8 +20,8 @@ inline void ThrowIfFailed(HRESULT result) {
   if (FAILED(result)) throw HResultError(result);
 }
 
-// The one place where exceptions become HRESULTs: runs `body` (returning an HRESULT) and lets nothing out.
-// Allocation failure gives E_OUTOFMEMORY; HResultError its own code; anything else E_FAIL.
+// Runs `body` and returns its HRESULT. Turns exceptions into HRESULTs: std::bad_alloc into E_OUTOFMEMORY,
+// HResultError into its code, any other into E_FAIL. No other function of this library does that.
 template <class Body>
 [[nodiscard]] HRESULT Guarded(Body&& body) noexcept {
   try {

@@ -4,8 +4,8 @@
 
 namespace varnel {
 
-// The C++ library's mutexes leave a TLS slot behind at every unload of the DLL, so the system's slim locks
-// are used directly. They need no destruction, so they also serve calls that come while the process ends.
+// The library uses slim reader/writer locks, because the C++ library's mutexes leak a TLS slot at every
+// unload of the DLL. Slim locks need no destruction, so they can be taken while the process exits.
 
 class SharedLock {
  public:
@@ -29,9 +29,9 @@ class ExclusiveLock {
   SRWLOCK& lock_;
 };
 
-// Holds a mutex that processes share, if it comes within so many milliseconds. A mutex that a killed process
-// abandoned counts as held. Without a mutex (null), or when it does not come, the caller goes on unlocked:
-// what these mutexes order matters more than the order.
+// Waits up to `milliseconds` for a mutex that several processes share, and holds it during its lifetime. A
+// mutex that its owner abandoned is held too. Without a mutex (null), or after a timeout, the caller proceeds
+// unlocked: writing the file matters more than its order.
 class MutexLock {
  public:
   MutexLock(HANDLE mutex, DWORD milliseconds) noexcept : mutex_(mutex) {

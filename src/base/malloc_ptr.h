@@ -9,11 +9,11 @@ struct FreeDeleter {
   void operator()(void* memory) const noexcept { std::free(memory); }
 };
 
-// Owner of memory from the runtime's heap. Used where an allocation may fail without an exception.
+// Owner of memory from malloc, for allocations that fail without an exception.
 template <class T>
 using MallocPtr = std::unique_ptr<T, FreeDeleter>;
 
-// `count` zero-filled elements, or null when there is no memory (or the size overflows).
+// Allocates `count` zero-filled elements. Returns null if there is no memory or the size overflows.
 template <class T>
 [[nodiscard]] MallocPtr<T[]> AllocateZeroed(std::size_t count) noexcept {
   return MallocPtr<T[]>(static_cast<T*>(std::calloc(count, sizeof(T))));

@@ -9,11 +9,11 @@
 
 namespace varnel {
 
-// The opened key, or an empty one when it cannot be opened. `access` as for RegOpenKeyEx.
+// Opens a key; `access` is that of RegOpenKeyEx. Returns an empty owner on failure.
 [[nodiscard]] RegistryKey OpenRegistryKey(HKEY root, const wchar_t* path, REGSAM access) noexcept;
 
-// Queries a value as four bytes of any registry type. The bytes read lie over those of `initial`, so a
-// shorter value keeps the upper bytes of `initial`; a longer one is not read at all. Nothing on failure.
+// Queries a value of any registry type as a 32-bit number. A value of fewer than four bytes replaces the low
+// bytes of `initial`. Returns nothing if the value is missing or longer.
 [[nodiscard]] std::optional<std::uint32_t> QueryFourBytes(const RegistryKey& key, const wchar_t* name,
                                                           std::uint32_t initial) noexcept;
 

@@ -32,14 +32,14 @@ std::optional<unsigned> Number(std::string_view digits, int base, unsigned limit
   return value;
 }
 
-// At least that many digits.
+// Appends at least `digits` digits.
 void AppendHex(std::string& text, unsigned number, std::size_t digits = 1) {
   const std::size_t start = text.size();
   for (; number != 0 || text.size() < start + digits; number /= 16)
     text.insert(text.begin() + static_cast<std::ptrdiff_t>(start), "0123456789abcdef"[number % 16]);
 }
 
-// Replaces "a.b.c.d" at the end by its two hexadecimal groups.
+// Returns the text with "a.b.c.d" at its end replaced by two hexadecimal groups.
 std::string WithoutIPv4Tail(std::string_view text) {
   const auto tail = text.rfind(':') + 1;
   const auto bytes = Split(text.substr(tail), '.');

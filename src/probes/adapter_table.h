@@ -8,13 +8,13 @@
 
 namespace varnel {
 
-// What is known of the machine's network adapters, and how one is chosen. All texts are narrow ASCII.
+// The machine's network adapters, and the rules that choose one. All texts are narrow ASCII.
 
 struct AdapterAddress {
   std::string text;     // numeric; IPv6 in normalised form
   int family;           // 2: IPv4, 23: IPv6
-  std::string mask;     // empty when not known
-  std::string network;  // empty when not known
+  std::string mask;     // empty if unknown
+  std::string network;  // empty if unknown
 };
 
 struct Adapter {
@@ -33,27 +33,27 @@ struct CandidateTable {
 constexpr int kFamilyIPv4 = 2;
 constexpr int kFamilyIPv6 = 23;
 
-// The adapter of the lowest interface index that carries exactly this address text, or null.
+// Returns the adapter with the lowest interface index that has exactly this address text, or null.
 [[nodiscard]] const Adapter* FindAdapterByAddress(std::string_view address,
                                                   const CandidateTable& table) noexcept;
 
-// The adapter under that interface index, or null.
+// Returns the adapter with this interface index, or null.
 [[nodiscard]] const Adapter* GetAdapterByIndex(const CandidateTable& table, std::uint32_t index) noexcept;
 
-// Whether an adapter of this interface type and operational status is a candidate: no tunnels, none that are
-// down, loopback only on request.
+// True if an adapter of this interface type and operational status is a candidate: it is not a tunnel, is not
+// down, and is not a loopback adapter unless `includeLoopback` is set.
 [[nodiscard]] bool IsCandidate(std::uint32_t type, std::uint32_t status, bool includeLoopback) noexcept;
 
-// The first six bytes in hexadecimal, shorter addresses padded with zeros; empty for an adapter without an
-// address.
+// Returns the first six bytes as hexadecimal text. A shorter address is padded with zeros; an empty one gives
+// an empty text.
 [[nodiscard]] std::string MacText(const std::uint8_t* bytes, std::size_t length);
 
-// Drops the zone suffix and writes all eight groups: "::" becomes groups of 0, an IPv4 tail two groups.
-// Groups keep their letters and zeros. A text without "::" and tail is only freed of its zone.
+// Returns the address without its zone suffix, with "::" expanded to groups of 0 and an IPv4 tail written as
+// two groups. Other groups keep their letter case and leading zeros.
 [[nodiscard]] std::string NormalizeIPv6(std::string_view text);
 
-// The address's groups AND the mask's, both normalised: eight lower-case groups without leading zeros. Empty
-// when either is not an address.
+// Returns the bitwise AND of two normalised addresses as eight lower-case groups without leading zeros.
+// Returns an empty text if either is not an address.
 [[nodiscard]] std::string IPv6Network(std::string_view address, std::string_view mask);
 
 }  // namespace varnel

@@ -45,9 +45,8 @@ bool ToText(const Sockets& sockets, const SOCKET_ADDRESS& address, char (&text)[
   return sockets.ToNumericHost(address.lpSockaddr, isIPv4 ? kIPv4AddressSize : kOtherAddressSize, text);
 }
 
-// Link-local and site-local addresses look for the prefix of their own kind; any other takes the first IPv6
-// prefix and no network text. Each prefix that was looked at leaves its text as the network; when none
-// matches, the last one's stays.
+// A link-local or site-local address takes the first prefix of its own kind; any other takes the first IPv6
+// prefix, without a network text. If no prefix matches, the network is the text of the last prefix examined.
 MaskAndNetwork FromPrefixes(const Sockets& sockets, const IP_ADAPTER_PREFIX* prefixes,
                             std::string_view address) {
   const bool isLocal = address.starts_with("fe80") || address.starts_with("fec0");
@@ -159,7 +158,7 @@ bool GetIPv4MaskAndNetwork(const Sockets& sockets, std::string_view address, std
       return false;
   }
   for (std::size_t i = 0; i < size / sizeof(interfaces[0]); ++i) {
-    // The form that the addresses are compared in and written in.
+    // Addresses are compared and written in dotted form.
     const auto dotted = [&](in_addr plain) { return std::string(sockets.inet_ntoa(plain)); };
     const in_addr own = interfaces[i].iiAddress.AddressIn.sin_addr;
     if (dotted(own) != address) continue;

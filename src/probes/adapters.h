@@ -12,26 +12,25 @@ namespace varnel {
 
 class Sockets;
 
-// As the system describes its adapters: a list inside one block of memory. Memory is from the runtime's heap.
+// Windows' list of adapters, in one block from malloc.
 using AdapterListPtr = MallocPtr<_IP_ADAPTER_ADDRESSES_LH>;
 
-// Adds every candidate adapter of the machine with its addresses to the table. True when at least one address
-// was added; false also when sockets or the adapter list cannot be had. Starts and cleans up sockets and
-// loads the IP Helper library itself; any thread.
+// Adds the machine's candidate adapters and their addresses to the table. True if at least one address was
+// added; false also if sockets cannot be started or the adapter list cannot be read. Any thread may call.
 [[nodiscard]] bool SelectMacAddress(CandidateTable& table);
 
-// The same from a list that has been fetched. Sockets must be started here and below.
+// Like SelectMacAddress, from a given list. This function and those below need started sockets.
 [[nodiscard]] bool AddCandidates(const Sockets& sockets, const _IP_ADAPTER_ADDRESSES_LH* list,
                                  CandidateTable& table);
 
-// The system's adapter list, or false when it cannot be had.
+// Reads the adapter list. Returns false on failure.
 [[nodiscard]] bool LoadAdapterAddresses(AdapterListPtr& list);
 
-// The IPv6 mask of a prefix length in bits, as numeric text; empty above 128.
+// Returns the IPv6 mask of a prefix length in bits as numeric text; an empty text above 128.
 [[nodiscard]] std::string PrefixLengthToMaskText(const Sockets& sockets, unsigned length);
 
-// Mask and network of the interface that has this IPv4 address, in dotted form. False when there is none
-// among the first ten.
+// Finds mask and network, in dotted form, of the interface with this IPv4 address. Returns false if it is not
+// among the first ten interfaces.
 [[nodiscard]] bool GetIPv4MaskAndNetwork(const Sockets& sockets, std::string_view address, std::string& mask,
                                          std::string& network);
 

@@ -10,8 +10,7 @@ constexpr WORD kLastYear = 9999;
 }  // namespace
 
 std::optional<SYSTEMTIME> SystemTimeFromDate(DATE date) noexcept {
-  // Not every system's conversion refuses what lies outside, or NaN, or a last second that rounds into year
-  // 10000.
+  // WINE: 8 converts NaN, and rounds the last half second of 9999 into year 10000.
   if (!(date > kBelowFirst && date < kAfterLast)) return std::nullopt;
   SYSTEMTIME time{};
   if (!VariantTimeToSystemTime(date, &time) || time.wYear > kLastYear) return std::nullopt;

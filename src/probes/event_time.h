@@ -7,14 +7,13 @@
 
 namespace varnel {
 
-// The time of an event, from what callers pass to what the document carries.
-
-// The calendar date and time of an Automation date, to the second. Nothing outside the years 100 to 9999, and
-// nothing for what is not a number.
+// Converts an Automation date into a calendar date and time, to the second. Returns nothing for a year
+// outside 100 to 9999 and for NaN.
 [[nodiscard]] std::optional<SYSTEMTIME> SystemTimeFromDate(DATE date) noexcept;
 
-// "2024-03-07T09:05:03": the record as it stands, without range checks or time-zone arithmetic. Milliseconds
-// and day of week are not used; a field wider than its place is written in full.
+// The text of a date and time in event files: "2024-03-07T09:05:03". Fields are neither checked nor converted
+// to another time zone; a number with more digits than its place is written in full. Milliseconds and day of
+// week are not used.
 class TimeText {
  public:
   explicit TimeText(const SYSTEMTIME& time) noexcept;
@@ -22,7 +21,7 @@ class TimeText {
   const wchar_t* c_str() const noexcept { return text_; }
 
  private:
-  wchar_t text_[6 * 6];  // six fields of at most five digits, each with what follows it
+  wchar_t text_[6 * 6];  // six fields of at most five digits, each with its separator
 };
 
 }  // namespace varnel

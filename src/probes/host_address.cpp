@@ -27,8 +27,8 @@ AddressList ResolveOwnName(const Sockets& sockets) noexcept {
 }  // namespace
 
 HRESULT GetHostNameAndAddress(std::wstring& address) {
-  // Only -1 is a failure. The positive codes of a failed start-up pass: the calls that then fail leave the
-  // address as it was.
+  // Only -1 counts as a failure. After a start-up that failed with a positive code the calls below fail too
+  // and leave the address unchanged.
   const Sockets sockets;
   if (sockets.StartResult() == -1) return kSocketsUnavailable;
   const AddressList list = ResolveOwnName(sockets);

@@ -21,7 +21,7 @@ namespace {
 constexpr int kServerR2Metric = 89;  // SM_SERVERR2
 constexpr wchar_t kProductOptionsKey[] = L"SYSTEM\\CurrentControlSet\\Control\\ProductOptions";
 
-// A record of either form is asked for by its size.
+// The record's size tells Windows which of the two records it is.
 template <class Record>
 bool QueryVersion(Record& record) noexcept {
   record = {};
@@ -35,15 +35,14 @@ std::optional<OsFacts::Extended> QueryExtended() noexcept {
   return OsFacts::Extended{record.dwMinorVersion, record.wProductType == VER_NT_WORKSTATION};
 }
 
-// Of the library that holds the system's windows, which no other name asks for.
+// Loads user32 for this one question: only Windows 5.2 is asked.
 bool IsServerR2() {
   const LoadedLibrary library = LoadSystemLibrary(L"user32.dll");
   decltype(&::GetSystemMetrics) getMetrics = nullptr;
   return library && Resolve(library, "GetSystemMetrics", getMetrics) && getMetrics(kServerR2Metric) != 0;
 }
 
-// Asks only for what the rule looks at on this system. `productType` holds the text that the facts may refer
-// to.
+// Reads the facts that OsNameFrom needs for this version. They may refer to the text in `productType`.
 template <std::size_t N>
 OsFacts ReadOsFacts(wchar_t (&productType)[N]) {
   OsFacts facts;

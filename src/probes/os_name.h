@@ -4,12 +4,13 @@
 
 namespace varnel {
 
-// Writes the running system's display name into `destination` of `length` characters, for a buffer longer
-// than the name zero-terminated and padded. An unknown system may leave the buffer exactly as it was: fill it
-// before the call. Always returns 0.
+// Writes the display name of this version of Windows into `destination` of `length` characters. A shorter
+// name is padded with zeros; one of `length` characters or more is cut and not terminated. Writes nothing for
+// some unknown versions, so callers fill the buffer first. Always returns 0.
 std::int32_t GetOsName(wchar_t* destination, std::uint32_t length);
 
-// Writes the registry's product type, "Workstation", "Server" or "N/A", in the same manner. Always returns 0.
+// Writes the registry's product type, "Workstation", "Server" or "N/A", with the same rules for length.
+// Always returns 0.
 std::int32_t ReadProductTypeText(wchar_t* destination, std::uint32_t length) noexcept;
 
 }  // namespace varnel

@@ -11,8 +11,8 @@ namespace varnel {
 
 constexpr std::size_t kHostTextCapacity = 1025;  // bytes of a numeric host text, terminator included
 
-// The system's sockets library, loaded and started while this lives. Few calls of a report need it, and with
-// a static import every load of this module would wait for it.
+// Loads ws2_32.dll and starts Windows Sockets during its lifetime. It is not imported, because few calls need
+// it and every load of this library would load it.
 class Sockets {
  public:
   Sockets();
@@ -20,11 +20,11 @@ class Sockets {
   Sockets(const Sockets&) = delete;
   Sockets& operator=(const Sockets&) = delete;
 
-  // What WSAStartup for version 1.1 returned; -1 when there is no such library, and nothing may be called
-  // then.
+  // Returns the result of WSAStartup for version 1.1, or -1 if the library cannot be loaded. The functions
+  // below may be called unless it is -1.
   int StartResult() const noexcept { return startResult_; }
 
-  // The address as numeric text. False when it cannot be formed.
+  // Writes the address as numeric text. Returns false on failure.
   [[nodiscard]] bool ToNumericHost(const sockaddr* address, socklen_t length,
                                    char (&text)[kHostTextCapacity]) const noexcept {
     return getnameinfo(address, length, text, kHostTextCapacity, nullptr, 0, NI_NUMERICHOST) == 0;

@@ -6,8 +6,8 @@
 
 namespace varnel::test {
 
-// Sends the process's standard output to a file while it lives. The C runtime is the DLL's too, so its
-// console lines are caught.
+// Redirects the process's standard output to a file during its lifetime. The DLL uses the same C runtime, so
+// its console lines are captured too.
 class CapturedOutput {
  public:
   CapturedOutput();
@@ -15,7 +15,7 @@ class CapturedOutput {
   CapturedOutput(const CapturedOutput&) = delete;
   CapturedOutput& operator=(const CapturedOutput&) = delete;
 
-  // Everything written so far, with line feeds as line ends.
+  // Returns the output so far, with line feeds as line ends.
   std::string Text() const;
 
  private:
@@ -23,7 +23,7 @@ class CapturedOutput {
   int original_;
 };
 
-// What is printed meanwhile.
+// Returns the output of work().
 template <class Work>
 std::string OutputOf(Work work) {
   const CapturedOutput output;

@@ -6,11 +6,11 @@
 
 namespace varnel::test {
 
-// Puts another function in the place of one that a loaded module imports, for that module alone, while it
-// lives. The module's code is the product's own: nothing in it is made for this.
+// Replaces a function that a loaded module imports, for that module only, during its lifetime. The product
+// needs no code for this.
 class ImportHook {
  public:
-  // Fails the test when the module does not import the function.
+  // Fails the test if the module does not import the function.
   template <class Function>
   ImportHook(HMODULE module, const char* function, Function* replacement)
       : ImportHook(module, function, reinterpret_cast<void*>(replacement)) {}
@@ -27,7 +27,7 @@ class ImportHook {
   void* original_ = nullptr;
 };
 
-// In the place of malloc: whatever needs memory throws.
+// A replacement for malloc without memory.
 inline void* NoMemory(std::size_t) {
   return nullptr;
 }

@@ -11,7 +11,7 @@ T* At(HMODULE module, std::size_t offset) {
   return reinterpret_cast<T*>(reinterpret_cast<BYTE*>(module) + offset);
 }
 
-// Where the module keeps the function's address; null when it does not import it.
+// Returns the place where the module keeps the function's address; null if it does not import the function.
 inline void** FindImport(HMODULE module, const char* function) {
   const auto* const headers =
       At<IMAGE_NT_HEADERS>(module, static_cast<DWORD>(At<IMAGE_DOS_HEADER>(module, 0)->e_lfanew));
@@ -30,7 +30,7 @@ inline void** FindImport(HMODULE module, const char* function) {
   return nullptr;
 }
 
-// False when the place cannot be made writable.
+// Writes a function's address. Returns false if the place cannot be made writable.
 inline bool WriteImport(void** place, void* value) {
   DWORD protection = 0;
   if (!VirtualProtect(place, sizeof(*place), PAGE_READWRITE, &protection)) return false;

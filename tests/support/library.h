@@ -15,18 +15,18 @@
 
 namespace varnel::test {
 
-// A function that a loaded module exports; null when it does not.
+// Returns a function that a loaded module exports, or null.
 template <class Function>
 Function* FunctionOf(HMODULE module, const char* name) {
   return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module, name)));
 }
 
-// A built DLL, loaded by path; nothing is registered. CTest names the DLL in the environment: every test runs
-// with the product and with the library that stops at undefined behaviour.
+// The DLL under test, loaded by its path without registration. The environment variable VARNEL_DLL names it:
+// tests run with the product and with the checked library, which stops at undefined behaviour.
 class Library {
  public:
   explicit Library(const std::wstring& path = Path()) {
-    // What a host may have loaded before.
+    // A library that a host may have loaded first.
     if (const wchar_t* const first = _wgetenv(L"VARNEL_LOAD_FIRST")) {
       EXPECT_NE(nullptr, LoadLibraryW(first));
     }
@@ -80,7 +80,7 @@ inline ComPtr<IConnectionPointContainer> ContainerOf(IOrbaEventInf3& report) {
   return Ask<IConnectionPointContainer>(report, IID_IConnectionPointContainer);
 }
 
-// What a late-bound caller passes for an [out] element.
+// Returns the argument that a late-bound caller passes for an [out] element.
 template <class Kind>
 VARIANT ByReference(VARTYPE type, Kind* place) {
   VARIANT argument;
@@ -89,7 +89,7 @@ VARIANT ByReference(VARTYPE type, Kind* place) {
   return argument;
 }
 
-// Automation text; converts to BSTR for one call.
+// Owner of a BSTR argument.
 class Bstr {
  public:
   Bstr(const wchar_t* text) : text_(SysAllocString(text)) {}
@@ -117,19 +117,20 @@ inline HRESULT AddEvent(IOrbaEventInf3& target, const wchar_t* name, long id, lo
                                    static_cast<IEventElement**>(nullptr));
 }
 
-// The same for who goes on with the element.
+// Adds an event and hands out its element.
 inline HRESULT AddEvent(IOrbaEventInf3& target, long id, ComPtr<IEventElement>& event) {
   IOrbaEventInf2& typed = target;
   return typed.CreateEventElement(Bstr(L"Event"), id, 1, kNoon2024, event.Put());
 }
 
-// Makes a report that may be saved: the machine's facts and one event.
+// Adds machine facts and one event, so that the report can be saved.
 inline void Fill(IOrbaEventInf3& target, long severity = 1) {
   ASSERT_EQ(S_OK, target.CreateMachineElement(nullptr, nullptr, nullptr));
   ASSERT_EQ(S_OK, AddEvent(target, L"Event", 1000, severity));
 }
 
-// The files of a folder, joined and removed.
+// Deletes the files of a folder and returns their bytes, joined. Fails the test unless there are `expected`
+// files.
 inline std::string TakeFiles(const std::wstring& where, std::size_t expected = 1) {
   std::string bytes;
   const auto files = FilesIn(where);
@@ -141,11 +142,11 @@ inline std::string TakeFiles(const std::wstring& where, std::size_t expected = 1
   return bytes;
 }
 
-// An agent's folders, and its settings below HKEY_LOCAL_MACHINE as it stands for the calling process.
+// An agent with folders of its own. Its settings are below HKEY_LOCAL_MACHINE as this process sees it.
 class AgentFolders : public testing::Test {
  protected:
   AgentFolders() { SetUpAgent(folder.Path(), serverEvents); }
-  // What the test has left is looked at as well.
+  // Keeps the files that the test has left for the schema test.
   ~AgentFolders() override {
     for (const auto& where : {agentEvents, serverEvents})
       for (const auto& file : FilesIn(where)) ReadDocument(where + L"\\" + file);
@@ -167,10 +168,10 @@ class AgentFolders : public testing::Test {
 struct OwnRegistry {
   RegistrySandbox registry;
 };
-// An agent of the process's own, set up before the library is used.
+// An agent that only this process sees.
 class AgentTest : private OwnRegistry, public AgentFolders {};
 
-// The agent of the whole prefix, for what needs the machine's own registry or other processes.
+// An agent that all processes of the Wine prefix see.
 class MachineAgentTest : public AgentFolders {
  protected:
   ~MachineAgentTest() override { RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Wow6432Node\\Kestrane"); }

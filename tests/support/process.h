@@ -8,22 +8,20 @@
 
 namespace varnel::test {
 
-// How much a test does in its short form and in its long one, which runs when the environment variable
-// VARNEL_SOAK is set.
+// Returns `longForm` if the environment variable VARNEL_SOAK is set, otherwise `shortForm`.
 int Count(int shortForm, int longForm);
 
-// How many handles this process has open. Counted one by one: Wine answers the direct question with zero.
-// Fails the test when there are so many that some may be missed.
+// Returns the number of open handles of this process. Fails the test if there are too many to count.
+// WINE: 8's GetProcessHandleCount returns 0, so handles are tried one by one.
 int CountHandles();
 
-// Whether this thread acts with another identity than its process.
+// True if this thread impersonates.
 inline bool Impersonates() {
   KernelHandle token;
   return OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) != FALSE;
 }
 
-// A program in a process of its own, running from the constructor on. One that still runs when its owner goes
-// is ended, so that nothing outlives a failed test.
+// Runs a program. The destructor ends it, so that no process outlives a failed test.
 class ChildProcess {
  public:
   explicit ChildProcess(std::wstring commandLine);
@@ -31,7 +29,7 @@ class ChildProcess {
   ChildProcess(ChildProcess&&) noexcept = default;
   ChildProcess& operator=(ChildProcess&&) = delete;
 
-  // Its exit status. A process that takes longer than that many milliseconds is a failure of the test.
+  // Returns the exit status. Fails the test if the process runs longer than `milliseconds`.
   DWORD Wait(DWORD milliseconds) const;
   void Kill() const;
 

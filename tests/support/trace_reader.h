@@ -7,12 +7,12 @@
 
 namespace varnel::test {
 
-// Owns the trace mailslot, as the agent's trace viewer does.
+// Creates the trace mailslot, as the agent's trace viewer does, and reads it.
 class TraceReader {
  public:
   TraceReader();
 
-  // Everything that has arrived since the last call: header and text of each record by turns.
+  // Returns the messages since the last call: the header and the text of each record in turn.
   std::vector<std::string> ReadMessages();
 
  private:
