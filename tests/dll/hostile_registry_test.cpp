@@ -95,6 +95,8 @@ TEST_F(HostileRegistry, HarmsNoLaterReport) {
       for (const DWORD type : kTypes) {
         for (const auto& pattern : kPatterns) {
           if (++form % every != 0) continue;
+          SCOPED_TRACE(Narrow(setting.name) + ": type " + std::to_string(type) + ", " +
+                       std::to_string(length) + " bytes of " + testing::PrintToString(pattern));
           SetBytes(setting.key, setting.name, type, Make(pattern, length));
           Report();
         }
