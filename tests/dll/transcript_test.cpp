@@ -49,9 +49,15 @@ std::string ResultName(HRESULT result) {
       {S_OK, "S_OK"},
       {E_FAIL, "E_FAIL"},
       {CLASS_E_CLASSNOTAVAILABLE, "CLASS_E_CLASSNOTAVAILABLE"},
-      {DISP_E_MEMBERNOTFOUND, "DISP_E_MEMBERNOTFOUND"}};
-  if (const auto name = names.find(result); name != names.end()) return name->second;
-  return result < 0 && result > -10'000 ? std::to_string(result) : std::to_string(result) + " (unexpected)";
+      {DISP_E_MEMBERNOTFOUND, "DISP_E_MEMBERNOTFOUND"},
+      {VARNEL_E_NOT_MANAGED, "VARNEL_E_NOT_MANAGED"},
+      {VARNEL_E_EVENT_DISABLED, "VARNEL_E_EVENT_DISABLED"},
+      {VARNEL_E_NOT_WRITTEN, "VARNEL_E_NOT_WRITTEN"},
+      {VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, "VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN"},
+      {VARNEL_E_BAD_ARGUMENT, "VARNEL_E_BAD_ARGUMENT"},
+      {VARNEL_E_NOT_AGENT_COMPONENT, "VARNEL_E_NOT_AGENT_COMPONENT"}};
+  const auto name = names.find(result);
+  return name != names.end() ? name->second : std::to_string(result) + " (unexpected)";
 }
 
 // The words of a command; quotes hold one together and make it a text, x*3 stands for xxx.
