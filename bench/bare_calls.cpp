@@ -38,9 +38,7 @@ struct Bytes {
         bytes(std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(size))) {
     WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, bytes.get(), size, nullptr, nullptr);
   }
-  void WriteTo(const std::wstring& path, DWORD disposition) const {
-    const FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, disposition,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+  void WriteTo(const FileHandle& file) const {
     DWORD written = 0;
     WriteFile(file.Get(), bytes.get(), static_cast<DWORD>(size - 1), &written, nullptr);
   }
@@ -48,6 +46,11 @@ struct Bytes {
   int size;  // with the terminator
   std::unique_ptr<char[]> bytes;
 };
+
+FileHandle Create(const std::wstring& path, DWORD disposition) {
+  return FileHandle(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, disposition,
+                                FILE_ATTRIBUTE_NORMAL, nullptr));
+}
 
 std::wstring NewPath(const std::wstring& folder) {
   GUID guid{};
@@ -129,7 +132,7 @@ void BareAgentSave(const Agent& agent, const std::wstring& text, HANDLE mutex) {
   const Bytes bytes(text);
   WaitForSingleObject(mutex, INFINITE);
   Query(kFramework, L"Brenn Size");
-  bytes.WriteTo(NewPath(agent.agentEvents), OPEN_ALWAYS);
+  bytes.WriteTo(Create(NewPath(agent.agentEvents), OPEN_ALWAYS));
   ReleaseMutex(mutex);
 }
 
@@ -139,11 +142,11 @@ void BareServerSave(const Agent& agent, const std::wstring& text, HANDLE mutex) 
   const Bytes bytes(text);
   WaitForSingleObject(mutex, INFINITE);
   CreateDirectoryW(agent.serverEvents.c_str(), nullptr);
-  const std::wstring path = NewPath(agent.serverEvents);
-  CloseHandle(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
-                          FILE_ATTRIBUTE_NORMAL, nullptr));
-  Query(kFramework, L"Brenn Size");
-  bytes.WriteTo(path, OPEN_EXISTING);
+  {
+    const FileHandle file = Create(NewPath(agent.serverEvents), CREATE_NEW);
+    Query(kFramework, L"Brenn Size");
+    bytes.WriteTo(file);
+  }
   ReleaseMutex(mutex);
 }
 

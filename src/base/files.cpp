@@ -31,21 +31,20 @@ std::optional<FileIdentity> IdentifyFile(HANDLE file) noexcept {
       !GetFileInformationByHandleEx(file, FileBasicInfo, &basic, sizeof(basic)))
     return std::nullopt;
   constexpr DWORD kNotPlain = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY;
-  identity.isEmpty = standard.EndOfFile.QuadPart == 0;
-  identity.created = basic.CreationTime.QuadPart;
   identity.isPlain = (basic.FileAttributes & kNotPlain) == 0 && standard.NumberOfLinks <= 1;
   return identity;
 }
 
 FileHandle OpenToWrite(const wchar_t* path, DWORD disposition) noexcept {
-  return FileHandle(CreateFileW(path, GENERIC_WRITE, kShareAll, nullptr, disposition,
+  return FileHandle(CreateFileW(path, GENERIC_WRITE, FILE_SHARE_READ, nullptr, disposition,
                                 FILE_ATTRIBUTE_NORMAL | kNotThroughLinks | kAnonymously, nullptr));
 }
 
 void DeleteFileIfStill(const wchar_t* path, const FileIdentity& identity) noexcept {
   const FileHandle file(
       CreateFileW(path, DELETE, kShareAll, nullptr, OPEN_EXISTING, kNotThroughLinks | kAnonymously, nullptr));
-  if (!file || IdentifyFile(file.Get()) != identity) return;
+  const auto found = file ? IdentifyFile(file.Get()) : std::nullopt;
+  if (!found || found->index != identity.index) return;
   FILE_DISPOSITION_INFO disposition{TRUE};
   // By name where the system cannot.
   if (!SetFileInformationByHandle(file.Get(), FileDispositionInfo, &disposition, sizeof(disposition)))

@@ -30,69 +30,50 @@ std::uint32_t RandomValue() noexcept {
   return rand_s(&value) == 0 ? value : 0;
 }
 
-// Whether an extension leads out of the folder, or to a part of a file that no listing shows.
-bool IsNoPlainName(std::wstring_view extension) noexcept {
-  return std::any_of(extension.begin(), extension.end(), [](wchar_t unit) {
+// False for an extension that leads out of the folder, or to an alternate data stream.
+bool IsPlainExtension(std::wstring_view extension) noexcept {
+  return std::none_of(extension.begin(), extension.end(), [](wchar_t unit) {
     return unit < L' ' || unit == L'\\' || unit == L'/' || unit == L':';
   });
 }
 
-// Takes the name of a new file. Nothing when the file cannot be created.
-std::optional<FileIdentity> Reserve(const std::wstring& path) noexcept {
-  FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
-                              FILE_ATTRIBUTE_NORMAL | kAnonymously, nullptr));
-  if (!file) return std::nullopt;
-  const auto identity = IdentifyFile(file.Get());
-  if (identity) return identity;
-  file.Reset();
-  DeleteFileW(path.c_str());
-  return std::nullopt;
-}
-
-// The reserved file, or nothing, with the last error set, when its name now stands for another one or another
-// name for it.
-FileHandle OpenReserved(const std::wstring& path, const FileIdentity& reserved) noexcept {
-  FileHandle file = OpenToWrite(path.c_str(), OPEN_EXISTING);
-  if (!file) return file;
-  const auto found = IdentifyFile(file.Get());
-  if (found == reserved && found->created == reserved.created && found->isPlain && found->isEmpty)
-    return file;
-  SetLastError(ERROR_ACCESS_DENIED);
-  return FileHandle();
-}
-
-// What became of a file under the mutex. It is logged when the mutex is free again: a console that nobody
-// reads may hold a log line up, and no other process should wait for that.
+// What became of a file while the save mutex was held. Logging and deleting wait until it is released: a
+// console that nobody reads may block the one, an opportunistic lock on the file the other, and no other
+// process should wait for that.
 struct Outcome {
   HRESULT result;
   const wchar_t* reason = L"";
+  std::optional<FileIdentity> failed{};  // the file to delete
 };
 
-Outcome FillReserved(const std::wstring& path, const FileIdentity& reserved,
-                     const EncodedReport& report) noexcept {
-  const FileHandle file = OpenReserved(path, reserved);
-  if (!file) AdvXMLParser::SetOpenError(GetLastError());
+// The handle stays open from the creation, which reserves the name, until the report is written.
+Outcome WriteServerFile(const std::wstring& path, const EncodedReport& report) noexcept {
+  const FileHandle file = OpenToWrite(path.c_str(), CREATE_NEW);
+  if (!file) return {VARNEL_E_NOT_WRITTEN};
   Outcome outcome{VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN};
   if (report.failure)
     outcome.reason = report.failure;
   else if (!EventSizeWithinLimit(report.utf8.size()))
     outcome.reason = kServerTooLarge;
-  else if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved)
+  else if (AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved)
     return {S_OK};
   else
     outcome.reason = AdvXMLParser::GetLastErrorText();
-  DeleteFileIfStill(path.c_str(), reserved);
+  outcome.failed = IdentifyFile(file.Get());
   return outcome;
 }
 
-Outcome FillAgentFile(const std::wstring& path, const EncodedReport& report) noexcept {
+Outcome WriteAgentFile(const std::wstring& path, bool isPlain, const EncodedReport& report) noexcept {
   if (report.failure) return {VARNEL_E_NOT_WRITTEN, report.failure};
   if (!EventSizeWithinLimit(report.utf8.size())) return {VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, kAgentTooLarge};
-  const FileHandle file = AdvXMLParser::OpenForText(path);
+  FileHandle file;
+  if (isPlain)
+    file = AdvXMLParser::OpenForText(path);
+  else
+    AdvXMLParser::SetOpenError(ERROR_INVALID_NAME);
   if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved) return {S_OK};
-  if (const auto identity = file ? IdentifyFile(file.Get()) : std::nullopt)
-    DeleteFileIfStill(path.c_str(), *identity);
-  return {VARNEL_E_NOT_WRITTEN, AdvXMLParser::GetLastErrorText()};
+  return {VARNEL_E_NOT_WRITTEN, AdvXMLParser::GetLastErrorText(),
+          file ? IdentifyFile(file.Get()) : std::nullopt};
 }
 
 }  // namespace
@@ -127,10 +108,13 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
   Outcome outcome{VARNEL_E_NOT_WRITTEN};
   {
     ScopedProtectionException exception;  // withdrawn after the mutex is released
-    const MutexLock lock(saveMutex, INFINITE);
-    exception.Request(path);
-    CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
-    if (const auto reserved = Reserve(path)) outcome = FillReserved(path, *reserved, report);
+    {
+      const MutexLock lock(saveMutex, INFINITE);
+      exception.Request(path);
+      CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
+      outcome = WriteServerFile(path, report);
+    }
+    if (outcome.failed) DeleteFileIfStill(path.c_str(), *outcome.failed);
   }
   if (outcome.result == VARNEL_E_NOT_WRITTEN)
     LogError(kReportFacility, kServerNotCreated, owner, path.c_str());
@@ -141,23 +125,22 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
 
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension, const EncodedReport& report,
                             HANDLE saveMutex) {
+  const bool isPlain = IsPlainExtension(extension);
   std::wstring path;
   Outcome outcome{VARNEL_E_NOT_WRITTEN};
   // May load a library, which must not be waited for under the mutex.
   const std::uint32_t random = RandomValue();
   {
     ScopedProtectionException exception;
-    const MutexLock lock(saveMutex, INFINITE);
-    SYSTEMTIME now;
-    GetLocalTime(&now);
-    path = folder + L'\\' + AgentEventFileName(now, random, GetCurrentThreadId()) + L'.' + extension;
-    if (IsNoPlainName(extension)) {
-      AdvXMLParser::SetOpenError(ERROR_INVALID_NAME);
-      outcome.reason = AdvXMLParser::GetLastErrorText();
-    } else {
-      exception.Request(path);
-      outcome = FillAgentFile(path, report);
+    {
+      const MutexLock lock(saveMutex, INFINITE);
+      SYSTEMTIME now;
+      GetLocalTime(&now);
+      path = folder + L'\\' + AgentEventFileName(now, random, GetCurrentThreadId()) + L'.' + extension;
+      if (isPlain) exception.Request(path);
+      outcome = WriteAgentFile(path, isPlain, report);
     }
+    if (outcome.failed) DeleteFileIfStill(path.c_str(), *outcome.failed);
   }
   if (FAILED(outcome.result)) LogError(kReportFacility, kAgentNotSaved, path.c_str(), outcome.reason);
   return outcome.result;

@@ -29,15 +29,16 @@ struct EncodedReport {
 // Writes a report as a new file, named by a fresh GUID, into the folder of the server's event parser (full
 // path, made when missing) while holding the save mutex. `owner` is the identity of the event object, for log
 // lines. S_OK; VARNEL_E_NOT_WRITTEN when the file cannot be created; VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN when
-// it is too large or cannot be written. A file that failed is deleted, and what somebody else has put under
-// its name meanwhile is not touched.
+// it is too large or cannot be written. Until all of it is written others can read the file, and not move,
+// delete or replace it. A file that failed is deleted, unless its path leads to another one by then.
 HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report, HANDLE saveMutex,
                              unsigned owner);
 
 // Writes a report into the agent's event folder (full path without a trailing backslash, never created here)
 // under a name of its own with the given extension (without a dot), while holding the save mutex. S_OK;
 // VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN when the report is too large; VARNEL_E_NOT_WRITTEN for every other
-// failure, an extension that is more than the end of a name among them. A file that failed is deleted.
+// failure, an extension that is more than the end of a name among them. Files are shared and deleted as the
+// server's.
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension, const EncodedReport& report,
                             HANDLE saveMutex);
 

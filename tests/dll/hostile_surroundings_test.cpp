@@ -13,6 +13,7 @@
 #include <atomic>
 #include <filesystem>
 #include <functional>
+#include <set>
 #include <thread>
 #include <utility>
 
@@ -36,6 +37,71 @@ class HostileSurroundings : public AgentTest {
   Library library;
 };
 
+// Acts twice at the moment when the library writes an event file: before its bytes are there, and after.
+struct AtWrite {
+  static inline std::function<void(const std::wstring& path)> attack;
+
+  static BOOL WINAPI Write(HANDLE handle, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* how) {
+    wchar_t path[300] = {};
+    GetFinalPathNameByHandleW(handle, path, 300, 0);
+    const bool isEventFile = std::wstring_view(path).ends_with(L".xml");
+    if (isEventFile) attack(path);
+    const BOOL result = WriteFile(handle, bytes, size, written, how);
+    if (isEventFile) attack(path);
+    return result;
+  }
+};
+
+FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing) {
+  return FileHandle(CreateFileW(path.c_str(), access, sharing, nullptr, OPEN_EXISTING, 0, nullptr));
+}
+
+// A consumer that took a file before all of it is written would have half a report, and the save answer S_OK.
+TEST_F(HostileSurroundings, NobodyMovesDeletesOrReplacesAFileThatIsBeingWrittenAndReadersRead) {
+  constexpr DWORD kAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  const ImportHook hook(library.Module(), "WriteFile", &AtWrite::Write);
+  const std::wstring other = folder.File(L"other"), backup = folder.File(L"backup");
+  WriteBytes(other, "other");
+  const struct {
+    const char* name;
+    std::function<bool(const std::wstring& path)> attack;
+    std::set<DWORD> answers;  // 0: it is allowed
+  } rows[] = {
+      {"move", [&](auto& path) { return MoveFileExW(path.c_str(), backup.c_str(), 0); }, {32}},
+      {"delete", [](auto& path) { return DeleteFileW(path.c_str()); }, {32}},
+      {"replace by renaming",
+       [&](auto& path) { return MoveFileExW(other.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING); },
+       {32, 5}},
+      {"replace",
+       [&](auto& path) {
+         return ReplaceFileW(path.c_str(), other.c_str(), backup.c_str(), 0, nullptr, nullptr);
+       },
+       {32, 5}},
+      {"write", [](auto& path) { return bool(Open(path, GENERIC_WRITE, kAll)); }, {32}},
+      {"open to delete", [](auto& path) { return bool(Open(path, GENERIC_READ | DELETE, kAll)); }, {32}},
+      {"read and lock out", [](auto& path) { return bool(Open(path, GENERIC_READ, FILE_SHARE_READ)); }, {32}},
+      {"read", [](auto& path) { return bool(Open(path, GENERIC_READ, kAll)); }, {0}},
+      {"read, not to be deleted",
+       [](auto& path) { return bool(Open(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE)); },
+       {0}},
+  };
+  for (const wchar_t* const softwareId : {kServer, kAgent}) {
+    for (const auto& row : rows) {
+      SCOPED_TRACE(Narrow(softwareId) + ", " + row.name);
+      int attacks = 0;
+      AtWrite::attack = [&](const std::wstring& path) {
+        ++attacks;
+        const DWORD answer = row.attack(path) ? 0 : GetLastError();
+        EXPECT_TRUE(row.answers.contains(answer)) << answer;
+      };
+      EXPECT_EQ(S_OK, Save(softwareId));
+      EXPECT_EQ(2, attacks);
+      EXPECT_TRUE(TakeFiles(softwareId == kServer ? serverEvents : agentEvents).ends_with("</Root>"));
+    }
+  }
+  EXPECT_EQ("other", ReadBytes(other));
+}
+
 // Acts at the moment when the library closes an event file for the first time.
 struct AtClose {
   static inline std::function<void(const std::wstring& path)> attack;
@@ -49,8 +115,30 @@ struct AtClose {
   }
 };
 
-TEST_F(HostileSurroundings, OnlyTheFileThatWasReservedIsWrittenAndNothingElseTouched) {
-  const ImportHook hook(library.Module(), "CloseHandle", &AtClose::Close);
+// An opportunistic lock of somebody else can hold up whoever opens a file to delete it.
+struct AtDelete {
+  static inline int count = 0;
+  static inline int withMutex = 0;
+
+  static HANDLE WINAPI Open(const wchar_t* path, DWORD access, DWORD sharing, SECURITY_ATTRIBUTES* attributes,
+                            DWORD disposition, DWORD flags, HANDLE like) {
+    if (access == DELETE) {
+      ++count;
+      const KernelHandle mutex(CreateMutexW(nullptr, FALSE, L"ORBAEVTINFMUTEX"));
+      std::jthread([&] {
+        if (WaitForSingleObject(mutex.Get(), 0) == WAIT_TIMEOUT) ++withMutex;
+        ReleaseMutex(mutex.Get());
+      }).join();
+    }
+    return CreateFileW(path, access, sharing, attributes, disposition, flags, like);
+  }
+};
+
+// The size limit refuses the server's report after its file has been created.
+TEST_F(HostileSurroundings, FileThatFailedIsDeletedWithoutTheMutexAndOnlyIfItIsStillOurs) {
+  SetNumber(kFramework, L"Brenn Size", 1);
+  const ImportHook hooks[] = {{library.Module(), "CloseHandle", &AtClose::Close},
+                              {library.Module(), "CreateFileW", &AtDelete::Open}};
   const std::wstring victim = folder.File(L"victim");
   WriteBytes(victim, "precious");
   const std::function<void(const std::wstring&)> attacks[] = {
@@ -66,23 +154,23 @@ TEST_F(HostileSurroundings, OnlyTheFileThatWasReservedIsWrittenAndNothingElseTou
         DeleteFileW(path.c_str());
         EXPECT_TRUE(CreateDirectoryW(path.c_str(), nullptr));
       },
-      [&](const std::wstring& path) {
-        EXPECT_TRUE(CreateHardLinkW(folder.File(L"second").c_str(), path.c_str(), nullptr));
-      },
-      [](const std::wstring& path) { WriteBytes(path, "precious"); },  // would stand behind a short report
   };
   for (const auto& attack : attacks) {
     SCOPED_TRACE(&attack - attacks);
     AtClose::attack = attack;
     EXPECT_EQ(VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, Save());
     EXPECT_EQ("precious", ReadBytes(victim));
-    for (const auto& file : FilesIn(serverEvents)) {
-      const std::wstring path = serverEvents + L"\\" + file;
-      EXPECT_TRUE(std::filesystem::is_directory(path) || ReadBytes(path) == "precious");
-    }
-    std::filesystem::remove_all(serverEvents);
+    const auto left = FilesIn(serverEvents);
+    ASSERT_EQ(1u, left.size());
+    const std::wstring path = serverEvents + L"\\" + left[0];
+    EXPECT_TRUE(std::filesystem::is_directory(path) || ReadBytes(path) == "precious");
+    std::filesystem::remove_all(path);
   }
-  EXPECT_EQ("", ReadBytes(folder.File(L"second")));
+  AtClose::attack = nullptr;
+  EXPECT_EQ(VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, Save());
+  EXPECT_TRUE(FilesIn(serverEvents).empty());
+  EXPECT_EQ(4, AtDelete::count);
+  EXPECT_EQ(0, AtDelete::withMutex);
 }
 
 // Records every CreateFile that lets a pipe's server impersonate this process, a child process inherit the
@@ -90,6 +178,7 @@ TEST_F(HostileSurroundings, OnlyTheFileThatWasReservedIsWrittenAndNothingElseTou
 struct Openings {
   static inline int count = 0;
   static inline std::vector<std::string> careless;  // the path and what is wrong
+  static inline int ofEventFiles = 0;
 
   static void Note(const std::string& path, const SECURITY_ATTRIBUTES* attributes, DWORD flags) {
     constexpr DWORD kQualities = SECURITY_SQOS_PRESENT | SECURITY_DELEGATION;
@@ -101,10 +190,11 @@ struct Openings {
   static HANDLE WINAPI Wide(const wchar_t* path, DWORD access, DWORD sharing, SECURITY_ATTRIBUTES* attributes,
                             DWORD disposition, DWORD flags, HANDLE like) {
     Note(test::Narrow(path), attributes, flags);
-    // A file that exists may be a link.
-    if (access == GENERIC_WRITE && disposition != CREATE_NEW && std::wstring_view(path).ends_with(L"xml") &&
-        (flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0)
-      careless.push_back(test::Narrow(path) + ": follows links");
+    if (std::wstring_view(path).ends_with(L"xml")) {
+      ++ofEventFiles;
+      if ((flags & FILE_FLAG_OPEN_REPARSE_POINT) == 0)
+        careless.push_back(test::Narrow(path) + ": follows links");
+    }
     return CreateFileW(path, access, sharing, attributes, disposition, flags, like);
   }
   static HANDLE WINAPI Narrow(const char* path, DWORD access, DWORD sharing, SECURITY_ATTRIBUTES* attributes,
@@ -124,6 +214,7 @@ TEST_F(HostileSurroundings, NoOpeningGivesTheProcessAway) {
   EXPECT_EQ(S_OK, Save(kAgent));
   EXPECT_LT(20, Openings::count);
   EXPECT_EQ(std::vector<std::string>(), Openings::careless);
+  EXPECT_EQ(2, Openings::ofEventFiles) << "a file that is opened again may have become another";
 }
 
 // Libraries are looked for as the process.
