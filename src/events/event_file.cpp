@@ -46,10 +46,23 @@ struct Outcome {
   std::optional<FileIdentity> failed{};  // the file to delete
 };
 
+// Why the file writer could not open or write a file: the last error text and the last error.
+const wchar_t* ReasonOfSystem() noexcept {
+  ScopedProtectionException::NoteFailure(GetLastError());
+  return AdvXMLParser::GetLastErrorText();
+}
+
 // The handle stays open from the creation, which reserves the name, until the report is written.
-Outcome WriteServerFile(const std::wstring& path, const EncodedReport& report) noexcept {
+Outcome WriteServerFile(const wchar_t* folder, const std::wstring& path,
+                        const EncodedReport& report) noexcept {
+  // The folder usually exists. A failure to make it shows when the file is created.
+  const DWORD folderError = CreateDirectoryW(folder, nullptr) ? ERROR_SUCCESS : GetLastError();
   const FileHandle file = OpenToWrite(path.c_str(), CREATE_NEW);
-  if (!file) return {VARNEL_E_NOT_WRITTEN};
+  if (!file) {
+    ScopedProtectionException::NoteFailure(GetLastError());
+    ScopedProtectionException::NoteFailure(folderError);
+    return {VARNEL_E_NOT_WRITTEN};
+  }
   Outcome outcome{VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN};
   if (report.failure)
     outcome.reason = report.failure;
@@ -58,7 +71,7 @@ Outcome WriteServerFile(const std::wstring& path, const EncodedReport& report) n
   else if (AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved)
     return {S_OK};
   else
-    outcome.reason = AdvXMLParser::GetLastErrorText();
+    outcome.reason = ReasonOfSystem();
   outcome.failed = IdentifyFile(file.Get());
   return outcome;
 }
@@ -72,8 +85,7 @@ Outcome WriteAgentFile(const std::wstring& path, bool isPlain, const EncodedRepo
   else
     AdvXMLParser::SetOpenError(ERROR_INVALID_NAME);
   if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved) return {S_OK};
-  return {VARNEL_E_NOT_WRITTEN, AdvXMLParser::GetLastErrorText(),
-          file ? IdentifyFile(file.Get()) : std::nullopt};
+  return {VARNEL_E_NOT_WRITTEN, ReasonOfSystem(), file ? IdentifyFile(file.Get()) : std::nullopt};
 }
 
 }  // namespace
@@ -111,8 +123,7 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
     {
       const MutexLock lock(saveMutex, INFINITE);
       exception.Request(path);
-      CreateDirectoryW(folder, nullptr);  // it usually exists; a failure shows when the file is created
-      outcome = WriteServerFile(path, report);
+      outcome = WriteServerFile(folder, path, report);
     }
     if (outcome.failed) DeleteFileIfStill(path.c_str(), *outcome.failed);
   }

@@ -27,13 +27,23 @@ struct Candidate {
 
 // A look costs system calls of every save, and seldom finds what the last one did not.
 constexpr ULONGLONG kMillisecondsBetweenLooks = 60'000;
+constexpr ULONGLONG kLongestWait = 5'000;  // milliseconds, for the look of another thread
+constexpr DWORD kWaitStep = 10;            // milliseconds
+
+// A client library that has been loaded. It stays in the process whether it is used or not.
+struct LoadedClient {
+  wchar_t path[kLongestClientPath + 2];
+  ProtectionClient functions;
+};
 
 // Checking and loading run foreign code, which may come back here or wait for a thread that does. So no lock
-// is held meanwhile: whoever comes while somebody looks goes on without a client.
-std::atomic<bool> g_looking{false};
+// is held meanwhile, and waiting for the end of a look has a limit.
+std::atomic<DWORD> g_looker{0};           // the thread that looks, or 0
+std::atomic<bool> g_waitedInVain{false};  // for the present look
 std::atomic<ULONGLONG> g_nextLook{0};
-Candidate g_refused;     // belongs to whoever looks
-SRWLOCK g_clientLock{};  // guards the client
+Candidate g_refused;      // used by the looking thread alone
+LoadedClient g_loaded{};  // used by the looking thread alone
+SRWLOCK g_clientLock{};   // guards g_client
 ProtectionClient g_client;
 
 bool IsSame(const Candidate& left, const Candidate& right) noexcept {
@@ -42,9 +52,6 @@ bool IsSame(const Candidate& left, const Candidate& right) noexcept {
          left.written.dwLowDateTime == right.written.dwLowDateTime && left.sizeHigh == right.sizeHigh &&
          left.sizeLow == right.sizeLow;
 }
-
-// Why the candidate is not loaded; nothing when it has been or does not exist.
-using Result = std::optional<Refusal>;
 
 // Whether the library was mapped from this file, which nobody can have changed since it was verified: it is
 // open.
@@ -62,24 +69,32 @@ bool IsMappedFrom(const LoadedLibrary& library, HANDLE file) noexcept {
          verified.nFileIndexHigh == loaded.nFileIndexHigh && verified.nFileIndexLow == loaded.nFileIndexLow;
 }
 
+// What a look comes to.
+struct Finding {
+  ProtectionClient client;         // empty when there is none
+  std::optional<Refusal> refusal;  // why the candidate is not loaded
+  bool isFinal = true;             // false: the next save may find more, so it looks as well
+  bool restored = true;            // the thread acts for its own client again
+};
+
 // The library stays for good: an exception may outlive this module's stay in the process.
-Result Load(HANDLE file, const wchar_t* path) noexcept {
+std::optional<Refusal> Load(HANDLE file, const wchar_t* path, ProtectionClient& client) noexcept {
   LoadedLibrary library(LoadLibraryExW(path, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
   if (!library) return Refusal{L"the system does not load it", GetLastError()};
   if (!IsMappedFrom(library, file))
     return Refusal{L"another file was loaded in its place", ERROR_FILE_INVALID};
-  ProtectionClient client;
-  if (!Resolve(library, SELF_PROTECTION_REQUEST, client.request) ||
-      !Resolve(library, SELF_PROTECTION_WITHDRAW, client.withdraw))
+  ProtectionClient found;
+  if (!Resolve(library, SELF_PROTECTION_REQUEST, found.request) ||
+      !Resolve(library, SELF_PROTECTION_WITHDRAW, found.withdraw))
     return Refusal{L"an entry point is missing", ERROR_PROC_NOT_FOUND};
   (void)library.Detach();
-  const ExclusiveLock lock(g_clientLock);
-  g_client = client;
+  client = found;
   return std::nullopt;
 }
 
-Result FindAndLoad(Candidate& candidate) noexcept {
-  Result refusal;
+// Sets `client` when the candidate exists and is not refused.
+std::optional<Refusal> FindAndLoad(Candidate& candidate, ProtectionClient& client) noexcept {
+  std::optional<Refusal> refusal;
   // Open until it is loaded: what was checked is what runs.
   const FileHandle file = OpenClientFile(candidate.path, refusal);
   if (!file) return refusal;
@@ -90,17 +105,7 @@ Result FindAndLoad(Candidate& candidate) noexcept {
   candidate.sizeLow = information.nFileSizeLow;
   wchar_t ownPath[kOwnPathCapacity];
   refusal = CheckClientFile(file.Get(), ownPath, nullptr);
-  return refusal ? refusal : Load(file.Get(), ownPath);
-}
-
-// `restored` tells whether the thread acts for its client again.
-Result FindAndLoadAsProcess(Candidate& candidate, bool& restored) noexcept {
-  ProcessIdentity process;
-  if (!process) return Refusal{L"this thread cannot act for its process", GetLastError()};
-  const Result result = FindAndLoad(candidate);
-  restored = process.Restore();
-  if (!restored) return Refusal{L"this thread cannot act for its client again", GetLastError()};
-  return result;
+  return refusal ? refusal : Load(file.Get(), ownPath, client);
 }
 
 ProtectionClient KnownClient() noexcept {
@@ -108,32 +113,98 @@ ProtectionClient KnownClient() noexcept {
   return g_client;
 }
 
-// Looks for the client; by one thread at a time. False when the thread does not act for its own client again.
-bool Look() noexcept {
-  Candidate candidate{};
-  // One that does not fit is cut, and refused for its length.
-  if (!ReadSelfProtectionClient(candidate.path) || !candidate.path[0]) return true;
-  bool restored = true;
-  const Result refusal = FindAndLoadAsProcess(candidate, restored);
-  if (!refusal) return restored;
-  const bool isNew = !IsSame(candidate, g_refused);
-  g_refused = candidate;
-  if (isNew)
-    LogError(kReportFacility, L"Self-protection client %s not loaded: %s (0x%08X)", candidate.path,
-             refusal->reason, refusal->code);
-  return restored;
+// Finds the client that the settings name. Runs as the process, for what a client of the host can see and
+// may read decides nothing.
+Finding Find(Candidate& candidate) noexcept {
+  Finding finding;
+  // A path that does not fit is cut, and refused for its length.
+  if (!ReadSelfProtectionClient(candidate.path) || !candidate.path[0]) return finding;
+  if (std::wcscmp(candidate.path, g_loaded.path) == 0) {
+    finding.client = g_loaded.functions;
+    return finding;
+  }
+  finding.refusal = FindAndLoad(candidate, finding.client);
+  if (finding.client) {
+    std::wcscpy(g_loaded.path, candidate.path);
+    g_loaded.functions = finding.client;
+  }
+  finding.isFinal = !finding.refusal || finding.refusal->code != ERROR_SHARING_VIOLATION;
+  return finding;
+}
+
+Finding Look(Candidate& candidate) noexcept {
+  ProcessIdentity process;
+  if (!process) {
+    Finding finding;
+    finding.client = KnownClient();
+    finding.isFinal = false;
+    if (!finding.client && ReadSelfProtectionClient(candidate.path) && candidate.path[0])
+      finding.refusal = Refusal{kNoProcessIdentity, process.Error()};
+    return finding;
+  }
+  Finding finding = Find(candidate);
+  finding.restored = process.Restore();
+  if (!finding.restored)
+    finding.refusal = Refusal{L"this thread cannot act for its client again", GetLastError()};
+  return finding;
+}
+
+// Looks, and lets the other threads know. True when a refusal is to be logged: the first of this file.
+bool LookForAll(Candidate& candidate, Finding& finding) noexcept {
+  g_waitedInVain = false;
+  finding = Look(candidate);
+  {
+    const ExclusiveLock lock(g_clientLock);
+    g_client = finding.client;
+  }
+  const bool isNew = finding.refusal && !IsSame(candidate, g_refused);
+  if (finding.refusal) g_refused = candidate;
+  if (finding.isFinal) g_nextLook = GetTickCount64() + kMillisecondsBetweenLooks;
+  g_looker = 0;
+  return isNew;
+}
+
+// Waits until no other thread looks, at most up to this tick. False when that has come, and when the thread
+// itself looks. A look that somebody has waited for in vain is not waited for again: it may never end.
+bool WaitForLook(ULONGLONG end) noexcept {
+  if (g_waitedInVain) return false;
+  while (const DWORD looker = g_looker) {
+    if (looker == GetCurrentThreadId()) return false;
+    if (GetTickCount64() >= end) {
+      g_waitedInVain = true;
+      return false;
+    }
+    Sleep(kWaitStep);
+  }
+  return true;
+}
+
+// Makes the thread the one that looks. False when there is no need to look, or another thread does.
+bool BeginLook() noexcept {
+  const ULONGLONG end = GetTickCount64() + kLongestWait;
+  while (GetTickCount64() >= g_nextLook) {
+    DWORD nobody = 0;
+    if (g_looker.compare_exchange_strong(nobody, GetCurrentThreadId())) return true;
+    if (KnownClient() || !WaitForLook(end)) return false;
+  }
+  return false;
 }
 
 }  // namespace
 
 ProtectionClient GetProtectionClient() {
-  const ProtectionClient known = KnownClient();
-  if (known || GetTickCount64() < g_nextLook || g_looking.exchange(true)) return known;
-  const bool restored = Look();
-  g_nextLook = GetTickCount64() + kMillisecondsBetweenLooks;
-  g_looking = false;
-  if (!restored) throw HResultError(E_ACCESSDENIED);
-  return KnownClient();
+  if (!BeginLook()) return KnownClient();
+  Candidate candidate{};
+  Finding finding;
+  if (LookForAll(candidate, finding))
+    LogError(kReportFacility, L"Self-protection client %s not loaded: %s (0x%08X)", candidate.path,
+             finding.refusal->reason, finding.refusal->code);
+  if (!finding.restored) throw HResultError(E_ACCESSDENIED);
+  return finding.client;
+}
+
+void LookForClientAgain() noexcept {
+  g_nextLook = 0;
 }
 
 }  // namespace varnel

@@ -18,4 +18,8 @@ void ScopedProtectionException::Request(const std::wstring& path) noexcept {
   path_ = &path;
 }
 
+void ScopedProtectionException::NoteFailure(DWORD error) noexcept {
+  if (error == ERROR_ACCESS_DENIED) LookForClientAgain();
+}
+
 }  // namespace varnel

@@ -23,6 +23,10 @@ class ScopedProtectionException {
   // folder is touched.
   void Request(const std::wstring& path) noexcept;
 
+  // For a file that cannot be created or written: `error` is the system's number. Access denied may be the
+  // answer of a service whose client has come since the last look, so the next save looks at once.
+  static void NoteFailure(DWORD error) noexcept;
+
  private:
   ProtectionClient client_;
   const std::wstring* path_ = nullptr;  // set once a service has been asked

@@ -116,6 +116,7 @@ void SetErrorWithErrno(const wchar_t* message) noexcept {
 void SetErrorOfSystem(const wchar_t* message, unsigned long error) noexcept {
   errno = ErrnoOf(error);
   SetErrorWithErrno(message);
+  SetLastError(error);
 }
 
 }  // namespace AdvXMLParser

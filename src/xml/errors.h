@@ -28,7 +28,8 @@ const wchar_t* GetLastErrorText() noexcept;
 void SetLastErrorText(const wchar_t* message) noexcept;
 // Sets "message: " and the C runtime's text for the present errno.
 void SetErrorWithErrno(const wchar_t* message) noexcept;
-// The same for a number of the system, which becomes the errno that stands for it.
+// Maps a Win32 error to errno, as the C runtime's own file functions do, and sets the same text. The error
+// becomes the thread's last error.
 void SetErrorOfSystem(const wchar_t* message, unsigned long error) noexcept;
 
 }  // namespace AdvXMLParser

@@ -32,8 +32,8 @@ std::int32_t SaveToFile(const std::wstring& path, const std::wstring& text, std:
 void WriteToFile(const std::wstring& path, const std::wstring& text, std::int32_t encoding,
                  Transformation transform, AcceptTest accept);
 
-// The steps of SaveToFile, for those who hold the file themselves. Each sets the last error text when it
-// fails.
+// The steps of SaveToFile, for callers that own the file. Each sets the last error text when it fails; the
+// last three leave the system's number as the thread's last error, too.
 
 // kSaved when `utf8` holds the bytes of the text (up to its first zero), else kSaveFailed.
 std::int32_t ToUtf8(const std::wstring& text, std::string& utf8);

@@ -51,6 +51,12 @@ class Protection : public MachineAgentTest {
  protected:
   static void UseClient(const std::wstring& path) { SetText(kFramework, L"SelfProtectionClient", path); }
 
+  // A client of the test's own, which no other test loads.
+  std::wstring CopyOfClient(const std::wstring& name) const {
+    std::filesystem::copy_file(Client("trusted.dll"), folder.File(name));
+    return folder.File(name);
+  }
+
   // The log lines of one save.
   static std::string Save(const Library& library, const wchar_t* softwareId = kAgent,
                           HRESULT expected = S_OK) {
@@ -122,7 +128,8 @@ TEST_F(Protection, ClientThatCannotBeTrustedIsRefusedWithOneLineAndTheReportSave
 
 struct Clock {
   static inline ULONGLONG now = 0;
-  static ULONGLONG WINAPI Now() { return now; }
+  static inline ULONGLONG step = 0;
+  static ULONGLONG WINAPI Now() { return now += step; }
 };
 
 // Looking for the client costs requests of every save; a minute is soon enough for one that comes or changes.
@@ -149,6 +156,170 @@ TEST_F(Protection, ChangedFileGetsAnotherChanceAMinuteLater) {
   Clock::now += 1;
   EXPECT_EQ("", Save(library));
   EXPECT_NE(L"not loaded", TakeRecord(L"repaired.dll"));
+}
+
+// The system's answer to the library's calls when something keeps it out of the event folders.
+struct Guard {
+  static inline bool isUp = false;
+
+  static bool Denies() {
+    if (isUp) SetLastError(ERROR_ACCESS_DENIED);
+    return isUp;
+  }
+  static HANDLE WINAPI Open(const wchar_t* path, DWORD access, DWORD sharing, SECURITY_ATTRIBUTES* attributes,
+                            DWORD disposition, DWORD flags, HANDLE like) {
+    if (std::wstring_view(path).ends_with(L".xml") && Denies()) return INVALID_HANDLE_VALUE;
+    return CreateFileW(path, access, sharing, attributes, disposition, flags, like);
+  }
+  static BOOL WINAPI MakeFolder(const wchar_t* path, SECURITY_ATTRIBUTES* attributes) {
+    return Denies() ? FALSE : CreateDirectoryW(path, attributes);
+  }
+  static BOOL WINAPI Write(HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* how) {
+    return Denies() ? FALSE : WriteFile(file, bytes, size, written, how);
+  }
+};
+
+TEST_F(Protection, SaveThatIsDeniedMakesTheNextOneLookAtOnce) {
+  const std::tuple<const char*, const wchar_t*, void*> rows[] = {
+      {"CreateFileW", kAgent, reinterpret_cast<void*>(&Guard::Open)},
+      {"CreateFileW", kServer, reinterpret_cast<void*>(&Guard::Open)},
+      {"CreateDirectoryW", kServer, reinterpret_cast<void*>(&Guard::MakeFolder)},
+      {"WriteFile", kAgent, reinterpret_cast<void*>(&Guard::Write)},
+      {"WriteFile", kServer, reinterpret_cast<void*>(&Guard::Write)},
+  };
+  int row = 0;
+  for (const auto& [function, softwareId, denying] : rows) {
+    SCOPED_TRACE(Narrow(softwareId) + ", " + function);
+    const std::wstring client = L"denied" + std::to_wstring(++row) + L".dll";
+    UseClient(folder.File(client));
+    const Library library;
+    Save(library);  // looks, and there is no client yet
+    CopyOfClient(client);
+    std::filesystem::remove_all(serverEvents);
+    const ImportHook hook(library.Module(), function, reinterpret_cast<void (*)()>(denying));
+    Guard::isUp = true;
+    HRESULT denied = S_OK;
+    OutputOf([&] {
+      const auto report = library.CreateReport();
+      Initialize(*report, softwareId);
+      Fill(*report);
+      denied = report->Save();
+    });
+    Guard::isUp = false;
+    EXPECT_TRUE(FAILED(denied));
+    EXPECT_EQ(L"not loaded", TakeRecord(client.c_str()));
+    Save(library);
+    EXPECT_NE(L"not loaded", TakeRecord(client.c_str()));
+  }
+}
+
+TEST_F(Protection, ClientThatIsOpenElsewhereIsLookedForAgainAtOnce) {
+  const std::wstring path = CopyOfClient(L"busy.dll");
+  UseClient(path);
+  const Library library;
+  {
+    const FileHandle busy(CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    EXPECT_THAT(Save(library), HasSubstr("it cannot be opened (0x00000020)"));
+    EXPECT_EQ("", Save(library));
+  }
+  EXPECT_EQ("", Save(library));
+  EXPECT_NE(L"not loaded", TakeRecord(L"busy.dll"));
+}
+
+// The value decides, also after a library has been loaded.
+TEST_F(Protection, ValueIsReadAgainAMinuteLater) {
+  Clock::now = GetTickCount64();
+  const Library library;
+  const ImportHook hook(library.Module(), "GetTickCount64", &Clock::Now);
+  const std::wstring first = CopyOfClient(L"first.dll"), second = CopyOfClient(L"second.dll");
+  const std::tuple<std::wstring, unsigned, const wchar_t*> rows[] = {
+      {first, 0, L"first.dll"},
+      {L"removed", 59'999, L"first.dll"},
+      {L"as before", 1, nullptr},
+      {first, 59'999, nullptr},
+      {L"as before", 1, L"first.dll"},
+      {second, 60'000, L"second.dll"},
+      {Client("unsigned.dll"), 60'000, nullptr},
+      {second, 60'000, L"second.dll"},
+  };
+  for (const auto& [value, wait, asked] : rows) {
+    SCOPED_TRACE(Narrow(value) + " after " + std::to_string(wait));
+    if (value == L"removed")
+      DeleteValue(kFramework, L"SelfProtectionClient");
+    else if (value != L"as before")
+      UseClient(value);
+    Clock::now += wait;
+    Save(library);
+    for (const wchar_t* const client : {L"first.dll", L"second.dll"}) {
+      const bool isAsked = asked && std::wstring_view(asked) == client;
+      EXPECT_EQ(isAsked, TakeRecord(client).starts_with(L"request")) << Narrow(client);
+    }
+  }
+}
+
+// A look, held up in the middle by the system's loader.
+struct SlowLook {
+  static inline std::function<void()> pause;
+
+  static HMODULE WINAPI Load(const wchar_t* path, HANDLE file, DWORD flags) {
+    if (pause && std::wstring_view(path).ends_with(L"wintrust.dll")) pause();
+    return LoadLibraryExW(path, file, flags);
+  }
+};
+
+TEST_F(Protection, SavesThatComeWhileAnotherThreadLooksWaitForTheClient) {
+  constexpr std::size_t kThreads = 4;
+  UseClient(CopyOfClient(L"shared.dll"));
+  const Library library;
+  const ImportHook hook(library.Module(), "LoadLibraryExW", &SlowLook::Load);
+  SlowLook::pause = [] { Sleep(300); };
+  const std::string lines = OutputOf([&] {
+    std::vector<std::jthread> threads;
+    for (std::size_t i = 0; i < kThreads; ++i) {
+      threads.emplace_back([&] {
+        const auto report = library.CreateReport();
+        Initialize(*report);
+        Fill(*report);
+        EXPECT_EQ(S_OK, report->Save());
+      });
+    }
+  });
+  SlowLook::pause = nullptr;
+  EXPECT_EQ("", lines);
+  const std::string record = Narrow(TakeRecord(L"shared.dll"));
+  EXPECT_EQ(kThreads, RegexMatches(record, "request: mutex").size()) << record;
+  EXPECT_EQ(kThreads, RegexMatches(record, "withdraw: ").size()) << record;
+  EXPECT_EQ(kThreads, FilesIn(agentEvents).size());
+}
+
+TEST_F(Protection, LookThatDoesNotEndIsWaitedForOnceAndFiveSecondsAtMost) {
+  UseClient(CopyOfClient(L"endless.dll"));
+  const Library library;
+  const ImportHook hooks[] = {{library.Module(), "LoadLibraryExW", &SlowLook::Load},
+                              {library.Module(), "GetTickCount64", &Clock::Now}};
+  const KernelHandle looking(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  const KernelHandle goOn(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  SlowLook::pause = [&] {
+    SetEvent(looking.Get());
+    WaitForSingleObject(goOn.Get(), 60'000);
+  };
+  std::jthread looker([&] { Save(library); });
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(looking.Get(), 60'000));
+  Clock::step = 1000;  // each question takes a second
+  for (const ULONGLONG milliseconds : {7'000u, 2'000u}) {
+    const ULONGLONG before = Clock::now;
+    const auto report = library.CreateReport();
+    EXPECT_EQ(S_OK, Initialize(*report));
+    Fill(*report);
+    EXPECT_EQ(S_OK, report->Save());
+    EXPECT_GE(milliseconds, Clock::now - before);
+    EXPECT_LE(milliseconds - 1'000, Clock::now - before);
+  }
+  Clock::step = 0;
+  SetEvent(goOn.Get());
+  looker.join();
+  SlowLook::pause = nullptr;
+  EXPECT_EQ(1u, RegexMatches(Narrow(TakeRecord(L"endless.dll")), "request").size()) << "the looking thread's";
 }
 
 // Where a signed product vouches for this library, nobody else may speak for it.

@@ -13,6 +13,7 @@ constexpr std::size_t kCapacity = 2000;
 wchar_t g_record[kCapacity];
 wchar_t g_path[500];
 LONG g_answer = 0;
+SRWLOCK g_lock{};  // withdrawals come at any time, also while another thread requests
 
 bool Exists(const wchar_t* path) {
   return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES;
@@ -35,9 +36,12 @@ bool HoldsSaveMutex() {
 }
 
 void Record(const wchar_t* call) {
+  const bool held = HoldsSaveMutex();  // lets go of it for a moment
+  AcquireSRWLockExclusive(&g_lock);
   const std::size_t used = wcslen(g_record);
-  _snwprintf(g_record + used, kCapacity - 1 - used, L"%s:%s%s%s;", call, HoldsSaveMutex() ? L" mutex" : L"",
+  _snwprintf(g_record + used, kCapacity - 1 - used, L"%s:%s%s%s;", call, held ? L" mutex" : L"",
              FolderExists(g_path) ? L" folder" : L"", Exists(g_path) ? L" file" : L"");
+  ReleaseSRWLockExclusive(&g_lock);
 }
 
 // Whether somebody could put another file in this one's place while it is being loaded.
