@@ -5,9 +5,10 @@
 namespace varnel {
 
 // Loads a library, and what that one needs, from the system's own folder only: a file of that name beside the
-// host program is not ours to run. `name` is the file's name without folder. Empty on failure. Throws
-// HResultError when the thread cannot act for its client again.
-[[nodiscard]] LoadedLibrary LoadSystemLibrary(const wchar_t* name);
+// host program is not ours to run. `name` is the file's name without folder. Empty on failure. Loaded as the
+// process: a thread that cannot act for it loads nothing, and `*identityError`, 0 otherwise, is then the
+// system's error. Throws HResultError when the thread cannot act for its client again.
+[[nodiscard]] LoadedLibrary LoadSystemLibrary(const wchar_t* name, DWORD* identityError = nullptr);
 
 // Sets `function` to the library's export of that name. False, with null, when there is none.
 template <class Function>

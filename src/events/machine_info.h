@@ -9,7 +9,8 @@
 
 namespace varnel {
 
-// What the machine element tells of the machine. A fact that cannot be found out falls back silently.
+// What the machine element tells of the machine. A fact that cannot be found out
+// falls back; silently, unless the thread that it is asked on keeps the library from looking.
 
 // Appends "MachineName", "AgentGUID", "IPAddress", "OSName", "UserName" and "TimeZoneBias" to the machine
 // element; when there is no memory, none of them. An empty `userName` stands for the process's account. A

@@ -1,7 +1,7 @@
 #include "probes/adapters.h"
 
-#include "base/system_library.h"
 #include "logging/log_writer.h"
+#include "probes/fact_library.h"
 #include "probes/sockets.h"
 
 #include <iphlpapi.h>
@@ -12,6 +12,7 @@
 namespace varnel {
 namespace {
 
+constexpr wchar_t kFact[] = L"RawMACAddress";
 constexpr std::uint32_t kTypePpp = 23;
 constexpr unsigned kMaxPrefixLength = 128;
 constexpr socklen_t kIPv4AddressSize = 16;
@@ -107,7 +108,7 @@ AdapterListPtr AllocateList(ULONG bytes) noexcept {
 }  // namespace
 
 bool SelectMacAddress(CandidateTable& table) {
-  const Sockets sockets;
+  const Sockets sockets(kFact);
   if (sockets.StartResult() != 0) return false;
   AdapterListPtr list;
   return LoadAdapterAddresses(list) && AddCandidates(sockets, list.get(), table);
@@ -128,7 +129,7 @@ bool AddCandidates(const Sockets& sockets, const IP_ADAPTER_ADDRESSES* list, Can
 }
 
 bool LoadAdapterAddresses(AdapterListPtr& list) {
-  const LoadedLibrary library = LoadSystemLibrary(L"iphlpapi.dll");
+  const LoadedLibrary library = LoadLibraryForFact(L"iphlpapi.dll", kFact);
   decltype(GetAdaptersAddresses)* getAdapters = nullptr;
   if (!library || !Resolve(library, "GetAdaptersAddresses", getAdapters)) return false;
   constexpr ULONG kFirstBytes = 448;

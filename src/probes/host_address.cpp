@@ -29,7 +29,7 @@ AddressList ResolveOwnName(const Sockets& sockets) noexcept {
 HRESULT GetHostNameAndAddress(std::wstring& address) {
   // Only -1 counts as a failure. After a start-up that failed with a positive code the calls below fail too
   // and leave the address unchanged.
-  const Sockets sockets;
+  const Sockets sockets(L"IPAddress");
   if (sockets.StartResult() == -1) return kSocketsUnavailable;
   const AddressList list = ResolveOwnName(sockets);
   for (const addrinfo* entry = list.get(); entry; entry = entry->ai_next) {

@@ -1,8 +1,10 @@
 #include "probes/sockets.h"
 
+#include "probes/fact_library.h"
+
 namespace varnel {
 
-Sockets::Sockets() : library_(LoadSystemLibrary(L"ws2_32.dll")) {
+Sockets::Sockets(const wchar_t* fact) : library_(LoadLibraryForFact(L"ws2_32.dll", fact)) {
   WSADATA data;
   if (library_ && ResolveAll()) startResult_ = startUp_(MAKEWORD(1, 1), &data);
 }

@@ -15,7 +15,8 @@ constexpr std::size_t kHostTextCapacity = 1025;  // bytes of a numeric host text
 // it and every load of this library would load it.
 class Sockets {
  public:
-  Sockets();
+  // `fact` is the element of the report that needs it, for a log line.
+  explicit Sockets(const wchar_t* fact);
   ~Sockets();
   Sockets(const Sockets&) = delete;
   Sockets& operator=(const Sockets&) = delete;

@@ -267,6 +267,50 @@ TEST_F(HostileSurroundings, LibrariesAreLoadedAsTheProcessAndTheClientsIdentityC
   EXPECT_EQ(0, Loading::asClient);
 }
 
+// A client's token that the process may not open, nor, perhaps, the client itself.
+struct ClientToken {
+  static inline bool refusesClient = false;
+
+  static BOOL WINAPI Open(HANDLE thread, DWORD access, BOOL asProcess, HANDLE* token) {
+    if (!asProcess && !refusesClient) return OpenThreadToken(thread, access, asProcess, token);
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+  }
+};
+
+TEST_F(HostileSurroundings, TokenIsOpenedAsTheClientTooAndFactsThatStayEmptySayWhy) {
+  const ImportHook hooks[] = {{library.Module(), "OpenThreadToken", &ClientToken::Open},
+                              {library.Module(), "LoadLibraryExW", &Loading::Library}};
+  DeleteValue(kFramework, L"IPAddress");
+  for (const bool refuses : {false, true}) {
+    SCOPED_TRACE(refuses ? "nobody may open it" : "the client may open it");
+    ClientToken::refusesClient = refuses;
+    Loading::count = Loading::asClient = 0;
+    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+    const std::string lines = OutputOf([&] {
+      const auto report = library.CreateReport();
+      EXPECT_EQ(S_OK, Initialize(*report, kAgent));
+      Fill(*report);
+      EXPECT_EQ(S_OK, report->Save());
+    });
+    EXPECT_TRUE(Impersonates());
+    RevertToSelf();
+    EXPECT_EQ(refuses, Loading::count == 0);
+    EXPECT_EQ(0, Loading::asClient);
+    const std::string document = TakeFiles(agentEvents);
+    if (!refuses) {
+      EXPECT_EQ("", lines);
+      continue;
+    }
+    const auto logged = RegexMatches(
+        lines, " E .*?Quorvel  (\\w+) stays empty: this thread cannot act for its process \\(0x00000005\\)");
+    ASSERT_EQ(2u, logged.size()) << lines;
+    for (const auto& line : logged)
+      EXPECT_THAT(document, testing::HasSubstr("<" + line[1] + "></" + line[1] + ">"));
+    EXPECT_NE(logged[0][1], logged[1][1]);
+  }
+}
+
 // The system's adapter query, failing with a size that nobody has made room for.
 struct AdapterQuery {
   static inline std::vector<ULONG> sizes;

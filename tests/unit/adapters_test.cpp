@@ -32,7 +32,7 @@ TEST(AdapterTable, MacTextIsSixBytesOrNothing) {
 }
 
 TEST(AdapterTable, IPv6TextsGetEightGroups) {
-  const Sockets sockets;
+  const Sockets sockets{L""};
   for (const auto& row : test::Rules("IPv6")) EXPECT_EQ(row[1], NormalizeIPv6(row[0])) << row[0];
   for (const auto& row : test::Rules("IPv6 network"))
     EXPECT_EQ(row[2], IPv6Network(row[0], row[1])) << row[0];
@@ -70,7 +70,7 @@ class Adapters : public testing::Test {
     return told;
   }
 
-  Sockets sockets;
+  Sockets sockets{L""};
   IP_ADAPTER_ADDRESSES* list = nullptr;
   CandidateTable table;
 
