@@ -20,7 +20,9 @@ class UniqueResource {
   explicit UniqueResource(Type value) noexcept : value_(value) {}
   UniqueResource(UniqueResource&& other) noexcept : value_(other.Detach()) {}
   UniqueResource& operator=(UniqueResource&& other) noexcept {
-    if (this != &other) Reset(other.Detach());
+    if (this == &other) return *this;
+    Reset();  // also when both have the same value: each reference to a library is given back
+    value_ = other.Detach();
     return *this;
   }
   ~UniqueResource() { Reset(); }

@@ -4,6 +4,7 @@
 
 #include "base/files.h"
 #include "base/locks.h"
+#include "base/system_library.h"
 #include "events/save_lines.h"
 #include "logging/log_writer.h"
 #include "protection/protection_exception.h"
@@ -97,6 +98,13 @@ KernelHandle OpenSaveMutex() noexcept {
   return mutex;
 }
 
+// WINDOWS 7 and later: rand_s and CoCreateGuid end in advapi32's SystemFunction036, which is forwarded to
+// CRYPTBASE.dll. That is not among the KnownDLLs, so at its first use Windows would look for it by name, in
+// the host's folder first.
+LoadedLibrary LoadRandomNumbers() {
+  return LoadSystemLibrary(L"cryptbase.dll");
+}
+
 EncodedReport EncodeReport(const AdvXMLParser::Document& document) {
   EncodedReport report;
   if (auto direct = document.ToUtf8(); direct.bytes) {
@@ -139,7 +147,7 @@ HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension
   const bool isPlain = IsPlainExtension(extension);
   std::wstring path;
   Outcome outcome{VARNEL_E_NOT_WRITTEN};
-  // May load a library, which must not be waited for under the mutex.
+  // May run the loader, which must not be waited for under the mutex.
   const std::uint32_t random = RandomValue();
   {
     ScopedProtectionException exception;

@@ -16,6 +16,11 @@ constexpr wchar_t kSaveMutexName[] = L"ORBAEVTINFMUTEX";
 // time. Empty when the system does not give it; files are then written all the same.
 [[nodiscard]] KernelHandle OpenSaveMutex() noexcept;
 
+// Loads the library in which Windows finds the random numbers of file names, from the system's folder. While
+// the caller holds it, neither saver below makes Windows look for one in the host's folder. Empty where
+// there is none. Throws as LoadSystemLibrary.
+[[nodiscard]] LoadedLibrary LoadRandomNumbers();
+
 // A report as it goes into a file.
 struct EncodedReport {
   std::unique_ptr<char[]> bytes;

@@ -83,6 +83,7 @@ STDMETHODIMP COrbaEventInf::Initialize(BSTR strSoftwareID, BSTR strRootName, BST
     LogDetail(kReportFacility, L"%x Initialize %s|%s|%s|%s|%s|%s", Identity(), strSoftwareID, strRootName,
               strSoftwareNodeName, strSoftwareName, strVersion, strProductFamily);
     GetOsName(osName_, static_cast<std::uint32_t>(std::size(osName_)));
+    LoadedLibrary randomNumbers = LoadRandomNumbers();
     KernelHandle saveMutex = OpenSaveMutex();
     if (IsEventDisabled(kWholeProduct)) {
       saveMutex_ = std::move(saveMutex);
@@ -94,6 +95,7 @@ STDMETHODIMP COrbaEventInf::Initialize(BSTR strSoftwareID, BSTR strRootName, BST
     if (batch_) supersededBatches_.push_back(std::move(batch_));
     batch_ = std::move(batch);
     saveMutex_ = std::move(saveMutex);
+    randomNumbers_ = std::move(randomNumbers);
     std::wcsncpy(softwareId_, strSoftwareID, std::size(softwareId_) - 1);  // a longer one is cut
     initialised_ = true;
     return S_OK;
@@ -112,6 +114,7 @@ STDMETHODIMP COrbaEventInf::DeInitialize() {
   if (IsRefused()) return VARNEL_E_NOT_MANAGED;
   if (!initialised_) return E_FAIL;
   saveMutex_.Reset();
+  randomNumbers_.Reset();
   batch_ = {};
   supersededBatches_.clear();
   return S_OK;

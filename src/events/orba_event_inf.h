@@ -139,6 +139,8 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   ElementObjectFactory newElementObject_;
   EventBatch batch_;        // empty before Initialize and after DeInitialize
   KernelHandle saveMutex_;  // open from Initialize to DeInitialize
+  // From Initialize to DeInitialize; empty if Windows has no such library.
+  LoadedLibrary randomNumbers_;
   // Reports that a further Initialize replaced. They live until DeInitialize, because callers may hold their
   // elements.
   std::vector<EventBatch> supersededBatches_;

@@ -249,8 +249,13 @@ TEST_F(HostileSurroundings, LibrariesAreLoadedAsTheProcessAndTheClientsIdentityC
   const bool refused = FAILED(report->GetTypeInfo(0, LOCALE_NEUTRAL, info.Put()));
   RevertToSelf();
   ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+  EXPECT_EQ(E_ACCESSDENIED, Initialize(*report));
+  RevertToSelf();
+  ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+  Loading::refuseToRestore = false;
   EXPECT_EQ(S_OK, Initialize(*report));
   Fill(*report);
+  Loading::refuseToRestore = true;
   EXPECT_EQ(E_ACCESSDENIED, report->Save()) << "the adapters' library was loaded as the process";
   RevertToSelf();
   Loading::refuseToRestore = false;
@@ -265,6 +270,58 @@ TEST_F(HostileSurroundings, LibrariesAreLoadedAsTheProcessAndTheClientsIdentityC
   EXPECT_TRUE(still);
   EXPECT_LT(2, Loading::count);
   EXPECT_EQ(0, Loading::asClient);
+}
+
+// CRYPTBASE.dll, which not every system has: a library of this test's takes its place.
+struct RandomNumbers {
+  static inline int uses = 0;
+  static inline int usesWithout = 0;
+
+  static bool IsLoaded() { return GetModuleHandleW(L"xmllite.dll") != nullptr; }
+  static void Use() {
+    ++uses;
+    usesWithout += !IsLoaded();
+  }
+  static HMODULE WINAPI Load(const wchar_t* path, HANDLE file, DWORD flags) {
+    wchar_t system[MAX_PATH];
+    GetSystemDirectoryW(system, MAX_PATH);
+    if (_wcsicmp(path, (std::wstring(system) + L"\\cryptbase.dll").c_str()) != 0 ||
+        flags != LOAD_LIBRARY_SEARCH_SYSTEM32)
+      return LoadLibraryExW(path, file, flags);
+    return LoadLibraryW(L"xmllite.dll");
+  }
+  static HRESULT WINAPI MakeGuid(GUID* guid) {
+    Use();
+    return CoCreateGuid(guid);
+  }
+  static errno_t __cdecl Number(unsigned* number) {
+    Use();
+    *number = 1;
+    return 0;
+  }
+  static FARPROC WINAPI Find(HMODULE module, const char* name) {
+    if (std::string_view(name) == "rand_s")
+      return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&Number));
+    return GetProcAddress(module, name);
+  }
+};
+
+TEST_F(HostileSurroundings, LibraryOfRandomNumbersIsTheSystemsAndHeldWhileTheyAreUsed) {
+  const ImportHook hooks[] = {{library.Module(), "LoadLibraryExW", &RandomNumbers::Load},
+                              {library.Module(), "CoCreateGuid", &RandomNumbers::MakeGuid},
+                              {library.Module(), "GetProcAddress", &RandomNumbers::Find}};
+  ASSERT_FALSE(RandomNumbers::IsLoaded());
+  {
+    const auto report = library.CreateReport();
+    for (const wchar_t* const softwareId : {kServer, kAgent})
+      EXPECT_EQ(S_OK, Save(*report, softwareId)) << Narrow(softwareId);
+    EXPECT_EQ(2, RandomNumbers::uses);
+    EXPECT_EQ(0, RandomNumbers::usesWithout);
+    EXPECT_EQ(S_OK, report->DeInitialize());
+    EXPECT_FALSE(RandomNumbers::IsLoaded());
+    EXPECT_EQ(S_OK, Initialize(*report));
+  }
+  EXPECT_FALSE(RandomNumbers::IsLoaded()) << "also when DeInitialize is not called";
 }
 
 // A client's token that the process may not open, nor, perhaps, the client itself.

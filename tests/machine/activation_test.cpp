@@ -46,8 +46,9 @@ TEST_F(Activation, ScriptReportsToTheAgentAndToTheServerAndReadsWhatWentWrong) {
 TEST_F(Activation, NothingInTheHostsFolderRuns) {
   const std::wstring host = folder.MakeFolder(L"host");
   std::filesystem::copy_file(VARNEL_BIN "/report_event.exe", host + L"\\host.exe");
-  for (const wchar_t* const name : {L"bcrypt", L"crypt32", L"cryptsp", L"dnsapi", L"dhcpcsvc", L"iphlpapi",
-                                    L"mswsock", L"nsi", L"rsaenh", L"secur32", L"wintrust", L"ws2_32"}) {
+  for (const wchar_t* const name :
+       {L"bcrypt", L"crypt32", L"cryptbase", L"cryptsp", L"dnsapi", L"dhcpcsvc", L"iphlpapi", L"mswsock",
+        L"nsi", L"rsaenh", L"secur32", L"wintrust", L"ws2_32"}) {
     std::filesystem::copy_file(VARNEL_PLANTED, host + L"\\" + name + L".dll");
     // Wine prefers its own libraries, Windows the host's folder.
     RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\Wine\\DllOverrides", name, REG_SZ, L"native,builtin", 30);
