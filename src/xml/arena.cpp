@@ -18,6 +18,18 @@ Arena::~Arena() {
   }
 }
 
+void* Arena::Reallocate(void* piece, std::size_t bytes, std::size_t newBytes) {
+  char* const start = static_cast<char*>(piece);
+  if (start + Rounded(bytes) == at_) {
+    left_ += Rounded(bytes);
+    at_ = start;
+  } else if (Chunk* const own = reinterpret_cast<Chunk*>(start) - 1; own == last_) {
+    last_ = own->previous;
+    std::free(own);
+  }
+  return Allocate(newBytes);
+}
+
 void* Arena::AllocateFromNewChunk(std::size_t bytes) {
   // A long text has a chunk of its own, and the one in use goes on being filled.
   if (bytes > nextSize_ / 2) return NeedChunk(bytes);

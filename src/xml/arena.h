@@ -1,17 +1,19 @@
 #pragma once
 
+#include "xml/blocks.h"
+
 #include <cstddef>
 
 namespace AdvXMLParser {
 
-// The memory of one document: given out piece by piece, taken back as a whole. It comes in chunks that grow
-// with the document, so a small report takes one small chunk.
+// The memory of one document: allocated piece by piece, freed as a whole. It comes in chunks that grow with
+// the document.
 class Arena {
  public:
   // Copying in blocks may read that many bytes behind a piece.
-  static constexpr std::size_t kSlack = 16;
+  static constexpr std::size_t kSlack = kCopyBlock;
 
-  Arena() noexcept = default;
+  Arena() noexcept {}  // leaves the first piece uninitialised
   ~Arena();
   Arena(const Arena&) = delete;
   Arena& operator=(const Arena&) = delete;
@@ -26,13 +28,9 @@ class Arena {
     return piece;
   }
 
-  // Makes the piece that was given out last smaller.
-  void Shrink(const void* piece, std::size_t bytes, std::size_t newBytes) noexcept {
-    const std::size_t back = Rounded(bytes) - Rounded(newBytes);
-    if (static_cast<const char*>(piece) + Rounded(bytes) != at_) return;  // it has a chunk of its own
-    at_ -= back;
-    left_ += back;
-  }
+  // Gives the piece that was allocated last another size; its content is lost. Throws std::bad_alloc, and the
+  // piece is lost then.
+  void* Reallocate(void* piece, std::size_t bytes, std::size_t newBytes);
 
  private:
   struct Chunk {
@@ -48,10 +46,14 @@ class Arena {
   char* NeedChunk(std::size_t bytes);
   char* AddChunk(std::size_t bytes) noexcept;  // null when there is no memory
 
+  // The first piece is part of the arena, and with it of the document: a report of one event needs no chunk.
+  static constexpr std::size_t kFirstPiece = 3000;
+
   Chunk* last_ = nullptr;
-  char* at_ = nullptr;
-  std::size_t left_ = 0;
+  std::size_t left_ = kFirstPiece;
   std::size_t nextSize_ = 8000;  // with what the heap adds, two pages
+  char* at_ = first_;
+  alignas(void*) char first_[kFirstPiece + kSlack];
 };
 
 }  // namespace AdvXMLParser

@@ -26,38 +26,6 @@ constexpr bool IsPlain(wchar_t unit) noexcept {
   return code < 64 ? (kNotPlain >> code & 1) == 0 : code < 0x80;
 }
 
-// What is written in place of a unit; no longer than a block of bytes, which may be copied as a whole.
-struct Entity {
-  char text[7] = {};
-  std::uint8_t length = 0;  // none for a unit that stands for itself
-};
-
-namespace internal {
-
-constexpr auto kEntities = [] {
-  std::array<Entity, 64> entities{};
-  entities[L'<'] = {"&lt;", 4};
-  entities[L'>'] = {"&gt;", 4};
-  entities[L'&'] = {"&amp;", 5};
-  entities[L'\''] = {"&apos;", 6};
-  entities[L'"'] = {"&quot;", 6};
-  return entities;
-}();
-
-}  // namespace internal
-
-inline const Entity& EntityFor(wchar_t unit) noexcept {
-  const auto code = static_cast<std::size_t>(unit);
-  return internal::kEntities[code < internal::kEntities.size() ? code : 0];
-}
-
-constexpr bool IsHighSurrogate(wchar_t unit) noexcept {
-  return unit >= 0xD800 && unit <= 0xDBFF;
-}
-constexpr bool IsLowSurrogate(wchar_t unit) noexcept {
-  return unit >= 0xDC00 && unit <= 0xDFFF;
-}
-
 // Whether two texts of that many units are the same. For short ones: a call would cost more.
 inline bool AreEqual(const wchar_t* left, const wchar_t* right, std::size_t count) noexcept {
   constexpr std::size_t kUnits = sizeof(std::uint64_t) / sizeof(wchar_t);
@@ -73,7 +41,7 @@ inline bool AreEqual(const wchar_t* left, const wchar_t* right, std::size_t coun
   return word(left + count - kUnits) == word(right + count - kUnits);
 }
 
-// Copies texts that do not overlap, short ones at best.
+// Copies non-overlapping text; tuned for short text.
 inline void CopyUnits(wchar_t* to, const wchar_t* from, std::size_t count) noexcept {
   constexpr std::size_t kBytes = 16;
   constexpr std::size_t kUnits = kBytes / sizeof(wchar_t);
@@ -85,34 +53,38 @@ inline void CopyUnits(wchar_t* to, const wchar_t* from, std::size_t count) noexc
   std::memcpy(to + count - kUnits, from + count - kUnits, kBytes);
 }
 
-inline bool NarrowUnits(char* to, const wchar_t* from, std::size_t count) noexcept {
-  bool plain = true;
-  for (std::size_t at = 0; at < count; ++at) {
-    to[at] = static_cast<char>(from[at]);
-    plain = plain && IsPlain(from[at]);
-  }
-  return plain;
+// Copies bytes in whole blocks and returns the end of the copy: up to one block too many is read and written.
+constexpr std::size_t kCopyBlock = 16;
+inline char* CopyBlocks(char* to, const char* from, std::size_t count) noexcept {
+  for (std::size_t at = 0; at < count; at += kCopyBlock) std::memcpy(to + at, from + at, kCopyBlock);
+  return to + count;
 }
 
-#ifdef VARNEL_HAS_BLOCKS
+// Writes a byte for each plain unit and returns how many there are before the first one that is not plain.
+// `to` has room for `count` bytes, all of which may be written.
+inline std::size_t NarrowUnits(char* to, const wchar_t* from, std::size_t count) noexcept {
+  std::size_t at = 0;
+  for (; at < count && IsPlain(from[at]); ++at) to[at] = static_cast<char>(from[at]);
+  return at;
+}
 
 constexpr std::size_t kBlockUnits = 8;
+
+#ifdef VARNEL_HAS_BLOCKS
 
 inline __m128i Block(const wchar_t* text) noexcept {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
 }
-// All ones where a unit, without some of its bits, is that one.
+// All ones where a unit equals `unit`, the bits of `without` left aside.
 inline __m128i WhereEqual(__m128i units, int unit, int without = 0) noexcept {
   const __m128i rest = _mm_andnot_si128(_mm_set1_epi16(static_cast<short>(without)), units);
   return _mm_cmpeq_epi16(rest, _mm_set1_epi16(static_cast<short>(unit)));
 }
-// Not zero where a unit is written as an entity. Two pairs of the five differ in one bit.
-inline __m128i WhereEntity(__m128i units) noexcept {
-  return _mm_or_si128(_mm_or_si128(WhereEqual(units, '&', 1), WhereEqual(units, '<', 2)),
-                      WhereEqual(units, '"'));
-}
+// Not zero where a unit is not plain.
 inline __m128i WhereNotPlain(__m128i units) noexcept {
-  const __m128i special = _mm_or_si128(WhereEntity(units), WhereEqual(units, 0));
+  // Two pairs of the five that become entities differ in one bit.
+  const __m128i pairs = _mm_or_si128(WhereEqual(units, '&', 1), WhereEqual(units, '<', 2));
+  const __m128i special = _mm_or_si128(pairs, _mm_or_si128(WhereEqual(units, '"'), WhereEqual(units, 0)));
   return _mm_or_si128(special, _mm_and_si128(units, _mm_set1_epi16(static_cast<short>(0xFF80))));
 }
 // One bit for each byte of the units that are zero.
@@ -120,37 +92,26 @@ inline unsigned MaskOfZeros(__m128i units) noexcept {
   return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(units, _mm_setzero_si128())));
 }
 
-// The place of the first unit from `at` on that is not plain, or that is written as an entity; `count` when
-// there is none.
-template <class Where, class IsOrdinary>
-std::size_t FindUnit(const wchar_t* text, std::size_t at, std::size_t count, Where where,
-                     IsOrdinary isOrdinary) noexcept {
+// The place of the first unit from `at` on that is not plain; `count` when there is none.
+inline std::size_t FindNotPlain(const wchar_t* text, std::size_t at, std::size_t count) noexcept {
   for (; at + kBlockUnits <= count; at += kBlockUnits) {
-    const unsigned found = MaskOfZeros(where(Block(text + at))) ^ 0xFFFF;
+    const unsigned found = MaskOfZeros(WhereNotPlain(Block(text + at))) ^ 0xFFFF;
     if (found) return at + static_cast<std::size_t>(std::countr_zero(found)) / 2;
   }
-  while (at < count && isOrdinary(text[at])) ++at;
+  while (at < count && IsPlain(text[at])) ++at;
   return at;
 }
-inline std::size_t FindNotPlain(const wchar_t* text, std::size_t at, std::size_t count) noexcept {
-  return FindUnit(text, at, count, WhereNotPlain, IsPlain);
-}
-inline std::size_t FindEntity(const wchar_t* text, std::size_t at, std::size_t count) noexcept {
-  return FindUnit(text, at, count, WhereEntity, [](wchar_t unit) { return EntityFor(unit).length == 0; });
-}
 
-// Writes a byte for each unit, which is the unit where that is ASCII, and says whether all are plain.
-inline bool Narrow(char* to, const wchar_t* from, std::size_t count) noexcept {
+inline std::size_t NarrowPlain(char* to, const wchar_t* from, std::size_t count) noexcept {
   if (count < kBlockUnits) return NarrowUnits(to, from, count);
-  __m128i notPlain = _mm_setzero_si128();
-  const auto narrow = [&](std::size_t at) {
+  for (std::size_t at = 0;;
+       at = std::min(at + kBlockUnits, count - kBlockUnits)) {  // the last overlaps the one before
     const __m128i units = Block(from + at);
-    notPlain = _mm_or_si128(notPlain, WhereNotPlain(units));
     _mm_storel_epi64(reinterpret_cast<__m128i*>(to + at), _mm_packus_epi16(units, units));
-  };
-  for (std::size_t at = 0; at + kBlockUnits < count; at += kBlockUnits) narrow(at);
-  narrow(count - kBlockUnits);  // overlaps the block before
-  return MaskOfZeros(notPlain) == 0xFFFF;
+    const unsigned found = MaskOfZeros(WhereNotPlain(units)) ^ 0xFFFF;
+    if (found) return at + static_cast<std::size_t>(std::countr_zero(found)) / 2;
+    if (at + kBlockUnits == count) return count;
+  }
 }
 
 // ASCII bytes to units; returns their end. Whole blocks: up to seven bytes behind are read, and up to seven
@@ -169,11 +130,7 @@ inline std::size_t FindNotPlain(const wchar_t* text, std::size_t at, std::size_t
   while (at < count && IsPlain(text[at])) ++at;
   return at;
 }
-inline std::size_t FindEntity(const wchar_t* text, std::size_t at, std::size_t count) noexcept {
-  while (at < count && EntityFor(text[at]).length == 0) ++at;
-  return at;
-}
-inline bool Narrow(char* to, const wchar_t* from, std::size_t count) noexcept {
+inline std::size_t NarrowPlain(char* to, const wchar_t* from, std::size_t count) noexcept {
   return NarrowUnits(to, from, count);
 }
 inline wchar_t* Widen(wchar_t* to, const char* from, std::size_t count) noexcept {

@@ -8,8 +8,8 @@ namespace AdvXMLParser {
 
 void AppendCompact(const Node& node, std::wstring& out);
 
-// The same as UTF-8; a surrogate without its other half becomes U+FFFD. Returns the end. Up to Arena::kSlack
-// bytes behind the end are written over.
+// The same as UTF-8; half a surrogate pair as three bytes. Returns the end. Up to Arena::kSlack bytes behind
+// the end are written over.
 char* WriteCompactUtf8(const Node& node, char* to);
 
 }  // namespace AdvXMLParser

@@ -6,15 +6,16 @@
 #include <limits>
 
 namespace AdvXMLParser {
-Document::Document()
-    : NodeContainer(kDocumentNode, &documentName_, &NullElement),
-      documentName_{.tags = L"<#document></#document>",
-                    .tagsUtf8 = "<#document></#document>",
-                    .length = sizeof("#document") - 1,
-                    .utf8Length = sizeof("#document") - 1,
-                    .store = this},
-      root_(&NullElement) {
-  length.units = length.bytes = LengthOf(kXmlDeclaration);
+namespace {
+
+constexpr std::wstring_view kName = L"#document";
+constexpr StoredName kDocumentName{.name = kName.data(), .tags = "", .length = kName.size(), .utf8Length = 0};
+
+}  // namespace
+
+Document::Document() : NodeContainer(kDocumentNode, &kDocumentName, &NullElement), root_(&NullElement) {
+  NeedBody(*this);
+  length.bytes = LengthOf(kXmlDeclaration);
 }
 
 Document::Document(std::wstring_view rootName) : Document() {
@@ -38,7 +39,7 @@ std::wstring Document::ToString(bool indented) const {
 
 Utf8Text Document::ToUtf8() const {
   constexpr std::uint64_t kMostCounted = std::numeric_limits<std::int32_t>::max() - 1;
-  if (length.hasZero || length.bytes > kMostCounted) return {};
+  if (length.needsConversion || length.bytes > kMostCounted) return {};
   const auto size = static_cast<std::size_t>(length.bytes);
   Utf8Text text{std::make_unique_for_overwrite<char[]>(size + Arena::kSlack), size};
   WriteCompactUtf8(*this, text.bytes.get());

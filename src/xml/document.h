@@ -28,9 +28,9 @@ class Document final : private DocumentStore, public NodeContainer {
 
   // The document's markup: on one line, or indented by two spaces a level with CR LF between lines.
   std::wstring ToString(bool indented) const;
-  // The markup on one line as the system's conversion gives it for the whole text: up to its first zero, a
-  // surrogate without its other half as U+FFFD. Much less memory than by way of the wide text. Nothing when
-  // there are zeros, or more bytes than that conversion counts: then only the conversion itself knows.
+  // The markup on one line as the system's conversion gives it for the whole text, in much less memory.
+  // Nothing when only that conversion knows: when there are zeros or halves of surrogate pairs, or more bytes
+  // than it counts.
   Utf8Text ToUtf8() const;
 
   std::wstring_view Version() const noexcept { return L"1.0"; }
@@ -41,7 +41,6 @@ class Document final : private DocumentStore, public NodeContainer {
  private:
   Document();
 
-  const StoredName documentName_;
   Element* root_;
 };
 

@@ -2,15 +2,19 @@
 
 #include "xml/text_form.h"
 
+#include <algorithm>
+#include <cstring>
+#include <iterator>
 #include <new>
 
 namespace AdvXMLParser {
 namespace {
 
-// Puts "<name></name>" around the two copies of the name that stand there.
-template <class Unit>
-void PutTags(Unit* tags, std::size_t length) noexcept {
-  Unit* const endTag = tags + length + 2;
+constexpr std::size_t kMarkup = LengthOf("<></>");
+
+// Puts "<", ">", "</" and ">" around the two copies of the name, which follow each other with room for that.
+constexpr void PutTags(char* tags, std::size_t length) noexcept {
+  char* const endTag = tags + length + LengthOf("<>");
   tags[0] = '<';
   tags[length + 1] = '>';
   endTag[0] = '<';
@@ -18,35 +22,74 @@ void PutTags(Unit* tags, std::size_t length) noexcept {
   endTag[length + 2] = '>';
 }
 
+// A name that every report has, interned at compile time.
+struct FixedName {
+  consteval FixedName(std::string_view text) : length(text.size()) {
+    std::copy(text.begin(), text.end(), name);
+    std::copy(text.begin(), text.end(), tags + LengthOf("<"));
+    std::copy(text.begin(), text.end(), tags + text.size() + LengthOf("<></"));
+    PutTags(tags, text.size());
+  }
+
+  std::size_t length;
+  wchar_t name[16] = {};
+  char tags[16 * 2 + kMarkup + Arena::kSlack] = {};
+};
+constexpr FixedName kFixedNames[] = {
+    {"MachineInfo"},   {"MachineName"},  {"AgentGUID"},     {"IPAddress"},   {"OSName"},
+    {"UserName"},      {"TimeZoneBias"}, {"RawMACAddress"}, {"ProductName"}, {"ProductVersion"},
+    {"ProductFamily"}, {"EventID"},      {"Severity"},      {"GMTTime"}};
+constexpr std::size_t kFixedCount = std::size(kFixedNames);
+
+constexpr auto kStoredNames = [] {
+  std::array<StoredName, kFixedCount> stored{};
+  std::transform(std::begin(kFixedNames), std::end(kFixedNames), stored.begin(), [](const FixedName& fixed) {
+    const auto length = static_cast<std::uint32_t>(fixed.length);
+    return StoredName{.name = fixed.name, .tags = fixed.tags, .length = length, .utf8Length = length};
+  });
+  return stored;
+}();
+
+constexpr NameTable::Buckets kFirstBuckets = [] {
+  NameTable::Buckets buckets{};
+  for (const StoredName& name : kStoredNames) buckets[NameTable::BucketOf(name.View())] = &name;
+  return buckets;
+}();
+static_assert(std::count(kFirstBuckets.begin(), kFirstBuckets.end(), nullptr) ==
+                  NameTable::kBuckets - kFixedCount,
+              "fixed names are constant, so none can lead to another one of its bucket");
+
 }  // namespace
+
+NameTable::NameTable(Arena& arena) noexcept : arena_(arena), buckets_(kFirstBuckets) {}
 
 const StoredName* NameTable::Store(std::wstring_view name, const StoredName* older) {
   if (name.size() > kLongestText) throw std::bad_alloc();
-  constexpr std::size_t kMarkup = LengthOf("<></>");
   const std::size_t units = name.size();
-  auto* const stored =
-      static_cast<StoredName*>(arena_.Allocate(sizeof(StoredName) + (2 * units + kMarkup) * sizeof(wchar_t)));
-  auto* const wide = reinterpret_cast<wchar_t*>(stored + 1);
-  CopyUnits(wide + 1, name.data(), units);
-  CopyUnits(wide + units + 4, name.data(), units);
-  PutTags(wide, units);
-
-  const bool plain = FindNotPlain(name.data(), 0, units) == units;
-  const std::size_t bytes = plain ? units : Utf8Length(name);
-  auto* const narrow = static_cast<char*>(arena_.Allocate(2 * bytes + kMarkup));
-  for (char* const copy : {narrow + 1, narrow + bytes + 4}) {
-    if (plain)
-      Narrow(copy, name.data(), units);
-    else
-      WriteUtf8(copy, name);
+  const std::size_t wideSize = units * sizeof(wchar_t);
+  const auto sizeWith = [&](std::size_t bytes) {
+    return sizeof(StoredName) + wideSize + 2 * bytes + kMarkup;
+  };
+  const auto tagsOf = [&](void* memory) {
+    return static_cast<char*>(memory) + sizeof(StoredName) + wideSize;
+  };
+  void* stored = arena_.Allocate(sizeWith(units));
+  Written written{tagsOf(stored) + 1 + units, false};
+  if (NarrowPlain(tagsOf(stored) + 1, name.data(), units) < units) {
+    stored = arena_.Reallocate(stored, sizeWith(units), sizeWith(LengthOf(name, Form::kAsItIs)));
+    written = WriteUtf8(tagsOf(stored) + 1, name, Form::kAsItIs);
   }
-  PutTags(narrow, bytes);
-  return new (stored) StoredName{.tags = wide,
-                                 .tagsUtf8 = narrow,
+  char* const tags = tagsOf(stored);
+  const auto bytes = static_cast<std::size_t>(written.end - tags - 1);
+  std::memcpy(tags + bytes + LengthOf("<></"), tags + LengthOf("<"), bytes);
+  PutTags(tags, bytes);
+  auto* const wide = reinterpret_cast<wchar_t*>(static_cast<StoredName*>(stored) + 1);
+  CopyUnits(wide, name.data(), units);
+  return new (stored) StoredName{.name = wide,
+                                 .tags = tags,
                                  .length = static_cast<std::uint32_t>(units),
                                  .utf8Length = static_cast<std::uint32_t>(bytes),
-                                 .hasZero = !plain && name.find(L'\0') != name.npos,
-                                 .store = store_,
+                                 .needsConversion = written.needsConversion,
                                  .older = older};
 }
 

@@ -3,56 +3,59 @@
 #include "xml/arena.h"
 #include "xml/blocks.h"
 
+#include <array>
 #include <cstdint>
 #include <string_view>
 
 namespace AdvXMLParser {
 
-struct DocumentStore;
-
-// A name as a document holds it: with its tags, in both encodings, so that these are copied whole.
+// A name as documents hold it: as callers give it, and with its tags as they are written.
 struct StoredName {
-  const wchar_t* tags;       // "<name></name>"
-  const char* tagsUtf8;      // the same
-  std::uint32_t length;      // units of the name alone
-  std::uint32_t utf8Length;  // bytes of the name alone
-  bool hasZero = false;
-  DocumentStore* store = nullptr;     // null for the names of null nodes, which belong to no document
-  const StoredName* older = nullptr;  // in the same place of the table
+  const wchar_t* name;
+  const char* tags;              // "<name></name>" as UTF-8; up to Arena::kSlack bytes behind it may be read
+  std::uint32_t length;          // of the name, in UTF-16 units
+  std::uint32_t utf8Length;      // of the name, in bytes
+  bool needsConversion = false;  // of the name: as in Written
+  const StoredName* older = nullptr;  // the next one of its bucket
 
-  constexpr std::wstring_view View() const noexcept { return {tags + 1, length}; }
+  constexpr std::wstring_view View() const noexcept { return {name, length}; }
+  bool Is(std::wstring_view other) const noexcept {
+    return length == other.size() && AreEqual(name, other.data(), length);
+  }
 };
 
-// Keeps each name of a document once, as far as few enough are in use at a time: event after event has the
-// same names.
+// Interns names: event after event has the same ones. A bucket gives up after four tries, so a document with
+// very many names may store one twice.
 class NameTable {
  public:
-  NameTable(Arena& arena, DocumentStore* store) noexcept : arena_(arena), store_(store) {}
+  static constexpr std::size_t kBuckets = 64;
+  using Buckets = std::array<const StoredName*, kBuckets>;
+
+  explicit NameTable(Arena& arena) noexcept;
 
   // Lives as long as the arena. Throws std::bad_alloc, also for one of more than kLongestText units.
   const StoredName* Intern(std::wstring_view name) {
-    const StoredName*& place = places_[PlaceOf(name)];
+    const StoredName*& bucket = buckets_[BucketOf(name)];
     int tries = kTries;
-    for (const StoredName* known = place; known && tries > 0; known = known->older, --tries)
-      if (known->length == name.size() && AreEqual(known->tags + 1, name.data(), name.size())) return known;
-    return place = Store(name, place);
+    for (const StoredName* known = bucket; known && tries > 0; known = known->older, --tries)
+      if (known->Is(name)) return known;
+    return bucket = Store(name, bucket);
+  }
+
+  static constexpr std::size_t BucketOf(std::wstring_view name) noexcept {
+    if (name.empty()) return 0;
+    return (name.size() * 3 + static_cast<std::size_t>(name.front()) * 3 +
+            static_cast<std::size_t>(name[name.size() / 2]) * 5 + static_cast<std::size_t>(name.back()) * 5) %
+           kBuckets;
   }
 
  private:
-  static constexpr std::size_t kPlaces = 32;
-  static constexpr int kTries = 4;  // many different names must not make each other slow
+  static constexpr int kTries = 4;
 
-  static std::size_t PlaceOf(std::wstring_view name) noexcept {
-    if (name.empty()) return 0;
-    return (name.size() + static_cast<std::size_t>(name.front()) * 3 +
-            static_cast<std::size_t>(name[name.size() / 2]) * 5 + static_cast<std::size_t>(name.back()) * 7) %
-           kPlaces;
-  }
   const StoredName* Store(std::wstring_view name, const StoredName* older);
 
   Arena& arena_;
-  DocumentStore* const store_;
-  const StoredName* places_[kPlaces] = {};
+  Buckets buckets_;
 };
 
 }  // namespace AdvXMLParser

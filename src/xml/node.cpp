@@ -21,10 +21,14 @@ std::wstring_view Node::Name() const noexcept {
 }
 
 NodeContainer* Node::Parent() const noexcept {
-  if (Is(kElementNode)) return static_cast<const Element*>(this)->parent_;
+  if (Is(kElementNode) || Is(kAttributeNode) || Is(kDocumentNode)) {
+    const auto& container = *static_cast<const NodeContainer*>(this);
+    return container.GetBody() ? container.GetBody()->parent : container.parent_;
+  }
+  if (Has(kIsOwnText)) return const_cast<NodeContainer*>(reinterpret_cast<const NodeContainer*>(this) - 1);
   const Node* last = this;
-  while (!last->isLast_) last = last->next_;
-  return static_cast<NodeContainer*>(last->next_);
+  while (!last->Has(kIsLast)) last = last->NextSibling();
+  return static_cast<NodeContainer*>(static_cast<const LinkedNode*>(last)->next_);
 }
 
 std::wstring Node::GetValue() const {
@@ -33,20 +37,16 @@ std::wstring Node::GetValue() const {
 
 std::wstring NodeContainer::JoinChildTexts() const {
   std::wstring text;
-  for (const Node* child = firstChild_; child; child = child->NextSibling()) text += child->GetText();
+  for (const Node* child = FirstChild(); child; child = child->NextSibling()) text += child->GetText();
   return text;
 }
 
 std::wstring Node::GetText() const {
-  if (Is(kTextNode)) {
-    const auto& node = *static_cast<const Text*>(this);
-    const std::string_view plain = node.PlainValue();
-    return node.IsPlain() ? std::wstring(plain.begin(), plain.end()) : std::wstring(node.SpecialValue());
-  }
+  if (Is(kTextNode)) return TextFrom(StoredValue(), Form::kEscaped);
   if (!Is(kElementNode) && !Is(kAttributeNode) && !Is(kDocumentNode))
-    return std::wstring(static_cast<const LeafNode*>(this)->Value());
+    return TextFrom(StoredValue(), Form::kAsItIs);
   std::wstring text = static_cast<const NodeContainer*>(this)->JoinChildTexts();
-  if ((flags_ & kKeepsWhitespace) != 0) return text;
+  if (Has(kKeepsWhitespace)) return text;
   if (Is(kDocumentNode)) text = CollapseWhitespace(text);
   std::wstring trimmed(Trim(text));
   if (Is(kElementNode)) std::erase(trimmed, L'\r');
@@ -55,8 +55,8 @@ std::wstring Node::GetText() const {
 
 // Up to the child that is the last one now: the target may lie below.
 void NodeContainer::CloneChildrenInto(NodeContainer& target) const {
-  const Node* const last = lastChild_;
-  for (const Node* child = firstChild_; child; child = child == last ? nullptr : child->NextSibling())
+  const Node* const last = LastChild();
+  for (const Node* child = FirstChild(); child; child = child == last ? nullptr : child->NextSibling())
     child->Clone(&target);
 }
 
@@ -94,13 +94,13 @@ Node* Node::Clone(NodeContainer* parent) const {
       parent->AddText(GetValue());
       break;
     case kCDataNode:
-      parent->AddCData(static_cast<const LeafNode*>(this)->Value());
+      parent->AddCData(GetValue());
       break;
     case kCommentNode:
-      parent->AddComment(static_cast<const LeafNode*>(this)->Value());
+      parent->AddComment(GetValue());
       break;
     case kPiNode:
-      parent->AddPi(Name(), static_cast<const LeafNode*>(this)->Value());
+      parent->AddPi(Name(), GetValue());
       break;
   }
   return parent->LastChild();

@@ -5,21 +5,53 @@
 namespace AdvXMLParser {
 namespace {
 
-// Longer than the text: whole blocks are read.
-constexpr wchar_t kNoTags[Arena::kSlack] = L"<></>";
-constexpr char kNoTagsUtf8[Arena::kSlack * 2] = "<></>";
-constexpr StoredName kNoName{.tags = kNoTags, .tagsUtf8 = kNoTagsUtf8, .length = 0, .utf8Length = 0};
+// From how many attributes on an element has them in the document's index. Below, comparing costs less.
+constexpr std::uint32_t kManyAttributes = 16;
 
-// Of a leaf with its text behind it.
-template <class Leaf>
-std::size_t SizeOf(std::wstring_view value) {
-  if (value.size() > kLongestText) throw std::bad_alloc();
-  return sizeof(Leaf) + value.size() * sizeof(wchar_t);
+// Longer than the text: whole blocks are read.
+constexpr char kNoTags[Arena::kSlack * 2] = "<></>";
+constexpr StoredName kNoName{.name = L"", .tags = kNoTags, .length = 0, .utf8Length = 0};
+
+// A node that is still to be made, and its text behind it.
+struct StoredText {
+  char* memory;
+  std::size_t bytes;  // of the text
+};
+
+// The same for a text that is not plain, in the place of what has been allocated for a plain one.
+StoredText StoreSpecial(DocumentStore& store, char* memory, std::size_t nodeSize, std::wstring_view text,
+                        Form form) {
+  constexpr std::size_t kShort = 128;
+  constexpr std::size_t kMostBytes = LengthOf("&quot;");  // of a unit
+  const auto reallocate = [&](std::size_t bytes) {
+    memory = static_cast<char*>(store.arena.Reallocate(memory, nodeSize + text.size(), nodeSize + bytes));
+  };
+  std::size_t bytes;
+  Written written;
+  if (text.size() <= kShort) {
+    char buffer[kShort * kMostBytes + kCopyBlock];
+    written = WriteUtf8(buffer, text, form);
+    bytes = static_cast<std::size_t>(written.end - buffer);
+    reallocate(bytes);
+    CopyBlocks(memory + nodeSize, buffer, bytes);
+  } else {
+    bytes = LengthOf(text, form);
+    reallocate(bytes);
+    written = WriteUtf8(memory + nodeSize, text, form);
+  }
+  store.length.needsConversion |= written.needsConversion;
+  return {memory, bytes};
 }
 
-// What a plain text of that size does not use of it.
-std::size_t SavedBy(std::wstring_view plain) noexcept {
-  return plain.size() * (sizeof(wchar_t) - 1);
+// Allocates that many bytes for a node and stores the text behind them.
+StoredText StoreText(DocumentStore& store, std::size_t nodeSize, std::wstring_view text, Form form) {
+  if (text.size() > kLongestText) throw std::bad_alloc();
+  auto* const memory = static_cast<char*>(store.arena.Allocate(nodeSize + text.size()));
+  StoredText stored{memory, text.size()};
+  if (NarrowPlain(memory + nodeSize, text.data(), text.size()) < text.size())
+    stored = StoreSpecial(store, memory, nodeSize, text, form);
+  store.length.bytes += stored.bytes;
+  return stored;
 }
 
 }  // namespace
@@ -35,86 +67,86 @@ bool IsNull(const Node* node) noexcept {
          node == &NullPi;
 }
 
-void Text::SetValue(std::wstring_view value, DocumentStore::Length& length) noexcept {
-  length_ = static_cast<std::uint32_t>(value.size());
-  if (Narrow(reinterpret_cast<char*>(this + 1), value.data(), value.size())) {
-    flags_ = kIsPlain;
-    length.Add(value.size());
-    return;
+NodeContainer::Body& NodeContainer::MakeBody(DocumentStore& store) {
+  body_ = new (store.arena.Allocate(sizeof(Body))) Body{.parent = parent_, .store = &store};
+  Set(kHasBody, true);
+  return *body_;
+}
+
+template <class Container>
+Container* NodeContainer::Make(DocumentStore& store, const StoredName* name) {
+  return new (store.arena.Allocate(sizeof(Container))) Container(name, this);
+}
+
+template <class Container>
+Container* NodeContainer::MakeWithText(DocumentStore& store, const StoredName* name, std::wstring_view text) {
+  const StoredText stored = StoreText(store, sizeof(Container) + sizeof(Node), text, Form::kEscaped);
+  auto* const container = new (stored.memory) Container(name, this);
+  container->Set(kHasOwnText, true);
+  (new (container + 1) Node(kTextNode, kIsLast | kIsOwnText))->length_ =
+      static_cast<std::uint32_t>(stored.bytes);
+  return container;
+}
+
+template <class Listed>
+void NodeContainer::Link(Listed*& first, Listed*& last, Listed* added) noexcept {
+  if (last) {
+    last->next_ = added;
+    last->Set(kIsLast, false);
+  } else {
+    first = added;
   }
-  CopyUnits(reinterpret_cast<wchar_t*>(this + 1), value.data(), value.size());
-  const TextForm form = FormOf(value);
-  if (form.hasEntities) flags_ |= kHasEntities;
-  if (IsHighSurrogate(value.back())) flags_ |= kEndsInHighSurrogate;
-  length.Add(form);
+  last = added;
 }
 
 // An element that had no content until now is written with an end tag from now on.
-void NodeContainer::Append(Node* child) noexcept {
-  if (lastChild_) {
-    lastChild_->next_ = child;
-    lastChild_->isLast_ = false;
-  } else {
-    firstChild_ = child;
-    if (Is(kElementNode)) Store()->length.Add(LengthOf("></>") - LengthOf("/>"), Tag(), 1);
-  }
-  lastChild_ = child;
+void NodeContainer::Append(LinkedNode* child, Body& body) noexcept {
+  if (!FirstChild() && Is(kElementNode)) body.store->length.Add(LengthOf("></>") - LengthOf("/>"), Tag(), 1);
+  if (Has(kHasOwnText)) OwnText()->Set(kIsLast, false);
+  Link(body.firstChild, body.lastChild, child);
 }
 
 Element* NodeContainer::AddElement(std::wstring_view name) {
   DocumentStore* const store = Store();
   if (!store || Is(kAttributeNode)) return &NullElement;
+  Body& body = NeedBody(*store);
   const StoredName* const stored = store->names.Intern(name);
-  auto* const element = new (store->arena.Allocate(sizeof(Element))) Element(stored, this);
+  auto* const element = Make<Element>(*store, stored);
   store->length.Add(LengthOf("</>"), *stored, 1);
-  Append(element);
+  Append(element, body);
   return element;
 }
 
-// One piece of memory for both nodes.
-Element* NodeContainer::AddElement(std::wstring_view name, std::wstring_view value) {
+Element* NodeContainer::AddElement(std::wstring_view name, std::wstring_view text) {
   DocumentStore* const store = Store();
   if (!store || Is(kAttributeNode)) return &NullElement;
+  Body& body = NeedBody(*store);
   const StoredName* const stored = store->names.Intern(name);
-  const std::size_t size = sizeof(Element) + SizeOf<Text>(value);
-  void* const memory = store->arena.Allocate(size);
-  auto* const element = new (memory) Element(stored, this);
-  auto* const text = new (element + 1) Text(element);
-  element->firstChild_ = element->lastChild_ = text;
+  auto* const element = MakeWithText<Element>(*store, stored, text);
   store->length.Add(LengthOf("<></>"), *stored, 2);
-  text->SetValue(value, store->length);
-  if (text->IsPlain()) store->arena.Shrink(memory, size, size - SavedBy(value));
-  Append(element);
+  Append(element, body);
   return element;
 }
 
 void NodeContainer::AddText(std::wstring_view value) {
   DocumentStore* const store = Store();
   if (!store) return;
-  const std::size_t size = SizeOf<Text>(value);
-  auto* const text = new (store->arena.Allocate(size)) Text(this);
-  text->SetValue(value, store->length);
-  if (text->IsPlain()) store->arena.Shrink(text, size, size - SavedBy(value));
-  if (lastChild_ && (lastChild_->flags_ & kEndsInHighSurrogate) != 0) {
-    // Two halves of a pair count three bytes each; when they meet they are one character of four.
-    if (value.empty())
-      text->flags_ |= kEndsInHighSurrogate;
-    else if (IsLowSurrogate(value.front()))
-      store->length.bytes -= 2;
-  }
-  Append(text);
+  Body& body = NeedBody(*store);
+  const StoredText stored = StoreText(*store, sizeof(LinkedNode), value, Form::kEscaped);
+  auto* const text = new (stored.memory) LinkedNode(kTextNode, this);
+  text->length_ = static_cast<std::uint32_t>(stored.bytes);
+  Append(text, body);
 }
 
 template <class Leaf, class... Arguments>
 void NodeContainer::AddUnescaped(std::wstring_view value, std::size_t markup, Arguments... arguments) {
-  auto* const leaf = new (Store()->arena.Allocate(SizeOf<Leaf>(value))) Leaf(this, arguments...);
-  leaf->length_ = static_cast<std::uint32_t>(value.size());
-  CopyUnits(reinterpret_cast<wchar_t*>(leaf + 1), value.data(), value.size());
-  DocumentStore::Length& length = Store()->length;
-  length.units += markup + value.size();
-  length.bytes += markup + Utf8Length(value);
-  length.hasZero |= value.find(L'\0') != value.npos;
-  Append(leaf);
+  DocumentStore& store = *Store();
+  Body& body = NeedBody(store);
+  const StoredText stored = StoreText(store, sizeof(Leaf), value, Form::kAsItIs);
+  auto* const leaf = new (stored.memory) Leaf(this, arguments...);
+  leaf->length_ = static_cast<std::uint32_t>(stored.bytes);
+  store.length.bytes += markup;
+  Append(leaf, body);
 }
 
 void NodeContainer::AddCData(std::wstring_view value) {
@@ -134,80 +166,89 @@ void NodeContainer::AddPi(std::wstring_view target, std::wstring_view data) {
 }
 
 Node* NodeContainer::FindChildElement(std::wstring_view name, std::size_t index, int type) const noexcept {
-  for (Node* child = firstChild_; child; child = child->NextSibling()) {
+  for (Node* child = FirstChild(); child; child = child->NextSibling()) {
     if (child->Is(type) && child->Name() == name && index-- == 0) return child;
   }
   return &NullElement;
 }
 
 std::wstring NodeContainer::GetChildText(std::size_t) const {
-  for (const Node* child = firstChild_; child; child = child->NextSibling()) {
+  for (const Node* child = FirstChild(); child; child = child->NextSibling()) {
     if (child->Is(kTextNode)) return child->GetText();
   }
   return {};
 }
 
 Element* Element::AddSiblingElement(std::wstring_view name) {
-  return parent_->AddElement(name);
+  return Parent()->AddElement(name);
 }
 
-Attribute* Element::MakeAttribute(std::wstring_view name) {
-  const StoredName* const stored = Store()->names.Intern(name);
-  return new (Store()->arena.Allocate(sizeof(Attribute))) Attribute(stored, this);
-}
-
-void Element::Append(Attribute* attribute) noexcept {
-  Store()->length.Add(LengthOf(" =\"\""), attribute->Tag(), 1);
-  if (!firstAttribute_) {
-    firstAttribute_ = attribute;
-    return;
+Attribute* Element::Find(std::wstring_view name, const StoredName* interned) const noexcept {
+  if (length_ > kManyAttributes) {
+    const auto& index = Store()->attributes;
+    const auto found = index.find({this, name});
+    return found == index.end() ? nullptr : found->second;
   }
-  Attribute* last = firstAttribute_;
-  while (!last->isLast_) last = last->NextAttribute();
-  last->next_ = attribute;
-  last->isLast_ = false;
+  for (Attribute* attribute = FirstAttribute(); attribute; attribute = attribute->NextAttribute())
+    if (&attribute->Tag() == interned || attribute->Tag().Is(name)) return attribute;
+  return nullptr;
 }
 
-Attribute* Element::GetOrAddAttribute(std::wstring_view name) {
-  if (!Store()) return &NullAttribute;
-  Attribute* attribute = FindAttribute(name);
-  if (attribute != &NullAttribute) return attribute;
-  attribute = MakeAttribute(name);
-  Append(attribute);
+template <class MakeAttribute>
+Attribute* Element::AddAttribute(DocumentStore& store, const StoredName* name, MakeAttribute make) {
+  Body& body = NeedBody(store);
+  Attribute** indexed = nullptr;
+  if (length_ == kManyAttributes)
+    for (Attribute* known = FirstAttribute(); known; known = known->NextAttribute())
+      store.attributes[{this, known->Tag().View()}] = known;
+  // Stays null, which stands for no attribute, when there is no memory for the attribute itself.
+  if (length_ >= kManyAttributes) indexed = &store.attributes[{this, name->View()}];
+  Attribute* const attribute = make();
+  if (indexed) *indexed = attribute;
+  store.length.Add(LengthOf(" =\"\""), *name, 1);
+  Link(body.firstAttribute, body.lastAttribute, attribute);
+  ++length_;
   return attribute;
 }
 
+Attribute* Element::GetOrAddAttribute(std::wstring_view name) {
+  DocumentStore* const store = Store();
+  if (!store) return &NullAttribute;
+  const StoredName* const stored = store->names.Intern(name);
+  if (Attribute* const attribute = Find(name, stored)) return attribute;
+  return AddAttribute(*store, stored, [&] { return Make<Attribute>(*store, stored); });
+}
+
 void Element::AddToAttribute(std::wstring_view name, std::wstring_view value) {
-  if (!Store()) return;
-  Attribute* attribute = FindAttribute(name);
-  if (attribute != &NullAttribute) return attribute->AddText(value);
-  attribute = MakeAttribute(name);
-  attribute->AddText(value);
-  Append(attribute);
+  DocumentStore* const store = Store();
+  if (!store) return;
+  const StoredName* const stored = store->names.Intern(name);
+  if (Attribute* const attribute = Find(name, stored)) return attribute->AddText(value);
+  AddAttribute(*store, stored, [&] { return MakeWithText<Attribute>(*store, stored, value); });
 }
 
 Attribute* Element::FindAttribute(std::wstring_view name) const noexcept {
-  for (Attribute* attribute = firstAttribute_; attribute; attribute = attribute->NextAttribute()) {
-    const StoredName& tag = attribute->Tag();
-    if (tag.length == name.size() && AreEqual(tag.tags + 1, name.data(), name.size())) return attribute;
-  }
-  return &NullAttribute;
+  Attribute* const attribute = Find(name, nullptr);
+  return attribute ? attribute : &NullAttribute;
 }
 
 Addition::Addition(NodeContainer& container) noexcept
-    : container_(container.Store() ? &container : nullptr), lastChild_(container.lastChild_) {
+    : container_(container.Store() ? &container : nullptr),
+      lastChild_(container.GetBody() ? container.GetBody()->lastChild : nullptr) {
   if (container_) length_ = container_->Store()->length;
 }
 
 Addition::~Addition() {
-  if (!container_) return;
-  container_->Store()->length = length_;
-  container_->lastChild_ = lastChild_;
+  if (!container_ || !container_->Has(Node::kHasBody)) return;
+  NodeContainer::Body& body = *container_->body_;
+  body.store->length = length_;
+  body.lastChild = lastChild_;
   if (lastChild_) {
     lastChild_->next_ = container_;
-    lastChild_->isLast_ = true;
+    lastChild_->Set(Node::kIsLast, true);
   } else {
-    container_->firstChild_ = nullptr;
+    body.firstChild = nullptr;
+    if (container_->Has(Node::kHasOwnText)) container_->OwnText()->Set(Node::kIsLast, true);
   }
 }
 

@@ -25,13 +25,13 @@ enum NodeType : std::uint8_t {
   kDocumentNode = 9,
 };
 
-// One node of a document tree. It is made by its container, lies in its document's memory and goes with the
-// document; names and values are copied there. A tree has no lock: whoever owns the document serialises
+// One node of a document tree. Its container makes it, in the memory of the document, and it lives as long as
+// the document; names and values are copied there. A tree has no lock: whoever owns the document serialises
 // access to it. Every operation that adds to a document may throw std::bad_alloc, also for a text of more
 // than kLongestText units, and has added nothing then.
 //
-// What each class answers hangs on the type; nodes have no virtual functions, and nothing is done when they
-// go.
+// Behaviour is chosen by switching on the type. Nodes have no virtual functions and no destructors, so the
+// arena can drop them all at once.
 class Node {
  public:
   Node(const Node&) = delete;
@@ -53,34 +53,53 @@ class Node {
   // The container that holds this node; a null node's and a document's is NullElement.
   NodeContainer* Parent() const noexcept;
   // The child, or the attribute, behind this one of the same container; null behind the last.
-  Node* NextSibling() const noexcept { return isLast_ ? nullptr : next_; }
+  Node* NextSibling() const noexcept;
+  // What a text, CDATA section, comment or instruction holds, as UTF-8; of a text with its entities.
+  std::string_view StoredValue() const noexcept;
 
  protected:
-  constexpr Node(NodeType type, Node* container) noexcept : next_(container), type_(type) {}
+  enum Flags : std::uint8_t {
+    kIsLast = 1,            // of its siblings
+    kIsOwnText = 2,         // a text that is stored in one piece with its container
+    kHasOwnText = 4,        // that container
+    kHasBody = 8,           // containers: body_ is set, not parent_
+    kKeepsWhitespace = 16,  // elements
+  };
+
+  constexpr Node(NodeType type, int flags) noexcept : type_(type), flags_(static_cast<std::uint8_t>(flags)) {}
+
+  bool Has(Flags flag) const noexcept { return (flags_ & flag) != 0; }
+  void Set(Flags flag, bool value) noexcept {
+    flags_ = static_cast<std::uint8_t>(value ? flags_ | flag : flags_ & ~flag);
+  }
 
  private:
   friend class NodeContainer;
-  friend class LeafNode;
-  friend class Text;
   friend class Element;
   friend class Addition;
 
-  enum Flags : std::uint8_t {
-    kKeepsWhitespace = 1,  // elements
-    kIsPlain = 2,          // texts, and the next two
-    kHasEntities = 4,
-    kEndsInHighSurrogate = 8,
-  };
-
-  Node* next_;                // of the last one, its container
-  std::uint32_t length_ = 0;  // of a leaf's value, in units
+  std::uint32_t length_ = 0;  // bytes of a leaf's stored value; how many attributes an element has
   NodeType type_;
-  std::uint8_t flags_ = 0;
-  bool isLast_ = true;
+  std::uint8_t flags_;
 };
 
-// A node that holds children, in the order in which they were appended.
-class NodeContainer : public Node {
+// Every node but a text that is stored with its container.
+class LinkedNode : public Node {
+ public:
+  constexpr LinkedNode(NodeType type, Node* container) noexcept : Node(type, kIsLast), next_(container) {}
+
+ private:
+  friend class Node;
+  friend class NodeContainer;
+  friend class Addition;
+
+  Node* next_;  // of the last one, its container
+};
+
+// A node that holds children, in the order in which they were appended. An element or attribute that is made
+// with a text, the usual case, holds it in one piece of memory with itself; all that it may hold besides, few
+// do, is in a body that is made when it is needed.
+class NodeContainer : public LinkedNode {
  public:
   // Appends a new, empty element and returns it; NullElement when this is a null node.
   Element* AddElement(std::wstring_view name);
@@ -107,82 +126,83 @@ class NodeContainer : public Node {
   void CloneChildrenInto(NodeContainer& target) const;
 
   // Null when there is none.
-  Node* FirstChild() const noexcept { return firstChild_; }
-  Node* LastChild() const noexcept { return lastChild_; }
+  Node* FirstChild() const noexcept {
+    return Has(kHasOwnText) ? OwnText() : Has(kHasBody) ? body_->firstChild : nullptr;
+  }
+  Node* LastChild() const noexcept {
+    if (Has(kHasBody) && body_->lastChild) return body_->lastChild;
+    return Has(kHasOwnText) ? OwnText() : nullptr;
+  }
   const StoredName& Tag() const noexcept { return *name_; }
   // How long the compact markup of the whole document is; of a null node, which has none, its own.
-  std::uint64_t UnitsOfDocument() const noexcept {
-    return Store() ? Store()->length.units : LengthOf("=\"\"/>");
+  std::uint64_t BytesOfDocument() const noexcept {
+    const DocumentStore* const store = Store();
+    return store ? store->length.bytes : LengthOf("=\"\"/>");
   }
 
  protected:
-  constexpr NodeContainer(NodeType type, const StoredName* name, Node* container) noexcept
-      : Node(type, container), name_(name) {}
+  struct Body {
+    NodeContainer* parent;
+    DocumentStore* store;
+    LinkedNode* firstChild = nullptr;  // behind the own text
+    LinkedNode* lastChild = nullptr;
+    Attribute* firstAttribute = nullptr;
+    Attribute* lastAttribute = nullptr;
+  };
 
-  // Null for null nodes.
-  DocumentStore* Store() const noexcept { return name_->store; }
+  constexpr NodeContainer(NodeType type, const StoredName* name, NodeContainer* parent) noexcept
+      : LinkedNode(type, parent), name_(name), parent_(parent) {}
+  const Body* GetBody() const noexcept { return Has(kHasBody) ? body_ : nullptr; }
+  // Makes it when there is none.
+  Body& NeedBody(DocumentStore& store) { return Has(kHasBody) ? *body_ : MakeBody(store); }
+  // Null for null nodes. Whatever is part of another container is there because that one has a body.
+  DocumentStore* Store() const noexcept {
+    const Body* body = GetBody();
+    if (!body) body = parent_->GetBody();
+    return body ? body->store : nullptr;
+  }
+  // A new element or attribute for this container, not linked yet.
+  template <class Container>
+  Container* Make(DocumentStore& store, const StoredName* name);
+  template <class Container>
+  Container* MakeWithText(DocumentStore& store, const StoredName* name, std::wstring_view text);
+  // Appends to a list of children or attributes.
+  template <class Listed>
+  static void Link(Listed*& first, Listed*& last, Listed* added) noexcept;
 
  private:
   friend class Node;
   friend class Addition;
 
+  Body& MakeBody(DocumentStore& store);
+  Node* OwnText() const noexcept;
   template <class Leaf, class... Arguments>
   void AddUnescaped(std::wstring_view value, std::size_t markup, Arguments... arguments);
-  void Append(Node* child) noexcept;
+  void Append(LinkedNode* child, Body& body) noexcept;
   std::wstring JoinChildTexts() const;
 
   const StoredName* name_;
-  Node* firstChild_ = nullptr;
-  Node* lastChild_ = nullptr;
+  union {
+    NodeContainer* parent_;
+    Body* body_;
+  };
 };
 
-// Character data; written escaped. The value lies behind the node, and most values are ASCII with nothing to
-// escape: these take a byte for each unit.
-class Text final : public Node {
+class CData final : public LinkedNode {
  public:
-  constexpr explicit Text(Node* container) noexcept : Node(kTextNode, container) {}
-
-  // Which of the next two has the value. The markup of a plain one is the value.
-  bool IsPlain() const noexcept { return (flags_ & kIsPlain) != 0; }
-  std::string_view PlainValue() const noexcept { return {reinterpret_cast<const char*>(this + 1), length_}; }
-  std::wstring_view SpecialValue() const noexcept {
-    return {reinterpret_cast<const wchar_t*>(this + 1), length_};
-  }
-  bool HasEntities() const noexcept { return (flags_ & kHasEntities) != 0; }
-  std::size_t Length() const noexcept { return length_; }
-
- private:
-  friend class NodeContainer;
-
-  // Into the memory behind the node, which has room for it.
-  void SetValue(std::wstring_view value, DocumentStore::Length& length) noexcept;
+  constexpr explicit CData(Node* container) noexcept : LinkedNode(kCDataNode, container) {}
 };
 
-// The other nodes without children; written as they stand.
-class LeafNode : public Node {
+class Comment final : public LinkedNode {
  public:
-  // Lies behind the node.
-  std::wstring_view Value() const noexcept;
-
- protected:
-  constexpr LeafNode(NodeType type, Node* container) noexcept : Node(type, container) {}
-};
-
-class CData final : public LeafNode {
- public:
-  constexpr explicit CData(Node* container) noexcept : LeafNode(kCDataNode, container) {}
-};
-
-class Comment final : public LeafNode {
- public:
-  constexpr explicit Comment(Node* container) noexcept : LeafNode(kCommentNode, container) {}
+  constexpr explicit Comment(Node* container) noexcept : LinkedNode(kCommentNode, container) {}
 };
 
 // A processing instruction; its name is the target.
-class Pi final : public LeafNode {
+class Pi final : public LinkedNode {
  public:
   constexpr Pi(Node* container, const StoredName* target) noexcept
-      : LeafNode(kPiNode, container), target_(target) {}
+      : LinkedNode(kPiNode, container), target_(target) {}
 
   const StoredName& Target() const noexcept { return *target_; }
 
@@ -190,16 +210,11 @@ class Pi final : public LeafNode {
   const StoredName* target_;
 };
 
-inline std::wstring_view LeafNode::Value() const noexcept {
-  const auto* const node = reinterpret_cast<const char*>(this);
-  return {reinterpret_cast<const wchar_t*>(node + (Is(kPiNode) ? sizeof(Pi) : sizeof(LeafNode))), length_};
-}
-
 // An attribute's value is held as Text children and written as their concatenation. GetText trims it of white
 // space, and GetValue is the same.
 class Attribute final : public NodeContainer {
  public:
-  constexpr Attribute(const StoredName* name, Node* element) noexcept
+  constexpr Attribute(const StoredName* name, NodeContainer* element) noexcept
       : NodeContainer(kAttributeNode, name, element) {}
 
   Attribute* NextAttribute() const noexcept { return static_cast<Attribute*>(NextSibling()); }
@@ -210,7 +225,7 @@ class Attribute final : public NodeContainer {
 class Element final : public NodeContainer {
  public:
   constexpr Element(const StoredName* name, NodeContainer* parent) noexcept
-      : NodeContainer(kElementNode, name, parent), parent_(parent) {}
+      : NodeContainer(kElementNode, name, parent) {}
   // A null node, which is its own container.
   constexpr explicit Element(const StoredName* name) noexcept : Element(name, this) {}
 
@@ -226,21 +241,18 @@ class Element final : public NodeContainer {
   // The attribute of that exact name, else NullAttribute.
   Attribute* FindAttribute(std::wstring_view name) const noexcept;
 
-  Attribute* FirstAttribute() const noexcept { return firstAttribute_; }
-  void KeepWhitespace(bool keep) noexcept { flags_ = keep ? kKeepsWhitespace : 0; }
+  Attribute* FirstAttribute() const noexcept { return GetBody() ? GetBody()->firstAttribute : nullptr; }
+  void KeepWhitespace(bool keep) noexcept { Set(kKeepsWhitespace, keep); }
 
  private:
-  friend class Node;
-
-  Attribute* MakeAttribute(std::wstring_view name);
-  void Append(Attribute* attribute) noexcept;
-
-  NodeContainer* parent_;
-  Attribute* firstAttribute_ = nullptr;
+  // Null when there is none. `interned` is the name as the document holds it, or null.
+  Attribute* Find(std::wstring_view name, const StoredName* interned) const noexcept;
+  template <class MakeAttribute>
+  Attribute* AddAttribute(DocumentStore& store, const StoredName* name, MakeAttribute make);
 };
 
-// While it lives, further children of a container, with all below them, are on trial: unless Keep is called
-// they are gone when it goes. So several additions succeed together or not at all.
+// A savepoint: the destructor takes back all children that were added to the container since, with all below
+// them, unless Keep has been called. So several additions succeed together or not at all.
 class Addition {
  public:
   explicit Addition(NodeContainer& container) noexcept;
@@ -252,7 +264,7 @@ class Addition {
 
  private:
   NodeContainer* container_;  // null when there is nothing to take back
-  Node* lastChild_;
+  LinkedNode* lastChild_;     // but for the own text
   DocumentStore::Length length_;
 };
 
@@ -267,5 +279,23 @@ extern Pi NullPi;
 
 // True for exactly these five.
 bool IsNull(const Node* node) noexcept;
+
+// The own text of an element or attribute follows its container, which has the same size for both.
+static_assert(sizeof(Element) == sizeof(NodeContainer) && sizeof(Attribute) == sizeof(NodeContainer));
+
+inline Node* NodeContainer::OwnText() const noexcept {
+  return reinterpret_cast<Node*>(const_cast<NodeContainer*>(this) + 1);
+}
+
+inline Node* Node::NextSibling() const noexcept {
+  if (Has(kIsLast)) return nullptr;
+  if (!Has(kIsOwnText)) return static_cast<const LinkedNode*>(this)->next_;
+  return (reinterpret_cast<const NodeContainer*>(this) - 1)->body_->firstChild;
+}
+
+inline std::string_view Node::StoredValue() const noexcept {
+  const std::size_t size = Has(kIsOwnText) ? sizeof(Node) : Is(kPiNode) ? sizeof(Pi) : sizeof(LinkedNode);
+  return {reinterpret_cast<const char*>(this) + size, length_};
+}
 
 }  // namespace AdvXMLParser

@@ -18,7 +18,8 @@ class IndentedWriter {
       case kElementNode:
         return WriteStartTag(static_cast<const Element&>(node));
       case kTextNode:
-        AppendEscaped(CollapseWhitespace(node.GetValue()));
+        Append(
+            CollapseWhitespace(TextFrom(node.StoredValue(), Form::kAsItIs)));  // entities hold no white space
         return nullptr;
       case kDocumentNode:
         Append(std::wstring(kXmlDeclaration.begin(), kXmlDeclaration.end()));
@@ -83,16 +84,6 @@ class IndentedWriter {
   void Append(std::wstring_view markup) {
     context_.atLineStart = false;
     context_.out->append(markup);
-  }
-  void AppendEscaped(std::wstring_view value) {
-    context_.atLineStart = false;
-    for (const wchar_t unit : value) {
-      const Entity& entity = EntityFor(unit);
-      if (entity.length == 0)
-        context_.out->push_back(unit);
-      else
-        context_.out->append(entity.text, entity.text + entity.length);
-    }
   }
   // Ends the line unless one has just been ended.
   void BreakLine() {

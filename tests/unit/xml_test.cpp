@@ -23,29 +23,71 @@ TEST(Document, ReadsAsItsModel) {
   }
 }
 
-// Each unit at different places of a block, and halves of pairs among others in every order and cut anywhere.
+// The bytes that a document has without the system, if any, are those of the system's conversion.
+bool HasBytesOfTheSystem(const Document& document) {
+  const Utf8Text bytes = document.ToUtf8();
+  if (!bytes.bytes) return false;
+  std::string converted;
+  EXPECT_EQ(kSaved, ToUtf8(document.ToString(false), converted));
+  EXPECT_TRUE(converted == std::string_view(bytes.bytes.get(), bytes.size));
+  return true;
+}
+
+// Each unit at different places of a block, and characters of every length next to each other, cut anywhere.
 TEST(Document, BytesAreWhatTheSystemMakesOfItsText) {
   Document document(L"R");
-  Element& root = *document.Root();
   for (unsigned unit = 1; unit <= 0xFFFF; ++unit)
-    root.AddElement(L"u", std::wstring(unit % 20, L'a') + static_cast<wchar_t>(unit));
-  constexpr wchar_t kKinds[] = {L'a',   L'&',   0x7F,   0x80,   0x7FF,  0x800, 0xD7FF,
-                                0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xE000, 0xFFFF};
-  for (const wchar_t first : kKinds)
-    for (const wchar_t second : kKinds)
-      for (const wchar_t third : kKinds)
-        for (std::size_t cut = 0; cut < 3; ++cut) {
-          const std::wstring text{first, second, third};
-          Element* const element = root.AddElement(L"p", text.substr(0, cut));
-          element->AddText(L"");
-          element->AddText(text.substr(cut));
-        }
-  std::string converted;
-  ASSERT_EQ(kSaved, ToUtf8(document.ToString(false), converted));
-  const Utf8Text bytes = document.ToUtf8();
-  EXPECT_TRUE(converted == std::string_view(bytes.bytes.get(), bytes.size));
-  root.AddText(std::wstring_view(L"\0", 1));
-  EXPECT_EQ(nullptr, document.ToUtf8().bytes) << "what is saved ends at the zero, which the conversion finds";
+    if (unit < 0xD800 || unit > 0xDFFF)
+      document.Root()->AddElement(L"u", std::wstring(unit % 20, L'a') + static_cast<wchar_t>(unit));
+  EXPECT_TRUE(HasBytesOfTheSystem(document));
+  const std::wstring kinds[] = {L"a",      L"&",      L"\x7F",  L"\x80", L"\x7FF", L"\x800", L"\xD83D\xDE00",
+                                L"\xD800", L"\xDC00", L"\xFFFF"};
+  for (const std::wstring& first : kinds)
+    for (const std::wstring& second : kinds)
+      for (const bool isCut : {false, true}) {
+        Document pair(first);
+        pair.Root()->AddElement(L"p", first + (isCut ? L"" : second))->AddText(isCut ? second : L"");
+        const auto isHalf = [](const std::wstring& text) { return text == L"\xD800" || text == L"\xDC00"; };
+        EXPECT_EQ(!isHalf(first) && !isHalf(second), HasBytesOfTheSystem(pair))
+            << testing::PrintToString(first + second);
+      }
+  document.Root()->AddText(std::wstring_view(L"\0", 1));
+  EXPECT_FALSE(HasBytesOfTheSystem(document)) << "what is saved ends at the zero, which the conversion finds";
+}
+
+// Of every length up to and beyond what is converted at once, in memory that is nearly used up or that it
+// gets for itself alone.
+TEST(Document, LongTextsAreStoredWhateverMustBeReplaced) {
+  Document document(L"R");
+  std::wstring expected;
+  for (const unsigned length : {7U, 127U, 128U, 129U, 3000U, 5000U, 300'000U})
+    for (const wchar_t unit : {L'a', L'"', L'\xE9', L'\xFFFD'}) {
+      const std::wstring text = L"x" + std::wstring(length, unit);
+      document.Root()->AddElement(L"t", text);
+      expected += text;
+    }
+  EXPECT_EQ(expected, document.GetText());
+  EXPECT_TRUE(HasBytesOfTheSystem(document));
+}
+
+// Whoever chooses the names, also names that share a bucket of the name table, must not choose the time.
+TEST(Document, ManyAttributesAreFoundInOrderAndInTime) {
+  constexpr int kCount = 20'000;
+  Document document(L"R");
+  Element& element = *document.Root();
+  std::wstring expected = L"<?xml version=\"1.0\" encoding=\"UTF-8\"?><R";
+  for (const wchar_t* const value : {L"1", L"2"})
+    for (int i = 0; i < kCount; ++i) {
+      const std::wstring name =
+          L"A" + std::to_wstring(1'000'000 + i) + L"A" + std::to_wstring(1'000'000 + i) + L"A";
+      element.AddToAttribute(name, value);
+      if (*value == L'1') expected += L" " + name + L"=\"12\"";
+    }
+  EXPECT_TRUE(document.ToString(false) == expected + L"/>");
+  EXPECT_TRUE(IsNull(element.FindAttribute(L"A1")));
+  EXPECT_EQ(L"12", element.FindAttribute(L"A1000000A1000000A")->GetText());
+  EXPECT_EQ(element.FindAttribute(L"A1000017A1000017A"), element.GetOrAddAttribute(L"A1000017A1000017A"));
+  EXPECT_TRUE(HasBytesOfTheSystem(document));
 }
 
 // A name takes its memory once: what is written of it may be more than 32 bits count.
