@@ -17,6 +17,8 @@ namespace {
 
 using namespace AdvXMLParser;
 
+static_assert(sizeof(wchar_t) == 2, "the loops for characters of 16 bits are what runs on Windows");
+
 struct Model {
   NodeType kind;
   std::wstring name;
@@ -25,11 +27,21 @@ struct Model {
   std::vector<Model> children;
 };
 
+// A text in memory that ends with it, so that reading behind it is noticed.
+class Exact {
+ public:
+  explicit Exact(std::wstring_view text) : units_(text.begin(), text.end()) {}
+  operator std::wstring_view() const { return {units_.data(), units_.size()}; }
+
+ private:
+  std::vector<wchar_t> units_;
+};
+
 void AddAttribute(Input& input, Element& element, Model& model) {
   constexpr const wchar_t* kNames[] = {L"A", L"Encrypted", L""};
   const std::wstring name = kNames[input.Byte() % 3];
   Model text{kTextNode, {}, input.Text(), {}, {}};
-  element.AddToAttribute(name, text.text);
+  element.AddToAttribute(Exact(name), Exact(text.text));
   for (auto& attribute : model.attributes)
     if (attribute.name == name) return attribute.children.push_back(text);
   model.attributes.push_back({kAttributeNode, name, {}, {}, {text}});
@@ -50,19 +62,19 @@ void Fill(Input& input, Element& element, Model& model) {
       child.kind = kElementNode;
       child.name = kNames[input.Byte() % 4];
       if (choice == 6) {
-        Fill(input, *element.AddElement(child.name), child);
+        Fill(input, *element.AddElement(Exact(child.name)), child);
       } else {
         child.children.push_back({kTextNode, {}, input.Text(), {}, {}});
-        Fill(input, *element.AddElement(child.name, child.children[0].text), child);
+        Fill(input, *element.AddElement(Exact(child.name), Exact(child.children[0].text)), child);
       }
       continue;
     }
     if (choice == 3) child.name = L"target";
     child.text = input.Text();
-    if (choice == 2) element.AddText(child.text);
-    if (choice == 3) element.AddPi(child.name, child.text);
-    if (choice == 4) element.AddCData(child.text);
-    if (choice == 5) element.AddComment(child.text);
+    if (choice == 2) element.AddText(Exact(child.text));
+    if (choice == 3) element.AddPi(Exact(child.name), Exact(child.text));
+    if (choice == 4) element.AddCData(Exact(child.text));
+    if (choice == 5) element.AddComment(Exact(child.text));
     constexpr NodeType kKinds[] = {kTextNode, kPiNode, kCDataNode, kCommentNode};
     child.kind = kKinds[choice - 2];
   }

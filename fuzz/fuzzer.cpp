@@ -2,7 +2,19 @@
 
 #include "check.h"
 
+#ifdef VARNEL_GUARDED
+namespace varnel::fuzz {
+extern bool g_guarded;  // whether blocks of the heap are guarded (guarded_memory.cpp)
+}
+#endif
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+#ifdef VARNEL_GUARDED
+  varnel::fuzz::g_guarded = true;
+#endif
   varnel::fuzz::VARNEL_CHECK({data, size});
+#ifdef VARNEL_GUARDED
+  varnel::fuzz::g_guarded = false;
+#endif
   return 0;
 }
