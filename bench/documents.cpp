@@ -1,7 +1,9 @@
 #include "documents.h"
 
 #include "event_texts.h"
+#include "xml/text_form.h"
 
+#include <algorithm>
 #include <rapidxml/rapidxml_print.hpp>
 #include <string_view>
 
@@ -15,6 +17,7 @@ constexpr Item kFacts[] = {
     {L"RawMACAddress", L"0123456789ab"}};
 constexpr Item kProduct[] = {
     {L"ProductName", L"Endpoint Guard"}, {L"ProductVersion", L"10.7.1.245"}, {L"ProductFamily", L"TVD"}};
+constexpr std::wstring_view kMachine = L"MachineInfo";
 constexpr std::wstring_view kSoftware = L"GuardSoftware";
 
 // rapidxml with all texts copied into its pools.
@@ -41,10 +44,51 @@ class PeerBuilder {
   Peer& document_;
 };
 
+// Writes markup as it comes. The limit of what a library can do that keeps nothing.
+class OnePass {
+ public:
+  explicit OnePass(char* to) : at_(to) {}
+
+  OnePass& operator<<(std::string_view markup) {
+    at_ = std::copy(markup.begin(), markup.end(), at_);
+    return *this;
+  }
+  OnePass& operator<<(std::wstring_view text) {
+    at_ = AdvXMLParser::WriteUtf8(at_, text, AdvXMLParser::Form::kEscaped).end;
+    return *this;
+  }
+  void Element(const Item& item) {
+    *this << "<" << item.name << ">" << item.text << "</" << item.name << ">";
+  }
+  void Attribute(const Item& item) { *this << " " << item.name << "=\"" << item.text << "\""; }
+  char* End() const { return at_; }
+
+ private:
+  char* at_;
+};
+
 }  // namespace
 
+char* WriteAtOnce(char* to, int events) {
+  OnePass out(to);
+  out << AdvXMLParser::kXmlDeclaration << "<" << kRootName << "><" << kMachine << ">";
+  for (const Item& fact : kFacts) out.Element(fact);
+  out << "</" << kMachine << "><" << kSoftware;
+  for (const Item& attribute : kProduct) out.Attribute(attribute);
+  out << ">";
+  for (int i = 0; i < events; ++i) {
+    out << "<" << kEventName;
+    for (const Item& attribute : kAttributes) out.Attribute(attribute);
+    out << ">";
+    for (const Item& text : kTexts) out.Element(text);
+    out << "</" << kEventName << ">";
+  }
+  out << "</" << kSoftware << "></" << kRootName << ">";
+  return out.End();
+}
+
 void Build(AdvXMLParser::Document& document, int events) {
-  auto* const machine = document.Root()->AddElement(L"MachineInfo");
+  auto* const machine = document.Root()->AddElement(kMachine);
   for (const Item& fact : kFacts) machine->AddElement(fact.name, fact.text);
   auto* const software = machine->AddSiblingElement(kSoftware);
   for (const Item& attribute : kProduct) software->AddToAttribute(attribute.name, attribute.text);
@@ -62,7 +106,7 @@ void Build(Peer& document, int events) {
   builder.AddAttribute(declaration, {L"encoding", L"UTF-8"});
   document.append_node(declaration);
   auto* const root = builder.Add(&document, {kRootName, {}});
-  auto* const machine = builder.Add(root, {L"MachineInfo", {}});
+  auto* const machine = builder.Add(root, {kMachine, {}});
   for (const Item& fact : kFacts) builder.Add(machine, fact);
   auto* const software = builder.Add(root, {kSoftware, {}});
   for (const Item& attribute : kProduct) builder.AddAttribute(software, attribute);

@@ -70,6 +70,8 @@ void Use(const T& value) {
   g_seen = &value;
 }
 
+constexpr double kInformation = 0;  // in place of the most that a ratio may be
+
 // One line for report.py: figure, ours, the peer's, unit, ratio and the most that the ratio may be.
 inline void PrintRow(const char* figure, const Comparison& result, const char* unit, double goal) {
   std::printf("%s\t%.6g\t%.6g\t%s\t%.4f\t%.4g\n", figure, result.ours, result.peer, unit, result.ratio, goal);

@@ -2,7 +2,7 @@
 """report.py < LINES   the benchmarks' lines as one table.
 
 A line holds, separated by tabs: the figure; ours; the peer's or the floor's; their unit, or nothing; the ratio of the
-first to the second; and the most that the ratio may be.
+first to the second; and the most that the ratio may be, 0 for a figure that is information only.
 """
 import sys
 
@@ -19,8 +19,9 @@ def main():
     print("| figure | ours | peer or floor | ratio | at most | met |\n|---|---:|---:|---:|---:|---|")
     for line in sys.stdin:
         figure, ours, peer, unit, ratio, goal = line.rstrip("\r\n").split("\t")
-        met = "yes" if float(ratio) <= float(goal) else "no"
-        print(f"| {figure} | {amount(ours, unit)} | {amount(peer, unit)} | {float(ratio):.2f} | {float(goal):g} | {met} |")
+        limit = f"{float(goal):g}" if float(goal) else ""
+        met = "information" if not limit else "yes" if float(ratio) <= float(goal) else "no"
+        print(f"| {figure} | {amount(ours, unit)} | {amount(peer, unit)} | {float(ratio):.2f} | {limit} | {met} |")
 
 
 if __name__ == "__main__":

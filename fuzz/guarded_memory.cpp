@@ -1,5 +1,6 @@
-// Every block from the heap ends where a page without access begins, and blocks that are freed have no access: what
-// reads or writes outside of a block ends the fuzzer. Used where the linker wraps malloc and free.
+// Every block from the heap ends where a page without access begins, and blocks that are freed have no
+// access: what reads or writes outside of a block ends the fuzzer. Used where the linker wraps malloc and
+// free.
 
 #include <sys/mman.h>
 
