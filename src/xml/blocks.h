@@ -75,28 +75,29 @@ constexpr std::size_t kBlockUnits = 8;
 inline __m128i Block(const wchar_t* text) noexcept {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
 }
-// All ones where a unit equals `unit`, the bits of `without` left aside.
-inline __m128i WhereEqual(__m128i units, int unit, int without = 0) noexcept {
-  const __m128i rest = _mm_andnot_si128(_mm_set1_epi16(static_cast<short>(without)), units);
-  return _mm_cmpeq_epi16(rest, _mm_set1_epi16(static_cast<short>(unit)));
+// All ones where a byte equals `byte`, the bits of `without` left aside.
+inline __m128i WhereEqual(__m128i bytes, char byte, char without = 0) noexcept {
+  return _mm_cmpeq_epi8(_mm_andnot_si128(_mm_set1_epi8(without), bytes), _mm_set1_epi8(byte));
 }
-// Not zero where a unit is not plain.
-inline __m128i WhereNotPlain(__m128i units) noexcept {
+// The block as bytes, in both halves: the unit where that is less than 0x80, else zero or a byte from 0x80
+// on.
+inline __m128i Packed(__m128i units) noexcept {
+  return _mm_packus_epi16(units, units);
+}
+// One bit for each unit of a packed block that is not plain.
+inline unsigned MaskOfNotPlain(__m128i packed) noexcept {
   // Two pairs of the five that become entities differ in one bit.
-  const __m128i pairs = _mm_or_si128(WhereEqual(units, '&', 1), WhereEqual(units, '<', 2));
-  const __m128i special = _mm_or_si128(pairs, _mm_or_si128(WhereEqual(units, '"'), WhereEqual(units, 0)));
-  return _mm_or_si128(special, _mm_and_si128(units, _mm_set1_epi16(static_cast<short>(0xFF80))));
-}
-// One bit for each byte of the units that are zero.
-inline unsigned MaskOfZeros(__m128i units) noexcept {
-  return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(units, _mm_setzero_si128())));
+  const __m128i pairs = _mm_or_si128(WhereEqual(packed, '&', 1), WhereEqual(packed, '<', 2));
+  const __m128i entities = _mm_or_si128(pairs, WhereEqual(packed, '"'));
+  const __m128i ascii = _mm_cmpgt_epi8(packed, _mm_setzero_si128());  // but for the zero
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_andnot_si128(entities, ascii)) & 0xFF) ^ 0xFF;
 }
 
 // The place of the first unit from `at` on that is not plain; `count` when there is none.
 inline std::size_t FindNotPlain(const wchar_t* text, std::size_t at, std::size_t count) noexcept {
   for (; at + kBlockUnits <= count; at += kBlockUnits) {
-    const unsigned found = MaskOfZeros(WhereNotPlain(Block(text + at))) ^ 0xFFFF;
-    if (found) return at + static_cast<std::size_t>(std::countr_zero(found)) / 2;
+    const unsigned found = MaskOfNotPlain(Packed(Block(text + at)));
+    if (found) return at + static_cast<std::size_t>(std::countr_zero(found));
   }
   while (at < count && IsPlain(text[at])) ++at;
   return at;
@@ -106,10 +107,10 @@ inline std::size_t NarrowPlain(char* to, const wchar_t* from, std::size_t count)
   if (count < kBlockUnits) return NarrowUnits(to, from, count);
   for (std::size_t at = 0;;
        at = std::min(at + kBlockUnits, count - kBlockUnits)) {  // the last overlaps the one before
-    const __m128i units = Block(from + at);
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(to + at), _mm_packus_epi16(units, units));
-    const unsigned found = MaskOfZeros(WhereNotPlain(units)) ^ 0xFFFF;
-    if (found) return at + static_cast<std::size_t>(std::countr_zero(found)) / 2;
+    const __m128i packed = Packed(Block(from + at));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to + at), packed);
+    const unsigned found = MaskOfNotPlain(packed);
+    if (found) return at + static_cast<std::size_t>(std::countr_zero(found));
     if (at + kBlockUnits == count) return count;
   }
 }

@@ -12,6 +12,8 @@ constexpr std::uint32_t kManyAttributes = 16;
 constexpr char kNoTags[Arena::kSlack * 2] = "<></>";
 constexpr StoredName kNoName{.name = L"", .tags = kNoTags, .length = 0, .utf8Length = 0};
 
+// Views go from function to function by reference here: by value, x64 Windows copies them each time.
+
 // A node that is still to be made, and its text behind it.
 struct StoredText {
   char* memory;
@@ -19,8 +21,8 @@ struct StoredText {
 };
 
 // The same for a text that is not plain, in the place of what has been allocated for a plain one.
-StoredText StoreSpecial(DocumentStore& store, char* memory, std::size_t nodeSize, std::wstring_view text,
-                        Form form) {
+StoredText StoreSpecial(DocumentStore& store, char* memory, std::size_t nodeSize,
+                        const std::wstring_view& text, Form form) {
   constexpr std::size_t kShort = 128;
   constexpr std::size_t kMostBytes = LengthOf("&quot;");  // of a unit
   const auto reallocate = [&](std::size_t bytes) {
@@ -44,7 +46,7 @@ StoredText StoreSpecial(DocumentStore& store, char* memory, std::size_t nodeSize
 }
 
 // Allocates that many bytes for a node and stores the text behind them.
-StoredText StoreText(DocumentStore& store, std::size_t nodeSize, std::wstring_view text, Form form) {
+StoredText StoreText(DocumentStore& store, std::size_t nodeSize, const std::wstring_view& text, Form form) {
   if (text.size() > kLongestText) throw std::bad_alloc();
   auto* const memory = static_cast<char*>(store.arena.Allocate(nodeSize + text.size()));
   StoredText stored{memory, text.size()};
@@ -79,7 +81,8 @@ Container* NodeContainer::Make(DocumentStore& store, const StoredName* name) {
 }
 
 template <class Container>
-Container* NodeContainer::MakeWithText(DocumentStore& store, const StoredName* name, std::wstring_view text) {
+Container* NodeContainer::MakeWithText(DocumentStore& store, const StoredName* name,
+                                       const std::wstring_view& text) {
   const StoredText stored = StoreText(store, sizeof(Container) + sizeof(Node), text, Form::kEscaped);
   auto* const container = new (stored.memory) Container(name, this);
   container->Set(kHasOwnText, true);

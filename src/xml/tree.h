@@ -165,7 +165,7 @@ class NodeContainer : public LinkedNode {
   template <class Container>
   Container* Make(DocumentStore& store, const StoredName* name);
   template <class Container>
-  Container* MakeWithText(DocumentStore& store, const StoredName* name, std::wstring_view text);
+  Container* MakeWithText(DocumentStore& store, const StoredName* name, const std::wstring_view& text);
   // Appends to a list of children or attributes.
   template <class Listed>
   static void Link(Listed*& first, Listed*& last, Listed* added) noexcept;
