@@ -4,8 +4,10 @@
 #include "xml/text_form.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <rapidxml/rapidxml_print.hpp>
 #include <string_view>
+#include <utility>
 
 namespace varnel::bench {
 namespace {
@@ -44,33 +46,46 @@ class PeerBuilder {
   Peer& document_;
 };
 
-// Writes markup as it comes. The limit of what a library can do that keeps nothing.
+// Writes markup as it comes into memory that doubles: how much there will be is known only at the end.
 class OnePass {
  public:
-  explicit OnePass(char* to) : at_(to) {}
-
   OnePass& operator<<(std::string_view markup) {
-    at_ = std::copy(markup.begin(), markup.end(), at_);
+    std::copy(markup.begin(), markup.end(), Room(markup.size()));
+    size_ += markup.size();
     return *this;
   }
   OnePass& operator<<(std::wstring_view text) {
-    at_ = AdvXMLParser::WriteUtf8(at_, text, AdvXMLParser::Form::kEscaped).end;
+    constexpr std::size_t kMostBytes = AdvXMLParser::LengthOf("&quot;");  // of a unit
+    char* const end =
+        AdvXMLParser::WriteUtf8(Room(text.size() * kMostBytes), text, AdvXMLParser::Form::kEscaped).end;
+    size_ = static_cast<std::size_t>(end - bytes_.get());
     return *this;
   }
   void Element(const Item& item) {
     *this << "<" << item.name << ">" << item.text << "</" << item.name << ">";
   }
   void Attribute(const Item& item) { *this << " " << item.name << "=\"" << item.text << "\""; }
-  char* End() const { return at_; }
+  Bytes Finish() { return std::move(bytes_); }
 
  private:
-  char* at_;
+  // Where the next bytes go, with room for so many and what WriteUtf8 writes over.
+  char* Room(std::size_t bytes) {
+    if (size_ + bytes + AdvXMLParser::kCopyBlock > capacity_) {
+      capacity_ = std::max(capacity_ * 2, size_ + bytes + AdvXMLParser::kCopyBlock);
+      bytes_.reset(static_cast<char*>(std::realloc(bytes_.release(), capacity_)));
+    }
+    return bytes_.get() + size_;
+  }
+
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 2000;
+  Bytes bytes_{static_cast<char*>(std::malloc(capacity_))};
 };
 
 }  // namespace
 
-char* WriteAtOnce(char* to, int events) {
-  OnePass out(to);
+Bytes WriteAtOnce(int events) {
+  OnePass out;
   out << AdvXMLParser::kXmlDeclaration << "<" << kRootName << "><" << kMachine << ">";
   for (const Item& fact : kFacts) out.Element(fact);
   out << "</" << kMachine << "><" << kSoftware;
@@ -84,7 +99,7 @@ char* WriteAtOnce(char* to, int events) {
     out << "</" << kEventName << ">";
   }
   out << "</" << kSoftware << "></" << kRootName << ">";
-  return out.End();
+  return out.Finish();
 }
 
 void Build(AdvXMLParser::Document& document, int events) {

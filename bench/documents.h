@@ -2,6 +2,8 @@
 
 #include "xml/document.h"
 
+#include <cstdlib>
+#include <memory>
 #include <rapidxml/rapidxml.hpp>
 #include <string>
 
@@ -9,13 +11,17 @@ namespace varnel::bench {
 
 using Peer = rapidxml::xml_document<wchar_t>;
 
+struct Free {
+  void operator()(char* bytes) const noexcept { std::free(bytes); }
+};
+using Bytes = std::unique_ptr<char[], Free>;
+
 // The same report, by us, by rapidxml with copied names and texts, and as bytes that are written in one pass:
 // machine facts, three product attributes and that many events of two attributes and eight texts, some not
 // ASCII and some with characters to escape.
 void Build(AdvXMLParser::Document& document, int events);
 void Build(Peer& document, int events);
-// Returns the end. Up to AdvXMLParser::kCopyBlock bytes behind it may be written over.
-char* WriteAtOnce(char* to, int events);
+Bytes WriteAtOnce(int events);
 
 // The peer's text of a document whose text is known to have that many characters.
 std::wstring Print(const Peer& document, std::size_t length);
