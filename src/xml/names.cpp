@@ -3,7 +3,6 @@
 #include "xml/text_form.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <new>
 
@@ -66,22 +65,22 @@ NameTable::NameTable(Arena& arena) noexcept : arena_(arena), buckets_(kFirstBuck
 const StoredName* NameTable::Store(std::wstring_view name, const StoredName* older) {
   if (name.size() > kLongestText) throw std::bad_alloc();
   const std::size_t units = name.size();
-  const std::size_t wideSize = units * sizeof(wchar_t);
   const auto sizeWith = [&](std::size_t bytes) {
-    return sizeof(StoredName) + wideSize + 2 * bytes + kMarkup;
-  };
-  const auto tagsOf = [&](void* memory) {
-    return static_cast<char*>(memory) + sizeof(StoredName) + wideSize;
+    return sizeof(StoredName) + units * sizeof(wchar_t) + 2 * bytes + kMarkup;
   };
   void* stored = arena_.Allocate(sizeWith(units));
-  Written written{tagsOf(stored) + 1 + units, false};
-  if (NarrowPlain(tagsOf(stored) + 1, name.data(), units) < units) {
-    stored = arena_.Reallocate(stored, sizeWith(units), sizeWith(LengthOf(name, Form::kAsItIs)));
-    written = WriteUtf8(tagsOf(stored) + 1, name, Form::kAsItIs);
+  const auto tagsBehind = [&] { return static_cast<char*>(stored) + sizeWith(0) - kMarkup; };
+  std::size_t bytes = units;
+  bool needsConversion = false;
+  if (NarrowPlain(tagsBehind() + LengthOf("<"), name.data(), units) == units) {
+    NarrowPlain(tagsBehind() + LengthOf("<></") + units, name.data(), units);
+  } else {
+    bytes = LengthOf(name, Form::kAsItIs);
+    stored = arena_.Reallocate(stored, sizeWith(units), sizeWith(bytes));
+    WriteUtf8(tagsBehind() + LengthOf("<"), name, Form::kAsItIs);
+    needsConversion = WriteUtf8(tagsBehind() + LengthOf("<></") + bytes, name, Form::kAsItIs).needsConversion;
   }
-  char* const tags = tagsOf(stored);
-  const auto bytes = static_cast<std::size_t>(written.end - tags - 1);
-  std::memcpy(tags + bytes + LengthOf("<></"), tags + LengthOf("<"), bytes);
+  char* const tags = tagsBehind();
   PutTags(tags, bytes);
   auto* const wide = reinterpret_cast<wchar_t*>(static_cast<StoredName*>(stored) + 1);
   CopyUnits(wide, name.data(), units);
@@ -89,7 +88,7 @@ const StoredName* NameTable::Store(std::wstring_view name, const StoredName* old
                                  .tags = tags,
                                  .length = static_cast<std::uint32_t>(units),
                                  .utf8Length = static_cast<std::uint32_t>(bytes),
-                                 .needsConversion = written.needsConversion,
+                                 .needsConversion = needsConversion,
                                  .older = older};
 }
 
