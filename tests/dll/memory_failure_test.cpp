@@ -130,7 +130,7 @@ TEST_F(Failure, AnEventTakesOneAllocationAndASaveTheBytesAlone) {
     for (int child = 0; child < 5; ++child) ASSERT_EQ(S_OK, event->AddElementInto(name, text, nullptr));
   }
   EXPECT_GE(kEvents + kEvents / 10, heap.Allocations() - allocations);
-  EXPECT_GE(1100u * kEvents, heap.LiveBytes() - bytes);
+  EXPECT_GE(800u * kEvents, heap.LiveBytes() - bytes);
   SetText(kFramework, L"Data Path", folder.Path() + L"\\");
   heap.TakePeakBytes();
   const std::size_t before = heap.LiveBytes();
