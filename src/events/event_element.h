@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <optional>
+#include <string_view>
 
 namespace varnel {
 
@@ -70,9 +71,9 @@ class CEventElement : public IEventElement {
   Element* element_ = nullptr;  // borrowed from the document
 };
 
-// Returns the argument as the methods take it: null counts as empty. Users stop at the first zero.
-inline const wchar_t* TextOf(BSTR text) noexcept {
-  return text ? text : L"";
+// Returns the argument as the methods take it: up to its first zero; null counts as empty.
+inline std::wstring_view TextOf(BSTR text) noexcept {
+  return text ? std::wstring_view(text, AdvXMLParser::WideLength(text)) : std::wstring_view();
 }
 
 }  // namespace varnel

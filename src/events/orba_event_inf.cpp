@@ -246,7 +246,7 @@ STDMETHODIMP COrbaEventInf::Save() {
 
 STDMETHODIMP COrbaEventInf::SaveAgentEventOnly(BSTR strSoftwareID, BSTR strFileExtension) {
   return Guarded([&] {
-    const auto extensionLength = static_cast<std::int32_t>(std::wcslen(TextOf(strFileExtension)));
+    const auto extensionLength = static_cast<std::int32_t>(TextOf(strFileExtension).size());
     const std::int32_t longest = initialised_ ? kMaxExtensionLength : 0;
     LogDetail(kReportFacility, L"%x SaveAgentEventOnly %s|%d|%d", Identity(), strSoftwareID, extensionLength,
               longest);

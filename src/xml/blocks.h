@@ -93,6 +93,20 @@ inline unsigned MaskOfNotPlain(__m128i packed) noexcept {
   return static_cast<unsigned>(_mm_movemask_epi8(_mm_andnot_si128(entities, ascii)) & 0xFF) ^ 0xFF;
 }
 
+// As std::wcslen. Reads aligned blocks, which never reach into another page.
+inline std::size_t WideLength(const wchar_t* text) noexcept {
+  const auto maskOfZeros = [](const wchar_t* block) {
+    const __m128i units = _mm_load_si128(reinterpret_cast<const __m128i*>(block));
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(units, _mm_setzero_si128())));
+  };
+  const std::size_t offset = reinterpret_cast<std::uintptr_t>(text) % sizeof(__m128i);
+  if (offset % sizeof(wchar_t) != 0) return std::wcslen(text);
+  const wchar_t* block = text - offset / sizeof(wchar_t);
+  unsigned zeros = maskOfZeros(block) >> offset << offset;
+  while (zeros == 0) zeros = maskOfZeros(block += kBlockUnits);
+  return static_cast<std::size_t>(block - text) + static_cast<std::size_t>(std::countr_zero(zeros)) / 2;
+}
+
 // The place of the first unit from `at` on that is not plain; `count` when there is none.
 inline std::size_t FindNotPlain(const wchar_t* text, std::size_t at, std::size_t count) noexcept {
   for (; at + kBlockUnits <= count; at += kBlockUnits) {
@@ -127,6 +141,9 @@ inline wchar_t* Widen(wchar_t* to, const char* from, std::size_t count) noexcept
 
 #else
 
+inline std::size_t WideLength(const wchar_t* text) noexcept {
+  return std::wcslen(text);
+}
 inline std::size_t FindNotPlain(const wchar_t* text, std::size_t at, std::size_t count) noexcept {
   while (at < count && IsPlain(text[at])) ++at;
   return at;

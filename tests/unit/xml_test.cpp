@@ -55,6 +55,16 @@ TEST(Document, BytesAreWhatTheSystemMakesOfItsText) {
   EXPECT_FALSE(HasBytesOfTheSystem(document)) << "what is saved ends at the zero, which the conversion finds";
 }
 
+TEST(Blocks, LengthIsThatOfTheCLibraryWhereverTheTextLies) {
+  for (std::size_t offset = 0; offset < 16; ++offset)  // in bytes: callers in C may pass odd addresses
+    for (std::size_t length = 0; length < 40; ++length) {
+      alignas(16) char memory[128] = {};  // zeros before the text must not be seen
+      auto* const text = reinterpret_cast<wchar_t*>(memory + offset);
+      for (std::size_t i = 0; i < length * 2; ++i) memory[offset + i] = 'x';
+      EXPECT_EQ(length, WideLength(text)) << "at " << offset;
+    }
+}
+
 // Of every length up to and beyond what is converted at once, in memory that is nearly used up or that it
 // gets for itself alone.
 TEST(Document, LongTextsAreStoredWhateverMustBeReplaced) {
