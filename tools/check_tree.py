@@ -16,7 +16,7 @@ LAYERS = {
     "logging": {"base"},
     "settings": {"base"},
     "probes": {"base", "logging"},
-    "protection": {"base", "logging", "settings"},
+    "protection": {"varnel", "base", "logging", "settings"},
     "events": {"varnel", "base", "xml", "logging", "settings", "probes", "protection"},
     "com": {"varnel", "base", "settings", "events"},
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "protection/client_interface.h"
+#include "varnel/self_protection_client.h"
 
 namespace varnel {
 

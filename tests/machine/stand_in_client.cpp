@@ -1,7 +1,7 @@
 // Stands in for the service's client library: gives every exception and writes down what it saw at the time.
 // With STAND_IN_WITHOUT_WITHDRAWAL one of its entry points is missing.
 
-#include "protection/client_interface.h"
+#include "varnel/self_protection_client.h"
 
 #include <cstdio>
 #include <cwchar>
