@@ -34,8 +34,13 @@ write_basic_package_version_file(${kit}/varnel-config-version.cmake COMPATIBILIT
 install(TARGETS varnel RUNTIME DESTINATION bin)
 install(FILES ${VARNEL_MANIFEST} DESTINATION bin)
 # Named one by one: what else lies in these folders is nobody's to ship.
-install(FILES include/varnel/varnel.h include/varnel/varnel.hpp ${VARNEL_CONTRACT}/varnel/varnel_contract.h
-  DESTINATION include/varnel)
+foreach(header self_protection_client.h system.h varnel.h varnel.hpp)
+  install(FILES include/varnel/${header} DESTINATION include/varnel)
+endforeach()
+foreach(header element error event_time library report result text)
+  install(FILES include/varnel/cpp/${header}.hpp DESTINATION include/varnel/cpp)
+endforeach()
+install(FILES ${VARNEL_CONTRACT}/varnel/varnel_contract.h DESTINATION include/varnel)
 install(FILES ${kit}/varnel-config.cmake ${kit}/varnel-config-version.cmake DESTINATION lib/cmake/varnel)
 install(FILES ${VARNEL_TYPE_LIBRARY} DESTINATION lib)
 install(FILES ${VARNEL_INTEROP} DESTINATION interop)

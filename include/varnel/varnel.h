@@ -7,6 +7,8 @@
  * docs/integration.md has the calling order, and what each method wants and owns. */
 #pragma once
 
+#include <varnel/system.h>
+
 #ifdef __cplusplus
 /* IOrbaEventInf2 repeats methods of its base with other arguments; this is the contract. */
 #if defined(__GNUC__) || defined(__clang__)
@@ -51,7 +53,7 @@ typedef struct VarnelResultText {
   const wchar_t* remedy;  /* what to do: whole sentences */
 } VarnelResultText;
 
-/* The words for a failure; general ones for a code that is not among the methods' results. */
+/* Returns the words for a result; general ones for a failure that is not among the methods' results. */
 #ifdef __cplusplus
 inline
 #else
@@ -59,6 +61,7 @@ static inline
 #endif
     VarnelResultText
     VarnelDescribeResult(HRESULT code) {
+  static const VarnelResultText success = {L"succeeded", L"Nothing is left to do."};
   static const VarnelResultText unknown = {
       L"the call failed", L"The trace shows which step failed; the system's messages explain the number."};
   static const struct {
@@ -99,6 +102,7 @@ static inline
         L"Use Save; agent-only events are for components of the agent."}},
   };
   size_t i;
+  if (SUCCEEDED(code)) return success;
   for (i = 0; i < sizeof(entries) / sizeof(entries[0]); ++i)
     if (entries[i].code == code) return entries[i].text;
   return unknown;

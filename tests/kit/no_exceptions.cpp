@@ -15,7 +15,7 @@ int main() {
   const bool saved =
       library.TryOpenFile(_wgetenv(L"VARNEL_DLL")) == S_OK &&
       report.TryOpen(library, {"EXAMPLE__1000", "R", "P", "", "", ""}) == S_OK &&
-      report.TrySave() == E_FAIL && report.TryAddMachine() == S_OK &&
+      report.TrySave() == varnel::kNoMachine && report.TryAddMachine() == S_OK &&
       report.TryAddEvent("E", 1, 1, std::chrono::system_clock::now(), &event) == S_OK &&
       event.TrySetAttribute("A", 1) == S_OK && event.TryAddSibling("S") == S_OK &&
       report.TryGetMachineElement(machine) == S_OK && machine.TrySetAttribute("B", ~0ull) == S_OK &&

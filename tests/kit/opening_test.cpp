@@ -74,7 +74,18 @@ TEST_F(Opening, LibraryIsUnloadedWithItsLastReport) {
     const varnel::Report report(varnel::Library::FromFile(path.c_str()), {kAgent, "R", "P", "", "", ""});
     survivor = report.AddEvent("E", 1, 1);
   }
-  EXPECT_EQ(E_FAIL, survivor.TryAddChild("C")) << "its code is still there";
+  EXPECT_EQ(kNotOpen, survivor.TryAddChild("C")) << "its code is still there";
+}
+
+TEST_F(Opening, LibraryThatWasMovedFromIsNotTheRegisteredClass) {
+  varnel::Library moved;
+  varnel::Library to(std::move(moved));
+  EXPECT_EQ(kNoLibrary, Open(moved));
+  EXPECT_EQ(CO_E_NOTINITIALIZED, Open(to)) << "that is the registered class";
+  to = varnel::Library::FromFile(Library::Path().c_str());
+  moved = std::move(to);
+  EXPECT_EQ(kNoLibrary, Open(to));
+  EXPECT_EQ(S_OK, Open(moved));
 }
 
 TEST_F(Opening, ManifestBesideTheDllReplacesTheRegistration) {

@@ -6,8 +6,13 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
+#include <cctype>
+#include <cstdio>
 #include <functional>
 #include <limits>
+#include <map>
+#include <set>
 
 namespace varnel::test {
 namespace {
@@ -157,28 +162,78 @@ TEST_F(ClientReport, NamesAreXmlNames) {
   }
 }
 
-TEST_F(ClientReport, CallsOutOfOrderSayWhatToDo) {
+TEST_F(ClientReport, ErrorsNameTheCallItsArgumentsAndTheStepThatIsMissing) {
   varnel::Report empty;
+  varnel::Report closed(library, SomeProduct());
+  const Element orphan = closed.AddEvent("E", 1, 1);
+  closed.Close();
+  varnel::Report fresh(library, SomeProduct());
   varnel::Report report(library, SomeProduct());
-  const Element event = report.AddEvent("E", 1, 1);
-  Product incomplete = SomeProduct();
-  incomplete.family = nullptr;
-  const std::pair<const char*, std::function<void()>> calls[] = {
-      {"Save", [&] { empty.Save(); }},
-      {"AddMachine", [&] { empty.AddMachine(); }},
-      {"AddEvent", [&] { empty.AddEvent("E", 1, 1); }},
-      {"MachineElement", [&] { empty.MachineElement(); }},
-      {"ProductElement", [&] { empty.ProductElement(); }},
-      {"SaveAgentEventOnly", [&] { empty.SaveAgentEventOnly("ORBAAGENT", "xml"); }},
-      {"Close", [&] { empty.Close(); }},
-      {"AddChild", [] { Element().AddChild("C"); }},
-      {"SetAttribute", [] { Element().SetAttribute("A", 1); }},
-      {"Report", [&] { varnel::Report(library, incomplete); }},
-      {"Save", [&] { report.Save(); }},
-      {"AddSibling", [&] { report.Close(), event.AddSibling("S"); }}};
-  for (const auto& [call, action] : calls)
-    EXPECT_THAT(ErrorOf(action),
-                AllOf(StartsWith(call), HasSubstr("out of order"), HasSubstr("call Initialize first")));
+  report.AddMachine();
+  varnel::Report whole(library, SomeProduct());
+  whole.AddMachine();
+  const Element event = whole.AddEvent("E", 1, 1);
+  Element deep = event.AddChild("D");
+  while (deep.TryAddChild("D", nullptr, &deep) == S_OK) continue;
+  const auto open = [this](Text Product::*field, Text text) {
+    Product product = SomeProduct();
+    product.*field = std::move(text);
+    varnel::Report(library, product);
+  };
+  const std::wstring longest(201, L'x');
+  const struct {
+    std::function<void()> action;
+    const char* start;
+    const char* remedy;
+  } rows[] = {
+      {[&] { empty.Save(); }, "Save: the report is not open", "Open the report"},
+      {[&] { empty.AddMachine(); }, "AddMachine: the report is not open", "Open the report"},
+      {[&] { empty.AddEvent("E", 7, 1); }, "AddEvent(\"E\", 7): the report is not open", "Open the report"},
+      {[&] { empty.MachineElement(); }, "MachineElement: the report is not open", "Open the report"},
+      {[&] { empty.ProductElement(); }, "ProductElement: the report is not open", "Open the report"},
+      {[&] { empty.SaveAgentEventOnly("ORBAAGENT", "x"); },
+       "SaveAgentEventOnly(\"ORBAAGENT\", \"x\"): the report is not open", "Open the report"},
+      {[&] { closed.Close(); }, "Close: the report is not open", "Open the report"},
+      {[&] { orphan.AddSibling("S"); }, "AddSibling(\"S\"): ", "only until it is closed"},
+      {[&] { orphan.SetAttribute("A", 1); }, "SetAttribute(\"A\"): ", "only until it is closed"},
+      {[] { Element().AddChild("C"); }, "AddChild(\"C\"): ", "the element belongs to no open report"},
+      {[&] { fresh.Save(); }, "Save: the report has no facts of the machine", "Call AddMachine"},
+      {[&] { report.Save(); }, "Save: the report has no event", "Call AddEvent"},
+      {[&] { report.AddMachine(); }, "AddMachine: the report already has", "once"},
+      {[&] {
+         report.AddMachine({L"\xD800", nullptr});
+       },
+       "AddMachine(osName \"\\uD800\"): ", "Repaired"},
+      {[&] { report.AddEvent("E", 0, 1); }, "AddEvent(\"E\", 0): 0 is not an event", "other than 0"},
+      {[&] { report.AddEvent(L"\u00C9 v", 1, 1); }, "AddEvent(\"\\u00C9 v\", 1): ", "Begin it with a letter"},
+      {[&] { event.AddChild(nullptr); }, "AddChild(null): the name", "Begin it with a letter"},
+      {[&] { event.AddChild("\xFF"); }, "AddChild(not UTF-8): a text", "Repaired"},
+      {[&] { event.SetAttribute("Path", L"\x1"); }, "SetAttribute(\"Path\"): a text", "Repaired"},
+      {[&] { event.AddChild("Severity"); }, "AddChild(\"Severity\"): the name belongs to", "event-format.md"},
+      {[&] { deep.AddChild("D"); }, "AddChild(\"D\"): the element would be more than 255", "Nest less"},
+      {[&] { open(&Product::rootName, "1 x"); }, "Report(rootName \"1 x\"): the name", "Begin it"},
+      {[&] { open(&Product::elementName, "MachineInfo"); },
+       "Report(elementName \"MachineInfo\"): ", "another"},
+      {[&] { open(&Product::version, nullptr); }, "Report(version null): a text that is needed",
+       "Pass a text"},
+      {[&] { varnel::Report(varnel::Library(), SomeProduct()); }, "Report: COM is not initialised",
+       "ComScope"},
+      {[] { (void)varnel::Library::FromFile(L"x.dll"); }, "Library::FromFile(\"x.dll\"): the path is",
+       "drive"},
+      {[] { (void)varnel::Library::SideBySide(nullptr); }, "Library::SideBySide(\"null\"): the path",
+       "drive"},
+      {[&] { whole.SaveAgentEventOnly("ORBAAGENT", longest); }, "SaveAgentEventOnly(\"ORBAAGENT\", \"xxx",
+       "...\", 201 characters): the file extension is too long"},
+      {[&] { whole.SaveAgentEventOnly("OTHER", "x"); },
+       "SaveAgentEventOnly(\"OTHER\", \"x\"): ", "ORBAAGENT"},
+      {[&] {
+         DeleteValue(kFramework, L"Data Path");
+         whole.Save();
+       },
+       "Save: the agent's event folder is not set", "Set \"Data Path\""},
+  };
+  for (const auto& [action, start, remedy] : rows)
+    EXPECT_THAT(ErrorOf(action), AllOf(StartsWith(start), HasSubstr(remedy)));
 }
 
 TEST_F(ClientReport, OpeningThatFailsLeavesTheReportThatWasOpen) {
@@ -187,11 +242,11 @@ TEST_F(ClientReport, OpeningThatFailsLeavesTheReportThatWasOpen) {
   report.AddEvent("First", 1, 1, kSomeTime);
   Product bad = SomeProduct();
   bad.softwareId = nullptr;
-  EXPECT_EQ(E_FAIL, report.TryOpen(library, bad));
+  EXPECT_EQ(kNullText, report.TryOpen(library, bad));
   report.Save();
   EXPECT_THAT(TakeSaved(), HasSubstr("<First>"));
   EXPECT_EQ(S_OK, report.TryOpen(library, SomeProduct()));
-  EXPECT_EQ(E_FAIL, report.TrySave()) << "a new one, without events";
+  EXPECT_EQ(kNoMachine, report.TrySave()) << "a new one";
 }
 
 TEST_F(ClientReport, UnmanagedAgentDropsOrRefusesAndItsComponentsSaveAllTheSame) {
@@ -209,18 +264,115 @@ TEST_F(ClientReport, UnmanagedAgentDropsOrRefusesAndItsComponentsSaveAllTheSame)
   EXPECT_TRUE(files[0].ends_with(L".abc"));
 }
 
-// The page is what people read; the header is what they get.
-TEST(ClientError, SaysWhatTheIntegrationPageSays) {
-  std::size_t rows = 0;
-  for (const auto& row :
-       RegexMatches(ReadFacts("../docs/integration.md"),
-                    "\n\\| 0x([0-9A-F]{8})[^|]*(?: \\| `[A-Z_]+`)? \\| ([^|]+) \\| ([^|]+) \\|")) {
-    const auto code = static_cast<HRESULT>(std::stoul(row[1], nullptr, 16));
-    EXPECT_EQ("Call: " + row[2] + " (0x" + row[1] + "). " + row[3], Error("Call", code).what());
-    EXPECT_EQ(code, Error("Call", code).Code());
-    ++rows;
+// A name and its place, where readers would take it for one of the library's own.
+TEST_F(ClientReport, NamesOfTheLibraryAreRefusedWhereTheyStandForItsOwn) {
+  const varnel::Report report(library, SomeProduct());
+  report.AddMachine();
+  const Element machine = report.MachineElement();
+  const Element product = report.ProductElement();
+  const Element event = report.AddEvent("Severity", 1, 1);
+  const Element below = event.AddChild("MachineInfo");
+  const struct {
+    const char* name;
+    HRESULT root, machine, product, event, below;
+  } rows[] = {{"EventID", kReservedName, kReservedName, kReservedName, kReservedName, kReservedName},
+              {"GMTTime", kReservedName, kReservedName, kReservedName, kReservedName, kReservedName},
+              {"Severity", S_OK, S_OK, S_OK, kReservedName, S_OK},
+              {"MachineInfo", kReservedName, S_OK, S_OK, S_OK, S_OK},
+              {"OSName", S_OK, kReservedName, S_OK, S_OK, S_OK},
+              {"RawMACAddress", S_OK, kReservedName, S_OK, S_OK, S_OK},
+              {"ProductName", S_OK, S_OK, S_OK, S_OK, S_OK}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(row.root, machine.TryAddSibling(row.name));
+    EXPECT_EQ(row.root, product.TryAddSibling(row.name));
+    EXPECT_EQ(row.machine, machine.TryAddChild(row.name));
+    EXPECT_EQ(row.product, product.TryAddChild(row.name));
+    EXPECT_EQ(row.product, event.TryAddSibling(row.name));
+    EXPECT_EQ(row.event, event.TryAddChild(row.name));
+    EXPECT_EQ(row.event, below.TryAddSibling(row.name));
+    EXPECT_EQ(row.below, below.TryAddChild(row.name));
+    EXPECT_EQ(S_OK, event.TrySetAttribute(row.name, row.name));
+    EXPECT_EQ(row.name == std::string("ProductName") ? kReservedName : S_OK,
+              product.TrySetAttribute(row.name, 1));
   }
-  EXPECT_EQ(19u, rows);
+  EXPECT_EQ(kReservedName, report.TryAddEvent("EventID", 1, 1));
+}
+
+TEST_F(ClientReport, TextsThatWereMovedFromAreNull) {
+  const varnel::Report report(library, SomeProduct());
+  const Element event = report.AddEvent("E", 1, 1);
+  Text from("From");
+  Text to("To");
+  to = std::move(from);
+  EXPECT_EQ(kBadName, event.TryAddChild(from));
+  EXPECT_EQ(S_OK, event.TryAddChild(to));
+  EXPECT_EQ(kBadName, event.TrySetAttribute(nullptr, 1));
+  EXPECT_EQ(kBadName, report.TryAddEvent(static_cast<const char*>(nullptr), 1, 1));
+  EXPECT_EQ(kNullText, report.TrySaveAgentEventOnly("ORBAAGENT", from));
+}
+
+// The number, name, meaning and remedy of each row of a table of the integration page.
+using Rows = std::map<std::string, std::array<std::string, 3>>;
+Rows RowsOf(const std::string& table) {
+  Rows rows;
+  for (const auto& row :
+       RegexMatches(table, "\n\\| 0x([0-9A-F]{8})[^|]* \\| `(\\w+)` \\| ([^|]+) \\| ([^|]+) \\|"))
+    rows[row[1]] = {row[2], row[3], row[4]};
+  return rows;
+}
+std::string Number(HRESULT code) {
+  char digits[9];
+  std::snprintf(digits, sizeof(digits), "%08lX", static_cast<unsigned long>(code));
+  return digits;
+}
+
+// The page is what people read; the headers are what they get. Neither has a code that the other lacks.
+TEST(ResultCodes, HeadersPageAndInteropListTheSame) {
+  const std::string page = ReadFacts("../docs/integration.md");
+  const std::size_t ofClient = page.find("\n### Results of varnel.hpp");
+  ASSERT_NE(std::string::npos, ofClient);
+  const Rows methods = RowsOf(page.substr(0, ofClient));
+  const Rows client = RowsOf(page.substr(ofClient));
+
+  std::set<std::string> described;
+  for (const detail::DescribedResult& result : detail::kDescribedResults)
+    described.insert(Number(result.code));
+  std::set<std::string> listed;
+  for (const auto& [number, words] : client) {
+    listed.insert(number);
+    const auto code = static_cast<HRESULT>(std::stoul(number, nullptr, 16));
+    EXPECT_EQ("Call: " + words[1] + " (0x" + number + "). " + words[2], Error("Call", code).what());
+    EXPECT_EQ(code, Error("Call", code).Code());
+  }
+  EXPECT_EQ(described, listed);
+
+  // In C the table of words is inside a function, so its names are read from the source.
+  const std::string header = ReadFacts("../include/varnel/varnel.h");
+  std::set<std::string> ofHeader, ofPage;
+  for (const auto& entry : RegexMatches(header, "\n +\\{(\\w+),\n")) ofHeader.insert(entry[1]);
+  for (const auto& [number, words] : methods) {
+    ofPage.insert(words[0]);
+    const VarnelResultText text = VarnelDescribeResult(static_cast<HRESULT>(std::stoul(number, nullptr, 16)));
+    EXPECT_EQ(words[1], Narrow(text.meaning)) << words[0];
+    EXPECT_EQ(words[2], Narrow(text.remedy)) << words[0];
+  }
+  EXPECT_EQ(ofHeader, ofPage);
+  EXPECT_STREQ(L"succeeded", VarnelDescribeResult(S_OK).meaning);
+
+  // "VARNEL_E_NOT_MANAGED" and "NotManaged" are one name.
+  const auto plain = [](std::string name) {
+    name = Replaced(Replaced(name, "VARNEL_E_", ""), "_", "");
+    for (char& letter : name) letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    return name;
+  };
+  std::map<std::string, std::string> ofInterop, own;
+  for (const auto& [number, words] : methods)
+    if (words[0].starts_with("VARNEL_E_")) own[number] = plain(words[0]);
+  for (const auto& row : RegexMatches(ReadBytes(Wide(VARNEL_INTEROP)),
+                                      "const int (\\w+) = unchecked\\(\\(int\\)0x([0-9A-F]{8})\\)"))
+    ofInterop[row[2]] = plain(row[1]);
+  EXPECT_EQ(ofInterop, own);
 }
 
 }  // namespace

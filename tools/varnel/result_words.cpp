@@ -28,7 +28,16 @@ constexpr struct {
     // Of varnel.hpp.
     {kBadText, "ERROR_NO_UNICODE_TRANSLATION"},
     {kBadName, "ERROR_INVALID_NAME"},
+    {kReservedName, "ERROR_OBJECT_ALREADY_EXISTS"},
+    {kNullText, "E_POINTER"},
     {kBadTime, "ERROR_INVALID_TIME"},
+    {kBadEventId, "E_INVALIDARG"},
+    {kTooDeep, "ERROR_NESTING_NOT_ALLOWED"},
+    {kNotOpen, "E_HANDLE"},
+    {kNoLibrary, "OLE_E_BLANK"},
+    {kNoMachine, "ERROR_INVALID_STATE"},
+    {kNoEvent, "ERROR_EMPTY"},
+    {kMachineTwice, "ERROR_ALREADY_EXISTS"},
     {kBadPath, "ERROR_BAD_PATHNAME"},
     {SystemResult(ERROR_FILE_NOT_FOUND), "ERROR_FILE_NOT_FOUND"},
     {SystemResult(ERROR_PATH_NOT_FOUND), "ERROR_PATH_NOT_FOUND"},
@@ -50,7 +59,9 @@ ResultWords WordsOf(HRESULT code) {
   for (const auto& [known, name] : kNames)
     if (known == code) words.name = name;
   if (SUCCEEDED(code)) return words;
-  const VarnelResultText text = DescribeResult(code);
+  // Words for every caller first: a support engineer's product need not use the C++ header.
+  VarnelResultText text = VarnelDescribeResult(code);
+  if (std::wstring_view(text.meaning) == L"the call failed") text = DescribeResult(code);
   words.meaning = ToUtf8(text.meaning);
   words.remedy = ToUtf8(text.remedy);
   return words;
