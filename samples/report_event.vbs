@@ -16,8 +16,8 @@ Check "Initialize"
 report.CreateMachineElement "", "", ""
 Check "CreateMachineElement"
 
-' The element comes back in the last argument. Times are GMT.
-report.CreateEventElement "MalwareDetected", 1024, 3, #2024-03-07 09:05:03#, detection
+' The element comes back in the last argument.
+report.CreateEventElement "MalwareDetected", 1024, 3, UtcNow(), detection
 Check "CreateEventElement"
 detection.SetAttributeString "Engine", "heuristics"
 Check "SetAttributeString"
@@ -30,7 +30,7 @@ Check "SetAttributeString"
 file.AppendElement "Scan", "on access", child
 Check "AppendElement"
 
-report.CreateEventElement "SignaturesUpdated", 2401, 1, #2024-03-07 09:05:04#, update
+report.CreateEventElement "SignaturesUpdated", 2401, 1, UtcNow(), update
 Check "CreateEventElement"
 
 report.Save
@@ -38,6 +38,14 @@ Check "Save"
 report.DeInitialize
 Check "DeInitialize"
 WScript.Echo "reported"
+
+' Times are passed in UTC, and Now is local time.
+Function UtcNow()
+  Dim system
+  For Each system In GetObject("winmgmts:").ExecQuery("SELECT CurrentTimeZone FROM Win32_OperatingSystem")
+    UtcNow = DateAdd("n", -system.CurrentTimeZone, Now)
+  Next
+End Function
 
 Sub Check(step)
   If Err.Number = 0 Then Exit Sub

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdio>
 #include <filesystem>
 
 namespace varnel::test {
@@ -26,20 +27,44 @@ class Activation : public MachineAgentTest {
   Library library;
 };
 
+// As event files write it.
+std::string UtcNow() {
+  SYSTEMTIME now;
+  GetSystemTime(&now);
+  char text[40];
+  std::snprintf(text, sizeof(text), "%04d-%02d-%02dT%02d:%02d:%02d", now.wYear, now.wMonth, now.wDay,
+                now.wHour, now.wMinute, now.wSecond);
+  return text;
+}
+
+// The tests' local time is five hours behind.
 TEST_F(Activation, ScriptReportsToTheAgentAndToTheServerAndReadsWhatWentWrong) {
   const std::wstring sample = Wide(VARNEL_FACTS "/../samples/report_event.vbs");
+  const std::string before = UtcNow();
   EXPECT_THAT(RunScript(sample, kAgent), HasSubstr("reported"));
   EXPECT_THAT(RunScript(sample), HasSubstr("reported"));
-  for (const auto& where : {agentEvents, serverEvents})
-    EXPECT_THAT(TakeFiles(where),
-                HasSubstr("<MalwareDetected Engine=\"heuristics\" Confidence=\"97\">"
-                          "<EventID>1024</EventID><Severity>3</Severity>"
-                          "<GMTTime>2024-03-07T09:05:03</GMTTime><File Action=\"quarantined\">"
-                          "C:\\&lt;setup&gt; &amp; &quot;more&quot;.exe</File>"
-                          "<Scan>on access</Scan></MalwareDetected>"));
+  for (const auto& where : {agentEvents, serverEvents}) {
+    const auto parts = RegexParts(TakeFiles(where),
+                                  ".*<MalwareDetected Engine=\"heuristics\" Confidence=\"97\">"
+                                  "<EventID>1024</EventID><Severity>3</Severity>"
+                                  "<GMTTime>([^<]*)</GMTTime><File Action=\"quarantined\">"
+                                  "C:\\\\&lt;setup&gt; &amp; &quot;more&quot;.exe</File>"
+                                  "<Scan>on access</Scan></MalwareDetected><SignaturesUpdated>.*");
+    ASSERT_EQ(2u, parts.size()) << Narrow(where);
+    EXPECT_LE(before, parts[1]);
+    EXPECT_GE(UtcNow(), parts[1]);
+  }
   SetText(kFramework, L"Data Path", folder.File(L"missing\\"));
   EXPECT_THAT(RunScript(sample, kAgent),
               HasSubstr("Save: Varnel.OrbaEventInf FFFFFFD7 Save: the event file could"));
+}
+
+TEST_F(Activation, ExampleOfTheIntegrationPageIsPartOfTheSample) {
+  const std::string sample = ReadFacts("../samples/report_event.vbs");
+  const std::string page = ReadFacts("../docs/integration.md");
+  const auto lines = RegexMatches(page.substr(page.find("\n## Scripts")), "\n    ([^\n]+)");
+  EXPECT_LT(5u, lines.size());
+  for (const auto& line : lines) EXPECT_THAT(sample, HasSubstr("\n" + line[1] + "\n"));
 }
 
 // The sample's own imports are not planted, so it is the library that would have loaded what runs.
