@@ -18,8 +18,8 @@ namespace varnel {
 // does nothing, while the agent is not managed. Text arguments are copied. Out pointers are written on
 // success only and then carry a reference that the caller releases.
 //
-// Methods take no lock: callers serialise their use of one object. The two notifications of IFrameworkObject
-// may arrive on any thread at any time.
+// The document has no lock: callers serialise their use of one object. Only the getters lock, while they
+// create an element object. The two notifications of IFrameworkObject may arrive on any thread at any time.
 //
 // IUnknown and IDispatch come from the object forms in com/.
 class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {

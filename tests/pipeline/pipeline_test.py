@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """From saved reports to Kafka: the follower, rsyslog with the configuration of docs/pipeline, and a cluster that librdkafka
-mocks on the loopback address. Follower and rsyslog are each stopped and started in the middle; no event may be lost, and one
-that arrives twice can be recognised."""
+mocks on the loopback address. Follower and rsyslog are each stopped and started in the middle, while the brokers answer: then
+every event arrives, and one that arrives twice can be recognised."""
 import collections
 import json
 import os
