@@ -21,6 +21,7 @@ constexpr bool IsLowSurrogate(wchar_t unit) noexcept {
 constexpr std::size_t FindFault(std::wstring_view text, std::size_t at = 0) noexcept {
   for (; at < text.size(); ++at) {
     const wchar_t unit = text[at];
+    if (unit >= 0x20 && unit < 0xD800) continue;  // most are
     if (unit < 0x20 ? unit != L'\t' && unit != L'\n' && unit != L'\r'
                     : unit >= 0xFFFE || IsLowSurrogate(unit))
       return at;
@@ -64,8 +65,10 @@ constexpr bool IsIn(const Range (&ranges)[count], wchar_t unit) noexcept {
 constexpr bool IsName(std::wstring_view text) noexcept {
   if (text.empty() || text.size() > kLongestName || text == L"xmlns" || !IsIn(kNameStart, text[0]))
     return false;
-  for (const wchar_t unit : text)
+  for (const wchar_t unit : text) {
+    if (unit >= L'a' && unit <= L'z') continue;  // most are
     if (!IsIn(kNameStart, unit) && !IsIn(kNameInside, unit)) return false;
+  }
   return true;
 }
 
