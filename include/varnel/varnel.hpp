@@ -12,7 +12,7 @@
 // second form.
 //
 // A call that fails adds no element, attribute or fact that the caller asked for. Calls that succeed make an
-// event document that follows the rules of docs/event-format.md, whatever their arguments are.
+// event document that `varnel check` accepts, whatever their arguments are.
 //
 // Threads: one report and its elements belong to one thread at a time; different reports are independent.
 #pragma once
