@@ -96,9 +96,8 @@ class LinkedNode : public Node {
   Node* next_;  // of the last one, its container
 };
 
-// A node that holds children, in the order in which they were appended. An element or attribute that is made
-// with a text, the usual case, holds it in one piece of memory with itself; all that it may hold besides, few
-// do, is in a body that is made when it is needed.
+// A node that holds children, in the order in which they were appended. One that is made with a text, the
+// usual case, has it in one piece of memory with itself; a body for all else is made when it is needed.
 class NodeContainer : public LinkedNode {
  public:
   // Appends a new, empty element and returns it; NullElement when this is a null node.
