@@ -1,11 +1,12 @@
 #!/bin/sh
-# sign_clients.sh OUTPUT CLIENT INCOMPLETE LIBRARY   makes the client libraries of the tests, good and bad, in folder
-# OUTPUT, two signed copies of our own library, and authority.cer, the certificate of the authority that the tests trust.
+# sign_clients.sh OUTPUT CLIENT INCOMPLETE LIBRARY   makes the new folder OUTPUT with the client libraries of the tests,
+# good and bad, two signed copies of our own library, and authority.cer, the certificate of the authority that the tests
+# trust.
 set -eu
 config=$(dirname "$0")/sign_clients.cnf
 output=$1 client=$2 incomplete=$3 library=$4
-rm -rf "$output"
-mkdir -p "$output/ca"
+mkdir "$output"
+mkdir "$output/ca"
 cd "$output/ca"
 exec 3>&2 >log 2>&1
 trap '[ $? -eq 0 ] || cat log >&3' EXIT

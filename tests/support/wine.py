@@ -1,7 +1,6 @@
 """A Wine prefix of the tests' own, with what they ask of it: programs, the registry, the agent's folders."""
 import pathlib
 import re
-import shutil
 import subprocess
 import sys
 
@@ -19,9 +18,11 @@ class Prefix:
 
     def __init__(self, name, environment):
         self.folder = pathlib.Path(environment["WINEPREFIX"]).with_name(name)
-        shutil.rmtree(self.folder, ignore_errors=True)
         self.environment = dict(environment, WINEPREFIX=str(self.folder))
-        self.run("cmd", "/c", "exit")
+        for command in (["--remove"], ["cmd", "/c", "exit"]):
+            status, output = self.run(*command)
+            if status != 0:
+                raise RuntimeError(f"{self.folder}: {output}")
 
     def __enter__(self):
         return self
