@@ -15,6 +15,14 @@
 #include <new>
 #include <string>
 
+// <atomic> includes the compiler's thread layer, where it has one. Only that of the win32 thread model will
+// do. The exception reserve of the others has a mutex that is made with malloc at its first use. Without
+// memory, the failure to lock it is thrown, which locks it again, until the host's stack overflows.
+#if defined(_GLIBCXX_HAS_GTHREADS) && !defined(GCC_GTHR_WIN32_H) && !defined(VARNEL_CHECKED)
+#error \
+    "varnel.dll needs the win32 thread model: x86_64-w64-mingw32-g++-win32, i686-w64-mingw32-g++-win32 or MSVC"
+#endif
+
 namespace __gnu_cxx {
 void __freeres();  // frees the emergency exception pool
 
@@ -182,13 +190,15 @@ extern decltype(&MakeSemaphore) g_createSemaphoreImport asm("__imp_CreateSemapho
 DWORD(WINAPI* g_tlsAllocImport)() = TakeSlot;
 decltype(&MakeSemaphore) g_createSemaphoreImport = MakeSemaphore;
 
+#if _GLIBCXX_RELEASE < 13
 #if defined(__clang__)
 #pragma clang diagnostic ignored "-Wmissing-prototypes"  // called by the runtime only
 #endif
 
 // The mutexes of the C++ library, under the names and with the types of the compiler's win32 thread model.
-// Its own need a semaphore each; a slim lock fits into the place of its handle. Nothing more of that model is
-// in use: code that asks for more, such as a local static that needs a guard, does not link.
+// Its own need a semaphore each; a slim lock fits into the place of its handle. Later compilers have critical
+// sections there. Nothing more of that model is in use: code that asks for more, such as a local static that
+// needs a guard, does not link, or brings imports that tests/golden/binary.txt does not list.
 extern "C" {
 
 struct GthreadMutex {
@@ -208,6 +218,21 @@ int __gthr_win32_mutex_unlock(GthreadMutex* mutex) {
   return 0;
 }
 }
+
+#else
+
+// In the place of the C runtime's getenv: the C++ library would let the host's GLIBCXX_TUNABLES choose the
+// size of our exception reserve.
+#if defined(__i386__)
+extern "C" char* NoVariable(const char*) asm("_getenv");
+#else
+extern "C" char* NoVariable(const char*) asm("getenv");
+#endif
+extern "C" char* NoVariable(const char*) {
+  return nullptr;
+}
+
+#endif
 
 namespace varnel {
 

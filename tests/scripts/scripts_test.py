@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""The scripts: what they refuse to remove or overwrite, and that a test program which shows nothing has failed."""
+"""The scripts: what they refuse to remove or overwrite, which compilers the build refuses, and that a test program which
+shows nothing has failed."""
 import os
 import pathlib
 import subprocess
@@ -71,6 +72,14 @@ class Scripts(unittest.TestCase):
                                     ("echo '[ RUN      ] A.Test'", False)):
             with self.subTest(program):
                 self.assertEqual(has_passed, self.run_script(RUN_GTEST, "sh", "-c", program)[0] == 0)
+
+    def test_a_compiler_whose_runtime_would_end_the_host_is_refused(self):
+        compile_runtime = ["-std=c++20", "-fsyntax-only", "-I", "src", "src/com/compiler_runtime.cpp"]
+        status, output = self.run_script("x86_64-w64-mingw32-g++-posix", *compile_runtime)
+        self.assertNotEqual(0, status)
+        self.assertIn("needs the win32 thread model: x86_64-w64-mingw32-g++-win32", output)
+        for words in (["x86_64-w64-mingw32-g++-win32"], ["x86_64-w64-mingw32-g++-posix", "-DVARNEL_CHECKED"]):
+            self.assertEqual((0, ""), self.run_script(*words, *compile_runtime))
 
 
 if __name__ == "__main__":
