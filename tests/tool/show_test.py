@@ -121,6 +121,27 @@ class Show(ToolTest):
             self.assertIn(words, errors)
             self.assertEqual(1, len(errors.splitlines()), errors)
 
+    def test_page_takes_the_place_of_a_link_and_of_nothing_else(self):
+        folder = self.folder("paged", {"a.xml": REPORT})
+        kept = folder / "kept.txt"
+        kept.write_text("mine")
+        os.link(kept, folder / "hard.html")
+        os.symlink(kept, folder / "link.html")
+        for name in ("dangling.html", "new.html.1.new"):
+            os.symlink(folder / "missing", folder / name)
+        for name in ("new.html", "hard.html", "link.html", "dangling.html", "hard.html"):
+            self.varnel("show", "--html", f"C:\\paged\\{name}", "C:\\paged\\a.xml")
+            self.assertIn("</html>", (folder / name).read_text(encoding="utf-8"), name)
+            self.assertFalse((folder / name).is_symlink(), name)
+        self.assertEqual("mine", kept.read_text())
+        self.assertFalse((folder / "missing").exists())
+        (folder / "no file.html").mkdir()
+        names = sorted(os.listdir(folder))
+        for name in ("no file.html", "no folder\\a.html"):
+            _, errors = self.varnel("show", "--html", f"C:\\paged\\{name}", "C:\\paged\\a.xml", status=2)
+            self.assertIn("the page cannot be written", errors)
+        self.assertEqual(names, sorted(os.listdir(folder)))
+
     def test_ten_thousand_files(self):
         self.folder("many", {f"{number}.xml": REPORT for number in range(MANY)})
         start = time.monotonic()

@@ -1,6 +1,7 @@
 #include "dll_file.h"
 
 #include "base/files.h"
+#include "base/system_library.h"
 
 #include <cstring>
 #include <vector>
@@ -36,14 +37,23 @@ DllWidth WidthOfDll(const std::wstring& path) {
   return header.file.Machine == IMAGE_FILE_MACHINE_I386 ? DllWidth::k32 : DllWidth::kOther;
 }
 
+// Windows looks for version.dll beside the program first, so varnel.exe does not import it.
 std::string VersionOfDll(const std::wstring& path) {
+  decltype(GetFileVersionInfoSizeW)* getSize = nullptr;
+  decltype(GetFileVersionInfoW)* getInformation = nullptr;
+  decltype(VerQueryValueW)* queryValue = nullptr;
+  const LoadedLibrary library = LoadSystemLibrary(L"version.dll");
+  if (!library || !Resolve(library, "GetFileVersionInfoSizeW", getSize) ||
+      !Resolve(library, "GetFileVersionInfoW", getInformation) ||
+      !Resolve(library, "VerQueryValueW", queryValue))
+    return {};
   DWORD unused = 0;
-  const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &unused);
+  const DWORD size = getSize(path.c_str(), &unused);
   std::vector<char> information(size);
   void* found = nullptr;
   UINT length = 0;
-  if (size == 0 || !GetFileVersionInfoW(path.c_str(), 0, size, information.data()) ||
-      !VerQueryValueW(information.data(), L"\\", &found, &length) || length < sizeof(VS_FIXEDFILEINFO))
+  if (size == 0 || !getInformation(path.c_str(), 0, size, information.data()) ||
+      !queryValue(information.data(), L"\\", &found, &length) || length < sizeof(VS_FIXEDFILEINFO))
     return {};
   VS_FIXEDFILEINFO fixed;
   std::memcpy(&fixed, found, sizeof(fixed));

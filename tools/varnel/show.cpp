@@ -1,13 +1,13 @@
 // varnel show: the events in files, as a list, as a tree, as JSON or as a page.
 
 #include "agent_folders.h"
-#include "base/handles.h"
 #include "commands.h"
 #include "console.h"
 #include "event_files.h"
 #include "event_json.h"
 #include "event_text.h"
 #include "events/report_rules.h"
+#include "new_file.h"
 #include "page.h"
 #include "text.h"
 
@@ -140,12 +140,7 @@ std::vector<std::wstring> Places(const ShowOptions& options) {
 }
 
 void WritePage(const std::string& path, const std::string& events) {
-  const std::string page = PageOf(events);
-  const FileHandle file(CreateFileW(ToWide(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr));
-  DWORD written = 0;
-  if (!file || !WriteFile(file.Get(), page.data(), static_cast<DWORD>(page.size()), &written, nullptr) ||
-      written != page.size())
+  if (!ReplaceFileContent(FullPath(ToWide(path)), PageOf(events)))
     throw Failure(Printable(path) +
                   ": the page cannot be written; name a file in a folder that this account may write to");
 }

@@ -1,0 +1,60 @@
+#include "new_file.h"
+
+#include "base/files.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <vector>
+
+namespace varnel::tool {
+namespace {
+
+// Creates a file that did not exist, also not as a link to nothing, and that no other process can open
+// meanwhile.
+FileHandle CreateBeside(const std::wstring& path) {
+  FileHandle file;
+  for (int number = 1; number <= 100; ++number) {
+    const std::wstring name = path + L"." + std::to_wstring(number) + L".new";
+    file.Reset(CreateFileW(name.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
+                           FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | kAnonymously, nullptr));
+    if (file || GetLastError() != ERROR_FILE_EXISTS) break;
+  }
+  return file;
+}
+
+bool Write(HANDLE file, std::string_view bytes) {
+  constexpr std::size_t kMost = 1 << 24;
+  DWORD written = 0;
+  for (; !bytes.empty(); bytes.remove_prefix(written))
+    if (!WriteFile(file, bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kMost)), &written,
+                   nullptr) ||
+        written == 0)
+      return false;
+  return true;
+}
+
+// By its handle: nobody can put another file under the new name in between.
+bool Rename(HANDLE file, const std::wstring& path) {
+  const std::size_t length = path.size() * sizeof(wchar_t);
+  std::vector<std::byte> memory(sizeof(FILE_RENAME_INFO) + length);
+  FILE_RENAME_INFO information{};
+  information.ReplaceIfExists = TRUE;
+  information.FileNameLength = static_cast<DWORD>(length);
+  std::memcpy(memory.data(), &information, sizeof(information));
+  std::memcpy(memory.data() + offsetof(FILE_RENAME_INFO, FileName), path.c_str(), length + sizeof(wchar_t));
+  return SetFileInformationByHandle(file, FileRenameInfo, memory.data(), static_cast<DWORD>(memory.size()));
+}
+
+}  // namespace
+
+bool ReplaceFileContent(const std::wstring& path, std::string_view bytes) {
+  const FileHandle file = CreateBeside(path);
+  if (!file) return false;
+  if (Write(file.Get(), bytes) && Rename(file.Get(), path)) return true;
+  FILE_DISPOSITION_INFO disposition{TRUE};
+  SetFileInformationByHandle(file.Get(), FileDispositionInfo, &disposition, sizeof(disposition));
+  return false;
+}
+
+}  // namespace varnel::tool
