@@ -1,8 +1,13 @@
 #include "trace_records.h"
 
+#include "console.h"
 #include "logging/line_outputs.h"
+#include "support/import_hook.h"
+#include "trace_slot.h"
 
 #include <gtest/gtest.h>
+
+#include <deque>
 
 namespace varnel::tool {
 namespace {
@@ -47,11 +52,14 @@ TEST_F(TraceRecordsTest, WhatIsNoLineOfOursIsAllText) {
 }
 
 // Anybody may write to the mailslot.
-TEST_F(TraceRecordsTest, LongestMessageIsTaken) {
-  for (const std::string start : {"", "2024-03-07 09:05:03.120 E Evt  812 net_if   "}) {
-    const std::string filler(4095 - start.size(), '\x80');
-    EXPECT_TRUE(Body(start + filler).text.ends_with("\xE2\x82\xAC"));
-  }
+TEST_F(TraceRecordsTest, LongMessageIsCutAndSaysSo) {
+  for (const std::string start : {"", "2024-03-07 09:05:03.120 E Evt  812 net_if   "})
+    for (const std::size_t more : {0u, 1u, 70'000u}) {
+      const TraceRecord record = Body(start + std::string(4095 - start.size() + more, '\x80'));
+      EXPECT_TRUE(record.text.ends_with("\xE2\x82\xAC"));
+      EXPECT_EQ(more, record.cut);
+      EXPECT_EQ((4096 - (more == 0) - start.size()) * 3, record.text.size());
+    }
 }
 
 TEST_F(TraceRecordsTest, HeadersAndTextsOfSeveralWritersAreMatched) {
@@ -72,6 +80,38 @@ TEST_F(TraceRecordsTest, EachProcessMissesItsOwnRecords) {
   EXPECT_EQ(1u, MissingBefore(4));
   EXPECT_EQ(0u, MissingBefore(1'000'000)) << "and one that has been at it for long";
   EXPECT_EQ(0u, MissingBefore(63));
+}
+
+// Stands in for a system that leaves a message in the mailslot when the buffer cannot hold it: Windows, and
+// Wine 10.
+struct StrictMailslot {
+  static inline std::deque<DWORD> sizes;  // of the messages that wait
+
+  static BOOL WINAPI Read(HANDLE, void*, DWORD size, DWORD* read, OVERLAPPED*) {
+    SetLastError(sizes.empty() ? ERROR_SEM_TIMEOUT : ERROR_INSUFFICIENT_BUFFER);
+    if (sizes.empty() || sizes.front() > size) return FALSE;
+    *read = sizes.front();
+    sizes.pop_front();
+    return TRUE;
+  }
+  static BOOL WINAPI Look(HANDLE, DWORD*, DWORD* next, DWORD*, DWORD*) {
+    *next = sizes.empty() ? MAILSLOT_NO_MESSAGE : sizes.front();
+    return TRUE;
+  }
+};
+
+TEST(TraceSlot, MessageOfAnyLengthIsReadAndLeavesTheWayFree) {
+  TraceSlot slot;
+  EXPECT_TRUE(IsTraceRead());
+  EXPECT_THROW(TraceSlot(), Failure);
+  const test::ImportHook read(GetModuleHandleW(nullptr), "ReadFile", &StrictMailslot::Read);
+  const test::ImportHook look(GetModuleHandleW(nullptr), "GetMailslotInfo", &StrictMailslot::Look);
+  for (const DWORD size : {5'000u, 1'000'000u, 3u, 0u, 70'000u}) {
+    StrictMailslot::sizes = {size, 7};
+    EXPECT_EQ(size, slot.Next().value_or("none").size());
+    EXPECT_EQ(7u, slot.Next().value_or("none").size());
+    EXPECT_FALSE(slot.Next());
+  }
 }
 
 }  // namespace

@@ -66,18 +66,41 @@ class Trace(ToolTest):
         self.assertIn("    REG_SZ    " + long + "x", self.prefix.run("reg", "query", LOG, "/v", "LogLevel")[1])
         self.prefix.run("reg", "delete", LOG, "/v", "LogLevel", "/f")
 
+    def test_level_that_a_killed_trace_has_left_is_put_back(self):
+        left = "    LogLevelBeforeTrace    "
+        # What was there before: its type, its data, how doctor calls it, and what puts it back.
+        for kind, data, words, repair in (("REG_DWORD", "0x3", "it was 3", ["doctor", "--repair-trace"]),
+                                          ("REG_SZ", "3x", "it was no number", ["trace", "--seconds", "1"]),
+                                          (None, None, "it was not set", ["trace", "--level", "5", "--seconds", "1"])):
+            with self.subTest(kind):
+                self.prefix.run("reg", "delete", LOG, "/v", "LogLevel", "/f")
+                if kind:
+                    self.prefix.run("reg", "add", LOG, "/v", "LogLevel", "/t", kind, "/d", data, "/f")
+                before = self.prefix.run("reg", "query", LOG)
+                reader = self.start("--level", "8")
+                self.wait_for_level(8)
+                self.assertNotIn("--repair-trace", self.varnel("doctor", status=None)[0], "it is read")
+                self.assertIn("another program reads the trace", self.varnel("doctor", "--repair-trace", status=2)[1])
+                reader.kill()
+                reader.wait()
+                self.assertIn(left, self.prefix.run("reg", "query", LOG)[1])
+                self.assertRegex(self.varnel("doctor", status=None)[0], rf"warning  trace .*{words}.* Run varnel doctor --repair-trace")
+                output, errors = self.varnel(*repair)
+                self.assertIn("it is back now" if repair[0] == "trace" else "as it was before", output + errors)
+                self.assertEqual(before, self.prefix.run("reg", "query", LOG))
+                self.assertEqual("No trace has left a log level behind.\n", self.varnel("doctor", "--repair-trace")[0])
+
     def test_messages_of_others(self):
-        reader = self.start("--seconds", "60")
+        reader = self.start("--json", "--seconds", "60")
         self.addCleanup(reader.stdout.close)
         while self.prefix.run(SEND_TRACE, "1")[0] == 0:  # until it reads
             self.assertIsNone(reader.poll())
-        self.prefix.run(SEND_TRACE, "4096", "5000", "2")  # one is too long; not every system refuses it to the sender
-        lengths = []
-        for line in reader.stdout:
-            lengths.append(len(line.decode().rstrip()))
-            if lengths[-1] == 2:
-                break
-        self.assertEqual([1, 4096, 2], lengths[:2] + lengths[-1:])
+        self.prefix.run(SEND_TRACE, "4096", "5000", "2")  # Windows refuses the third one to its sender
+        found = []
+        while not found or found[-1][0] != 2:
+            record = json.loads(reader.stdout.readline())
+            found.append((len(record["text"]), record["cut"]))
+        self.assertEqual([(1, 0), (4096, 0), (4096, 904), (2, 0)], sorted(set(found), key=found.index))
 
     def test_bad_arguments(self):
         for arguments in (["--level", "9"], ["--up-to", "0"], ["--seconds", "-1"], ["--level", "x"]):

@@ -3,6 +3,7 @@
 #include "checks.h"
 #include "logging/log_settings.h"
 #include "registry_value.h"
+#include "trace_level.h"
 
 #include <algorithm>
 
@@ -89,9 +90,13 @@ Checks CheckLog() {
                       std::to_string(settings.sizeLimit / kMegabyte) + " MB";
   if (settings.highResolution) found += ", milliseconds";
   if (settings.userInLines) found += ", account names";
-  if (unusable.empty()) return {{"log settings", State::kOk, found, ""}};
-  return {{"log settings", State::kWarning, found + "; cannot be used as they are: " + unusable,
-           "Correct these values (docs/settings.md), or remove them."}};
+  Checks checks = CheckTraceLevel();
+  if (unusable.empty())
+    checks.push_back({"log settings", State::kOk, found, ""});
+  else
+    checks.push_back({"log settings", State::kWarning, found + "; cannot be used as they are: " + unusable,
+                      "Correct these values (docs/settings.md), or remove them."});
+  return checks;
 }
 
 }  // namespace varnel::tool

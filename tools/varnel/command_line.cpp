@@ -33,7 +33,11 @@ void AddDoctor(CLI::App& app, Chosen& chosen) {
   command.add_flag("--json", options.asJson, "A list of objects: check, state, found, remedy");
   command.add_flag("--write", options.write,
                    "Also make a trial report through the real library, look for its file and remove it");
-  command.callback([&chosen] { chosen.run = [&chosen] { return RunDoctor(chosen.doctor); }; });
+  command.add_flag("--repair-trace", options.repairTrace,
+                   "Instead, put back the log level that a killed varnel trace --level has left");
+  command.callback([&chosen] {
+    chosen.run = [&chosen] { return chosen.doctor.repairTrace ? RepairTrace() : RunDoctor(chosen.doctor); };
+  });
 }
 
 void AddExplain(CLI::App& app, Chosen& chosen) {

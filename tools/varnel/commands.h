@@ -16,6 +16,7 @@ struct DoctorOptions {
   std::string softwareId = "EXAMPLE__1000";
   bool asJson = false;
   bool write = false;
+  bool repairTrace = false;  // see RepairTrace; nothing else is then done
 };
 [[nodiscard]] Status RunDoctor(const DoctorOptions& options);
 
@@ -64,5 +65,7 @@ struct TraceOptions {
   bool json = false;
 };
 [[nodiscard]] Status RunTrace(const TraceOptions& options);
+// Puts back the log level that a killed trace has left.
+[[nodiscard]] Status RepairTrace();
 
 }  // namespace varnel::tool

@@ -79,6 +79,8 @@ std::optional<TraceRecord> TraceRecords::Take(std::string_view message) {
     record.missing = CountMissing(found->sequence);
     pending_.erase(found);
   }
+  if (message.size() > kLongestTraceMessage) record.cut = message.size() - kLongestTraceMessage;
+  message.remove_suffix(record.cut);
   record.line = ToUtf8(FromAnsi(message.substr(0, message.find('\0'))));
   TakeApart(record);
   return record;

@@ -8,10 +8,14 @@
 
 namespace varnel::tool {
 
+// Bytes of a message that are taken; what is behind them is left out.
+constexpr std::size_t kLongestTraceMessage = 4096;
+
 // One line of the trace.
 struct TraceRecord {
   std::uint32_t sequence = 0;  // 0 when its header has not been seen
   std::uint32_t missing = 0;   // how many of the same process have been lost before it
+  std::size_t cut = 0;         // how many bytes at its end have been left out
   std::string line;            // UTF-8, as it was sent
   std::string stamp;
   char level = '?';
