@@ -1,6 +1,7 @@
 #include "probes/adapters.h"
 
 #include "probes/sockets.h"
+#include "support/adapters.h"
 #include "support/text.h"
 
 #include <gtest/gtest.h>
@@ -133,6 +134,8 @@ TEST_F(Adapters, MaskOfAnIPv6AddressComesFromThePrefixOfItsKind) {
 }
 
 TEST_F(Adapters, RealOnesAreListed) {
+  if (const ULONG error = test::AskForAdapters())
+    GTEST_SKIP() << "this system does not name its adapters: GetAdaptersAddresses answers " << error;
   table.includeLoopback = true;
   ASSERT_TRUE(SelectMacAddress(table));
   const Adapter* const loopback = FindAdapterByAddress("127.0.0.1", table);
