@@ -24,7 +24,7 @@ class Scripts(unittest.TestCase):
 
     def run_script(self, *command, **environment):
         done = subprocess.run([str(word) for word in command], cwd=ROOT, env=dict(os.environ, **environment), text=True,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=60)
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=300)
         return done.returncode, done.stdout
 
     def refuse(self, words, *command, **environment):
