@@ -1,8 +1,8 @@
 // varnel doctor: why does my event not arrive?
 
-#include "checks.h"
 #include "commands.h"
 #include "console.h"
+#include "doctor_checks.h"
 #include "json_text.h"
 #include "varnel/varnel.hpp"
 

@@ -1,6 +1,6 @@
 // What the agent has set for all reports: whether they are wanted at all, how large, and which are urgent.
 
-#include "checks.h"
+#include "doctor_checks.h"
 #include "registry_value.h"
 #include "settings/agent_settings.h"
 

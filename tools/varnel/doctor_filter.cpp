@@ -1,7 +1,7 @@
 // Which events the agent's filter file keeps out.
 
-#include "checks.h"
 #include "dll_file.h"
+#include "doctor_checks.h"
 #include "event_forms.h"
 #include "events/report_rules.h"
 #include "registry_value.h"

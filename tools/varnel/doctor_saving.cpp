@@ -1,8 +1,8 @@
 // What a save waits for, and whom it asks: other savers, and the self-protection service.
 
 #include "base/locks.h"
-#include "checks.h"
 #include "dll_file.h"
+#include "doctor_checks.h"
 #include "events/event_file.h"
 #include "protection/client_file.h"
 #include "registered_class.h"

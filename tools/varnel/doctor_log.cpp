@@ -1,6 +1,6 @@
 // What the registry makes of the log settings: asked of the library's own reader, here in this process.
 
-#include "checks.h"
+#include "doctor_checks.h"
 #include "logging/log_settings.h"
 #include "registry_value.h"
 #include "trace_level.h"

@@ -1,7 +1,7 @@
 // Whether event files can be made in the folders, and by whom.
 
 #include "agent_folders.h"
-#include "checks.h"
+#include "doctor_checks.h"
 #include "events/report_rules.h"
 #include "folder_probe.h"
 #include "local_memory.h"

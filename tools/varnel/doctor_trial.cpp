@@ -1,7 +1,7 @@
 // A report that is made to be seen and removed.
 
 #include "base/files.h"
-#include "checks.h"
+#include "doctor_checks.h"
 #include "reporting.h"
 #include "settings/disabled_event_list.h"
 #include "settings/event_filter.h"

@@ -1,7 +1,7 @@
 // Whether products of both widths find the library, and find the same one.
 
-#include "checks.h"
 #include "dll_file.h"
+#include "doctor_checks.h"
 #include "registered_class.h"
 #include "reporting.h"
 
