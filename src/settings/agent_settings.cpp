@@ -9,7 +9,6 @@
 namespace varnel {
 namespace {
 
-constexpr wchar_t kEventParserKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon\\EventParser";
 constexpr std::uint16_t kAgentGuidCapacity = 500;
 constexpr std::uint32_t kDefaultSizeLimit = 8'912'896;  // 8.5 MiB
 constexpr std::uint32_t kDefaultThreshold = 5;

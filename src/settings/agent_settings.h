@@ -14,8 +14,9 @@ namespace varnel {
 // True if the management server manages the agent.
 [[nodiscard]] bool IsAgentManaged() noexcept;
 
-// The key of most settings, below HKEY_LOCAL_MACHINE.
+// The key of most settings and the key of EventsPath, below HKEY_LOCAL_MACHINE.
 constexpr wchar_t kFrameworkKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\QRN\\Shared Components\\Framework";
+constexpr wchar_t kEventParserKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon\\EventParser";
 
 // Returns the size limit of event files: an encoded document must have fewer bytes than this.
 [[nodiscard]] std::uint32_t ReadEventSizeLimit() noexcept;

@@ -15,6 +15,7 @@ sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 from wine import ROOT, Prefix  # noqa: E402 (it is in a folder of its own)
 
 PROGRAM = ROOT / "build/mingw-x64/bin/varnel.exe"
+DLL = "Z:" + str(PROGRAM.with_suffix(".dll"))
 HOSTILE = "</script><img src=x onerror=document.title='owned'><b>&\"'"
 
 
@@ -27,7 +28,7 @@ class Page(unittest.TestCase):
                   for i in range(249)]
         events.append({"name": "Hostile", "id": 9, "severity": 3, "children": [{"name": "File", "text": HOSTILE}]})
         for command, text in (("send", json.dumps({"events": events})), ("show", None)):
-            status, _, errors = prefix.communicate(PROGRAM, command, *(["--json"] if text else ["--html", "C:\\page.html"]), text=text)
+            status, _, errors = prefix.communicate(PROGRAM, command, *(["--json", "--dll", DLL] if text else ["--html", "C:\\page.html"]), text=text)
             if status != 0:
                 raise AssertionError(errors)
         cls.page = prefix.drive / "page.html"

@@ -17,6 +17,7 @@ sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 from wine import ROOT, Prefix  # noqa: E402 (it is in a folder of its own)
 
 PROGRAM = ROOT / "build/mingw-x64/bin/varnel.exe"
+DLL = "Z:" + str(PROGRAM.with_suffix(".dll"))
 TOPIC = "varnel-events"
 REPORTS = 1000
 
@@ -63,7 +64,8 @@ class Pipeline(unittest.TestCase):
         return self.start("events.jsonl", ROOT / "scripts/wine-run", PROGRAM, "show", "--json", "--follow")
 
     def save(self, count):
-        status, output, errors = self.prefix.communicate(PROGRAM, "send", "--repeat", str(count), "--event", "Piped")
+        status, output, errors = self.prefix.communicate(PROGRAM, "send", "--repeat", str(count), "--event", "Piped",
+                                                         "--dll", DLL)
         self.assertEqual(0, status, errors)
 
     def arrived(self, brokers):

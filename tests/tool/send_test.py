@@ -3,7 +3,7 @@
 import json
 import unittest
 
-from tool import LIBRARY, ToolTest
+from tool import DLL, ToolTest
 
 REPORT = {"softwareId": "ORBASRVR_3500", "name": "Né", "events": [
     {"name": "First", "id": -5, "severity": 2, "time": "2024-03-07T09:05:03Z", "attributes": {"Z": "<1>", "A": 2, "Yes": True},
@@ -20,10 +20,10 @@ class Send(ToolTest):
         return (self.prefix.drive / path.removeprefix("C:/")).read_text(encoding="utf-8")
 
     def test_report_from_the_command_line_and_from_json(self):
-        output, _ = self.varnel("send", "--event", "Née", "--id", "7", "-a", "From=a=b", "-c", "What=€", "--dll", "Z:" + str(LIBRARY))
+        output, _ = self.varnel("send", "--event", "Née", "--id", "7", "-a", "From=a=b", "-c", "What=€", "--dll", DLL)
         self.assertRegex(self.read(output), '<Née From="a=b"><EventID>7</EventID><Severity>1</Severity><GMTTime>[-0-9T:]*</GMTTime>'
                                             "<What>€</What></Née></Product></ProductEvents>$")
-        output, _ = self.varnel("send", "--json", text="\ufeff" + json.dumps(REPORT))  # the library beside the program
+        output, _ = self.varnel("send", "--json", "--dll", DLL, text="\ufeff" + json.dumps(REPORT))
         self.assertIn('<Product ProductName="Né" ProductVersion="1.0" ProductFamily="Endpoint"><First Z="&lt;1&gt;" A="2" Yes="true">'
                       "<EventID>-5</EventID><Severity>2</Severity><GMTTime>2024-03-07T09:05:03</GMTTime>"
                       '<Child K="">t<Below></Below></Child></First><Second><EventID>1</EventID>', self.read(output))
@@ -33,7 +33,7 @@ class Send(ToolTest):
         deep = '{"events":[' + '{"name":"a","children":[' * 200 + "]}" * 200 + "]}"
         for arguments, text, words in (
                 (["-a", "x"], None, "NAME=TEXT is wanted"),
-                (["--event", "a b"], None, "not an XML name"),
+                (["--event", "a b", "--dll", DLL], None, "not an XML name"),
                 (["--dll", "varnel.dll"], None, "not a full one"),
                 (["--json"], "{", "JSON: "),
                 (["--json"], "[]", "an object is wanted"),
@@ -43,7 +43,8 @@ class Send(ToolTest):
                 (["--json"], '{"events":[{"time":"2023-02-29T00:00:00Z"}]}', "/events/0/time: a time like"),
                 (["--json"], '{"evnts\\u001b[2J":1}', "evnts\\u{1b}[2J: not known"),
                 (["--json"], deep, "nested too deeply"),
-                (["--json"], '{"events":[]}', "call Initialize first")):
+                (["--json", "--dll", DLL], '{"events":[]}', "call Initialize first"),
+                ([], None, "(0x80040154)")):  # as products get it: nothing is registered, and a DLL beside the program does not count
             output, errors = self.varnel("send", *arguments, status=2, text=text)
             self.assertEqual("", output)
             self.assertIn(words, errors)

@@ -9,7 +9,7 @@ import threading
 import time
 import unittest
 
-from tool import PROGRAM, ROOT, ToolTest
+from tool import DLL, PROGRAM, ROOT, ToolTest
 from wine import AGENT
 
 REPORT = (ROOT / "tests/schema/report.xml").read_text(encoding="utf-8")
@@ -56,7 +56,7 @@ class Show(ToolTest):
         return folder
 
     def test_a_report_that_was_sent(self):
-        path = self.varnel("send", "--json", text=json.dumps(SENT))[0].strip()
+        path = self.varnel("send", "--json", "--dll", DLL, text=json.dumps(SENT))[0].strip()
         output, _ = self.varnel("show", "--json")
         event = json.loads(output)
         host = {name: event["host"].pop(name, None) for name in ("name", "ip", "mac")}

@@ -9,6 +9,7 @@ from wine import ROOT, Prefix  # noqa: E402 (it is in a folder of its own)
 
 PROGRAM = ROOT / "build/mingw-x64/bin/varnel.exe"
 LIBRARY = ROOT / "build/mingw-x64/bin/varnel.dll"
+DLL = "Z:" + str(LIBRARY)  # as --dll takes it, for a prefix in which nothing is registered
 
 
 class ToolTest(unittest.TestCase):

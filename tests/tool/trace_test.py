@@ -8,7 +8,7 @@ import subprocess
 import time
 import unittest
 
-from tool import LIBRARY, PROGRAM, ROOT, ToolTest
+from tool import DLL, LIBRARY, PROGRAM, ROOT, ToolTest
 
 LOG = r"HKLM\SOFTWARE\Wow6432Node\Kestrane\Orbacon"
 SEND_TRACE = ROOT / "build/mingw-x64-tests/tests/send_trace.exe"
@@ -41,7 +41,7 @@ class Trace(ToolTest):
         self.wait_for_level(8)
         _, errors = self.varnel("trace", "--seconds", "1", status=2)
         self.assertIn("another program reads the trace already", errors)
-        self.varnel("send", "--event", "Traced")
+        self.varnel("send", "--event", "Traced", "--dll", DLL)
         records = [json.loads(line) for line in reader.communicate(timeout=60)[0].decode().splitlines()]
         self.assertEqual(0, reader.returncode)
         sequences = [record["sequence"] for record in records]

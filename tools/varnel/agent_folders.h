@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,17 @@ struct EventFolder {
 };
 [[nodiscard]] EventFolder FolderOf(const std::wstring& softwareId);
 
-// Names of the files in it, sorted.
-[[nodiscard]] std::vector<std::wstring> FilesOf(const EventFolder& folder);
+// A file as its folder lists it.
+struct FolderFile {
+  std::wstring name;
+  std::uint64_t size = 0;
+  std::uint64_t written = 0;  // time of the last change, as FILETIME ticks
+
+  bool operator<(const FolderFile& other) const { return name < other.name; }
+};
+
+// Returns the files of the folder, sorted by name, from one listing; no file is opened. Folders and links are
+// left out. A folder that cannot be read has no files.
+[[nodiscard]] std::vector<FolderFile> FilesOf(const EventFolder& folder);
 
 }  // namespace varnel::tool

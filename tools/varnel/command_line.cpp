@@ -17,6 +17,7 @@ struct Chosen {
   ShowOptions show;
   CheckOptions check;
   TraceOptions trace;
+  std::string dll;
   std::function<Status()> run;
 };
 
@@ -28,11 +29,25 @@ void AddDoctor(CLI::App& app, Chosen& chosen) {
   command.footer(
       "Example: varnel doctor --software EXAMPLE__1000 --write\n"
       "Returns 0 when all is well, 1 with warnings, 2 with failures.");
-  command.add_option("--software", options.softwareId, "Software identifier whose way is looked at")
+  command
+      .add_option("--software", options.softwareId,
+                  "Software identifier of the product whose reports are checked")
       ->capture_default_str();
   command.add_flag("--json", options.asJson, "A list of objects: check, state, found, remedy");
   command.add_flag("--write", options.write,
-                   "Also make a trial report through the real library, look for its file and remove it");
+                   "Also make a trial report as a product would, look for its file and remove it");
+  command.add_option("--dll", options.dll,
+                     "Full path of a varnel.dll for the trial report, in place of the registered one");
+  command
+      .add_option("--timeout", options.seconds,
+                  "Seconds after which a DLL that is loaded, or the trial report, is given up")
+      ->check(CLI::Range(1, 3600))
+      ->capture_default_str();
+  command.add_option("--backlog-files", options.backlogFiles, "Files in an event folder that make a warning")
+      ->capture_default_str();
+  command
+      .add_option("--backlog-minutes", options.backlogMinutes, "Age of the oldest file that makes a warning")
+      ->capture_default_str();
   command.add_flag("--repair-trace", options.repairTrace,
                    "Instead, put back the log level that a killed varnel trace --level has left");
   command.callback([&chosen] {
@@ -90,8 +105,16 @@ void AddSend(CLI::App& app, Chosen& chosen) {
   command.add_option("--repeat", options.repeat, "Saves that many reports of it")
       ->check(CLI::Range(1, 100'000));
   command.add_option("--dll", options.dll,
-                     "Full path of varnel.dll; else the registered one, or that beside this program");
+                     "Full path of varnel.dll; else the registered one, as products get it");
+  command.add_flag("--return-result", options.returnResult)->group("");
   command.callback([&chosen] { chosen.run = [&chosen] { return RunSend(chosen.send); }; });
+}
+
+// For varnel doctor, which has it run in a process of its own.
+void AddLoad(CLI::App& app, Chosen& chosen) {
+  CLI::App& command = *app.add_subcommand("load")->group("");
+  command.add_option("dll", chosen.dll)->required();
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunLoad(chosen.dll); }; });
 }
 
 void AddShow(CLI::App& app, Chosen& chosen) {
@@ -148,7 +171,8 @@ Status RunCommandLine(const std::vector<std::string>& arguments) {
   app.require_subcommand(1);
   app.set_version_flag("--version", VARNEL_VERSION);
   Chosen chosen;
-  for (const auto add : {AddDoctor, AddExplain, AddSend, AddShow, AddCheck, AddTrace}) add(app, chosen);
+  for (const auto add : {AddDoctor, AddExplain, AddSend, AddLoad, AddShow, AddCheck, AddTrace})
+    add(app, chosen);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // as the parser wants it
   } catch (const CLI::CallForVersion& version) {

@@ -17,6 +17,10 @@ struct DoctorOptions {
   bool asJson = false;
   bool write = false;
   bool repairTrace = false;  // see RepairTrace; nothing else is then done
+  std::string dll;  // of the trial report; empty: the registered class
+  int seconds = 10;
+  std::uint64_t backlogFiles = 1000;
+  std::uint64_t backlogMinutes = 60;
 };
 [[nodiscard]] Status RunDoctor(const DoctorOptions& options);
 
@@ -40,8 +44,12 @@ struct SendOptions {
   int repeat = 1;
   bool fromInput = false;  // the whole report comes from standard input
   bool managedOnly = false;
+  bool returnResult = false;  // the status of the program is the HRESULT, for varnel doctor
 };
 [[nodiscard]] Status RunSend(const SendOptions& options);
+
+// Makes a report object with a DLL (full path) and returns the HRESULT as status, for varnel doctor.
+[[nodiscard]] Status RunLoad(const std::string& dll);
 
 struct ShowOptions {
   std::vector<std::string> paths;

@@ -7,7 +7,7 @@
 #include "varnel/varnel.hpp"
 
 #include <algorithm>
-#include <functional>
+#include <iterator>
 
 namespace varnel::tool {
 namespace {
@@ -23,19 +23,20 @@ const Look& LookOf(State state) {
 }
 
 Checks Examine(const DoctorOptions& options) {
-  const std::wstring softwareId = ToWide(options.softwareId);
-  const std::function<Checks()> groups[] = {
-      CheckRegistration,
-      CheckAgent,
-      [&] { return CheckFolders(softwareId); },
-      CheckFilter,
-      CheckLog,
-      CheckSaveMutex,
-      CheckProtection,
-      [&] { return options.write ? TryReport(options.softwareId) : Checks(); }};
+  const SaveMutex mutex = CheckSaveMutex();
   Checks all;
-  for (const auto& group : groups)
-    for (Check& check : group()) all.push_back(std::move(check));
+  const auto add = [&all](Checks checks) {
+    std::move(checks.begin(), checks.end(), std::back_inserter(all));
+  };
+  add(CheckRegistration(options.seconds));
+  add(CheckRegistryPlaces());
+  add(CheckAgent());
+  add(CheckFolders(ToWide(options.softwareId), {options.backlogFiles, options.backlogMinutes}));
+  add(CheckFilter());
+  add(CheckLog());
+  add({mutex.check});
+  add(CheckProtection());
+  if (options.write) add(TryReport({options.softwareId, options.dll, options.seconds, mutex.isHeld}));
   return all;
 }
 
@@ -71,8 +72,7 @@ std::string AsLines(const Checks& checks, bool inColour) {
 }  // namespace
 
 Status RunDoctor(const DoctorOptions& options) {
-  const ComScope com;
-  const LogLines lines;
+  const ComScope com;  // for the type library
   const Checks checks = Examine(options);
   if (options.asJson) {
     Print(AsJson(checks));

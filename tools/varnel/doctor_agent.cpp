@@ -1,69 +1,177 @@
-// What the agent has set for all reports: whether they are wanted at all, how large, and which are urgent.
+// What the agent has set for all reports: whether they are wanted at all, how large, which are urgent, and
+// who the agent is.
 
 #include "doctor_checks.h"
 #include "registry_value.h"
 #include "settings/agent_settings.h"
+#include "text.h"
 
-#include <initializer_list>
+#include <windows.h>
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <algorithm>
+#include <cwctype>
 
 namespace varnel::tool {
 namespace {
 
-// The names of values that are there and do not count, because they are no numbers of 32 bits.
-std::string NoNumbers(const RegistryKey& key, std::initializer_list<const wchar_t*> names) {
-  std::string list;
-  for (const wchar_t* const name : names)
-    if (HasValue(key, name) && !QueryFourBytes(key, name, 0)) AddTo(list, ToUtf8(name));
-  return list;
+constexpr char kSetNumber[] = " as REG_DWORD, or remove it.";
+
+// "Brenn Size" is REG_SZ "5"
+std::string Stated(const wchar_t* name, const RegistryValue& value) {
+  return "\"" + ToUtf8(name) + "\" is " + Described(value);
 }
 
-// The same, or a warning about values that do not count.
-Check WithValues(Check check, const std::string& noNumbers) {
-  if (noNumbers.empty()) return check;
-  check.state = State::kWarning;
-  check.found += "; no number, so it does not count: " + noNumbers;
-  check.remedy = "Set a number of 32 bits (REG_DWORD), or remove the value.";
+// A policy: a number, or a text of one digit. Numbers from 48 on are taken for such a text.
+bool IsPolicy(const RegistryKey& key, const wchar_t* name, const RegistryValue& value) {
+  if (value.IsNumber()) return QueryFourBytes(key, name, 0).value_or(0) < L'0';
+  const std::wstring text = value.Text();
+  return value.type == REG_SZ && text.size() == 1 && text[0] >= L'0' && text[0] <= L'9';
+}
+
+// Off as a number, and as a text.
+bool IsOff(std::uint32_t policy) {
+  return policy == 0 || policy == L'0';
+}
+
+// Adds to the row what is wrong with the form of a value.
+void AddForm(Check& check, const RegistryKey& key, const wchar_t* name, bool isPolicy) {
+  const auto value = ReadValue(key, name);
+  if (!value || (isPolicy ? IsPolicy(key, name, *value) : value->IsNumber())) return;
+  const auto number = QueryFourBytes(key, name, 0);
+  check.state = std::max(check.state, State::kWarning);
+  check.found += "; " + Stated(name, *value) +
+                 (!number    ? ", which does not count"
+                  : isPolicy ? ", neither a number below 48 nor one digit"
+                             : ", which counts as " + std::to_string(*number));
+  if (check.remedy.empty()) check.remedy = "Set \"" + ToUtf8(name) + "\"" + kSetNumber;
+}
+
+Check CheckManaged(const RegistryKey& key) {
+  constexpr char kName[] = "managed";
+  constexpr char kEffect[] = ", so the agent counts as not managed: nothing is written, and Save succeeds";
+  constexpr char kRemedy[] = "Enrol the agent at the management server, which sets AgentMode to 1.";
+  const auto value = ReadValue(key, L"AgentMode");
+  if (!value) return {kName, State::kFailure, std::string("AgentMode is not set") + kEffect, kRemedy};
+  const std::string stated = "AgentMode is " + Described(*value);
+  if (!IsAgentManaged())
+    return {kName, State::kFailure, stated + kEffect,
+            value->IsNumber() ? kRemedy : "Set AgentMode as REG_DWORD 1; enrolling the agent does that."};
+  if (!value->IsNumber())
+    return {kName, State::kWarning, stated + ", which counts as managed: only the number 0 means not managed",
+            "Set AgentMode as REG_DWORD: 1 for managed, 0 for not managed."};
+  return {kName, State::kOk, "the server manages the agent", ""};
+}
+
+Check CheckSizeLimit(const RegistryKey& key) {
+  constexpr std::uint32_t kSmallest = 500;      // about what a report of one event has
+  constexpr std::uint32_t kLittle = 10'000;     // for the machine's facts and a few events
+  constexpr std::uint32_t kMuch = 268'435'456;  // what readers of event files take
+  const std::uint32_t limit = ReadEventSizeLimit();
+  Check check{"size limit", State::kOk, "reports stay below " + std::to_string(limit) + " bytes", ""};
+  if (limit <= kSmallest) {
+    check = {check.name, State::kFailure,
+             "reports must stay below " + std::to_string(limit) +
+                 " bytes, which is less than any report has: none is saved",
+             "Set \"Brenn Size\" to 8912896, or remove it."};
+  } else if (limit < kLittle) {
+    check = {check.name, State::kWarning, check.found + ", and others are not saved",
+             "Set \"Brenn Size\" to more bytes than a large report has, or remove it."};
+  } else if (limit > kMuch) {
+    check = {check.name, State::kWarning, check.found + "; readers take files up to 268435456 bytes",
+             "Set \"Brenn Size\" to at most 268435456, or remove it."};
+  }
+  AddForm(check, key, L"Brenn Size", false);
   return check;
 }
 
-Check CheckSizeLimit(const RegistryKey& framework) {
-  constexpr std::uint32_t kLittle = 10'000;  // for the machine's facts and a few events
-  const std::uint32_t limit = ReadEventSizeLimit();
-  Check check{"size limit", State::kOk, "reports stay below " + std::to_string(limit) + " bytes", ""};
-  if (limit < kLittle) {
-    check.state = State::kWarning;
-    check.found += ", and others are not saved";
-    check.remedy = "Set \"Brenn Size\" to more bytes than a large report has, or remove it.";
-  }
-  return WithValues(std::move(check), NoNumbers(framework, {L"Brenn Size"}));
+Check CheckTrigger(const RegistryKey& key) {
+  constexpr wchar_t kEnable[] = L"AgPlcyEnableEventTrigger";
+  constexpr wchar_t kThreshold[] = L"AgPlcyEventTriggerThreshold";
+  const auto threshold = ReadEventTriggerThreshold();
+  Check check{"trigger policy", State::kOk,
+              threshold ? "files with an event of severity " + std::to_string(*threshold) +
+                              " or above last are .txml, at once"
+                        : "off: no file is .txml, forwarded at once",
+              ""};
+  const auto enable = ReadValue(key, kEnable);
+  if (!threshold && enable && IsPolicy(key, kEnable, *enable) && !ReadValue(key, kThreshold) &&
+      !IsOff(QueryFourBytes(key, kEnable, 0).value_or(0)))
+    check = {check.name, State::kWarning,
+             "off: AgPlcyEnableEventTrigger is on, but AgPlcyEventTriggerThreshold is not set",
+             "Set AgPlcyEventTriggerThreshold to the least severity of urgent events."};
+  AddForm(check, key, kEnable, true);
+  AddForm(check, key, kThreshold, true);
+  return check;
 }
 
-Check CheckTrigger(const RegistryKey& framework) {
-  const auto threshold = ReadEventTriggerThreshold();
-  const std::string found = threshold ? "files with an event of severity " + std::to_string(*threshold) +
-                                            " or above last are .txml, at once"
-                                      : "off: no file is .txml, forwarded at once";
-  return WithValues({"trigger policy", State::kOk, found, ""},
-                    NoNumbers(framework, {L"AgPlcyEnableEventTrigger", L"AgPlcyEventTriggerThreshold"}));
+bool IsGuid(const std::wstring& text) {
+  constexpr std::wstring_view kForm = L"{00000000-0000-0000-0000-000000000000}";
+  return text.size() == kForm.size() &&
+         std::equal(text.begin(), text.end(), kForm.begin(), [](wchar_t unit, wchar_t form) {
+           return form == L'0' ? std::iswxdigit(unit) : unit == form;
+         });
+}
+
+// What every report says about its sender.
+Check CheckIdentity(const RegistryKey& key) {
+  constexpr char kName[] = "agent identity";
+  constexpr char kRemedy[] = "Repair or enrol the agent, which sets AgentGUID.";
+  const auto value = ReadValue(key, L"AgentGUID");
+  if (!value)
+    return {kName, State::kWarning,
+            "AgentGUID is not set: reports carry zeros, and the server cannot tell this machine from others",
+            kRemedy};
+  const std::wstring guid = ReadAgentGuid();
+  if (value->type != REG_SZ || !IsGuid(guid))
+    return {kName, State::kWarning,
+            "AgentGUID is " + Described(*value) +
+                ", which has not the form {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}: reports carry it as it is",
+            kRemedy};
+  if (guid.find_first_not_of(L"{}-0") == guid.npos)
+    return {kName, State::kWarning, "AgentGUID is all zeros: the server cannot tell this machine from others",
+            kRemedy};
+  return {kName, State::kOk, ToUtf8(guid), ""};
+}
+
+// Of both families; no name is looked up.
+bool IsAddress(const std::wstring& text) {
+  IN6_ADDR address;
+  return InetPtonW(AF_INET, text.c_str(), &address) == 1 || InetPtonW(AF_INET6, text.c_str(), &address) == 1;
+}
+
+Check CheckAddress(const RegistryKey& key) {
+  constexpr char kName[] = "agent address";
+  const auto value = ReadValue(key, L"IPAddress");
+  const std::wstring address = ReadAgentIPAddress();
+  if (address.empty())
+    return {kName, State::kOk, "none is set: reports carry the one that the computer's name stands for", ""};
+  if (value->type == REG_SZ && IsAddress(address)) return {kName, State::kOk, ToUtf8(address), ""};
+  return {kName, State::kWarning,
+          "IPAddress is " + Described(*value) + ", not an address: reports carry it as it is",
+          "Correct IPAddress, or remove it: reports then carry the address of the computer's name."};
 }
 
 }  // namespace
 
 Checks CheckAgent() {
-  const RegistryKey framework = OpenRegistryKey(HKEY_LOCAL_MACHINE, kFrameworkKey, KEY_READ);
-  if (!framework)
-    return {{"agent", State::kFailure, "no agent has set anything below HKLM\\" + ToUtf8(kFrameworkKey),
-             "Install the agent; where it is installed, let this account read that key."}};
-  Checks checks = {{"agent", State::kOk, "its settings can be read", ""}};
-  if (IsAgentManaged())
-    checks.push_back({"managed", State::kOk, "the server manages the agent", ""});
-  else
-    checks.push_back({"managed", State::kFailure,
-                      "no server manages the agent: nothing is written, and Save succeeds",
-                      "Enrol the agent at the management server, which sets AgentMode."});
-  checks.push_back(CheckSizeLimit(framework));
-  checks.push_back(CheckTrigger(framework));
-  return checks;
+  RegistryKey key;
+  const LSTATUS error = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kFrameworkKey, 0, KEY_READ, key.Put());
+  const std::string name = "HKLM\\" + ToUtf8(kFrameworkKey);
+  if (error == ERROR_FILE_NOT_FOUND)
+    return {{"agent", State::kFailure, "not installed: there is no key " + name,
+             "Install the agent. Without it nothing is saved."}};
+  if (error != ERROR_SUCCESS)
+    return {{"agent", State::kFailure,
+             "this account may not read " + name + " (error " + std::to_string(error) + ")",
+             "Let the account of the reporting product read that key."}};
+  return {{"agent", State::kOk, "installed; its settings can be read", ""},
+          CheckManaged(key),
+          CheckIdentity(key),
+          CheckAddress(key),
+          CheckSizeLimit(key),
+          CheckTrigger(key)};
 }
 
 }  // namespace varnel::tool

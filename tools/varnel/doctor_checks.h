@@ -2,16 +2,16 @@
 
 #include "text.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace varnel::tool {
 
 enum class State { kOk, kWarning, kFailure };
 
-// What one look at this machine has found. Texts are for a person: UTF-8, printable, one line.
+// One row of varnel doctor. Texts are for a person: UTF-8, printable, one line.
 struct Check {
   std::string name;
   State state = State::kOk;
@@ -20,20 +20,46 @@ struct Check {
 };
 using Checks = std::vector<Check>;
 
-// Each looks at one group of what lies between a product and the reader of its event files, and changes
-// nothing. `softwareId` is the identifier whose way is looked at.
-[[nodiscard]] Checks CheckRegistration();
+// "1 file", "2 files"
+inline std::string Counted(std::uint64_t number, const std::string& unit) {
+  return std::to_string(number) + " " + unit + (number == 1 ? "" : "s");
+}
+
+// From which backlog on an event folder gets a warning.
+struct BacklogLimits {
+  std::uint64_t files = 1000;
+  std::uint64_t minutes = 60;  // age of the oldest file
+};
+
+// Each checks one step on the way from a product's call to the reader of its event file, and changes nothing.
+// `softwareId` is the product's identifier; `seconds` is the time that a DLL may take to load.
+[[nodiscard]] Checks CheckRegistration(int seconds);
+[[nodiscard]] Checks CheckRegistryPlaces();
 [[nodiscard]] Checks CheckAgent();
-[[nodiscard]] Checks CheckFolders(std::wstring_view softwareId);
+[[nodiscard]] Checks CheckFolders(std::wstring_view softwareId, const BacklogLimits& limits);
 [[nodiscard]] Checks CheckFilter();
 [[nodiscard]] Checks CheckLog();
-[[nodiscard]] Checks CheckSaveMutex();
-// Whether somebody keeps it for two seconds.
-[[nodiscard]] bool IsSaveMutexHeld();
 [[nodiscard]] Checks CheckProtection();
 
-// Makes a report through the real library, looks for its file and removes that file again. Wants COM on the
-// thread.
-[[nodiscard]] Checks TryReport(const std::string& softwareId);
+// The save mutex, waited for up to two seconds.
+struct SaveMutex {
+  Check check;
+  bool isHeld = false;  // for all that time
+};
+[[nodiscard]] SaveMutex CheckSaveMutex();
+
+// True if a DLL that is registered for 64-bit programs may be loaded here: it is at a full path where only
+// administrators can write. Also true without a registration.
+[[nodiscard]] bool IsRegisteredDllSafe();
+
+// The trial report of varnel doctor --write.
+struct TrialRequest {
+  std::string softwareId;
+  std::string dll;  // full path; empty: the registered class
+  int seconds = 10;
+  bool isSaveMutexHeld = false;
+};
+// Saves a report in a process of its own, which is ended after that time, looks for the file and removes it.
+[[nodiscard]] Checks TryReport(const TrialRequest& request);
 
 }  // namespace varnel::tool

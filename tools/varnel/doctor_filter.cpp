@@ -1,6 +1,5 @@
-// Which events the agent's filter file keeps out.
+// Which events the agent's filter file keeps out, and why a filter does not do what it seems to.
 
-#include "dll_file.h"
 #include "doctor_checks.h"
 #include "event_forms.h"
 #include "events/report_rules.h"
@@ -8,10 +7,17 @@
 #include "settings/disabled_event_list.h"
 #include "settings/event_filter.h"
 
+#include <windows.h>
+
+#include <algorithm>
+
 namespace varnel::tool {
 namespace {
 
 constexpr char kName[] = "event filter";
+constexpr std::string_view kListName = "DisabledEvent";
+constexpr char kForm[] =
+    "Write DisabledEvent=1001;1002; with a \";\" behind each number, and without blanks and line ends.";
 
 // A list of any length, in a line.
 struct List {
@@ -20,14 +26,42 @@ struct List {
   std::size_t count = 0;
 
   void Add(std::string_view item) {
-    if (++count <= kMost) AddTo(text, std::string(item));
+    if (++count <= kMost) AddTo(text, item);
   }
   std::string Shown() const {
     return count > kMost ? text + " and " + std::to_string(count - kMost) + " more" : text;
   }
 };
 
+Check Warning(std::string found, std::string remedy) {
+  return {kName, State::kWarning, std::move(found), std::move(remedy)};
+}
+
+// The name of the list in other letters, as it is written; empty when it is not there.
+std::string_view SimilarName(std::string_view content) {
+  const auto same = [](char one, char other) { return (one | 0x20) == (other | 0x20); };
+  const auto at = std::search(content.begin(), content.end(), kListName.begin(), kListName.end(), same);
+  return content.substr(static_cast<std::size_t>(at - content.begin()), kListName.size());
+}
+
+// A file in which the library finds no list.
+Check CheckWithoutList(const std::string& file, std::string_view content) {
+  if (content.find('\0') != content.npos)
+    return Warning(file + " is not a plain text (UTF-16?), so nothing is disabled",
+                   "Save it as ANSI or UTF-8.");
+  if (const std::string_view similar = SimilarName(content); !similar.empty())
+    return Warning(
+        file + " says " + Printable(similar) + ", and only DisabledEvent counts: nothing is disabled",
+        "Write DisabledEvent, in these letters.");
+  if (content.find_first_of("0123456789") != content.npos)
+    return Warning(file + " has no DisabledEvent in it, so nothing is disabled", kForm);
+  return {kName, State::kOk, file + " disables nothing", ""};
+}
+
 Check CheckEntries(const std::string& file, const char* content, std::uint32_t size) {
+  const std::string_view text = content;  // up to the first zero, as the library searches it
+  const std::size_t list = text.find(kListName);
+  if (list == text.npos) return CheckWithoutList(file, {content, size});
   DisabledEntries entries(content, size);
   List disabled;
   List useless;
@@ -42,10 +76,58 @@ Check CheckEntries(const std::string& file, const char* content, std::uint32_t s
   if (ListsAsDisabled(content, size, kWholeProduct))
     return {kName, State::kFailure, found + ", with 0 every product's reporting",
             "Take 0 out of DisabledEvent in that file."};
-  if (useless.count == 0) return {kName, State::kOk, found, ""};
-  return {
-      kName, State::kWarning, found + "; matches no event: " + useless.Shown(),
-      "Write DisabledEvent=1001;1002; with a \";\" behind each number, and without blanks and line ends."};
+  if (text.find(kListName, list + 1) != text.npos)
+    return Warning(found + "; it has several DisabledEvent, and only the first counts",
+                   "Put all numbers behind the first one.");
+  if (text.substr(list + kListName.size()).starts_with("=-"))
+    return Warning(found + "; the minus sign of the first number does not count",
+                   "Put another number first: DisabledEvent=1;-3;.");
+  if (useless.count != 0) return Warning(found + "; matches no event: " + useless.Shown(), kForm);
+  return {kName, State::kOk, found, ""};
+}
+
+// True if the path has no form in the code page in which the library opens the filter.
+bool IsOutsideCodePage(const wchar_t* path) {
+  BOOL replaced = FALSE;
+  char narrow[kFilterPathCapacity * 2];
+  return WideCharToMultiByte(CP_THREAD_ACP, WC_NO_BEST_FIT_CHARS, path, -1, narrow, sizeof(narrow), nullptr,
+                             &replaced) == 0 ||
+         replaced;
+}
+
+// Another file in the folder whose name begins like the filter's: EvtFiltr.ini.txt.
+std::string SimilarFile(const wchar_t* path) {
+  const std::wstring start(path, std::wstring_view(path).find_last_of(L'.') - 2);
+  WIN32_FIND_DATAW found;
+  const HANDLE find = FindFirstFileW((start + L"*").c_str(), &found);
+  if (find == INVALID_HANDLE_VALUE) return {};
+  FindClose(find);
+  return Printable(found.cFileName);
+}
+
+Check CheckMissing(const std::string& file, const wchar_t* path, DWORD error) {
+  if (error == ERROR_ACCESS_DENIED)
+    return Warning(file + " is hidden from this account, so nothing is disabled for it",
+                   "Let the account of the reporting product read the folder and the file.");
+  if (const std::string similar = SimilarFile(path); !similar.empty())
+    return Warning(file + " does not exist, so nothing is disabled; " + similar + " does",
+                   "Rename that file to EvtFiltr.ini if it is meant to be the filter.");
+  return {kName, State::kOk, file + " does not exist, so nothing is disabled", ""};
+}
+
+// A file that is there, and of which the library gets no text.
+Check CheckUnreadable(const std::string& file, const wchar_t* path, const WIN32_FILE_ATTRIBUTE_DATA& facts) {
+  if ((facts.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+    return Warning(file + " is a folder, so nothing is disabled",
+                   "Remove that folder, and write the filter as a file.");
+  if (facts.nFileSizeLow == 0 && facts.nFileSizeHigh == 0)
+    return {kName, State::kOk, file + " is empty, so nothing is disabled", ""};
+  if (IsOutsideCodePage(path))
+    return Warning(
+        file + " cannot be opened: its path has characters that this system's ANSI code page lacks",
+        "Choose a \"Data Path\" without these characters.");
+  return Warning(file + " cannot be read, so nothing is disabled",
+                 "Let this account read it, and end the program that keeps it open for writing.");
 }
 
 }  // namespace
@@ -53,18 +135,14 @@ Check CheckEntries(const std::string& file, const char* content, std::uint32_t s
 Checks CheckFilter() {
   wchar_t path[kFilterPathCapacity] = {};
   const std::size_t length = BuildFilterPath(path);
-  if (length == 0) return {{kName, State::kOk, "none: \"Data Path\" does not tell where", ""}};
+  if (length == 0) return {{kName, State::kOk, "none: \"Data Path\" is not set, or too long", ""}};
   const std::string file = Printable(path);
-  if (!IsFile(path)) return {{kName, State::kOk, file + " is not there, so nothing is disabled", ""}};
+  WIN32_FILE_ATTRIBUTE_DATA facts{};
+  if (!GetFileAttributesExW(path, GetFileExInfoStandard, &facts))
+    return {CheckMissing(file, path, GetLastError())};
   std::uint32_t size = 0;
   const auto content = ReadFilter(path, length, &size);
-  WIN32_FILE_ATTRIBUTE_DATA facts{};
-  GetFileAttributesExW(path, GetFileExInfoStandard, &facts);
-  if (content) return {CheckEntries(file, content.get(), size)};
-  if (facts.nFileSizeLow == 0 && facts.nFileSizeHigh == 0)
-    return {{kName, State::kOk, file + " is empty, so nothing is disabled", ""}};
-  return {{kName, State::kWarning, file + " cannot be read, so nothing is disabled",
-           "Let this account read it, and end the program that keeps it open for writing."}};
+  return {content ? CheckEntries(file, content.get(), size) : CheckUnreadable(file, path, facts)};
 }
 
 }  // namespace varnel::tool

@@ -1,17 +1,20 @@
 // Whether event files can be made in the folders, and by whom.
 
 #include "agent_folders.h"
+#include "doctor_backlog.h"
 #include "doctor_checks.h"
+#include "events/event_file.h"
 #include "events/report_rules.h"
 #include "folder_probe.h"
 #include "local_memory.h"
+#include "path_fault.h"
+#include "registry_value.h"
 #include "settings/agent_settings.h"
 
 #include <windows.h>
 #include <aclapi.h>
 
 #include <array>
-#include <filesystem>
 #include <optional>
 
 namespace varnel::tool {
@@ -40,66 +43,154 @@ std::optional<ACCESS_MASK> RightsOfSystem(const std::wstring& folder) {
 }
 
 bool IsFolder(const std::wstring& path) {
-  std::error_code ignored;
-  return std::filesystem::is_directory(path, ignored);
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// A folder of event files, and how bad a fault of it is for the identifier that is asked about.
+// A folder of event files, and how bad a fault of it is for the product that is asked about.
 struct Folder {
   std::string name;
   EventFolder place;
-  const char* setting;
-  bool isWay;
+  const wchar_t* key;
+  const wchar_t* value;
+  bool isUsed;  // by this product's reports
 
-  // A fault of the other folder does not keep this identifier's events from arriving.
+  // A fault of the other folder does not keep this product's events from arriving.
   Check Fault(const std::string& aspect, std::string found, std::string remedy) const {
-    return {name + aspect, isWay ? State::kFailure : State::kWarning, std::move(found), std::move(remedy)};
+    return {name + aspect, isUsed ? State::kFailure : State::kWarning, std::move(found), std::move(remedy)};
   }
   std::string Path() const { return Printable(place.path); }
+  std::string Setting() const { return "\"" + ToUtf8(value) + "\""; }
+  std::string Example() const {
+    return place.ofServer ? "Let the server's installer set it, to a full path."
+                          : "Let the agent's installer set it, to a full path with a backslash at the end.";
+  }
 };
 
-// The settings' faults that the path does not show; nothing when it may be used.
+bool IsText(const RegistryValue& value) {
+  return value.type == REG_SZ || value.type == REG_EXPAND_SZ;
+}
+
+// The faults of the setting that the path does not show; nothing when the path may be used.
 std::optional<Check> CheckSetting(const Folder& folder) {
-  const std::string setting = std::string("\"") + folder.setting + "\"";
-  if (folder.place.path.empty() && !folder.isWay)
-    return Check{folder.name, State::kOk,
-                 setting + " is not set, and this identifier's reports do not need it", ""};
-  if (folder.place.path.empty())
-    return folder.Fault("", setting + " is not set, or longer than 259 characters",
-                        "Let the agent set it: nothing can be saved without.");
-  if (!std::filesystem::path(folder.place.path).is_absolute())
-    return folder.Fault("", folder.Path() + ": not a full path, so each program looks in another place",
-                        "Set " + setting + " to a full path.");
-  wchar_t dataPath[kPathCapacity];
-  if (!folder.place.ofServer && ReadDataPath(dataPath) && !std::wstring_view(dataPath).ends_with(L'\\'))
+  const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, folder.key, KEY_QUERY_VALUE);
+  const auto value = ReadValue(key, folder.value);
+  if (!value && !folder.isUsed)
+    return Check{folder.name, State::kOk, folder.Setting() + " is not set, and this product does not need it",
+                 ""};
+  if (!value) return folder.Fault("", folder.Setting() + " is not set", folder.Example());
+  const std::wstring path = value->Text();
+  if (!IsText(*value))
+    return folder.Fault("", folder.Setting() + " is " + Described(*value) + ", not a text (REG_SZ)",
+                        folder.Example());
+  if (path.size() >= kPathCapacity)
     return folder.Fault("",
-                        "reports go to " + folder.Path() + ": " + setting + " does not end in a backslash",
-                        "Put a backslash at the end of " + setting + ".");
+                        folder.Setting() + " is " + std::to_string(path.size()) +
+                            " characters long, and the library takes 259",
+                        "Choose a folder with a shorter path.");
+  if (const auto fault = FindPathFault(path))
+    return folder.Fault("", folder.Setting() + " " + fault->found, fault->remedy);
+  if (!folder.place.ofServer && !path.ends_with(L'\\') && !path.ends_with(L'/'))
+    return folder.Fault(
+        "", "reports go to " + folder.Path() + ": " + folder.Setting() + " does not end in a backslash",
+        "Put a backslash at the end of " + folder.Setting() + ".");
   return std::nullopt;
+}
+
+// \\server\share, other than \\?\C: and \\.\device.
+bool IsOnServer(const std::wstring& path) {
+  return path.size() > 2 && path.starts_with(L"\\\\") && path[2] != L'?' && path[2] != L'.';
+}
+
+// The part of a path that is missing first, or is a file.
+std::wstring FirstObstacle(const std::wstring& path) {
+  std::wstring obstacle = path;
+  for (std::wstring above = SplitFolder(path).parent; !above.empty(); above = SplitFolder(above).parent) {
+    const std::wstring trimmed = above.substr(0, above.find_last_not_of(L"\\/") + 1);
+    if (trimmed.empty() || IsFolder(above)) break;
+    obstacle = trimmed;
+  }
+  return obstacle;
+}
+
+Check MissingFolder(const Folder& folder) {
+  const std::wstring obstacle = FirstObstacle(folder.place.path);
+  const std::string shown = folder.Path() + ": " + Printable(obstacle);
+  if (GetFileAttributesW(obstacle.c_str()) != INVALID_FILE_ATTRIBUTES)
+    return folder.Fault("", shown + " is a file, where a folder is needed",
+                        "Rename or remove that file, then make the folder.");
+  const DWORD error = GetLastError();
+  if (error == ERROR_ACCESS_DENIED)
+    return folder.Fault(
+        "", shown + " is hidden from this account",
+        "Run this from the account of the reporting product; where it is that account, let it "
+        "read the folders above.");
+  if ((error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND) || IsOnServer(obstacle))
+    return folder.Fault("", shown + " cannot be reached (error " + std::to_string(error) + ")",
+                        "Make that drive or network share available, or choose a folder on a local disk.");
+  return folder.Fault("", shown + " does not exist",
+                      folder.place.ofServer ? "Make the folder above it; the first report makes the last one."
+                                            : "Repair the agent, which makes this folder, or make it.");
+}
+
+// Why a new file is refused in a folder that is there.
+Check RefusedFile(const Folder& folder, DWORD error) {
+  const std::string shown = folder.Path() + ": ";
+  if (error == ERROR_WRITE_PROTECT)
+    return folder.Fault("", shown + "the volume, or the folder itself, is read-only",
+                        "Make it writable, or choose a folder on another volume.");
+  if (error == ERROR_ACCESS_DENIED)
+    return folder.Fault("", shown + "this account may not make files there",
+                        "Give the account of the reporting product the right to create files in it.");
+  return folder.Fault("", shown + "new files are refused (error " + std::to_string(error) + ")",
+                      "Look that error number up, and repair the folder.");
+}
+
+bool IsOnReadOnlyVolume(const std::wstring& path) {
+  wchar_t volume[kPathCapacity];
+  DWORD flags = 0;
+  return GetVolumePathNameW(path.c_str(), volume, kPathCapacity) &&
+         GetVolumeInformationW(volume, nullptr, 0, nullptr, nullptr, &flags, nullptr, 0) &&
+         (flags & FILE_READ_ONLY_VOLUME) != 0;
+}
+
+bool IsOnNetwork(const std::wstring& path) {
+  if (IsOnServer(path)) return true;
+  return GetDriveTypeW((path.substr(0, 2) + L"\\").c_str()) == DRIVE_REMOTE;
 }
 
 // The folder itself, for this account.
 Check CheckPlace(const Folder& folder) {
+  constexpr std::size_t kLongestFile = 43;  // \<GUID>.xml; the agent's names are shorter
   const std::wstring& path = folder.place.path;
-  const std::string shown = folder.Path();
-  const std::string use = folder.isWay ? ", where this identifier's reports go" : "";
-  if (IsFolder(path)) {
-    if (WhyNotOpened(path, FILE_ADD_FILE) == ERROR_SUCCESS) return {folder.name, State::kOk, shown + use, ""};
-    return folder.Fault("", shown + ": this account may not make files there",
-                        "Give the account of the reporting product the right to create files in it.");
+  const MadeFolder made =
+      folder.place.ofServer
+          ? WhyNoNewFileInMadeFolder(path, ServerEventFileName())
+          : MadeFolder{WhyNoNewFile(path + L'\\', L"20000101000000000100000000001.txml"), false};
+  const bool canBeMade = made.isMade && IsFolder(SplitFolder(path).parent);
+  if (!canBeMade && !IsFolder(path)) return MissingFolder(folder);
+  const DWORD error =
+      made.error == ERROR_SUCCESS && IsOnReadOnlyVolume(path) ? ERROR_WRITE_PROTECT : made.error;
+  if (error != ERROR_SUCCESS) return RefusedFile(folder, error);
+  Check check{folder.name, State::kOk, folder.Path(), ""};
+  if (folder.isUsed) check.found += ", where this product's reports go";
+  if (made.isMade) check.found += "; it does not exist yet, the first report makes it";
+  if (path.size() + kLongestFile >= MAX_PATH) {
+    check.state = State::kWarning;
+    check.found +=
+        "; with the names of event files the path is longer than the 259 characters that most programs take";
+    check.remedy = "Choose a folder with a shorter path.";
+  } else if (IsOnNetwork(path)) {
+    check.state = State::kWarning;
+    check.found += "; it is on the network: services do not see the drive letters of users";
+    check.remedy = "Choose a folder on a local disk.";
   }
-  const bool isTaken = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-  if (!isTaken && folder.place.ofServer &&
-      WhyNotOpened(SplitFolder(path).parent, FILE_ADD_SUBDIRECTORY) == ERROR_SUCCESS)
-    return {folder.name, State::kOk, shown + use + "; it is not there yet, the first report makes it", ""};
-  return folder.Fault("", shown + (isTaken ? ": not a folder" : ": not there"),
-                      "Make this folder, or repair the agent, which makes it.");
+  return check;
 }
 
 Check CheckSystem(const Folder& folder) {
   const auto rights = RightsOfSystem(folder.place.path);
-  if (!rights)
-    return {folder.name + " for SYSTEM", State::kOk, "not known: the system does not tell its rights", ""};
+  if (!rights) return {folder.name + " for SYSTEM", State::kOk, "not known: Windows does not answer", ""};
   if ((*rights & FILE_ADD_FILE) != 0)
     return {folder.name + " for SYSTEM", State::kOk, "services may make files there", ""};
   return folder.Fault(" for SYSTEM", folder.Path() + ": services may not make files there",
@@ -110,7 +201,7 @@ Check CheckRoom(const Folder& folder) {
   ULARGE_INTEGER room{};
   const std::string name = folder.name + " room";
   if (!GetDiskFreeSpaceExW(folder.place.path.c_str(), &room, nullptr, nullptr))
-    return {name, State::kOk, "not known: the system does not tell", ""};
+    return {name, State::kOk, "not known: Windows does not answer", ""};
   const std::string found = std::to_string(room.QuadPart / kMegabyte) + " MB are free for this account";
   if (room.QuadPart < ReadEventSizeLimit())
     return folder.Fault(" room", found + ", less than the largest report takes", "Make room on this disk.");
@@ -119,21 +210,27 @@ Check CheckRoom(const Folder& folder) {
   return {name, State::kOk, found, ""};
 }
 
-void CheckFolder(const Folder& folder, Checks& checks) {
+void CheckFolder(const Folder& folder, const BacklogLimits& limits, Checks& checks) {
   auto fault = CheckSetting(folder);
   checks.push_back(fault ? *std::move(fault) : CheckPlace(folder));
   if (folder.place.path.empty() || !IsFolder(folder.place.path)) return;
   checks.push_back(CheckSystem(folder));
   checks.push_back(CheckRoom(folder));
+  checks.push_back(CheckBacklog(folder.name, folder.place, limits));
 }
 
 }  // namespace
 
-Checks CheckFolders(std::wstring_view softwareId) {
+Checks CheckFolders(std::wstring_view softwareId, const BacklogLimits& limits) {
   const bool toServer = FolderOf(std::wstring(softwareId)).ofServer;
+  const EventFolder agents = FolderOf(L"");
+  const EventFolder servers = FolderOf(kServerSoftwareId);
   Checks checks;
-  CheckFolder({"agent folder", FolderOf(L""), "Data Path", !toServer}, checks);
-  CheckFolder({"server folder", FolderOf(kServerSoftwareId), "EventsPath", toServer}, checks);
+  CheckFolder({"agent folder", agents, kFrameworkKey, L"Data Path", !toServer}, limits, checks);
+  CheckFolder({"server folder", servers, kEventParserKey, L"EventsPath", toServer}, limits, checks);
+  if (!agents.path.empty() && _wcsicmp(agents.path.c_str(), servers.path.c_str()) == 0)
+    checks.push_back({"folders", State::kWarning, "the agent's event folder and the server's are the same",
+                      "Set \"EventsPath\" to the folder of the server's event parser."});
   return checks;
 }
 

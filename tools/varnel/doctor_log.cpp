@@ -1,101 +1,96 @@
-// What the registry makes of the log settings: asked of the library's own reader, here in this process.
+// What the registry makes of the log settings, as the library reads them.
 
 #include "doctor_checks.h"
 #include "logging/log_settings.h"
+#include "logging/log_writer.h"
 #include "registry_value.h"
 #include "trace_level.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace varnel::tool {
 namespace {
 
 constexpr std::uint32_t kMegabyte = 1'048'576;
 
-// Whether the registry decides about a setting: reading gives the same, whatever stood there before.
-template <class Set, class Get>
-bool IsDecided(Set set, Get get, int one, int other) {
-  set(one);
-  ReadLogSettings();
-  const auto first = get();
-  set(other);
-  ReadLogSettings();
-  return first == get();
+std::string Stated(const wchar_t* name, const RegistryValue& value) {
+  return ToUtf8(name) + " is " + Described(value);
 }
 
-// The facilities of a list, without those that are empty.
-std::vector<std::string> Split(const std::string& list) {
-  std::vector<std::string> items;
-  for (std::size_t at = 0; at < list.size();) {
-    const std::size_t end = std::min(list.find(';', at), list.size());
-    if (end > at) items.push_back(list.substr(at, end - at));
-    at = end + 1;
-  }
-  return items;
+// A number outside of its range counts as the nearest end. Each Fault... returns an empty text when the value
+// is missing or right.
+std::string FaultOfNumber(const RegistryKey& key, const wchar_t* name, std::uint32_t least,
+                          std::uint32_t most) {
+  const auto value = ReadValue(key, name);
+  if (!value) return {};
+  if (!value->IsNumber()) return Stated(name, *value) + ", where a number (REG_DWORD) is wanted";
+  const std::uint32_t number = QueryFourBytes(key, name, 0).value_or(least);
+  if (number >= least && number <= most) return {};
+  return Stated(name, *value) + ", outside of " + std::to_string(least) + " to " + std::to_string(most);
 }
 
-// Whether all facilities of the list that is set, if there is one, are in the library's.
-bool IsDetailListTaken(const RegistryKey& key) {
-  if (!HasValue(key, L"LogDetailList")) return true;
-  char text[4096] = {};
-  DWORD size = sizeof(text);
-  const LSTATUS status = RegGetValueA(key.Get(), nullptr, "LogDetailList", RRF_RT_ANY, nullptr, text, &size);
-  text[sizeof(text) - 1] = '\0';
-  if (status != ERROR_SUCCESS) return false;
-  const std::vector<std::string> items = Split(text);
-  return std::all_of(items.begin(), items.end(),
-                     [](const std::string& item) { return IsInDetailList(item.c_str()); });
+// `capacity`: bytes of the value in the ANSI code page, with its zero.
+std::string FaultOfText(const RegistryKey& key, const wchar_t* name, std::size_t capacity) {
+  const auto value = ReadValue(key, name);
+  if (!value) return {};
+  if (value->type != REG_SZ) return Stated(name, *value) + ", where a text (REG_SZ) is wanted";
+  if (value->Text().size() < capacity) return {};
+  return ToUtf8(name) + " has " + std::to_string(value->Text().size()) + " characters, more than " +
+         std::to_string(capacity - 1) + ", and does not count";
 }
 
-// The names of values that are there and change nothing, or something to another value than theirs.
-std::string UnusableValues(const RegistryKey& key) {
-  const LogSettings& settings = GetLogSettings();
-  const auto number = [&key](const wchar_t* name) { return QueryFourBytes(key, name, 0).value_or(0); };
-  const std::pair<const wchar_t*, bool> values[] = {
-      {L"LogLevel", IsDecided(
-                        SetLogLevel, [&] { return settings.level.load(); }, 1, 2) &&
-                        number(L"LogLevel") == static_cast<std::uint32_t>(settings.level)},
-      {L"LogSize", IsDecided(
-                       SetLogSize, [&] { return settings.sizeLimit.load(); }, 1, 2) &&
-                       std::uint64_t{number(L"LogSize")} * kMegabyte == settings.sizeLimit},
-      {L"LogHiRes", IsDecided(
-                        SetLogHiRes, [&] { return settings.highResolution.load(); }, 0, 1)},
-      {L"LogFlags", IsDecided(
-                        SetLogUserName, [&] { return settings.userInLines.load(); }, 0, 1)}};
-  std::string unusable;
-  for (const auto& [name, isUsed] : values)
-    if (HasValue(key, name) && !isUsed) AddTo(unusable, ToUtf8(name));
-  if (!IsDetailListTaken(key)) AddTo(unusable, "LogDetailList");
-  return unusable;
+std::string FaultOfDetailList(const RegistryKey& key) {
+  constexpr wchar_t kName[] = L"LogDetailList";
+  constexpr std::ptrdiff_t kMostItems = 15;
+  std::string fault = FaultOfText(key, kName, DetailList::kTextCapacity);
+  const auto value = ReadValue(key, kName);
+  if (!fault.empty() || !value) return fault;
+  const std::wstring list = value->Text();
+  if (list.find_first_of(L", ") != list.npos)
+    return Stated(kName, *value) + ", and its entries are separated by \";\" alone";
+  if (std::count(list.begin(), list.end(), L';') >= kMostItems && list.find_last_not_of(L';') != list.npos &&
+      std::count(list.begin(), list.begin() + static_cast<std::ptrdiff_t>(list.find_last_not_of(L';')),
+                 L';') >= kMostItems)
+    return "LogDetailList has more than 15 entries, and the first 15 count";
+  return {};
 }
 
-// As a process finds them that has just loaded the library.
-void ReadAfresh() {
-  const LogSettings defaults;
-  SetLogLevel(defaults.level);
-  SetLogSize(static_cast<std::int32_t>(defaults.sizeLimit / kMegabyte));
-  SetLogHiRes(defaults.highResolution);
-  SetLogUserName(defaults.userInLines);
-  ReadLogSettings();
+std::string Faults(const RegistryKey& key) {
+  std::string faults;
+  for (const std::string& fault :
+       {FaultOfNumber(key, L"LogLevel", 1, 8), FaultOfNumber(key, L"LogSize", 1, 100),
+        FaultOfNumber(key, L"LogHiRes", 0, 0xFFFFFFFF), FaultOfText(key, L"LogFlags", 32),
+        FaultOfDetailList(key)})
+    if (!fault.empty()) AddTo(faults, fault, "; ");
+  return faults;
 }
 
 }  // namespace
 
 Checks CheckLog() {
+  constexpr std::int32_t kFailures = 5;  // the level of the lines that say why a save has failed
   const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, kLogKey, KEY_QUERY_VALUE);
-  const std::string unusable = key ? UnusableValues(key) : "";
-  ReadAfresh();
+  ReadLogSettings();
   const LogSettings& settings = GetLogSettings();
-  std::string found = "level " + std::to_string(settings.level) + ", files of " +
-                      std::to_string(settings.sizeLimit / kMegabyte) + " MB";
-  if (settings.highResolution) found += ", milliseconds";
-  if (settings.userInLines) found += ", account names";
+  Check check{"log settings", State::kOk,
+              "level " + std::to_string(settings.level) + ", files of " +
+                  std::to_string(settings.sizeLimit / kMegabyte) + " MB",
+              ""};
+  if (settings.highResolution) check.found += ", milliseconds";
+  if (settings.userInLines) check.found += ", account names";
+  if (const std::string faults = Faults(key); !faults.empty()) {
+    check.state = State::kWarning;
+    check.found += "; " + faults;
+    check.remedy = "Correct these values (docs/settings.md), or remove them.";
+  }
+  if (settings.level < kFailures && !IsInDetailList("Quorvel")) {
+    check.state = State::kWarning;
+    check.found += "; the library logs its failures at level 5, so they are not shown";
+    if (check.remedy.empty()) check.remedy = "Set LogLevel to 5 or more, or add Quorvel to LogDetailList.";
+  }
   Checks checks = CheckTraceLevel();
-  if (unusable.empty())
-    checks.push_back({"log settings", State::kOk, found, ""});
-  else
-    checks.push_back({"log settings", State::kWarning, found + "; cannot be used as they are: " + unusable,
-                      "Correct these values (docs/settings.md), or remove them."});
+  checks.push_back(std::move(check));
   return checks;
 }
 

@@ -1,106 +1,293 @@
-// Whether products of both widths find the library, and find the same one.
+// Whether 64-bit and 32-bit products find the library, the same one, and whether it is safe to load.
 
+#include "base/files.h"
 #include "dll_file.h"
+#include "dll_image.h"
 #include "doctor_checks.h"
+#include "file_trust.h"
 #include "registered_class.h"
-#include "reporting.h"
+#include "registry_value.h"
+#include "result_words.h"
+#include "self_process.h"
+#include "varnel/varnel.hpp"
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <optional>
 
 namespace varnel::tool {
 namespace {
 
-constexpr char kInstall[] = "Install the package, or run regsvr32 on the varnel.dll of this width.";
-
 struct View {
-  const char* name;
+  const char* width;
   REGSAM flag;
-  DllWidth width;
+  DllWidth dll;
 };
-constexpr View kViews[] = {{"64-bit class", KEY_WOW64_64KEY, DllWidth::k64},
-                           {"32-bit class", KEY_WOW64_32KEY, DllWidth::k32}};
+constexpr View kViews[] = {{"64-bit", KEY_WOW64_64KEY, DllWidth::k64},
+                           {"32-bit", KEY_WOW64_32KEY, DllWidth::k32}};
 
-// What is wrong with a file that is registered for programs of this width; nothing when it will do.
-std::optional<std::string> FaultOf(const std::wstring& file, DllWidth width) {
-  if (file.empty()) return "the key names no file";
-  if (!std::filesystem::path(file).is_absolute()) return Printable(file) + ": the path is not a full one";
-  if (!IsFile(file)) return Printable(file) + ": the file is not there, or this account may not see it";
-  const DllWidth found = WidthOfDll(file);
-  if (found == DllWidth::kNoDll) return Printable(file) + ": not a DLL, or this account may not read it";
-  if (found != width) return Printable(file) + ": a DLL for programs of another width";
+constexpr char kSafePlace[] =
+    "Install the library where only administrators can write, like C:\\Program Files.";
+
+std::string Install(const View& view) {
+  return std::string("Install the package, or run regsvr32 on the ") + view.width + " varnel.dll.";
+}
+
+// What is wrong with the place that is registered; nothing when a file is there.
+std::optional<std::string> FaultOfPlace(const RegistryKey& key, const std::wstring& file) {
+  const auto value = ReadValue(key, L"");
+  if (!value) return "InprocServer32 names no file: its default value is not set";
+  if (value->type != REG_SZ && value->type != REG_EXPAND_SZ)
+    return "InprocServer32 names no file: its default value is " + Described(*value) +
+           ", not a text (REG_SZ)";
+  if (file.empty())
+    return value->Text().empty() ? "InprocServer32 names no file: its default value is empty"
+                                 : "InprocServer32 names no file: its default value is too long";
+  if (file.find(L'"') != file.npos) return Printable(file) + ": the path has quotation marks in it";
+  if (!std::filesystem::path(file).is_absolute())
+    return Printable(file) + ": not a full path, so each program would search for it";
+  const DWORD attributes = GetFileAttributesW(file.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES)
+    return Printable(file) + (GetLastError() == ERROR_ACCESS_DENIED ? ": this account may not see the file"
+                                                                    : ": the file does not exist");
+  if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return Printable(file) + ": a folder, not a DLL";
   return std::nullopt;
 }
 
-// Whether a program, this one, gets a report object from the file.
-HRESULT TryFile(const std::wstring& file) {
-  Library library;
-  const HRESULT opened = library.TryOpenFile(file.c_str());
-  return FAILED(opened) ? opened : TryObject(library);
+// What is wrong with the file itself, by its own header.
+std::optional<std::string> FaultOfFile(const std::wstring& file, const View& view) {
+  const FileHandle opened(
+      CreateFileW(file.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, kAnonymously, nullptr));
+  if (!opened) return Printable(file) + ": cannot be opened (error " + std::to_string(GetLastError()) + ")";
+  if (IsCutShort(file)) return Printable(file) + ": the file is damaged, its end is missing";
+  switch (WidthOfDll(file)) {
+    case DllWidth::kNoDll:
+      return Printable(file) + ": not a DLL";
+    case DllWidth::kOther:
+      return Printable(file) + ": a DLL for another processor";
+    case DllWidth::k32:
+    case DllWidth::k64:
+      break;
+  }
+  if (WidthOfDll(file) == view.dll) return std::nullopt;
+  return Printable(file) + ": a " + (view.dll == DllWidth::k64 ? "32-bit" : "64-bit") +
+         " DLL, registered for " + view.width + " products";
 }
 
-Check CheckView(const View& view, const RegistryKey& key) {
-  if (!key)
-    return {view.name, State::kWarning, "not registered: products of this width get no report object",
-            kInstall};
-  const std::wstring file = ServerOf(key);
-  if (auto fault = FaultOf(file, view.width))
-    return {view.name, State::kFailure, *std::move(fault), kInstall};
-  if (view.width == DllWidth::k64) {
-    const HRESULT result = TryFile(file);
-    const VarnelResultText text = DescribeResult(result);
-    if (FAILED(result))
-      return {view.name, State::kFailure, Printable(file) + ": " + ToUtf8(text.meaning), ToUtf8(text.remedy)};
+// Why a DLL gives no report object, in words that follow its path.
+std::string WhyNoObject(std::optional<DWORD> result, int seconds) {
+  if (!result)
+    return "loading it takes longer than " + Counted(static_cast<std::uint64_t>(seconds), "second");
+  const auto code = static_cast<HRESULT>(*result);
+  switch (code) {
+    case SystemResult(ERROR_BAD_EXE_FORMAT):
+      return "the file is damaged: Windows refuses to load it (error 193)";
+    case SystemResult(ERROR_MOD_NOT_FOUND):
+      return "a DLL that it needs is missing (error 126)";
+    case SystemResult(ERROR_PROC_NOT_FOUND):
+    case CLASS_E_CLASSNOTAVAILABLE:
+    case E_NOINTERFACE:
+      return "a DLL of another product: it has no OrbaEventInf class";
+    case SystemResult(ERROR_DLL_INIT_FAILED):
+      return "its start-up code fails (error 1114)";
+    case SystemResult(ERROR_NOACCESS):
+      return "its start-up code crashes (error 998)";
+    case E_ACCESSDENIED:
+      return "this account may not load it (error 5)";
+    default:
+      return ((*result & 0xF0000000) == 0xC0000000 ? "the program that loads it crashes: " : "no object: ") +
+             WordsOf(code).code;
   }
-  const std::string version = VersionOfDll(file);
-  if (version.empty())
-    return {view.name, State::kWarning, Printable(file) + ": a DLL that does not tell its version", kInstall};
-  return {view.name, State::kOk, Printable(file) + ", version " + version, ""};
+}
+
+// What keeps the class from working as the library needs it, beside its file.
+std::string FaultsOfKey(HKEY root, REFCLSID classId, const View& view) {
+  std::string faults;
+  const RegistryKey server = OpenClassKey(root, classId, L"\\InprocServer32", view.flag);
+  const auto model = ReadValue(server, L"ThreadingModel");
+  if (!model)
+    AddTo(faults, "ThreadingModel is not set, and must be \"Free\"");
+  else if (model->type != REG_SZ || _wcsicmp(model->Text().c_str(), L"Free") != 0)
+    AddTo(faults, "ThreadingModel is " + Described(*model) + ", and must be \"Free\"");
+  if (const auto other = ReadValue(OpenClassKey(root, classId, L"\\TreatAs", view.flag), L""))
+    AddTo(faults, "TreatAs sends products to another class, " + Printable(other->Text()));
+  return faults;
+}
+
+// The row of one width.
+struct ViewResult {
+  Check check;
+  std::wstring file;
+  std::string version;
+};
+
+void Warn(Check& check, const std::string& found, const std::string& remedy) {
+  check.state = std::max(check.state, State::kWarning);
+  check.found += "; " + found;
+  if (check.remedy.empty()) check.remedy = remedy;
+}
+
+void CheckElementClass(const View& view, ViewResult& result) {
+  const RegistryKey key =
+      OpenClassKey(HKEY_LOCAL_MACHINE, CLSID_EventElement, L"\\InprocServer32", view.flag);
+  if (!key)
+    Warn(result.check, "the second class, EventElement, is not registered", Install(view));
+  else if (_wcsicmp(ServerOf(key).c_str(), result.file.c_str()) != 0)
+    Warn(result.check, "the second class, EventElement, is registered with " + Printable(ServerOf(key)),
+         Install(view));
+  else if (const auto faults = FaultsOfKey(HKEY_LOCAL_MACHINE, CLSID_EventElement, view); !faults.empty())
+    Warn(result.check, "of the second class, EventElement, " + faults, Install(view));
+}
+
+ViewResult CheckView(const View& view, int seconds) {
+  const std::string name = std::string(view.width) + " class";
+  const RegistryKey key = OpenServerKey(view.flag);
+  if (!key)
+    return {{name, State::kWarning,
+             std::string("not registered: ") + view.width + " products get 0x80040154 (REGDB_E_CLASSNOTREG)",
+             Install(view)},
+            L"",
+            ""};
+  ViewResult result{{name, State::kFailure, "", Install(view)}, ServerOf(key), ""};
+  auto fault = FaultOfPlace(key, result.file);
+  if (!fault) fault = FaultOfFile(result.file, view);
+  if (fault) {
+    result.check.found = *std::move(fault);
+    return result;
+  }
+  const std::string shown = Printable(result.file);
+  result.version = VersionOfDll(result.file);
+  result.check = {name, State::kOk,
+                  shown + (result.version.empty() ? ", of unknown version" : ", version " + result.version),
+                  ""};
+  if (const auto danger = WhyNotTrusted(result.file)) {
+    Warn(result.check, "not loaded here, because users could exchange it: " + *danger, kSafePlace);
+  } else if (view.dll == DllWidth::k64) {
+    const auto loaded = RunThisProgram({"load", ToUtf8(result.file)}, seconds);
+    if (loaded != DWORD{S_OK}) {
+      result.check = {name, State::kFailure, shown + ": " + WhyNoObject(loaded, seconds), Install(view)};
+      return result;
+    }
+  }
+  if (result.version.empty()) Warn(result.check, "a DLL that does not tell its version", Install(view));
+  if (const auto faults = FaultsOfKey(HKEY_LOCAL_MACHINE, CLSID_OrbaEventInf, view); !faults.empty())
+    Warn(result.check, faults, Install(view));
+  CheckElementClass(view, result);
+  return result;
 }
 
 Check CheckVersions(const std::string& version64, const std::string& version32) {
-  if (version64 == version32) return {"versions", State::kOk, "both widths are of the same version", ""};
+  if (version64 == version32)
+    return {"versions", State::kOk, "64-bit and 32-bit products get the same version", ""};
   return {"versions", State::kWarning,
           "64-bit products get version " + version64 + ", 32-bit products " + version32,
-          "Install the same package for both widths."};
+          "Install the same package for both."};
+}
+
+// A registration in the account's own part comes before the machine's, for this account only.
+Check CheckAccount() {
+  constexpr char kName[] = "own registration";
+  for (const View& view : kViews)
+    if (const RegistryKey key =
+            OpenClassKey(HKEY_CURRENT_USER, CLSID_OrbaEventInf, L"\\InprocServer32", view.flag))
+      return {kName, State::kWarning,
+              "this account has a " + std::string(view.width) + " registration of its own, " +
+                  Printable(ServerOf(key)) + ": its programs get that DLL, and services do not",
+              "Remove the class below HKCU\\SOFTWARE\\Classes\\CLSID, and install the package."};
+  return {kName, State::kOk, "none: this account uses the machine's", ""};
+}
+
+// The names under which scripts ask for the class.
+Check CheckScriptNames() {
+  constexpr char kName[] = "script name";
+  constexpr char kRemedy[] = "Install the package, or run regsvr32 on varnel.dll.";
+  wchar_t guid[39];
+  StringFromGUID2(CLSID_OrbaEventInf, guid, 39);
+  for (const wchar_t* const name : {L"Varnel.OrbaEventInf", L"Varnel.OrbaEventInf.1"}) {
+    const std::wstring path = std::wstring(L"SOFTWARE\\Classes\\") + name + L"\\CLSID";
+    const auto value = ReadValue(OpenRegistryKey(HKEY_LOCAL_MACHINE, path.c_str(), KEY_QUERY_VALUE), L"");
+    if (!value)
+      return {kName, State::kWarning, ToUtf8(name) + " is not registered: scripts cannot create reports",
+              kRemedy};
+    if (_wcsicmp(value->Text().c_str(), guid) != 0)
+      return {kName, State::kWarning, ToUtf8(name) + " leads to another class, " + Printable(value->Text()),
+              kRemedy};
+  }
+  return {kName, State::kOk, "Varnel.OrbaEventInf", ""};
+}
+
+// True if calls of the interface can be passed from thread to thread.
+bool HasProxy(REFIID id) {
+  wchar_t guid[39];
+  StringFromGUID2(id, guid, 39);
+  const std::wstring path = std::wstring(L"SOFTWARE\\Classes\\Interface\\") + guid + L"\\ProxyStubClsid32";
+  return static_cast<bool>(
+      OpenRegistryKey(HKEY_LOCAL_MACHINE, path.c_str(), KEY_QUERY_VALUE | KEY_WOW64_64KEY));
 }
 
 Check CheckTypeLibrary() {
   constexpr char kName[] = "type library";
+  constexpr char kEffect[] = ": PowerShell, and threads with a window, get no report object";
+  constexpr char kRemedy[] = "Install the package, or run regsvr32 on varnel.dll.";
   BSTR registered = nullptr;
   const HRESULT result = QueryPathOfRegTypeLib(LIBID_VARNELLib, 1, 0, LOCALE_NEUTRAL, &registered);
   const std::wstring file = registered ? registered : L"";  // up to its first zero
   SysFreeString(registered);
   if (FAILED(result) || file.empty())
-    return {kName, State::kWarning, "not registered: threads with a window, and PowerShell, get no object",
-            kInstall};
-  if (!IsFile(file))
-    return {kName, State::kWarning,
-            Printable(file) + ": not there, so threads with a window, and PowerShell, get no object",
-            kInstall};
-  return {kName, State::kOk, Printable(file), ""};
-}
-
-Check CheckSideBySide() {
-  constexpr char kName[] = "registration";
-  if (IsFile(BesideThisProgram()))
-    return {kName, State::kWarning,
-            "there is none, and " + Printable(BesideThisProgram()) +
-                " lies beside this program: products that bring their own copy can use it, others cannot",
-            "Install the package where products without a copy of their own report events."};
-  return {kName, State::kFailure, "there is none: products without a copy of their own get no report object",
-          "Install the package, or run regsvr32 on varnel.dll."};
+    return {kName, State::kWarning, std::string("not registered") + kEffect, kRemedy};
+  const std::string shown = Printable(file);
+  if (!IsFile(file)) return {kName, State::kWarning, shown + ": the file does not exist" + kEffect, kRemedy};
+  // Loading what is not a type library may run a class that the file's content names.
+  if (const auto danger = WhyNotTrusted(file))
+    return {kName, State::kWarning, shown + ": not read here, because users could exchange it: " + *danger,
+            kSafePlace};
+  ITypeLib* library = nullptr;
+  const HRESULT opened = LoadTypeLibEx(file.c_str(), REGKIND_NONE, &library);
+  const detail::Reference<ITypeLib> owner(library);
+  TLIBATTR* facts = nullptr;
+  bool isOurs = false;
+  if (SUCCEEDED(opened) && SUCCEEDED(library->GetLibAttr(&facts))) {
+    isOurs = IsEqualGUID(facts->guid, LIBID_VARNELLib);
+    library->ReleaseTLibAttr(facts);
+  }
+  if (!isOurs) return {kName, State::kWarning, shown + ": does not hold VARNELLib" + kEffect, kRemedy};
+  for (const auto& [name, id] : {std::pair("IOrbaEventInf3", __uuidof(IOrbaEventInf3)),
+                                 std::pair("IEventElement", __uuidof(IEventElement))})
+    if (!HasProxy(id))
+      return {kName, State::kWarning, std::string("its interface ") + name + " is not registered" + kEffect,
+              kRemedy};
+  return {kName, State::kOk, shown, ""};
 }
 
 }  // namespace
 
-Checks CheckRegistration() {
-  const RegistryKey keys[] = {OpenServerKey(kViews[0].flag), OpenServerKey(kViews[1].flag)};
-  if (!keys[0] && !keys[1]) return {CheckSideBySide()};
-  Checks checks = {CheckView(kViews[0], keys[0]), CheckView(kViews[1], keys[1])};
-  // A file without a version has been spoken of.
-  const std::string versions[] = {VersionOfDll(ServerOf(keys[0])), VersionOfDll(ServerOf(keys[1]))};
-  if (!versions[0].empty() && !versions[1].empty()) checks.push_back(CheckVersions(versions[0], versions[1]));
+bool IsRegisteredDllSafe() {
+  for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
+    if (OpenClassKey(root, CLSID_OrbaEventInf, L"\\TreatAs", KEY_WOW64_64KEY)) return false;
+    const RegistryKey key = OpenClassKey(root, CLSID_OrbaEventInf, L"\\InprocServer32", KEY_WOW64_64KEY);
+    if (!key) continue;
+    const std::wstring file = ServerOf(key);
+    if (FaultOfPlace(key, file) || WhyNotTrusted(file)) return false;
+  }
+  return true;
+}
+
+Checks CheckRegistration(int seconds) {
+  const ViewResult results[] = {CheckView(kViews[0], seconds), CheckView(kViews[1], seconds)};
+  Checks checks;
+  if (!OpenServerKey(kViews[0].flag) && !OpenServerKey(kViews[1].flag)) {
+    checks.push_back({"registration", State::kFailure,
+                      "there is none: products get 0x80040154 (REGDB_E_CLASSNOTREG), but for those that keep "
+                      "varnel.dll and its manifest in their own folder",
+                      "Install the package, or run regsvr32 on varnel.dll."});
+    return checks;
+  }
+  for (const ViewResult& result : results) checks.push_back(result.check);
+  if (!results[0].version.empty() && !results[1].version.empty())
+    checks.push_back(CheckVersions(results[0].version, results[1].version));
+  checks.push_back(CheckAccount());
+  checks.push_back(CheckScriptNames());
   checks.push_back(CheckTypeLibrary());
   return checks;
 }

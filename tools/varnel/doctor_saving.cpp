@@ -1,12 +1,14 @@
-// What a save waits for, and whom it asks: other savers, and the self-protection service.
+// What a save waits for: other savers, and the leave of the self-protection service.
 
 #include "base/locks.h"
 #include "dll_file.h"
 #include "doctor_checks.h"
 #include "events/event_file.h"
+#include "path_fault.h"
 #include "protection/client_file.h"
 #include "registered_class.h"
-#include "reporting.h"
+#include "registry_value.h"
+#include "settings/agent_settings.h"
 
 #include <cstdio>
 #include <iterator>
@@ -20,13 +22,6 @@ constexpr DWORD kPatience = 2000;  // milliseconds; a save takes a few
 // Only opened: one that this made would be this account's.
 KernelHandle OpenSaveMutex() {
   return KernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, kSaveMutexName));
-}
-
-// The library that asks the client: the registered one, else the one beside this program.
-std::wstring LibraryFile() {
-  const RegistryKey key = OpenServerKey(KEY_WOW64_64KEY);
-  const std::wstring registered = key ? ServerOf(key) : L"";
-  return IsFile(registered) ? registered : BesideThisProgram();
 }
 
 std::string InWords(const Refusal& refusal) {
@@ -44,27 +39,30 @@ Check Refused(const std::string& path, const Refusal& refusal) {
 
 }  // namespace
 
-bool IsSaveMutexHeld() {
-  const KernelHandle mutex = OpenSaveMutex();
-  return mutex && MutexLock(mutex.Get(), kPatience).TimedOut();
-}
-
-Checks CheckSaveMutex() {
+SaveMutex CheckSaveMutex() {
   constexpr char kName[] = "save mutex";
   const KernelHandle mutex = OpenSaveMutex();
-  if (!mutex && GetLastError() == ERROR_FILE_NOT_FOUND)
-    return {{kName, State::kOk, "nobody uses it in this session", ""}};
+  const DWORD error = GetLastError();
+  if (!mutex && error == ERROR_FILE_NOT_FOUND)
+    return {{kName, State::kOk, "free: no program of this session is saving", ""}};
+  if (!mutex && error == ERROR_INVALID_HANDLE)
+    return {{kName, State::kWarning,
+             "another program uses the name ORBAEVTINFMUTEX for something else: saves are not kept apart",
+             "End that program, or change the name that it uses."}};
   if (!mutex)
     return {{kName, State::kWarning,
-             "this account may not wait for it: its saves are not kept apart from others'",
+             "this account may not wait for it (error " + std::to_string(error) +
+                 "): its saves are not kept apart from others'",
              "Run this from the reporting product's account."}};
   const MutexLock lock(mutex.Get(), kPatience);  // given back at once
   if (lock.TimedOut())
-    return {{kName, State::kFailure, "somebody has held it for two seconds: every save in this session waits",
-             "End the program that hangs in a save; its stack shows where."}};
+    return {{kName, State::kFailure,
+             "a program has held it for two seconds: every save in this session waits for it",
+             "End the program that hangs in a save; products that do not answer come first."},
+            true};
   if (lock.WasAbandoned())
     return {{kName, State::kWarning, "free, but a program has ended in the middle of a save",
-             "Look for a crashed product, and for an event file that is not finished."}};
+             "Look for a product that has crashed, and for an unfinished event file."}};
   return {{kName, State::kOk, "free", ""}};
 }
 
@@ -72,6 +70,16 @@ Checks CheckProtection() {
   wchar_t path[kLongestClientPath + 2] = {};  // one more shows that it is too long
   if (!ReadSelfProtectionClient(path) || !path[0])
     return {{kClient, State::kOk, "no client is configured, so no exception is asked for", ""}};
+  const auto value =
+      ReadValue(OpenRegistryKey(HKEY_LOCAL_MACHINE, kFrameworkKey, KEY_QUERY_VALUE), L"SelfProtectionClient");
+  if (value && value->type != REG_SZ)
+    return {{kClient, State::kFailure,
+             "SelfProtectionClient is " + Described(*value) +
+                 ", not a text (REG_SZ), so no exception is asked for",
+             "Repair the self-protection service, which sets it, or remove it."}};
+  if (const auto fault = FindPathFault(path))
+    return {{kClient, State::kFailure,
+             "SelfProtectionClient " + fault->found + ", so no exception is asked for", fault->remedy}};
   const std::string shown = Printable(path);
   std::optional<Refusal> refusal;
   const FileHandle file = OpenClientFile(path, refusal);
@@ -80,7 +88,10 @@ Checks CheckProtection() {
     return {{kClient, State::kWarning, shown + " is not there, so no exception is asked for",
              "Install the self-protection service, or remove SelfProtectionClient."}};
   wchar_t ownPath[kOwnPathCapacity];
-  refusal = CheckClientFile(file.Get(), ownPath, LibraryFile().c_str());
+  // Without a registered library the client is compared with this program, which is of the same publisher.
+  const RegistryKey key = OpenServerKey(KEY_WOW64_64KEY);
+  const std::wstring library = key ? ServerOf(key) : L"";
+  refusal = CheckClientFile(file.Get(), ownPath, IsFile(library) ? library.c_str() : nullptr);
   if (refusal) return {Refused(shown, *refusal)};
   const DllWidth width = WidthOfDll(ownPath);
   if (width == DllWidth::k64)

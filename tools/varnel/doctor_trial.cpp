@@ -1,11 +1,14 @@
-// A report that is made to be seen and removed.
+// A report that is made to be seen and removed, saved by a process of its own.
 
 #include "base/files.h"
 #include "doctor_checks.h"
 #include "reporting.h"
+#include "result_words.h"
+#include "self_process.h"
 #include "settings/disabled_event_list.h"
 #include "settings/event_filter.h"
 
+#include <optional>
 #include <unordered_set>
 
 namespace varnel::tool {
@@ -35,13 +38,18 @@ long EnabledEvent() {
   return id;
 }
 
-ReportText TrialReport(const std::string& softwareId, const std::string& mark) {
-  ReportText report;
-  report.softwareId = softwareId;
-  report.name = "varnel doctor";
-  report.version = VARNEL_VERSION;
-  report.events.push_back({{"VarnelTrial", "", {{"Mark", mark}}, {}}, EnabledEvent(), 1, {}});
-  return report;
+// Saves the trial report in a process of its own. Nothing when that did not end in time.
+std::optional<DWORD> Save(const TrialRequest& request, const std::string& mark) {
+  std::vector<std::string> arguments = {"send",
+                                        "--return-result",
+                                        "--software=" + request.softwareId,
+                                        "--name=varnel doctor",
+                                        "--product-version=" VARNEL_VERSION,
+                                        "--event=VarnelTrial",
+                                        "--id=" + std::to_string(EnabledEvent()),
+                                        "--attribute=Mark=" + mark};
+  if (!request.dll.empty()) arguments.push_back("--dll=" + request.dll);
+  return RunThisProgram(arguments, request.seconds);
 }
 
 // Removes the file if it holds the mark, and is still the one that was read.
@@ -58,31 +66,51 @@ bool RemoveIfOurs(const std::wstring& path, const std::string& mark) {
   return true;
 }
 
-Check Try(const std::string& softwareId) {
+// What a failed save means on this machine.
+Check Failed(const TrialRequest& request, HRESULT result) {
+  const ResultWords words = WordsOf(result);
+  const std::string code = words.code + (words.name.empty() ? "" : " " + words.name);
+  if (!request.dll.empty() || result != REGDB_E_CLASSNOTREG)
+    return {kName, State::kFailure, "not saved: " + words.meaning + " (" + code + ")", words.remedy};
+  return {
+      kName, State::kFailure,
+      "not saved: the class is not registered, as products find it, too (" + code + ")",
+      "Install the package, or run regsvr32 on the 64-bit varnel.dll; --dll tries one without registration."};
+}
+
+Check Try(const TrialRequest& request) {
   const std::string mark = NewMark();
-  for (const std::wstring& path : SaveReport(OpenLibrary(""), TrialReport(softwareId, mark))) {
+  const EventFolder folder = FolderOf(ToWide(request.softwareId));
+  const std::vector<FolderFile> before = FilesOf(folder);
+  const auto result = Save(request, mark);
+  const std::string by = request.dll.empty() ? "" : " by " + Printable(request.dll) + ", as --dll asks";
+  for (const std::wstring& path : NewFiles(folder, before)) {
     if (!RemoveIfOurs(path, mark)) continue;
     if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES)
-      return {kName, State::kOk, "written to " + Printable(path) + ", and removed", ""};
-    return {kName, State::kWarning, "written to " + Printable(path) + ", which could not be removed",
+      return {kName, State::kOk, "written to " + Printable(path) + by + ", and removed", ""};
+    return {kName, State::kWarning, "written to " + Printable(path) + by + ", which could not be removed",
             "Remove that file."};
   }
+  if (!result)
+    return {
+        kName, State::kFailure,
+        "not saved within " + Counted(static_cast<std::uint64_t>(request.seconds), "second") + ", and ended",
+        "See the checks above; a save waits for the save mutex, the self-protection service and the disk."};
+  if (FAILED(static_cast<HRESULT>(*result))) return Failed(request, static_cast<HRESULT>(*result));
   return {kName, State::kFailure, "Save succeeded, and no file was there afterwards",
           "See the check \"managed\"; where that is ok, an agent has taken the file within moments."};
 }
 
 }  // namespace
 
-Checks TryReport(const std::string& softwareId) {
-  if (IsSaveMutexHeld())
+Checks TryReport(const TrialRequest& request) {
+  if (request.isSaveMutexHeld)
     return {{kName, State::kFailure, "not tried: it would wait for the save mutex, as every save does now",
              "See the check \"save mutex\"."}};
-  try {
-    return {Try(softwareId)};
-  } catch (const Error& error) {
-    const VarnelResultText text = DescribeResult(error.Code());
-    return {{kName, State::kFailure, "not saved: " + ToUtf8(text.meaning), ToUtf8(text.remedy)}};
-  }
+  if (request.dll.empty() && !IsRegisteredDllSafe())
+    return {{kName, State::kFailure, "not tried: the registered DLL is not loaded here",
+             "See the check \"64-bit class\"; --dll tries another varnel.dll."}};
+  return {Try(request)};
 }
 
 }  // namespace varnel::tool

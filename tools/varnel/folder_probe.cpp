@@ -5,12 +5,26 @@
 namespace varnel::tool {
 namespace {
 
+// WINE: a folder on a read-only mount is opened for writing all the same; only a change is refused. Sets the
+// time of the last access to what it is.
+DWORD WhyNotTouched(const std::wstring& folder) {
+  const FileHandle opened(CreateFileW(folder.c_str(), FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES, kShareAll,
+                                      nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | kAnonymously,
+                                      nullptr));
+  FILETIME accessed{};
+  if (!opened || !GetFileTime(opened.Get(), nullptr, &accessed, nullptr) ||
+      SetFileTime(opened.Get(), nullptr, &accessed, nullptr))
+    return ERROR_SUCCESS;
+  return ERROR_WRITE_PROTECT;
+}
+
 // `right`: to add a file, or a folder.
 DWORD WhyNotAdded(const std::wstring& folder, const std::wstring& name, DWORD right) {
   const DWORD byName = WhyNotOpened(folder + name, FILE_READ_ATTRIBUTES);
   if (byName != ERROR_SUCCESS && byName != ERROR_FILE_NOT_FOUND) return byName;
   const DWORD byRight = WhyNotOpened(folder, right);
-  // Who holds the folder for himself does not keep others from adding to it.
+  if (byRight == ERROR_SUCCESS && RunsUnderWine()) return WhyNotTouched(folder);
+  // A program that has the folder open for itself does not keep others from adding to it.
   return byRight == ERROR_SHARING_VIOLATION ? ERROR_SUCCESS : byRight;
 }
 
@@ -26,6 +40,11 @@ FolderParts SplitFolder(const std::wstring& folder) {
   const std::wstring trimmed = folder.substr(0, folder.find_last_not_of(L"\\/") + 1);
   const std::size_t name = trimmed.find_last_of(L"\\/") + 1;
   return {trimmed.substr(0, name), trimmed.substr(name)};
+}
+
+bool RunsUnderWine() {
+  const HMODULE system = GetModuleHandleW(L"ntdll.dll");
+  return system && GetProcAddress(system, "wine_get_version");
 }
 
 DWORD WhyNoNewFile(const std::wstring& folder, const std::wstring& name) {

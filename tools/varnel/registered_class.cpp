@@ -4,11 +4,15 @@
 
 namespace varnel::tool {
 
-RegistryKey OpenServerKey(REGSAM view) {
+RegistryKey OpenClassKey(HKEY root, REFCLSID classId, const wchar_t* subkey, REGSAM view) {
   wchar_t guid[39];
-  StringFromGUID2(CLSID_OrbaEventInf, guid, 39);
-  const std::wstring path = std::wstring(L"SOFTWARE\\Classes\\CLSID\\") + guid + L"\\InprocServer32";
-  return OpenRegistryKey(HKEY_LOCAL_MACHINE, path.c_str(), KEY_QUERY_VALUE | view);
+  StringFromGUID2(classId, guid, 39);
+  const std::wstring path = std::wstring(L"SOFTWARE\\Classes\\CLSID\\") + guid + subkey;
+  return OpenRegistryKey(root, path.c_str(), KEY_QUERY_VALUE | view);
+}
+
+RegistryKey OpenServerKey(REGSAM view) {
+  return OpenClassKey(HKEY_LOCAL_MACHINE, CLSID_OrbaEventInf, L"\\InprocServer32", view);
 }
 
 std::wstring ServerOf(const RegistryKey& key) {

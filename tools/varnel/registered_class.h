@@ -6,8 +6,12 @@
 
 namespace varnel::tool {
 
-// The key of the report class's server in a registry view (KEY_WOW64_64KEY, KEY_WOW64_32KEY); empty when it
-// is not registered. Of the machine, where services look, not of this account.
+// The key of a class of the library, below HKEY_LOCAL_MACHINE or HKEY_CURRENT_USER, in a registry view
+// (KEY_WOW64_64KEY, KEY_WOW64_32KEY); empty when it does not exist. `subkey` is empty, or a key of the class
+// with its backslash: "\InprocServer32".
+[[nodiscard]] RegistryKey OpenClassKey(HKEY root, REFCLSID classId, const wchar_t* subkey, REGSAM view);
+
+// InprocServer32 of the report class in the machine's part, which services read.
 [[nodiscard]] RegistryKey OpenServerKey(REGSAM view);
 
 // The file that it names, with variables replaced; empty when it names none.

@@ -1,6 +1,5 @@
 #include "reporting.h"
 
-#include "agent_folders.h"
 #include "text.h"
 
 #include <algorithm>
@@ -27,12 +26,6 @@ void Save(const Library& library, const ReportText& text, Unmanaged unmanaged) {
 
 }  // namespace
 
-std::wstring BesideThisProgram() {
-  std::wstring path(32'768, L'\0');
-  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-  return path.substr(0, path.find_last_of(L'\\') + 1) + L"varnel.dll";
-}
-
 HRESULT TryObject(const Library& library) {
   IOrbaEventInf3* object = nullptr;
   const HRESULT result = library.TryCreate(&object);
@@ -42,23 +35,24 @@ HRESULT TryObject(const Library& library) {
 
 Library OpenLibrary(const std::string& dll) {
   if (!dll.empty()) return Library::FromFile(ToWide(dll).c_str());
-  Library registered = Library::Registered();
-  if (TryObject(registered) != REGDB_E_CLASSNOTREG) return registered;
-  Library beside;
-  return SUCCEEDED(beside.TryOpenFile(BesideThisProgram().c_str())) ? std::move(beside)
-                                                                    : std::move(registered);
+  return Library::Registered();
 }
 
 std::vector<std::wstring> SaveReport(const Library& library, const ReportText& text, Unmanaged unmanaged,
                                      int count) {
   const EventFolder folder = FolderOf(ToWide(text.softwareId));
-  const std::vector<std::wstring> before = FilesOf(folder);
+  const std::vector<FolderFile> before = FilesOf(folder);
   for (int i = 0; i < count; ++i) Save(library, text, unmanaged);
-  const std::vector<std::wstring> after = FilesOf(folder);
-  std::vector<std::wstring> fresh;
+  return NewFiles(folder, before);
+}
+
+std::vector<std::wstring> NewFiles(const EventFolder& folder, const std::vector<FolderFile>& before) {
+  const std::vector<FolderFile> after = FilesOf(folder);
+  std::vector<FolderFile> fresh;
   std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(fresh));
-  for (std::wstring& name : fresh) name = folder.path + L"\\" + name;
-  return fresh;
+  std::vector<std::wstring> paths;
+  for (const FolderFile& file : fresh) paths.push_back(folder.path + L"\\" + file.name);
+  return paths;
 }
 
 }  // namespace varnel::tool

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent_folders.h"
 #include "report_json.h"
 #include "varnel/varnel.hpp"
 
@@ -8,19 +9,19 @@
 
 namespace varnel::tool {
 
-// Full path of a varnel.dll in this program's folder, whether there is one or not.
-[[nodiscard]] std::wstring BesideThisProgram();
-
-// S_OK when it gives report objects, otherwise what it answers.
+// Returns S_OK when the library makes a report object, otherwise its result.
 [[nodiscard]] HRESULT TryObject(const Library& library);
 
-// That DLL (full path, UTF-8); for an empty path the registered library and, where there is none, the one
-// beside this program. Throws Error. Wants COM on the thread.
+// Returns that DLL (full path, UTF-8); for an empty path the registered class, as products get it. Throws
+// Error. Wants COM on the thread.
 [[nodiscard]] Library OpenLibrary(const std::string& dll);
 
-// Saves that many reports of this text and returns the full paths of the files that have appeared in their
-// folder meanwhile; others save there, too. Throws Error.
+// Saves that many reports of this text and returns the NewFiles of their folder. Throws Error.
 [[nodiscard]] std::vector<std::wstring> SaveReport(const Library& library, const ReportText& text,
                                                    Unmanaged unmanaged = Unmanaged::kDrop, int count = 1);
+
+// Returns the full paths of the files that are not among `before`; other programs save in the folder, too.
+[[nodiscard]] std::vector<std::wstring> NewFiles(const EventFolder& folder,
+                                                 const std::vector<FolderFile>& before);
 
 }  // namespace varnel::tool

@@ -30,9 +30,7 @@ ReportText FromCommandLine(const SendOptions& options) {
   return report;
 }
 
-}  // namespace
-
-Status RunSend(const SendOptions& options) {
+Status Send(const SendOptions& options) {
   const ReportText report = options.fromInput ? ParseReport(ReadInput(kMostInput)) : FromCommandLine(options);
   const ComScope com;
   const LogLines lines;
@@ -44,6 +42,26 @@ Status RunSend(const SendOptions& options) {
   PrintError(
       "the library has accepted the report and written nothing: the agent on this machine is not managed");
   return kFound;
+}
+
+}  // namespace
+
+Status RunSend(const SendOptions& options) {
+  if (!options.returnResult) return Send(options);
+  try {
+    static_cast<void>(Send(options));
+    return kDone;
+  } catch (const Error& error) {
+    return static_cast<Status>(error.Code());
+  }
+}
+
+Status RunLoad(const std::string& dll) {
+  SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+  const ComScope com;
+  Library library;
+  const HRESULT opened = library.TryOpenFile(ToWide(dll).c_str());
+  return static_cast<Status>(FAILED(opened) ? opened : TryObject(library));
 }
 
 }  // namespace varnel::tool
