@@ -159,6 +159,10 @@ class Doctor(ToolTest):
         subprocess.run(["mount", "-o", "remount,ro", self.mount()], check=True)
         with self.broken({"agent": {"Data Path": "C:\\volume\\"}}):
             self.seed("agent folder", "failure", "is read-only", "writable")
+            explained = json.loads(self.varnel("explain", "--json", "--software", "A", "--event", "1", "--severity", "1", status=1)[0])
+            self.assertEqual("folder", explained["rules"][-1]["rule"])
+            self.assertIn("read-only", explained["rules"][-1]["finding"])
+            self.assertIn("writable", explained["result"]["remedy"])
 
     def test_backlog(self):
         folder = self.prefix.drive / "Agent/AgentEvents"
@@ -255,6 +259,10 @@ class Doctor(ToolTest):
             else:
                 self.expect([Fault("held", "save mutex", "failure", "has held it for two seconds", "End the program that hangs", also={
                     "trial report": "failure"})], *self.examine("--write"))
+                explained = json.loads(self.varnel("explain", "--json", "--software", "A", "--event", "1", "--severity", "1", status=1)[0])
+                self.assertTrue(explained["waits"])
+                self.assertIn("held by another program", explained["rules"][-3]["finding"])
+                self.assertIn("End the program", explained["result"]["remedy"])
             holders[way].communicate()
 
 

@@ -5,11 +5,11 @@ import json
 import re
 import unittest
 
-from tool import LIBRARY, ROOT, ToolTest
-from wine import AGENT
+from tool import DLL, ROOT, ToolTest
+from wine import AGENT, FACTS
 
-EVENT = ["--software", "EXAMPLE__1000", "--event", "7", "--severity", "3"]
-SERVER = ["--software", "ORBASRVR_3500", "--event", "7", "--severity", "3"]
+EVENT = ["--software", "EXAMPLE__1000", "--event", "7", "--severity", "3", "--own-dll"]
+SERVER = ["--software", "ORBASRVR_3500", *EVENT[2:]]
 ROW = re.compile(r"^\| (0x[0-9A-F]{8})[^|]*(?: \| `([A-Z_]+)`)? \| ([^|]+) \| ([^|]+) \|$", re.M)
 
 
@@ -61,11 +61,26 @@ class Explain(ToolTest):
         self.assertEqual([
             "Initialize3 managed yes", "Initialize3 filter, event 0 not disabled", "CreateEventElement filter, event 7 not disabled",
             "CreateEventElement trigger policy no trigger event", "Save managed yes", "Save software identifier the server's",
-            r"Save EventsPath C:\Server", r"Save folder C:\Server is made", "Save size limit 500 is below 8912896", "",
+            r"Save EventsPath C:\Server", "Save save mutex free", r"Save folder C:\Server is made", "Save size limit 500 is below 8912896", "",
             "decided by Save, size limit", "result 0x00000000 S_OK", "meaning the call succeeded", "log line at level 5 none",
-            r"file C:\Server\<GUID>.xml"], [" ".join(line.split()) for line in output.splitlines()])
+            r"file C:\Server\<GUID>.xml",
+            "not looked at whether the registered DLL loads; free room on the disk; the self-protection service; the 32-bit registration"], [" ".join(line.split()) for line in output.splitlines()])
         self.assertEqual(events, self.prefix.events())
         self.assertFalse((self.prefix.drive / "Server").exists())
+
+    def test_registration_comes_first(self):
+        key = r"HKLM\SOFTWARE\Classes\CLSID" + "\\" + FACTS.classes[0].guid + r"\InprocServer32"
+        self.addCleanup(self.prefix.run, "reg", "delete", key, "/f")
+        for file, status, code, finding in ((None, 1, "0x80040154", "not registered for 64-bit"), (r"C:\gone.dll", 1, "0x8007007E", r"C:\gone.dll"),
+                                            (DLL.replace("/", "\\"), 0, "0x00000000", "varnel.dll")):
+            if file:
+                self.prefix.run("reg", "add", key, "/ve", "/d", file, "/f")
+            answer = json.loads(self.varnel("explain", *EVENT[:-1], "--json", status=status)[0])
+            self.assertEqual(code, answer["result"]["code"])
+            self.assertEqual("registration", answer["rules"][0]["rule"])
+            self.assertNotIn("this width", json.dumps(answer))
+            self.assertIn(finding, answer["rules"][0]["finding"])
+            self.assertEqual(status == 1, "regsvr32" in answer["result"]["remedy"])
 
     def test_a_report_fares_as_foretold(self):
         filter_file = self.prefix.drive / "Agent/data/EvtFiltr.ini"
@@ -73,15 +88,16 @@ class Explain(ToolTest):
         self.prefix.run("reg", "export", AGENT, r"C:\agent.reg", "/y")
         self.addCleanup(self.prefix.run, "reg", "import", r"C:\agent.reg")
         self.addCleanup(self.prefix.run, "reg", "delete", AGENT, "/f")
-        for setting, more, status, code, told in (
-                ((), [], 0, "0x00000000", r"C:\Agent\AgentEvents\<time>.xml"),
-                (("AgPlcyEnableEventTrigger", "REG_SZ", "1"), [], 0, "0x00000000", r"C:\Agent\AgentEvents\<time>.xml"),
-                (("AgPlcyEventTriggerThreshold", "REG_SZ", "3"), [], 0, "0x00000000", r"C:\Agent\AgentEvents\<time>.txml"),
-                (("Data Path", "REG_SZ", "C:\\A\x7f\\"), [], 1, "0xFFFFFFD7", "folder"),
-                (("Data Path", "REG_SZ", "C:\\Agent\\"), [], 1, "0xFFFFF704", "filter, event 7"),
-                (("Brenn Size", "REG_DWORD", "9"), [], 1, "0xFFFFFFC9", "size limit"),
-                (("AgentMode", "REG_DWORD", "0"), [], 1, "0x00000000", "managed"),
-                ((), ["--managed-only"], 1, "0xFFFFF703", "managed")):
+        for setting, more, status, code, told, remedy in (
+                ((), [], 0, "0x00000000", r"C:\Agent\AgentEvents\<time>.xml", ""),
+                (("AgPlcyEnableEventTrigger", "REG_SZ", "1"), [], 0, "0x00000000", r"C:\Agent\AgentEvents\<time>.xml", ""),
+                (("AgPlcyEventTriggerThreshold", "REG_SZ", "3"), [], 0, "0x00000000", r"C:\Agent\AgentEvents\<time>.txml", ""),
+                (("Data Path", "REG_SZ", "C:\\A\x7f\\"), [], 1, "0xFFFFFFD7", "folder", "Make this folder"),
+                (("Data Path", "REG_SZ", "x" * 260), [], 1, "0x80004005", "Data Path", 'Set "Data Path" to a full path'),
+                (("Data Path", "REG_SZ", "C:\\Agent\\"), [], 1, "0xFFFFF704", "filter, event 7", "Take 7 out of DisabledEvent"),
+                (("Brenn Size", "REG_DWORD", "9"), [], 1, "0xFFFFFFC9", "size limit", 'set "Brenn Size" to more than 500'),
+                (("AgentMode", "REG_DWORD", "0"), [], 1, "0x00000000", "managed", "Enrol the agent"),
+                ((), ["--managed-only"], 1, "0xFFFFF703", "managed", "Enrol the agent")):
             if setting:
                 self.set(*setting)
             filter_file.write_text("DisabledEvent=7;" if told.startswith("filter") else "-", encoding="ascii")
@@ -89,10 +105,12 @@ class Explain(ToolTest):
             self.assertTrue(output.isascii() and "\x7f" not in output, "a terminal may obey the rest")
             prediction = json.loads(output)
             self.assertEqual(code, prediction["result"]["code"])
+            self.assertIn(remedy, prediction["result"]["remedy"])
+            self.assertEqual(bool(remedy), bool(prediction["result"]["remedy"]))
             written = prediction["folder"] + "\\" + prediction["file"]
             self.assertEqual(told, written if prediction["written"] else prediction["rules"][-1]["rule"])
             failed = code != "0x00000000"
-            output, errors = self.varnel("send", "--software", "EXAMPLE__1000", "--id", "7", "--severity", "3", "--dll", "Z:" + str(LIBRARY),
+            output, errors = self.varnel("send", "--software", "EXAMPLE__1000", "--id", "7", "--severity", "3", "--dll", DLL,
                                          *more, status=2 if failed else status)
             self.assertEqual(told if prediction["written"] else "", re.sub(r"\d{21,22}[0-9A-F]{8}", "<time>", output.strip()))
             self.assertIn(f"({code})" if failed else "", errors)

@@ -74,6 +74,10 @@ void AddExplain(CLI::App& app, Chosen& chosen) {
       ->check(CLI::Range(std::int64_t{0}, std::int64_t{UINT32_MAX}))
       ->capture_default_str();
   command.add_flag("--managed-only", options.managedOnly, "As after Initialize3")->excludes(&code);
+  command
+      .add_flag("--own-dll", options.ownDll,
+                "For a product that keeps varnel.dll in its own folder: registration does not count")
+      ->excludes(&code);
   command.add_flag("--json", options.asJson, "Print JSON");
   command.callback([&chosen] { chosen.run = [&chosen] { return RunExplain(chosen.explain); }; });
 }

@@ -31,6 +31,7 @@ struct ExplainOptions {
   std::optional<std::int32_t> severity;
   std::int64_t size = 500;  // about what a report of one event has
   bool managedOnly = false;
+  bool ownDll = false;  // of a product that brings its own copy: registration does not count
   bool asJson = false;
 };
 [[nodiscard]] Status RunExplain(const ExplainOptions& options);

@@ -2,10 +2,13 @@
 
 #include "commands.h"
 #include "console.h"
+#include "doctor_checks.h"
 #include "json_text.h"
 #include "prediction.h"
+#include "registered_class.h"
 #include "result_words.h"
 #include "text.h"
+#include "varnel/varnel.hpp"
 
 #include <algorithm>
 
@@ -47,7 +50,75 @@ Status ExplainCode(const ExplainOptions& options) {
   return words.name.empty() ? kFound : kDone;
 }
 
-void PrintPrediction(const Prediction& prediction) {
+// What a report meets on this machine beside the library's own rules.
+struct Answer {
+  Prediction prediction;
+  bool waits = false;  // for a save mutex that another program holds
+};
+
+constexpr char kNotLookedAt[] =
+    "whether the registered DLL loads; free room on the disk; the self-protection service; the 32-bit "
+    "registration";
+
+constexpr wchar_t kRegistration[] = L"registration";
+
+// Adds the rule of COM, which comes first. False when no object is made.
+bool AddRegistration(Prediction& prediction) {
+  RegistryKey key = OpenServerKey(KEY_WOW64_64KEY);
+  if (!key)  // this account may have a registration of its own
+    key = OpenClassKey(HKEY_CURRENT_USER, CLSID_OrbaEventInf, L"\\InprocServer32", KEY_WOW64_64KEY);
+  const std::wstring file = key ? ServerOf(key) : L"";
+  const bool isThere = GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES;
+  prediction.rules.push_back({"CoCreateInstance", kRegistration,
+                              !key      ? L"the class is not registered for 64-bit programs"
+                              : isThere ? file
+                                        : L"the registered file does not exist: " + file});
+  if (key && isThere) return true;
+  prediction.result = key ? SystemResult(ERROR_MOD_NOT_FOUND) : REGDB_E_CLASSNOTREG;
+  prediction.remedy =
+      L"Install the package, or run regsvr32 on the 64-bit varnel.dll; a product that keeps it "
+      L"in its own folder asks with --own-dll.";
+  return false;
+}
+
+// A save takes the mutex as soon as it knows its folder.
+void AddSaveMutex(Answer& answer) {
+  std::vector<Rule>& rules = answer.prediction.rules;
+  const auto path = std::find_if(rules.begin(), rules.end(), [](const Rule& rule) {
+    return rule.name == L"Data Path" || rule.name == L"EventsPath";
+  });
+  if (answer.prediction.folder.empty() || path == rules.end()) return;
+  answer.waits = CheckSaveMutex().isHeld;
+  rules.insert(path + 1, {"Save", L"save mutex",
+                          answer.waits ? L"held by another program: Save waits until it is free, then goes on"
+                                       : L"free"});
+  if (answer.waits)
+    answer.prediction.remedy = L"End the program that hangs in a save. " + answer.prediction.remedy;
+}
+
+Answer Ask(const ExplainOptions& options) {
+  Answer answer;
+  if (!options.ownDll && !AddRegistration(answer.prediction)) return answer;
+  Prediction prediction = Predict({ToWide(*options.softwareId), *options.event, *options.severity,
+                                   static_cast<std::uint64_t>(options.size), options.managedOnly});
+  prediction.rules.insert(prediction.rules.begin(), answer.prediction.rules.begin(),
+                          answer.prediction.rules.end());
+  answer.prediction = std::move(prediction);
+  AddSaveMutex(answer);
+  return answer;
+}
+
+// With the remedy of the rule, not of the number.
+ResultWords WordsOf(const Prediction& prediction) {
+  ResultWords words = tool::WordsOf(prediction.result);
+  words.remedy = ToUtf8(prediction.remedy);
+  const Rule& decider = prediction.rules.back();
+  if (FAILED(prediction.result) && decider.name == kRegistration) words.meaning = ToUtf8(decider.finding);
+  return words;
+}
+
+void PrintAnswer(const Answer& answer) {
+  const Prediction& prediction = answer.prediction;
   for (const Rule& rule : prediction.rules) {
     std::string head = rule.call;
     head.resize(20, ' ');
@@ -55,33 +126,35 @@ void PrintPrediction(const Prediction& prediction) {
   }
   Print("\n");
   PrintRow("decided by", prediction.rules.back().call + (", " + ToUtf8(prediction.rules.back().name)));
-  PrintWords(WordsOf(prediction.result));
+  PrintWords(WordsOf(prediction));
   for (const std::wstring& line : prediction.lines) PrintRow("log line at level 5", ToUtf8(line));
   if (prediction.lines.empty()) PrintRow("log line at level 5", "none");
   PrintRow("file", prediction.isWritten ? ToUtf8(prediction.folder + L'\\' + prediction.file) : "none");
+  PrintRow("not looked at", kNotLookedAt);
 }
 
-ordered_json ToJson(const Prediction& prediction) {
+ordered_json ToJson(const Answer& answer) {
+  const Prediction& prediction = answer.prediction;
   ordered_json rules = ordered_json::array();
   for (const Rule& rule : prediction.rules)
     rules.push_back({{"call", rule.call}, {"rule", ToUtf8(rule.name)}, {"finding", ToUtf8(rule.finding)}});
   ordered_json lines = ordered_json::array();
   for (const std::wstring& line : prediction.lines) lines.push_back(ToUtf8(line));
-  return {{"rules", std::move(rules)},           {"result", ToJson(WordsOf(prediction.result))},
-          {"written", prediction.isWritten},     {"lines", std::move(lines)},
-          {"folder", ToUtf8(prediction.folder)}, {"file", ToUtf8(prediction.file)}};
+  return {{"rules", std::move(rules)},       {"result", ToJson(WordsOf(prediction))},
+          {"written", prediction.isWritten}, {"waits", answer.waits},
+          {"lines", std::move(lines)},       {"folder", ToUtf8(prediction.folder)},
+          {"file", ToUtf8(prediction.file)}, {"notLookedAt", kNotLookedAt}};
 }
 
 Status ExplainEvent(const ExplainOptions& options) {
   if (!options.softwareId || !options.event || !options.severity)
     throw Failure("explain wants --software, --event and --severity, or --code");
-  const Prediction prediction = Predict({ToWide(*options.softwareId), *options.event, *options.severity,
-                                         static_cast<std::uint64_t>(options.size), options.managedOnly});
+  const Answer answer = Ask(options);
   if (options.asJson)
-    PrintJson(ToJson(prediction));
+    PrintJson(ToJson(answer));
   else
-    PrintPrediction(prediction);
-  return prediction.isWritten ? kDone : kFound;
+    PrintAnswer(answer);
+  return answer.prediction.isWritten && !answer.waits ? kDone : kFound;
 }
 
 }  // namespace

@@ -35,6 +35,33 @@ std::wstring HexadecimalText(HRESULT result) {
   return digits;
 }
 
+constexpr wchar_t kEnrol[] = L"Enrol the agent at the management server, which sets AgentMode to 1.";
+
+std::wstring SetPath(const std::wstring& value, const std::wstring& form) {
+  return L"Set \"" + value + L"\" to a " + form + L", of at most 259 characters.";
+}
+
+// Why a folder takes no file.
+std::wstring InWords(DWORD error) {
+  if (error == ERROR_WRITE_PROTECT) return L"the volume, or the folder itself, is read-only";
+  return AdvXMLParser::GetLastErrorText();
+}
+
+std::wstring RemedyOfFolder(DWORD error) {
+  switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+      return L"Make this folder, or repair what should have made it: the agent, or the server's event "
+             L"parser.";
+    case ERROR_ACCESS_DENIED:
+      return L"Let the account of the reporting product create files in this folder.";
+    case ERROR_WRITE_PROTECT:
+      return L"Make it writable, or choose a folder on another volume.";
+    default:
+      return L"Correct the path; varnel doctor says what is wrong with it.";
+  }
+}
+
 class Predictor {
  public:
   explicit Predictor(const Question& question) : question_(question) {}
@@ -50,8 +77,9 @@ class Predictor {
     prediction_.rules.push_back({call_, std::move(rule), std::move(finding)});
     return true;
   }
-  bool Stop(HRESULT result, std::wstring rule, std::wstring finding) {
+  bool Stop(HRESULT result, std::wstring rule, std::wstring finding, std::wstring remedy) {
     prediction_.result = result;
+    prediction_.remedy = std::move(remedy);
     return !Pass(std::move(rule), std::move(finding));
   }
   void Log(std::wstring line) { prediction_.lines.push_back(std::move(line)); }
@@ -73,13 +101,16 @@ class Predictor {
 
 bool Predictor::PassesFilter(std::int32_t event) {
   const std::wstring rule = L"filter, event " + std::to_wstring(event);
-  if (IsEventDisabled(event)) return Stop(VARNEL_E_EVENT_DISABLED, rule, L"EvtFiltr.ini disables it");
+  if (IsEventDisabled(event))
+    return Stop(VARNEL_E_EVENT_DISABLED, rule, L"EvtFiltr.ini disables it",
+                L"Take " + std::to_wstring(event) + L" out of DisabledEvent in the agent's EvtFiltr.ini" +
+                    (event == kWholeProduct ? L": it switches off every product." : L"."));
   return Pass(rule, L"not disabled");
 }
 
 bool Predictor::Initialize() {
   call_ = question_.managedOnly ? "Initialize3" : "Initialize";
-  if (RefusesCall(question_.managedOnly)) return Stop(VARNEL_E_NOT_MANAGED, L"managed", L"no");
+  if (RefusesCall(question_.managedOnly)) return Stop(VARNEL_E_NOT_MANAGED, L"managed", L"no", kEnrol);
   if (question_.managedOnly) Pass(L"managed", L"yes");
   return PassesFilter(kWholeProduct);
 }
@@ -87,7 +118,8 @@ bool Predictor::Initialize() {
 bool Predictor::CreateEvent() {
   call_ = "CreateEventElement";
   if (!IsEventIdentifier(question_.event))
-    return Stop(E_FAIL, L"identifier", L"an event cannot have this one");
+    return Stop(E_FAIL, L"identifier", L"an event cannot have this one",
+                L"Choose an event identifier other than 0.");
   if (!PassesFilter(question_.event)) return false;
   ReadEventTriggerPolicy(question_.severity, &triggerFlag_);
   return Pass(L"trigger policy", triggerFlag_ != 0 ? L"a trigger event" : L"no trigger event");
@@ -99,7 +131,7 @@ void Predictor::Save() {
   if (way == SaveWay::kRefused || way == SaveWay::kDropped) {
     const bool refused = way == SaveWay::kRefused;
     Stop(refused ? VARNEL_E_NOT_MANAGED : S_OK, L"managed",
-         refused ? L"no" : L"no: nothing is written, and that is no failure");
+         refused ? L"no" : L"no: nothing is written, and that is no failure", kEnrol);
     return;
   }
   Pass(L"managed", L"yes");
@@ -116,7 +148,8 @@ bool Predictor::IsSmallEnough() {
   const std::wstring size = std::to_wstring(question_.size);
   const std::wstring limit = std::to_wstring(ReadEventSizeLimit());
   if (EventSizeWithinLimit(question_.size)) return Pass(L"size limit", size + L" is below " + limit);
-  return Stop(VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, L"size limit", size + L" is not below " + limit);
+  return Stop(VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, L"size limit", size + L" is not below " + limit,
+              L"Put fewer events into one report, or set \"Brenn Size\" to more than " + size + L".");
 }
 
 bool Predictor::FolderTakesFile(DWORD error, const wchar_t* finding) {
@@ -125,12 +158,13 @@ bool Predictor::FolderTakesFile(DWORD error, const wchar_t* finding) {
     text += L" (no full path: the host's current folder counts)";
   if (error == ERROR_SUCCESS) return Pass(L"folder", text + finding);
   AdvXMLParser::SetOpenError(error);
-  return Stop(VARNEL_E_NOT_WRITTEN, L"folder", text + L": " + AdvXMLParser::GetLastErrorText());
+  return Stop(VARNEL_E_NOT_WRITTEN, L"folder", text + L": " + InWords(error), RemedyOfFolder(error));
 }
 
 bool Predictor::SaveForServer() {
   wchar_t folder[kPathCapacity];
-  if (!ReadEventsPath(folder)) return Stop(E_FAIL, L"EventsPath", L"not set, or too long");
+  if (!ReadEventsPath(folder))
+    return Stop(E_FAIL, L"EventsPath", L"not set, or too long", SetPath(L"EventsPath", L"full path"));
   Pass(L"EventsPath", folder);
   prediction_.folder = folder;
   prediction_.file = L"<GUID>.xml";
@@ -149,7 +183,8 @@ bool Predictor::SaveToAgentFolder() {
   wchar_t dataPath[kPathCapacity];
   if (!ReadDataPath(dataPath)) {
     Log(FillIn(kNoDataFolder, {L"<number>"}));
-    return Stop(E_FAIL, L"Data Path", L"not set, or too long");
+    return Stop(E_FAIL, L"Data Path", L"not set, or too long",
+                SetPath(L"Data Path", L"full path that ends in a backslash"));
   }
   Pass(L"Data Path", dataPath);
   prediction_.folder = AgentEventFolder(dataPath);

@@ -16,9 +16,9 @@ struct Question {
   bool managedOnly = false;  // set up with Initialize3
 };
 
-// A rule that the library looks at.
+// A rule that the library applies.
 struct Rule {
-  const char* call;  // the method in which it does
+  const char* call;  // the method that applies it
   std::wstring name;
   std::wstring finding;
 };
@@ -26,8 +26,9 @@ struct Rule {
 // What becomes of a report of one event. Where names are not known beforehand their forms stand: <object>,
 // <time>, <GUID>, <number>.
 struct Prediction {
-  std::vector<Rule> rules;  // in the order in which the library looks; the last one decides
+  std::vector<Rule> rules;  // in the library's order; the last one decides
   HRESULT result = S_OK;    // of the last rule's method
+  std::wstring remedy;      // by the rule that decided: whole sentences; empty when the file is written
   bool isWritten = false;
   std::vector<std::wstring> lines;  // that are logged at level 5
   std::wstring folder;              // empty when the rules do not get as far, or the agent has set none
