@@ -31,6 +31,7 @@ class Send(ToolTest):
     def test_what_cannot_be_sent_gets_one_line(self):
         events = self.prefix.events()
         deep = '{"events":[' + '{"name":"a","children":[' * 200 + "]}" * 200 + "]}"
+        many = ",".join(f'"{"n" * 40}{i}":1' for i in range(250_000))  # the square of this would take minutes
         for arguments, text, words in (
                 (["-a", "x"], None, "NAME=TEXT is wanted"),
                 (["--event", "a b", "--dll", DLL], None, "not an XML name"),
@@ -43,6 +44,8 @@ class Send(ToolTest):
                 (["--json"], '{"events":[{"time":"2023-02-29T00:00:00Z"}]}', "/events/0/time: a time like"),
                 (["--json"], '{"evnts\\u001b[2J":1}', "evnts\\u{1b}[2J: not known"),
                 (["--json"], deep, "nested too deeply"),
+                (["--json"], '{"events":[{"attributes":{' + many + '},"idd":1}]}', "/events/0/idd: not known"),
+                (["--json"], '{"events":[{"attributes":{"a":1,"a":2}}]}', "/events/0/attributes/a: given twice"),
                 (["--json", "--dll", DLL], '{"events":[]}', "call Initialize first"),
                 ([], None, "(0x80040154)")):  # as products get it: nothing is registered, and a DLL beside the program does not count
             output, errors = self.varnel("send", *arguments, status=2, text=text)

@@ -5,17 +5,30 @@
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace varnel::tool {
 namespace {
 
-using nlohmann::ordered_json;
+// Members in the order of the text, also those that are given twice: an ordered_map compares each name with
+// all that come before it.
+template <class Key, class Value, class Compare, class Allocator>
+class MemberList : public nlohmann::ordered_map<Key, Value, Compare, Allocator> {
+ public:
+  using nlohmann::ordered_map<Key, Value, Compare, Allocator>::ordered_map;
+  // How the parser adds a member.
+  Value& operator[](const Key& key) { return this->emplace_back(key, Value()).second; }
+};
+using Json = nlohmann::basic_json<MemberList>;
 
 constexpr int kDeepest = 100;
 
 // A value with the place that it has in the document, for messages.
 struct Place {
-  const ordered_json& value;
+  const Json& value;
   std::string path;
 
   [[noreturn]] void Refuse(const std::string& wanted) const {
@@ -36,7 +49,12 @@ struct Place {
   template <class Take>
   void Members(const Take& take) const {
     if (!value.is_object()) Refuse("an object is wanted");
-    for (const auto& [key, member] : value.items()) take(key, Place{member, path + "/" + key});
+    std::set<std::string_view> names;
+    for (const auto& [key, member] : value.get_ref<const Json::object_t&>()) {
+      const Place place{member, path + "/" + key};
+      if (!names.insert(key).second) place.Refuse("given twice");
+      take(key, place);
+    }
   }
   template <class Take>
   void Items(const Take& take) const {
@@ -102,10 +120,10 @@ void TakeEvent(EventText& event, const Place& place) {
 }  // namespace
 
 ReportText ParseReport(std::string_view json) {
-  ordered_json document;
+  Json document;
   try {
-    document = ordered_json::parse(json);
-  } catch (const ordered_json::exception& error) {
+    document = Json::parse(json);
+  } catch (const Json::exception& error) {
     throw Failure("JSON: " + Printable(error.what()));
   }
   ReportText report;
