@@ -1,5 +1,7 @@
 #pragma once
 
+#include "printable.h"
+
 #include <string>
 #include <string_view>
 
@@ -11,10 +13,6 @@ namespace varnel::tool {
 [[nodiscard]] std::wstring FromAnsi(std::string_view ansi);
 [[nodiscard]] std::string ToUtf8(std::wstring_view utf16);
 
-// For a person: every character that a terminal could obey (control characters, escapes, marks that turn the
-// direction of writing) as \u{...}; the result is UTF-8 without faults. Tabs and line feeds too, so a text
-// stays in its line.
-[[nodiscard]] std::string Printable(std::string_view utf8);
 [[nodiscard]] std::string Printable(std::wstring_view utf16);
 
 }  // namespace varnel::tool
