@@ -44,6 +44,6 @@ class Input {
 // it.
 void CheckDocument(Input input);
 void CheckFilter(Input input);
-void CheckScan(Input input);
+void CheckEventFile(Input input);
 
 }  // namespace varnel::fuzz

@@ -33,23 +33,40 @@ FILES = {
     "cut": (RIGHT[:-1], ":1:75: not finished"),
     "cut in a character": ("<R>é".encode()[:-1], "not finished"),
     "cut in a comment": ("<R><!-- </R>", "not finished"),
-    "cut in a value": ('<R a="</R>', "not finished"),
+    "cut in a value": ('<R a="', "not finished"),
     "another kind": (b"\x89PNG\r\n\x1a\n", ":1:1: not XML"),
     "program": (b"MZ\x90\x00<R></R>", ":1:1: not XML"),
     "UTF-16": (RIGHT.encode("utf-16"), ":1:1: not XML"),
-    "another encoding": ("<?xml version='1.0' encoding='UTF-16'?>" + RIGHT, "encoding|not well-formed"),
+    "another encoding": ("<?xml version='1.0' encoding='UTF-16'?>" + RIGHT, ":1:21: another encoding than UTF-8"),
     "broken UTF-8": (b"<R>\xc3(</R>", ":1:4: no UTF-8"),
     "surrogate": (b"<R>\xed\xa0\x80</R>", ":1:4: no UTF-8"),
     "long form": (b"<R>\xc0\xbc</R>", ":1:4: no UTF-8"),
     "escape": ("<R>\x1b[2J</R>", ":1:4: a control character"),
     "escape by its number": ("<R>&#27;[2J</R>", ":1:4: a reference to no character"),
-    "half a reference": ("<R>&amp</R>", ":1:4: a reference to no character"),
+    "half a reference": ("<R>&amp</R>", ":1:4: a '&' that begins no reference"),
+    "no entity": ("<R>&nbsp;</R>", ":1:4: an entity that XML does not have: &nbsp;"),
+    "beyond the basic plane": ("<R>\U0001f600\x01</R>", ":1:6: a control character"),
     "glued": ('<R a="1"b="2"/>', "no blank between two attributes"),
     "digit": ("<R><1/></R>", "a name that does not begin with a letter"),
     "twice": ('<R a="1" a="2"/>', "an attribute twice"),
-    "other end": ("<R><a></b></R>", "the end tag is not that of the element"),
-    "junk behind": (RIGHT + "junk", ":"),
-    "two roots": (RIGHT + RIGHT, ":"),
+    "other end": ("<R><a></b></R>", ":1:7: </b> where </a> is wanted"),
+    "junk behind": (RIGHT + "junk", "text outside of the root element"),
+    "two roots": (RIGHT + RIGHT, "another element behind the root element"),
+    "late declaration": ("\n<?xml version='1.0'?><R/>", ":2:1: an XML declaration that is not at the start"),
+    "no version": ("<?xml encoding='UTF-8'?><R/>", ":1:7: an XML declaration without a version"),
+    "hyphens": ("<R><!-- -- --></R>", ":1:9: '--' in a comment"),
+    "no section": ("<R><![cdata[x]]></R>", ":1:4: a '<!' that begins neither a comment nor a section"),
+    "end of a section": ("<R>]]></R>", r":1:4: '\]\]>' in a text"),
+    "no quotes": ("<R a=1/>", ":1:6: a value without quotes"),
+    "no value": ("<R a/>", ":1:5: a name without a value"),
+    "prefix": ("<R><p:a/></R>", ":1:5: a prefix without a namespace: p"),
+    "empty prefix": ('<R xmlns:p=""/>', ":1:4: a prefix without a namespace: p"),
+    "XML's own namespace": ('<R xmlns:p="http://www.w3.org/XML/1998/namespace"/>', ":1:4: a namespace that is XML's own"),
+    "inherited namespace": (RIGHT.replace("<R>", '<R xmlns="urn:u">'), "MachineInfo is wanted"),
+    # Where the square of a number would take minutes.
+    "references": (RIGHT.replace("</R>", "<X>" + "&amp;" * 500_000 + "</X></R>"), ""),
+    "attributes": (RIGHT.replace("</R>", "<X " + " ".join(f"{'n' * 40}{i}=''" for i in range(150_000)) + "/></R>"), ""),
+    "prefixes": (RIGHT.replace("</R>", "<X " + " ".join(f"xmlns:n{i}='u'" for i in range(100_000)) + ">" + "<n7:a/>" * 100_000 + "</X></R>"), ""),
     "direction": (RIGHT.replace("</R>", "<X>\u202e<y/>x</X></R>").replace("X", "X\u00e9"), r"the text of Xé stands before its elements"),
     "name that turns": ("<R><\u202ea/></R>", ":"),
     "long name": ("<R>" + MACHINE + "<" + "n" * 100_000 + "/></R>", r"\(1000\d\d characters\)"),
@@ -99,6 +116,12 @@ class Check(ToolTest):
         right = sum(not words for _, words in FILES.values())
         self.assertEqual(f"{right} of {len(FILES)} files all right", output.splitlines()[-1])
         self.assertNotRegex(output + errors, "[\x00-\x09\x0b-\x1f\u202e]")
+
+    def test_the_first_faults_say_enough(self):
+        self.folder("faults", {"many.xml": RIGHT.replace("</R>", "<EventID/>" * 300_000 + "</R>")})
+        lines = self.varnel("check", "C:\\faults", status=1)[0].splitlines()
+        self.assertEqual(21, len(lines))
+        self.assertIn(f"many.xml:1:{len(RIGHT) - 4 + 2 + 19 * len('<EventID/>')}: EventID is a name of the library's own", lines[19])
 
     def test_progress_is_for_consoles(self):
         self.folder("many", {f"{i}.xml": RIGHT for i in range(4000)})

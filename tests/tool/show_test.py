@@ -19,6 +19,20 @@ SENT = {"softwareId": "EXAMPLE__1000", "name": "Né", "version": "2.0", "family"
                     "children": [{"name": "File", "text": "x", "attributes": {"K.1": "v"}, "children": [{"name": "Part", "text": "p"}]},
                                  {"name": "File", "text": "y"}]}]}
 
+HEAD = '<R><MachineInfo/><S ProductName="" ProductVersion="" ProductFamily=""'
+EVENT = "<E><EventID>1</EventID></E>"
+# Files that make something repeat, and whether their first event has to leave something out.
+GREEDY = {
+    "path of an element": (HEAD + "><" + "n" * 36_000 + ">" + "<b/>" * 900 + "</" + "n" * 36_000 + ">" + EVENT * 100 + "</S></R>", True),
+    "path in an event": (HEAD + "><E><EventID/><" + "n" * 30_000 + ">" + "<b/>" * 900 + "</" + "n" * 30_000 + "></E></S></R>", True),
+    "attributes": (HEAD + "".join(f' a{i}="{"x" * 30}"' for i in range(800)) + ">" + EVENT * 2_000 + "</S></R>", False),
+    "text": (HEAD + "><T>" + "x" * 40_000 + "</T>" + EVENT * 1_500 + "</S></R>", True),
+    "name of the root": ((HEAD + ">" + EVENT * 1_500 + "</S></R>").replace("<R>", "<" + "é" * 15_000 + ">").replace("</R>", "</" + "é" * 15_000 + ">"), False),
+    "small events": (HEAD + ">" + "<E><EventID/></E>" * 30_000 + "</S></R>", False),
+    "depth": (HEAD + ">" + EVENT + "<a>" * 250 + "<a/>" * 20_000 + "</a>" * 250 + "</S></R>", True),
+    "escapes": (HEAD + "><E><EventID/><a><![CDATA[" + "\x7f<" * 16_000 + "]]></a><b>" + "\u061c" * 16_000 + "</b></E></S></R>", False),
+}
+
 # What stands in report.xml, what takes its place, and what comes of it in the first object.
 FIELDS = (
     ("", "", {"@timestamp": "2024-03-07T09:05:03Z", "event.code": "1024", "event.severity": 3, "event.id": "a b.xml#1",
@@ -88,11 +102,46 @@ class Show(ToolTest):
         labels = json.loads(output.splitlines()[0])["labels"]
         self.assertEqual(900, len(labels))
         self.assertIn("a_800", labels)
+        self.assertRegex(labels["left_out"], "^labels: 199[0-9]{3}, cut texts: 1$")
         self.assertEqual("x" + "é" * 16_382, labels["Engine"])
         # Each event repeats what stands beside it.
         self.folder("repeated", {"a.xml": REPORT.replace("<Scan>", ("<x>" + "x" * 30_000 + "</x>") * 50 + "<Scan>", 1)})
         output, _ = self.varnel("show", "--json", "C:\\repeated")
         self.assertGreater(400_000, max(map(len, output.splitlines())))
+
+    def test_no_file_becomes_more_than_ten_times_as_much(self):
+        self.folder("g" * 200, {f"{number}.xml": text for number, (text, _) in enumerate(GREEDY.values())})
+        for number, (name, (text, isShort)) in enumerate(GREEDY.items()):
+            most = 10 * len(text.encode()) + 1024 * 1024
+            path = "C:\\" + "g" * 200 + f"\\{number}.xml"
+            for form in ("--json", "--tree", "--html=C:\\page.html", None):
+                with self.subTest(name, form=form):
+                    output, _ = self.varnel("show", path, *filter(None, [form]))
+                    page = self.prefix.drive / "page.html"
+                    self.assertGreater(most, len(output.encode()) + (page.stat().st_size if page.exists() else 0))
+                    page.unlink(missing_ok=True)
+                if form == "--json":
+                    labels = [json.loads(line)["labels"] for line in output.splitlines()]
+                    self.assertEqual(isShort, "left_out" in labels[0], name)
+                    count = len(re.findall("<EventID", text))
+                    left_out = sum(int(number) for label in labels for number in re.findall("events before this one: ([0-9]+)", label.get("left_out", "")))
+                    self.assertEqual(count, len(labels) + left_out, name)
+                elif form == "--tree" and name == "depth":
+                    self.assertIn("left out: too much for a file of this size", output)
+
+    def test_what_cannot_be_seen_is_shown(self):
+        marks = "a" + "\u0301" * 2 + "b" + "\u0e49" * 50
+        unseen = "\u200b\u202e\u2066\u061c\ufeff\U000e0041\ufe0f\u2028"
+        self.folder("unseen", {"a.xml": REPORT.replace("First", "Fi\u200crst").replace(">on access<", f">{unseen}{marks}<")})
+        shown = "\\u{200b}\\u{202e}\\u{2066}\\u{61c}\\u{feff}\\u{e0041}\\u{fe0f}\\u{2028}a\u0301\u0301b\u0e49\u0e49" + "\\u{e49}" * 48
+        self.assertIn("Scan: " + shown, self.varnel("show", "--tree", "C:\\unseen")[0])
+        self.assertIn("Fi\\u{200c}rst ", self.varnel("show", "C:\\unseen")[0])
+        self.varnel("show", "--html", "C:\\unseen.html", "C:\\unseen")
+        page = (self.prefix.drive / "unseen.html").read_text(encoding="utf-8")
+        event = json.loads(re.search('id="data">(.*?)</script>', page, re.DOTALL).group(1))[0]
+        self.assertEqual((shown, "Fi\\u{200c}rst"), (event["labels"]["Scan"], event["event"]["action"]))
+        event = json.loads(self.varnel("show", "--json", "C:\\unseen")[0].splitlines()[0])
+        self.assertEqual((unseen + marks, "Fi\u200crst"), (event["labels"]["Scan"], event["event"]["action"]))
 
     def test_list_and_tree(self):
         self.folder("Liste é", {"2.xml": REPORT.replace("First", "Né").replace(">on access<", ">\u202eturned " + "x" * 300 + "<"),
@@ -178,7 +227,7 @@ class Show(ToolTest):
         self.assertTrue(lines.empty())
         self.assertIsNone(program.poll())
         program.terminate()
-        self.assertEqual(b"varnel: C:\\followed\\broken.xml: the end tag is not that of the element",
+        self.assertEqual(b"varnel: C:\\followed\\broken.xml: </b> where </a> is wanted",
                          program.communicate(timeout=20)[1].strip().replace(b"\r", b""))
 
     def test_output_that_cannot_be_written_is_a_failure(self):

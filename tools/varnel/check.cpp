@@ -8,15 +8,17 @@
 #include "text.h"
 
 #include <algorithm>
+#include <optional>
+#include <vector>
 
 namespace varnel::tool {
 namespace {
 
 constexpr std::size_t kMostFaults = 20;  // of a file: the first ones say enough
 
-void PrintFault(const ListedFile& file, const Fault& fault) {
-  Print(Printable(file.path) + ":" + std::to_string(fault.place.line) + ":" +
-        std::to_string(fault.place.column) + ": " + Shortened(fault.text) + "\n");
+void PrintFault(const ListedFile& file, const Place& place, const Fault& fault) {
+  Print(Printable(file.path) + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) + ": " +
+        Shortened(fault.text) + "\n");
 }
 
 // Nothing for a file that somebody has taken since the folder was listed.
@@ -29,10 +31,10 @@ std::optional<Status> CheckFile(EventFileReader& reader, const ListedFile& file)
   }
   std::vector<Fault> faults;
   if (read.state == FileState::kWhole)
-    faults = FindFaults(read.root);
+    faults = FindFaults(reader.Tree().Root(), kMostFaults);
   else
     faults.push_back(read.fault);
-  for (std::size_t i = 0; i < std::min(faults.size(), kMostFaults); ++i) PrintFault(file, faults[i]);
+  for (const Fault& fault : faults) PrintFault(file, reader.Tree().PlaceOf(fault.at), fault);
   return faults.empty() ? kDone : kFound;
 }
 

@@ -3,10 +3,10 @@
 #include "xml_tree.h"
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace varnel::tool {
 
@@ -14,50 +14,49 @@ namespace varnel::tool {
 constexpr std::array<std::string_view, 7> kMachineFacts = {
     "MachineName", "AgentGUID", "IPAddress", "OSName", "UserName", "TimeZoneBias", "RawMACAddress"};
 constexpr std::array<std::string_view, 3> kEventFacts = {"EventID", "Severity", "GMTTime"};
+constexpr std::array<std::string_view, 3> kProductFacts = {"ProductName", "ProductVersion", "ProductFamily"};
 
-// Texts stand here as the file has them: a document may be readable and yet not right (event_rules.h).
-struct Machine {
-  std::string name;
-  std::string agent;
-  std::string address;
-  std::string osName;
-  std::string userName;
-  std::string timeZoneBias;
-  std::string hardwareAddress;
-  Attributes attributes;
-  std::vector<Element> others;  // what the product added
+// The first children of an element that have these names. Their texts are as the file has them: a document
+// may be readable and yet not right (event_rules.h).
+template <std::size_t kCount>
+class Facts {
+ public:
+  Facts(const std::optional<Element>& element, const std::array<std::string_view, kCount>& names) {
+    if (!element) return;
+    for (const Element child : element->Children())
+      for (std::size_t i = 0; i < kCount; ++i)
+        if (!facts_[i] && child.Is(names[i])) facts_[i] = child;
+  }
+  // Empty when there is none.
+  [[nodiscard]] std::string_view Text(std::size_t i) const {
+    return facts_[i] ? facts_[i]->Text() : std::string_view();
+  }
+  // True if this child is one of the facts.
+  [[nodiscard]] bool Have(const Element& child) const {
+    for (const std::optional<Element>& fact : facts_)
+      if (fact == child) return true;
+    return false;
+  }
+
+ private:
+  std::array<std::optional<Element>, kCount> facts_;
 };
-struct Event {
-  std::string name;
-  std::string id;
-  std::string severity;
-  std::string time;
-  Attributes attributes;
-  std::vector<Element> children;
-};
+
 struct EventDocument {
   std::string path;
+  Element root;
+  Element product;
+  std::optional<Element> machine;  // of several the first
   [[nodiscard]] std::string FileName() const { return path.substr(path.find_last_of("\\/") + 1); }
-  std::string root;  // the names that the product has chosen
-  std::string element;
-  Machine machine;  // of several sets of facts the first; the others are among its others
-  std::string productName;
-  std::string productVersion;
-  std::string productFamily;
-  Attributes attributes;  // of the product, but for these three
-  std::vector<Event> events;
-  std::vector<Element> others;  // beside the events
-  std::vector<Element> behind;  // behind the product's element
 };
 
-// Null when there is none.
-[[nodiscard]] const std::string* FindAttribute(const Element& element, std::string_view name);
-// Whether an element of the product's is an event.
+// Empty when there is none, or it is empty.
+[[nodiscard]] std::string_view AttributeOf(const Element& element, std::string_view name);
+[[nodiscard]] bool HasAttribute(const Element& element, std::string_view name);
+// True if an element of the product's is an event.
 [[nodiscard]] bool IsEvent(const Element& element);
 
-// Whether the file can be shown as an event document.
-[[nodiscard]] bool IsEventDocument(const Element& root);
-// Of a root that is one.
-[[nodiscard]] EventDocument DescribeDocument(std::string path, Element root);
+// Nothing for a file that cannot be shown as an event document.
+[[nodiscard]] std::optional<EventDocument> DescribeDocument(std::string path, const Element& root);
 
 }  // namespace varnel::tool

@@ -36,28 +36,27 @@ std::string Describe(DWORD error) {
   return line + " (" + std::to_string(error) + ")";
 }
 
-// 0 when it was read. When the first part is not full it is all; a file that grows meanwhile is not finished.
-DWORD ReadBytes(const ListedFile& file, std::string& bytes) {
+// Reads into the start of `bytes`, which grows as needed and never shrinks. 0 when it was read. When the
+// first part is not full it is all; a file that grows meanwhile is not finished.
+DWORD ReadBytes(const ListedFile& file, std::string& bytes, std::size_t& size) {
   const DWORD links = file.named ? 0 : FILE_FLAG_OPEN_REPARSE_POINT;
   const FileHandle handle(CreateFileW(file.path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                                       FILE_FLAG_SEQUENTIAL_SCAN | kAnonymously | links, nullptr));
   if (!handle) return GetLastError();
-  if (GetFileType(handle.Get()) != FILE_TYPE_DISK) return ERROR_BAD_FILE_TYPE;
-  bytes.resize(kPart);
+  // In a folder there are files only.
+  if (file.named && GetFileType(handle.Get()) != FILE_TYPE_DISK) return ERROR_BAD_FILE_TYPE;
+  if (bytes.size() < kPart) bytes.resize(kPart);
   DWORD read = 0;
   if (!ReadFile(handle.Get(), bytes.data(), kPart, &read, nullptr)) return GetLastError();
-  std::size_t size = read;
-  if (size == kPart) {
-    LARGE_INTEGER whole;
-    if (!GetFileSizeEx(handle.Get(), &whole)) return GetLastError();
-    if (whole.QuadPart > kLargest) return ERROR_FILE_TOO_LARGE;
-    bytes.resize(static_cast<std::size_t>(std::max<std::int64_t>(kPart, whole.QuadPart)));
-    if (!ReadFile(handle.Get(), bytes.data() + kPart, static_cast<DWORD>(bytes.size() - kPart), &read,
-                  nullptr))
-      return GetLastError();
-    size += read;
-  }
-  bytes.resize(size);
+  size = read;
+  if (size < kPart) return ERROR_SUCCESS;
+  LARGE_INTEGER whole;
+  if (!GetFileSizeEx(handle.Get(), &whole)) return GetLastError();
+  if (whole.QuadPart > kLargest) return ERROR_FILE_TOO_LARGE;
+  const auto rest = static_cast<DWORD>(std::max<std::int64_t>(kPart, whole.QuadPart) - kPart);
+  if (bytes.size() < kPart + rest) bytes.resize(kPart + rest);
+  if (!ReadFile(handle.Get(), bytes.data() + kPart, rest, &read, nullptr)) return GetLastError();
+  size += read;
   return ERROR_SUCCESS;
 }
 
@@ -92,22 +91,29 @@ std::vector<ListedFile> ListFiles(const std::wstring& path) {
 }
 
 EventFileReader::Result EventFileReader::Read(const ListedFile& file) {
+  tree_ = XmlTree();
+  const auto unreadable = [](std::string why) {
+    return Result{{FileState::kUnreadable, {0, std::move(why)}}};
+  };
   try {
-    switch (const DWORD error = ReadBytes(file, bytes_)) {
+    std::size_t size = 0;
+    switch (const DWORD error = ReadBytes(file, bytes_, size)) {
       case ERROR_SUCCESS:
-        return {parser_.Parse(bytes_)};
+        return {ReadXml(std::string_view(bytes_).substr(0, size), tree_)};
       case ERROR_SHARING_VIOLATION:
-        return {{FileState::kUnfinished, {}, {{}, "in use by another program"}}, false, true};
+        return {{FileState::kUnfinished, {0, "in use by another program"}}, false, true};
       case ERROR_FILE_TOO_LARGE:
-        return {{FileState::kUnreadable, {}, {{}, "larger than 256 MB"}}};
+        return unreadable("larger than 256 MB");
       case ERROR_BAD_FILE_TYPE:
-        return {{FileState::kUnreadable, {}, {{}, "no file on a disk"}}};
-      default:
-        return {{FileState::kUnreadable, {}, {{}, Describe(error)}},
-                !file.named && (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND)};
+        return unreadable("no file on a disk");
+      default: {
+        Result result = unreadable(Describe(error));
+        result.isGone = !file.named && (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND);
+        return result;
+      }
     }
   } catch (const std::bad_alloc&) {
-    return {{FileState::kUnreadable, {}, {{}, "too large for this machine's memory"}}};
+    return unreadable("too large for this machine's memory");
   }
 }
 

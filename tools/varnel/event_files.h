@@ -1,6 +1,6 @@
 #pragma once
 
-#include "xml_tree.h"
+#include "xml_reader.h"
 
 #include <cstdint>
 #include <string>
@@ -22,17 +22,18 @@ struct ListedFile {
 class EventFileReader {
  public:
   // A file that another program keeps to itself is unfinished, and in use. A file that cannot be read, or is
-  // larger than 256 MB, is unreadable; the fault says why. Gone: it had been listed,
-  // and was no longer there.
-  struct Result : XmlFile {
+  // larger than 256 MB, is unreadable; the fault says why. Gone: it had been listed, and was no longer there.
+  struct Result : XmlVerdict {
     bool isGone = false;
     bool isInUse = false;
   };
   [[nodiscard]] Result Read(const ListedFile& file);
+  // Of the file that has been read last.
+  [[nodiscard]] const XmlTree& Tree() const { return tree_; }
 
  private:
-  XmlParser parser_;
   std::string bytes_;
+  XmlTree tree_;
 };
 
 // Bytes of a file; 0 when there is none.

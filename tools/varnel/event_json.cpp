@@ -1,92 +1,30 @@
 #include "event_json.h"
 
 #include "event_forms.h"
-#include "json_text.h"
-#include "text.h"
+#include "event_labels.h"
 
+#ifdef _WIN32
 #include <winsock2.h>
 #include <ws2tcpip.h>
+#else
+#include <arpa/inet.h>
+#endif
 
 #include <algorithm>
-#include <charconv>
-#include <initializer_list>
-#include <string_view>
-#include <unordered_map>
-#include <unordered_set>
+#include <array>
+#include <utility>
 
 namespace varnel::tool {
 namespace {
 
-using nlohmann::ordered_json;
-
-// What a receiver takes by default: bytes of a text, and fields of an event.
-constexpr std::size_t kLongestText = 32'766;
-constexpr std::size_t kMostLabels = 900;
-constexpr std::size_t kMostLabelBytes = 256 * 1024;
-
-std::string Cut(std::string_view text) {
-  if (text.size() <= kLongestText) return std::string(text);
-  std::size_t end = kLongestText;
-  while ((text[end] & 0xC0) == 0x80) --end;  // not within a character
-  return std::string(text.substr(0, end));
-}
-
-// Sets object/.../field, unless the text is empty.
-void SetText(ordered_json& json, std::initializer_list<const char*> path, const std::string& text) {
-  if (text.empty()) return;
-  ordered_json* value = &json;
-  for (const char* const name : path) value = &(*value)[name];
-  *value = Cut(text);
-}
-
-// Flat texts: the names of elements and attributes on the way, joined by "_"; a name that is taken gets a
-// number. Those that come first stay when there are too many.
-class Labels {
- public:
-  void Add(std::string name, const std::string& text) {
-    if (IsFull()) return;
-    // A dot would make a level of its own.
-    std::replace(name.begin(), name.end(), '.', '_');
-    const std::string first = Cut(name);
-    for (name = first; !taken_.insert(name).second;) name = first + "_" + std::to_string(++last_[first] + 1);
-    labels_.emplace_back(name, Cut(text));
-    bytes_ += text.size();
-  }
-  void Add(const std::string& prefix, const Attributes& attributes) {
-    for (const auto& [name, value] : attributes) {
-      if (IsFull()) return;
-      Add(prefix + name, value);
-    }
-  }
-  void Add(const std::string& prefix, const std::vector<Element>& elements) {
-    for (const Element& element : elements) {
-      if (IsFull()) return;
-      const std::string path = prefix + element.name;
-      if (!IsBlank(element.text) || (element.children.empty() && element.attributes.empty()))
-        Add(path, element.text);
-      Add(path + "_", element.attributes);
-      Add(path + "_", element.children);
-    }
-  }
-  ordered_json Take() { return std::move(labels_); }
-
- private:
-  bool IsFull() const { return labels_.size() == kMostLabels || bytes_ > kMostLabelBytes; }
-
-  ordered_json::object_t labels_;
-  std::size_t bytes_ = 0;
-  std::unordered_set<std::string> taken_;
-  std::unordered_map<std::string, int> last_;
-};
-
 bool IsAddress(const std::string& text) {
-  const std::wstring wide = ToWide(text);
-  IN6_ADDR binary;
-  return InetPtonW(AF_INET, wide.c_str(), &binary) == 1 || InetPtonW(AF_INET6, wide.c_str(), &binary) == 1;
+  std::array<unsigned char, 16> binary;
+  return inet_pton(AF_INET, text.c_str(), binary.data()) == 1 ||
+         inet_pton(AF_INET6, text.c_str(), binary.data()) == 1;
 }
 
 // 01-23-45-67-89-AB
-std::string HyphenedAddress(const std::string& digits) {
+std::string HyphenedAddress(std::string_view digits) {
   std::string text;
   for (std::size_t i = 0; i < digits.size(); ++i) {
     if (i > 0 && i % 2 == 0) text += '-';
@@ -95,61 +33,151 @@ std::string HyphenedAddress(const std::string& digits) {
   return text;
 }
 
-void AddMachine(ordered_json& json, Labels& labels, const Machine& machine) {
-  SetText(json, {"host", "name"}, machine.name);
-  if (IsAddress(machine.address))
-    json["host"]["ip"] = {machine.address};
-  else if (!machine.address.empty())
-    labels.Add("MachineInfo_IPAddress", machine.address);
-  if (IsHardwareAddress(machine.hardwareAddress))
-    json["host"]["mac"] = {HyphenedAddress(machine.hardwareAddress)};
-  else if (!machine.hardwareAddress.empty())
-    labels.Add("MachineInfo_RawMACAddress", machine.hardwareAddress);
-  SetText(json, {"host", "os", "full"}, machine.osName);
-  SetText(json, {"user", "name"}, machine.userName);
-  SetText(json, {"agent", "id"}, machine.agent);
-  if (!machine.timeZoneBias.empty()) labels.Add("MachineInfo_TimeZoneBias", machine.timeZoneBias);
-  labels.Add("MachineInfo_", machine.attributes);
-  labels.Add("MachineInfo_", machine.others);
+std::string Quoted(std::string_view text, JsonUse use) {
+  std::string json;
+  AppendJsonText(json, Cut(text), use);
+  return json;
 }
 
-// A value that the field cannot hold would make the receiver refuse the event: it goes to the labels.
-void AddEvent(ordered_json& json, Labels& labels, const Event& event) {
-  json["event"] = {{"kind", "event"}, {"module", "varnel"}, {"action", Cut(event.name)}};
-  SetText(json, {"event", "code"}, event.id);
-  if (IsNumber(event.severity)) {
-    int severity = 0;
-    std::from_chars(event.severity.data(), event.severity.data() + event.severity.size(), severity);
-    json["event"]["severity"] = severity;
-  } else if (!event.severity.empty()) {
-    labels.Add("Severity", event.severity);
+// The events of one document. What all of them have is made once.
+class EventWriter {
+ public:
+  EventWriter(const EventDocument& document, JsonUse use)
+      : use_(use), fileName_(document.FileName()), first_(use), last_(use) {
+    first_("product_family", AttributeOf(document.product, kProductFacts[2]));
+    first_("root", document.root.Name());
+    TakeMachine(document.machine);
+    AddField("observer", {{"product", Text(AttributeOf(document.product, kProductFacts[0]))},
+                          {"version", Text(AttributeOf(document.product, kProductFacts[1]))}});
+    AddField("log", {{"file", "{\"path\":" + Text(document.path) + "}"}});
+    TakeRest(document);
   }
-  if (!IsTime(event.time) && !event.time.empty()) labels.Add("GMTTime", event.time);
-  labels.Add("", event.attributes);
-  labels.Add("", event.children);
-}
+
+  // Replaces `json` by the event's line. False if not even the least fits.
+  bool Write(const Element& event, std::size_t place, std::size_t limit, std::string& json) {
+    if (limit < kEnding) return false;
+    json.clear();
+    JsonLine line(json, limit - kEnding, use_);
+    LeftOut leftOut = leftOut_;
+    const Facts facts(event, kEventFacts);
+    const std::string_view id = facts.Text(0), severity = facts.Text(1), time = facts.Text(2);
+    if (IsTime(time)) line.Text("@timestamp", std::string(time) + "Z");
+    line.Raw("ecs", R"({"version":"8.11.0"})");
+    line.Open("event");
+    line.Raw("kind", R"("event")");
+    line.Raw("module", R"("varnel")");
+    bool fits = line.Text("action", Cut(event.Name()));
+    if (!id.empty() && !line.Text("code", Cut(id))) ++leftOut.fields;
+    if (IsNumber(severity)) line.Raw("severity", severity);
+    fits = line.Text("id", fileName_ + "#" + std::to_string(place)) && fits;
+    line.Close();
+    if (!fits) return false;
+    for (const auto& [name, value] : fields_)
+      if (!line.Raw(name, value)) ++leftOut.fields;
+
+    line.Open("labels");
+    Labels labels(line, leftOut);
+    labels.Add(first_);
+    // A value that its field cannot hold would make the receiver refuse the event.
+    if (!IsNumber(severity) && !severity.empty()) labels("Severity", severity);
+    if (!IsTime(time) && !time.empty()) labels("GMTTime", time);
+    std::string path;
+    WalkAttributes(path, event, labels);
+    for (const Element child : event.Children())
+      if (!facts.Have(child)) WalkElement(path, child, labels);
+    labels.Add(last_);
+    line.SetLimit(limit);
+    if (const std::string words = leftOut.Words(); !words.empty()) line.Text("left_out", words);
+    line.Close();
+    line.Close();
+    leftOut_ = {};
+    return true;
+  }
+  void CountLeftOut() { ++leftOut_.events; }
+
+ private:
+  using Members = std::initializer_list<std::pair<std::string_view, std::string>>;
+  static constexpr std::size_t kEnding = 256;  // "labels", "left_out" and what closes the line
+
+  std::string Text(std::string_view text) const { return text.empty() ? std::string() : Quoted(text, use_); }
+  // An object with those of these members that have a value.
+  std::string Object(Members members) const {
+    std::string json;
+    JsonLine line(json, json.max_size() / 2, use_);
+    for (const auto& [name, value] : members)
+      if (!value.empty()) line.Raw(name, value);
+    line.Close();
+    return json == "{}" ? std::string() : json;
+  }
+  void AddField(const char* name, Members members) {
+    if (std::string json = Object(members); !json.empty()) fields_.emplace_back(name, std::move(json));
+  }
+
+  void TakeMachine(const std::optional<Element>& machine) {
+    const Facts facts(machine, kMachineFacts);
+    const std::string address(facts.Text(2));
+    const std::string_view hardware = facts.Text(6);
+    const bool isAddress = IsAddress(address), isHardware = IsHardwareAddress(hardware);
+    AddField("host", {{"name", Text(facts.Text(0))},
+                      {"ip", isAddress ? "[" + Text(address) + "]" : ""},
+                      {"mac", isHardware ? "[" + Text(HyphenedAddress(hardware)) + "]" : ""},
+                      {"os", Object({{"full", Text(facts.Text(3))}})}});
+    AddField("user", {{"name", Text(facts.Text(4))}});
+    AddField("agent", {{"id", Text(facts.Text(1))}});
+    if (!isAddress && !address.empty()) last_("MachineInfo_IPAddress", address);
+    if (!isHardware && !hardware.empty()) last_("MachineInfo_RawMACAddress", hardware);
+    if (!facts.Text(5).empty()) last_("MachineInfo_TimeZoneBias", facts.Text(5));
+    if (!machine) return;
+    std::string path = "MachineInfo_";
+    WalkAttributes(path, *machine, last_);
+    for (const Element child : machine->Children())
+      if (!facts.Have(child)) WalkElement(path, child, last_);
+  }
+  // What stands in the product's element beside its events, and behind that element.
+  void TakeRest(const EventDocument& document) {
+    std::string path = std::string(document.product.Name()) + "_";
+    const auto add = [this, length = path.size()](std::string_view given, std::string_view value) {
+      const std::string_view name = given.substr(length);
+      if (std::find(kProductFacts.begin(), kProductFacts.end(), name) == kProductFacts.end())
+        last_(given, value);
+    };
+    WalkAttributes(path, document.product, add);
+    for (const Element child : document.product.Children())
+      if (!IsEvent(child)) WalkElement(path, child, last_);
+    path = std::string(document.root.Name()) + "_";
+    for (const Element child : document.root.Children())
+      if (!(child == document.product) && !(document.machine == child)) WalkElement(path, child, last_);
+  }
+
+  const JsonUse use_;
+  const std::string fileName_;
+  std::vector<std::pair<std::string, std::string>> fields_;
+  SharedLabels first_;
+  SharedLabels last_;
+  LeftOut leftOut_;  // what the next event's line has to say of the ones before it
+};
 
 }  // namespace
 
-std::string EventJson(const EventDocument& document, std::size_t index) {
-  const Event& event = document.events[index];
-  ordered_json json;
-  if (IsTime(event.time)) json["@timestamp"] = event.time + "Z";
-  json["ecs"]["version"] = "8.11.0";
-  Labels labels;
-  labels.Add("product_family", document.productFamily);
-  labels.Add("root", document.root);
-  AddEvent(json, labels, event);
-  json["event"]["id"] = document.FileName() + "#" + std::to_string(index + 1);
-  AddMachine(json, labels, document.machine);
-  SetText(json, {"observer", "product"}, document.productName);
-  SetText(json, {"observer", "version"}, document.productVersion);
-  SetText(json, {"log", "file", "path"}, document.path);
-  labels.Add(document.element + "_", document.attributes);
-  labels.Add(document.element + "_", document.others);
-  labels.Add(document.root + "_", document.behind);
-  json["labels"] = labels.Take();
-  return JsonText(json);
+void WriteEvents(const EventDocument& document, JsonUse use, const Sink& sink) {
+  std::optional<Element> last;
+  for (const Element child : document.product.Children())
+    if (IsEvent(child)) last = child;
+  EventWriter writer(document, use);
+  Allowance allowance;
+  std::string json;
+  std::size_t place = 0;
+  for (const Element event : document.product.Children()) {
+    if (!IsEvent(event)) continue;
+    const std::size_t least = last == event ? Allowance::kEnd : 0;
+    const std::size_t limit = std::min(std::max(allowance.Left(event.LastOffset()), least), kLongestLine);
+    if (!writer.Write(event, ++place, limit, json)) {
+      writer.CountLeftOut();
+      continue;
+    }
+    sink(json);
+    allowance.Use(json.size() + 2);  // and what parts it from the next one
+  }
 }
 
 }  // namespace varnel::tool

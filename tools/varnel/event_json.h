@@ -1,13 +1,13 @@
 #pragma once
 
+#include "allowance.h"
 #include "event_document.h"
-
-#include <string>
+#include "json_line.h"
 
 namespace varnel::tool {
 
-// The event in the `index`th place of a document as a JSON object in one line, with the field names of the
-// Elastic Common Schema (docs/tool.md has the table). ASCII.
-[[nodiscard]] std::string EventJson(const EventDocument& document, std::size_t index);
+// Gives the sink each event of a document as a JSON object in one line, with the field names of the Elastic
+// Common Schema (docs/tool.md has the table). What is left out is counted in the label "left_out".
+void WriteEvents(const EventDocument& document, JsonUse use, const Sink& sink);
 
 }  // namespace varnel::tool

@@ -18,54 +18,66 @@ bool IsOneOf(const Element& element, std::span<const std::string_view> names) {
 
 class Rules {
  public:
-  explicit Rules(std::vector<Fault>& faults) : faults_(faults) {}
+  Rules(std::vector<Fault>& faults, std::size_t most) : faults_(faults), most_(most) {}
 
   void CheckRoot(const Element& root) {
     NoAttributes(root);
     NoText(root);
-    const auto& children = root.children;
-    if (children.empty() || !children[0].Is("MachineInfo")) {
-      Say(children.empty() ? root : children[0], "MachineInfo is wanted as the first element of the root");
-      return;
+    std::size_t count = 0;
+    for (const Element child : root.Children()) {
+      if (count == 0 && !child.Is("MachineInfo")) return Say(child, kNoMachine);
+      if (count == 0)
+        CheckMachine(child);
+      else if (count == 1)
+        CheckProduct(child);
+      else
+        CheckProductsElement(child, Names{"MachineInfo", "EventID", "GMTTime"});
+      ++count;
     }
-    CheckMachine(children[0]);
-    if (children.size() < 2) return Say(root, "the product's element is missing behind MachineInfo");
-    CheckProduct(children[1]);
-    for (std::size_t i = 2; i < children.size(); ++i)
-      CheckProductsElement(children[i], Names{"MachineInfo", "EventID", "GMTTime"});
+    if (count == 0) return Say(root, kNoMachine);
+    if (count == 1) Say(root, "the product's element is missing behind MachineInfo");
   }
 
  private:
-  void Say(const Element& element, std::string what) { faults_.push_back({element.place, std::move(what)}); }
+  static constexpr char kNoMachine[] = "MachineInfo is wanted as the first element of the root";
+
+  void Say(std::size_t offset, std::string what) {
+    if (faults_.size() < most_) faults_.push_back({offset, std::move(what)});
+  }
+  void Say(const Element& element, std::string what) { Say(element.Offset(), std::move(what)); }
+  // About what the element is called.
+  void SayOf(const Element& element, std::string_view what) {
+    Say(element, std::string(element.Name()).append(what));
+  }
 
   void NoAttributes(const Element& element) {
-    if (!element.attributes.empty()) Say(element, element.name + " has no attributes");
+    if (!element.Attributes().empty()) SayOf(element, " has no attributes");
   }
   void NoText(const Element& element) {
-    if (!IsBlank(element.text)) Say(element, element.name + " has no text of its own");
+    if (!IsBlank(element.Text())) SayOf(element, " has no text of its own");
   }
 
   // One of the library's own elements: a text and nothing else.
   void CheckFact(const Element& fact) {
     NoAttributes(fact);
-    if (!fact.children.empty()) Say(fact, fact.name + " has no elements");
-    if ((fact.Is("TimeZoneBias") || fact.Is("Severity")) && !IsNumber(fact.text))
-      Say(fact, fact.name + " wants a number of 32 bits");
-    if (fact.Is("EventID") && (!IsNumber(fact.text) || fact.text == "0"))
+    if (!fact.Children().empty()) SayOf(fact, " has no elements");
+    if ((fact.Is("TimeZoneBias") || fact.Is("Severity")) && !IsNumber(fact.Text()))
+      SayOf(fact, " wants a number of 32 bits");
+    if (fact.Is("EventID") && (!IsNumber(fact.Text()) || fact.Text() == "0"))
       Say(fact, "EventID wants a number of 32 bits other than 0");
-    if (fact.Is("GMTTime") && !IsTime(fact.text) && fact.text != kNoTime)
+    if (fact.Is("GMTTime") && !IsTime(fact.Text()) && fact.Text() != kNoTime)
       Say(fact, "GMTTime wants a time like 2024-03-07T09:05:03");
-    if (fact.Is("RawMACAddress") && !fact.text.empty() && !IsHardwareAddress(fact.text))
+    if (fact.Is("RawMACAddress") && !fact.Text().empty() && !IsHardwareAddress(fact.Text()))
       Say(fact, "RawMACAddress wants twelve lower-case hexadecimal digits, or nothing");
   }
 
   // What a product adds: free, but for names that would be taken for the library's where it stands.
   void CheckProductsElement(const Element& element, std::span<const std::string_view> taken) {
-    if (IsOneOf(element, taken)) return Say(element, element.name + " is a name of the library's own here");
-    if (element.lateText)
-      faults_.push_back({*element.lateText, "the text of " + element.name + " stands before its elements"});
+    if (IsOneOf(element, taken)) return SayOf(element, " is a name of the library's own here");
+    if (element.LateText() != 0)
+      Say(element.LateText(), "the text of " + std::string(element.Name()) + " stands before its elements");
     constexpr std::string_view kEverywhere[] = {"EventID", "GMTTime"};
-    for (const Element& child : element.children) CheckProductsElement(child, kEverywhere);
+    for (const Element child : element.Children()) CheckProductsElement(child, kEverywhere);
   }
 
   // Sets of facts, and behind one or more of them the hardware address that a save has added. Ends with the
@@ -75,18 +87,18 @@ class Rules {
     const std::span<const std::string_view> facts(kMachineFacts.data(), kMachineFacts.size() - 1);
     std::size_t next = 0;  // inside a set: the fact that is due
     bool addressDue = false;
-    for (const Element& child : machine.children) {
+    for (const Element child : machine.Children()) {
       if (next > 0 && !child.Is(facts[next])) return Say(child, std::string(facts[next]) + " is wanted here");
       if (child.Is(facts[next])) {
         next = (next + 1) % facts.size();
         addressDue = addressDue || next == 0;
         CheckFact(child);
       } else if (child.Is(kMachineFacts.back())) {
-        if (!addressDue) return Say(child, child.name + " without the facts of the machine before it");
+        if (!addressDue) return SayOf(child, " without the facts of the machine before it");
         addressDue = false;
         CheckFact(child);
       } else if (IsOneOf(child, facts)) {
-        return Say(child, child.name + " is out of order: a set of facts begins with MachineName");
+        return SayOf(child, " is out of order: a set of facts begins with MachineName");
       } else {
         CheckProductsElement(child, Names{"EventID", "GMTTime"});
       }
@@ -97,10 +109,9 @@ class Rules {
 
   void CheckProduct(const Element& product) {
     NoText(product);
-    for (const std::string_view name : {"ProductName", "ProductVersion", "ProductFamily"})
-      if (!FindAttribute(product, name))
-        Say(product, product.name + " has no attribute " + std::string(name));
-    for (const Element& child : product.children)
+    for (const std::string_view name : kProductFacts)
+      if (!HasAttribute(product, name)) SayOf(product, " has no attribute " + std::string(name));
+    for (const Element child : product.Children())
       if (IsEvent(child))
         CheckEvent(child);
       else
@@ -110,23 +121,30 @@ class Rules {
   void CheckEvent(const Element& event) {
     NoText(event);
     std::size_t at = 0;
-    for (const std::string_view name : kEventFacts) {
-      if (at == event.children.size() || !event.children[at].Is(name))
-        return Say(at < event.children.size() ? event.children[at] : event,
-                   std::string(name) + " is wanted here: an event begins with EventID, Severity and GMTTime");
-      CheckFact(event.children[at++]);
+    for (const Element child : event.Children()) {
+      if (at == kEventFacts.size()) {
+        CheckProductsElement(child, kEventFacts);
+        continue;
+      }
+      if (!child.Is(kEventFacts[at])) return Say(child, EventBegins(kEventFacts[at]));
+      CheckFact(child);
+      ++at;
     }
-    for (; at < event.children.size(); ++at) CheckProductsElement(event.children[at], kEventFacts);
+    if (at < kEventFacts.size()) Say(event, EventBegins(kEventFacts[at]));
+  }
+  static std::string EventBegins(std::string_view wanted) {
+    return std::string(wanted) + " is wanted here: an event begins with EventID, Severity and GMTTime";
   }
 
   std::vector<Fault>& faults_;
+  const std::size_t most_;
 };
 
 }  // namespace
 
-std::vector<Fault> FindFaults(const Element& root) {
+std::vector<Fault> FindFaults(const Element& root, std::size_t most) {
   std::vector<Fault> faults;
-  Rules(faults).CheckRoot(root);
+  Rules(faults, most).CheckRoot(root);
   return faults;
 }
 

@@ -1,56 +1,102 @@
 #include "event_text.h"
 
-#include "text.h"
+#include "printable.h"
+#include "utf8.h"
 
 #include <algorithm>
 
 namespace varnel::tool {
 namespace {
 
-constexpr std::size_t kLongestText = 200;  // of a value in a line
+constexpr std::ptrdiff_t kLongestText = 200;  // characters of a value in a line
+
+std::ptrdiff_t Length(std::string_view text) {
+  return std::count_if(text.begin(), text.end(), [](char byte) { return !ContinuesUtf8(byte); });
+}
 
 // At least so wide; negative: the text stands to the right.
-std::string Column(const std::string& text, int width) {
+std::string Column(std::string_view text, int width) {
   const std::string shown = Shortened(text);
-  const auto length =
-      std::count_if(shown.begin(), shown.end(), [](char byte) { return (byte & 0xC0) != 0x80; });
-  const auto missing = std::max<std::ptrdiff_t>(std::abs(width) - length, 0);
+  const auto missing = std::max<std::ptrdiff_t>(std::abs(width) - Length(shown), 0);
   const std::string blanks(static_cast<std::size_t>(missing), ' ');
   return width < 0 ? blanks + shown : shown + blanks;
 }
 
-void AddElement(std::string& text, const Element& element, std::size_t depth) {
-  text.append(depth * 2, ' ');
-  text += Shortened(element.name);
-  for (const auto& [name, value] : element.attributes)
-    text += " " + Shortened(name) + "=\"" + Shortened(value) + "\"";
-  if (!IsBlank(element.text)) text += ": " + Shortened(element.text);
-  text += '\n';
-  for (const Element& child : element.children) AddElement(text, child, depth + 1);
+// Lines as far as the allowance goes, and how many are missing where.
+class Lines {
+ public:
+  explicit Lines(const Sink& sink) : sink_(sink) {}
+  // For what ends at this offset of the file, at the earliest.
+  void Add(std::size_t offset, const std::string& line) {
+    if (line.size() + kNotice > allowance_.Left(offset)) {
+      ++leftOut_;
+      return;
+    }
+    SayLeftOut();
+    sink_(line);
+    allowance_.Use(line.size());
+  }
+  void SayLeftOut() {
+    if (leftOut_ == 0) return;
+    const std::string notice =
+        "... " + std::to_string(leftOut_) + " left out: too much for a file of this size\n";
+    sink_(notice);
+    allowance_.Use(notice.size());
+    leftOut_ = 0;
+  }
+
+ private:
+  static constexpr std::size_t kNotice = 100;
+
+  const Sink& sink_;
+  Allowance allowance_;
+  std::size_t leftOut_ = 0;
+};
+
+void AddElement(Lines& lines, const Element& element, std::size_t depth) {
+  std::string line(depth * 2, ' ');
+  line += Shortened(element.Name());
+  std::size_t end = element.Offset() + element.Name().size() + element.Text().size();
+  for (const auto& [name, value] : element.Attributes()) {
+    line += " " + Shortened(name) + "=\"" + Shortened(value) + "\"";
+    end += name.size() + value.size();
+  }
+  if (!IsBlank(element.Text())) line += ": " + Shortened(element.Text());
+  lines.Add(end, line + '\n');
+  for (const Element child : element.Children()) AddElement(lines, child, depth + 1);
 }
 
 }  // namespace
 
-std::string Shortened(const std::string& text) {
-  const std::wstring wide = ToWide(text);
-  if (wide.size() <= kLongestText) return Printable(text);
-  return Printable(wide.substr(0, kLongestText)) + "... (" + std::to_string(wide.size()) + " characters)";
+std::string Shortened(std::string_view text) {
+  std::size_t end = 0;
+  for (std::ptrdiff_t length = 0; end < text.size(); ++end)
+    if (!ContinuesUtf8(text[end]) && length++ == kLongestText) break;
+  if (end == text.size()) return Printable(text);
+  return Printable(text.substr(0, end)) + "... (" + std::to_string(Length(text)) + " characters)";
 }
 
-std::string EventLines(const EventDocument& document) {
-  std::string lines;
+void ListEvents(const EventDocument& document, const Sink& sink) {
+  Lines lines(sink);
   const std::string file = Shortened(document.FileName());
-  const std::string product = Column(document.productName + " " + document.productVersion, 24);
-  for (const Event& event : document.events)
-    lines += Column(event.time, 19) + Column(event.severity, -4) + Column(event.id, -7) + "  " +
-             Column(event.name, 24) + "  " + product + "  " + file + "\n";
-  return lines;
+  const std::string product = Column(std::string(AttributeOf(document.product, "ProductName")) + " " +
+                                         std::string(AttributeOf(document.product, "ProductVersion")),
+                                     24);
+  for (const Element event : document.product.Children()) {
+    if (!IsEvent(event)) continue;
+    const Facts facts(event, kEventFacts);
+    lines.Add(event.LastOffset(), Column(facts.Text(2), 19) + Column(facts.Text(1), -4) +
+                                      Column(facts.Text(0), -7) + "  " + Column(event.Name(), 24) + "  " +
+                                      product + "  " + file + "\n");
+  }
+  lines.SayLeftOut();
 }
 
-std::string ElementTree(const std::string& path, const Element& root) {
-  std::string tree = Printable(path) + "\n";
-  AddElement(tree, root, 1);
-  return tree;
+void ListElements(const EventDocument& document, const Sink& sink) {
+  sink(Printable(document.path) + "\n");
+  Lines lines(sink);
+  AddElement(lines, document.root, 1);
+  lines.SayLeftOut();
 }
 
 }  // namespace varnel::tool

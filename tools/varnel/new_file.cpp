@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace varnel::tool {
@@ -23,17 +24,6 @@ FileHandle CreateBeside(const std::wstring& path) {
   return file;
 }
 
-bool Write(HANDLE file, std::string_view bytes) {
-  constexpr std::size_t kMost = 1 << 24;
-  DWORD written = 0;
-  for (; !bytes.empty(); bytes.remove_prefix(written))
-    if (!WriteFile(file, bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kMost)), &written,
-                   nullptr) ||
-        written == 0)
-      return false;
-  return true;
-}
-
 // By its handle: nobody can put another file under the new name in between.
 bool Rename(HANDLE file, const std::wstring& path) {
   const std::size_t length = path.size() * sizeof(wchar_t);
@@ -48,13 +38,29 @@ bool Rename(HANDLE file, const std::wstring& path) {
 
 }  // namespace
 
-bool ReplaceFileContent(const std::wstring& path, std::string_view bytes) {
-  const FileHandle file = CreateBeside(path);
-  if (!file) return false;
-  if (Write(file.Get(), bytes) && Rename(file.Get(), path)) return true;
+NewFile::NewFile(std::wstring path) : path_(std::move(path)), file_(CreateBeside(path_)) {}
+
+NewFile::~NewFile() {
+  if (!file_) return;
   FILE_DISPOSITION_INFO disposition{TRUE};
-  SetFileInformationByHandle(file.Get(), FileDispositionInfo, &disposition, sizeof(disposition));
-  return false;
+  SetFileInformationByHandle(file_.Get(), FileDispositionInfo, &disposition, sizeof(disposition));
+}
+
+bool NewFile::Write(std::string_view bytes) {
+  constexpr std::size_t kMost = 1 << 24;
+  DWORD written = 0;
+  for (; !bytes.empty(); bytes.remove_prefix(written))
+    if (!WriteFile(file_.Get(), bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kMost)), &written,
+                   nullptr) ||
+        written == 0)
+      return false;
+  return true;
+}
+
+bool NewFile::Finish() {
+  if (!file_ || !Rename(file_.Get(), path_)) return false;
+  file_.Reset();
+  return true;
 }
 
 }  // namespace varnel::tool

@@ -1,8 +1,11 @@
 #include "page.h"
 
 #include "console.h"
+#include "text.h"
 
 #include <windows.h>
+
+#include <utility>
 
 namespace varnel::tool {
 namespace {
@@ -14,18 +17,42 @@ std::string_view Template() {
   return {static_cast<const char*>(LockResource(loaded)), SizeofResource(nullptr, resource)};
 }
 
+constexpr std::string_view kPlace = "id=\"data\">";
+
+Failure CannotBeWritten(const std::wstring& path) {
+  return Failure(Printable(path) +
+                 ": the page cannot be written; name a file in a folder that this account may write to");
+}
+
 }  // namespace
 
-std::string PageOf(std::string_view jsonList) {
-  constexpr std::string_view kPlace = "id=\"data\">";
+PageFile::PageFile(std::wstring path) : path_(path), file_(std::move(path)) {
   const std::string_view page = Template();
-  const std::size_t data = page.find(kPlace) + kPlace.size();
-  std::string filled(page.substr(0, data));
-  filled.reserve(page.size() + jsonList.size() + jsonList.size() / 8);
-  // In JSON this character stands in texts only; escaped, no text can end the script that holds them.
-  for (const char c : jsonList) c == '<' ? filled += "\\u003c" : filled += c;
-  filled += page.substr(page.find("</script>", data));
-  return filled;
+  Write(page.substr(0, page.find(kPlace) + kPlace.size()));
+  Write("[");
+}
+
+void PageFile::Add(std::string_view event) {
+  if (std::exchange(hasEvents_, true)) Write(",\n");
+  Write(event);
+}
+
+void PageFile::Finish() {
+  const std::string_view page = Template();
+  Write("]");
+  Write(page.substr(page.find("</script>", page.find(kPlace))));
+  Flush();
+  if (!file_.Finish()) throw CannotBeWritten(path_);
+}
+
+void PageFile::Write(std::string_view bytes) {
+  part_ += bytes;
+  if (part_.size() > 65'536) Flush();
+}
+
+void PageFile::Flush() {
+  if (!file_.Write(part_)) throw CannotBeWritten(path_);
+  part_.clear();
 }
 
 }  // namespace varnel::tool

@@ -7,23 +7,33 @@
 #include "event_json.h"
 #include "event_text.h"
 #include "events/report_rules.h"
-#include "new_file.h"
 #include "page.h"
 #include "text.h"
 
 #include <windows.h>
 
 #include <map>
+#include <optional>
 #include <set>
 
 namespace varnel::tool {
 namespace {
 
 constexpr DWORD kPollMilliseconds = 250;
+constexpr std::size_t kPart = 65'536;
+
+// Collected lines outlive the folder that the user is in.
+std::wstring FullPath(const std::wstring& path) {
+  std::wstring full(32'768, L'\0');
+  full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
+  return full.empty() ? path : full;
+}
 
 class Show {
  public:
-  explicit Show(const ShowOptions& options) : options_(options) {}
+  explicit Show(const ShowOptions& options) : options_(options) {
+    if (!options.page.empty()) page_.emplace(FullPath(ToWide(options.page)));
+  }
 
   // Shows what has not been shown yet in these places.
   void Once(const std::vector<std::wstring>& paths) {
@@ -45,8 +55,9 @@ class Show {
     std::erase_if(unfinished_, [&present](const auto& entry) { return !present.contains(entry.first); });
   }
   [[nodiscard]] Status Result() const { return status_; }
-  // A JSON list of the events, for the page.
-  [[nodiscard]] std::string Events() const { return "[" + list_ + "]"; }
+  void FinishPage() {
+    if (page_) page_->Finish();
+  }
 
  private:
   std::vector<ListedFile> List(const std::wstring& path) {
@@ -79,27 +90,28 @@ class Show {
     if (read.isGone) return;  // whoever the file was for has taken it
     if (read.state != FileState::kWhole)
       return PassOver(file, read.state == FileState::kUnreadable ? kFailed : kFound, read.fault.text);
-    if (!IsEventDocument(read.root)) return PassOver(file, kFound, "no event document");
-    ShowDocument(ToUtf8(file.path), std::move(read.root));
+    const auto document = DescribeDocument(ToUtf8(file.path), reader_.Tree().Root());
+    if (!document) return PassOver(file, kFound, "no event document");
+    ShowDocument(*document);
   }
-  void ShowDocument(const std::string& path, Element root) {
-    if (options_.tree) return Add(ElementTree(path, root));
-    const EventDocument document = DescribeDocument(path, std::move(root));
-    if (!options_.json && options_.page.empty()) return Add(EventLines(document));
-    for (std::size_t i = 0; i < document.events.size(); ++i) {
-      if (options_.json)
-        Add(EventJson(document, i) + "\n");
-      else
-        list_ += (list_.empty() ? "" : ",\n") + EventJson(document, i);
-    }
+  void ShowDocument(const EventDocument& document) {
+    const Sink add = [this](std::string_view text) { Add(text); };
+    if (options_.tree) return ListElements(document, add);
+    if (page_)
+      return WriteEvents(document, JsonUse::kPage, [this](std::string_view line) { page_->Add(line); });
+    if (!options_.json) return ListEvents(document, add);
+    WriteEvents(document, JsonUse::kData, [this](std::string_view line) {
+      Add(line);
+      Add("\n");
+    });
   }
-  void Add(const std::string& text) {
+  void Add(std::string_view text) {
     output_ += text;
-    if (output_.size() > 65'536) Flush();
+    if (output_.size() > kPart) Flush();
   }
   void PassOver(const ListedFile& file, Status status, const std::string& why) {
     Flush();
-    PrintError(Printable(file.path) + ": " + why);
+    PrintError(Printable(file.path) + ": " + Shortened(why));
     status_ = std::max(status_, status);
   }
   void Flush() {
@@ -110,20 +122,13 @@ class Show {
   const ShowOptions& options_;
   EventFileReader reader_;
   std::string output_;
-  std::string list_;
+  std::optional<PageFile> page_;
   Status status_ = kDone;
   bool allListed_ = true;
   std::set<std::wstring> seen_;
   std::map<std::wstring, std::uint64_t> unfinished_;  // with the size that they had
   std::set<std::wstring> complaints_;
 };
-
-// Collected lines outlive the folder that the user is in.
-std::wstring FullPath(const std::wstring& path) {
-  std::wstring full(32'768, L'\0');
-  full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
-  return full.empty() ? path : full;
-}
 
 // Of the command line, or else the folders of this machine's agent and server.
 std::vector<std::wstring> Places(const ShowOptions& options) {
@@ -139,16 +144,10 @@ std::vector<std::wstring> Places(const ShowOptions& options) {
   return paths;
 }
 
-void WritePage(const std::string& path, const std::string& events) {
-  if (!ReplaceFileContent(FullPath(ToWide(path)), PageOf(events)))
-    throw Failure(Printable(path) +
-                  ": the page cannot be written; name a file in a folder that this account may write to");
-}
-
 void ShowAll(const ShowOptions& options, Show& show) {
   const std::vector<std::wstring> paths = Places(options);
   show.Once(paths);
-  if (!options.page.empty()) WritePage(options.page, show.Events());
+  show.FinishPage();
   for (; options.follow; show.Once(paths)) Sleep(kPollMilliseconds);
 }
 

@@ -1,56 +1,169 @@
 #pragma once
 
-#include "base/com_ptr.h"
-#include "base/handles.h"
-#include "xml_scan.h"
+#include "utf8.h"
 
-#include <optional>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
-
-struct IXmlReader;
 
 namespace varnel::tool {
 
-using Attributes = std::vector<std::pair<std::string, std::string>>;
+class Element;
 
-// An element of a file, in UTF-8.
-struct Element {
-  std::string name;
-  bool inNamespace = false;
-  std::string text;  // all of it; without the blanks behind a child
-  Attributes attributes;
-  std::vector<Element> children;
-  Place place;
-  std::optional<Place> lateText;  // text behind a child
-  // Whether it has this name and no namespace, as everything has that is the library's own.
-  [[nodiscard]] bool Is(std::string_view wanted) const { return !inNamespace && name == wanted; }
+// From 1. A column counts UTF-16 units.
+struct Place {
+  std::size_t line = 1;
+  std::size_t column = 1;
 };
 
-[[nodiscard]] bool IsBlank(std::string_view text);
-
-struct XmlFile {
-  FileState state = FileState::kWhole;
-  Element root;  // when it is whole
-  Fault fault;   // when it is not
-};
-
-// The system's XML reader. Not synchronised.
-class XmlParser {
+// The elements of a document, in the order of their start tags. A file's texts stay where they are: a tree
+// takes 28 bytes for an element, 16 for an attribute, and the texts that the file writes in another form.
+// Texts must not be used any longer than the file's bytes and the tree.
+class XmlTree {
  public:
-  // Throws Failure when the system has none.
-  XmlParser();
-  ~XmlParser();
-  XmlParser(const XmlParser&) = delete;
-  XmlParser& operator=(const XmlParser&) = delete;
-  // Of a file's bytes, with or without a byte-order mark.
-  [[nodiscard]] XmlFile Parse(std::string_view utf8);
+  // `file` without a byte-order mark, at most 4 GB with all that is decoded.
+  explicit XmlTree(std::string_view file = {}) : file_(file) {}
+  // Of a document that is whole.
+  [[nodiscard]] Element Root() const;
+  // Of an offset in the file, also when the document is not whole. Takes time in proportion to it.
+  [[nodiscard]] Place PlaceOf(std::size_t offset) const;
 
  private:
-  LoadedLibrary library_;
-  ComPtr<IXmlReader> reader_;
+  friend class Element;
+  friend class XmlReader;
+  struct Slice {
+    std::uint32_t at = 0;  // from file_.size() on in decoded_
+    std::uint32_t length = 0;
+  };
+  struct ElementNode {
+    Slice name;
+    Slice text;
+    std::uint32_t end = 0;              // index behind the last element within this one
+    std::uint32_t lateText = 0;         // offset in the file of the text behind a child; 0: none
+    std::uint32_t attributes : 31 = 0;  // index of the first; they end where those of the next element begin
+    std::uint32_t inNamespace : 1 = 0;  // that is declared without a prefix
+  };
+  struct AttributeNode {
+    Slice name;
+    Slice value;
+  };
+  [[nodiscard]] std::string_view View(Slice slice) const {
+    if (slice.at < file_.size()) return file_.substr(slice.at, slice.length);
+    return std::string_view(decoded_).substr(slice.at - file_.size(), slice.length);
+  }
+
+  std::string_view file_;
+  std::string decoded_;
+  std::deque<ElementNode> elements_;  // a deque never holds a second copy of all while it grows
+  std::deque<AttributeNode> attributes_;
 };
+
+// Two iterators, for a range-based for loop.
+template <class Iterator>
+class Range {
+ public:
+  Range(Iterator first, Iterator last) : first_(first), last_(last) {}
+  [[nodiscard]] Iterator begin() const { return first_; }
+  [[nodiscard]] Iterator end() const { return last_; }
+  [[nodiscard]] bool empty() const { return !(first_ != last_); }
+
+ private:
+  Iterator first_, last_;
+};
+
+// An element of a tree, as a value that is cheap to copy.
+class Element {
+ public:
+  // Name and value.
+  using Attribute = std::pair<std::string_view, std::string_view>;
+  class AttributeIterator;
+  class ChildIterator;
+
+  Element(const XmlTree& tree, std::size_t index) : tree_(&tree), index_(static_cast<std::uint32_t>(index)) {}
+  bool operator==(const Element&) const = default;
+
+  // With its prefix.
+  [[nodiscard]] std::string_view Name() const { return tree_->View(Node().name); }
+  // True if it has this name and no namespace, as everything has that is the library's own.
+  [[nodiscard]] bool Is(std::string_view wanted) const { return !Node().inNamespace && Name() == wanted; }
+  // All of it, but for runs of blanks behind a child.
+  [[nodiscard]] std::string_view Text() const { return tree_->View(Node().text); }
+  // In their order; without declarations of namespaces.
+  [[nodiscard]] Range<AttributeIterator> Attributes() const;
+  [[nodiscard]] Range<ChildIterator> Children() const;
+  // Offset of its name in the file.
+  [[nodiscard]] std::size_t Offset() const { return Node().name.at; }
+  // Offset of the first text behind a child; 0 when there is none.
+  [[nodiscard]] std::size_t LateText() const { return Node().lateText; }
+  // Offset in the file of the name of the last element within this one, or of its own.
+  [[nodiscard]] std::size_t LastOffset() const { return tree_->elements_[Node().end - 1].name.at; }
+
+ private:
+  [[nodiscard]] const XmlTree::ElementNode& Node() const { return tree_->elements_[index_]; }
+
+  const XmlTree* tree_;
+  std::uint32_t index_;
+};
+
+class Element::AttributeIterator {
+ public:
+  AttributeIterator(const XmlTree& tree, std::size_t index) : tree_(&tree), index_(index) {}
+  [[nodiscard]] Attribute operator*() const {
+    const XmlTree::AttributeNode& node = tree_->attributes_[index_];
+    return {tree_->View(node.name), tree_->View(node.value)};
+  }
+  AttributeIterator& operator++() { return ++index_, *this; }
+  bool operator!=(const AttributeIterator& other) const { return index_ != other.index_; }
+
+ private:
+  const XmlTree* tree_;
+  std::size_t index_;
+};
+
+class Element::ChildIterator {
+ public:
+  explicit ChildIterator(Element element) : element_(element) {}
+  [[nodiscard]] Element operator*() const { return element_; }
+  ChildIterator& operator++() {
+    element_.index_ = element_.Node().end;
+    return *this;
+  }
+  bool operator!=(const ChildIterator& other) const { return element_.index_ != other.element_.index_; }
+
+ private:
+  Element element_;
+};
+
+inline Element XmlTree::Root() const {
+  return {*this, 0};
+}
+
+inline Place XmlTree::PlaceOf(std::size_t offset) const {
+  Place place;
+  for (const char byte : file_.substr(0, offset)) {
+    if (byte == '\n')
+      place = {place.line + 1, 1};
+    else if (!ContinuesUtf8(byte))
+      place.column += static_cast<unsigned char>(byte) >= 0xF0 ? 2 : 1;
+  }
+  return place;
+}
+
+inline Range<Element::AttributeIterator> Element::Attributes() const {
+  const bool isLast = index_ + 1 == tree_->elements_.size();
+  const std::size_t end = isLast ? tree_->attributes_.size() : tree_->elements_[index_ + 1].attributes;
+  return {{*tree_, Node().attributes}, {*tree_, end}};
+}
+
+inline Range<Element::ChildIterator> Element::Children() const {
+  return {ChildIterator({*tree_, index_ + 1U}), ChildIterator({*tree_, Node().end})};
+}
+
+[[nodiscard]] inline bool IsBlank(std::string_view text) {
+  return text.find_first_not_of(" \t\r\n") == text.npos;
+}
 
 }  // namespace varnel::tool

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "xml_tree.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace varnel::tool {
+
+enum class FileState { kWhole, kUnfinished, kBroken, kUnreadable };
+
+struct Fault {
+  std::size_t at = 0;  // offset in the file
+  std::string text;
+};
+
+struct XmlVerdict {
+  FileState state = FileState::kWhole;
+  Fault fault;  // when it is not whole
+};
+
+// Reads a document: XML 1.0 with namespaces, in UTF-8, without a document type, at most 256 elements deep,
+// with at most 2,000,000 elements and attributes. Unfinished is what could become whole with more bytes; of
+// all others the fault is the first one. The tree is the document's when it is whole. Takes time in
+// proportion to the bytes, whatever they are.
+[[nodiscard]] XmlVerdict ReadXml(std::string_view utf8, XmlTree& tree);
+
+}  // namespace varnel::tool
