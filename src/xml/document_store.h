@@ -28,8 +28,8 @@ struct DocumentStore {
       needsConversion |= name.needsConversion;
     }
   };
-  // The attributes of elements that have many, by element and name. Ordered, not hashed: whoever chooses the
-  // names must not choose how long a look takes.
+  // Attributes of elements that have many, by element and name. Ordered, not hashed: no choice of names makes
+  // lookups slow.
   using AttributeIndex = std::map<std::pair<const NodeContainer*, std::wstring_view>, Attribute*>;
 
   Arena arena;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kMarkup = LengthOf("<></>");
 
-// Puts "<", ">", "</" and ">" around the two copies of the name, which follow each other with room for that.
+// Puts "<", ">", "</" and ">" around the two copies of the name.
 constexpr void PutTags(char* tags, std::size_t length) noexcept {
   char* const endTag = tags + length + LengthOf("<>");
   tags[0] = '<';

@@ -5,7 +5,7 @@
 namespace AdvXMLParser {
 namespace {
 
-// From how many attributes on an element has them in the document's index. Below, comparing costs less.
+// An element with more attributes than this has them in the document's index; comparing fewer is cheaper.
 constexpr std::uint32_t kManyAttributes = 16;
 
 // Longer than the text: whole blocks are read.
@@ -14,13 +14,13 @@ constexpr StoredName kNoName{.name = L"", .tags = kNoTags, .length = 0, .utf8Len
 
 // Views go from function to function by reference here: by value, x64 Windows copies them each time.
 
-// A node that is still to be made, and its text behind it.
+// Memory for a node that is still to be constructed, followed by its text.
 struct StoredText {
   char* memory;
   std::size_t bytes;  // of the text
 };
 
-// The same for a text that is not plain, in the place of what has been allocated for a plain one.
+// Stores a text that is not plain; replaces the piece `memory`, which has been allocated for a plain one.
 StoredText StoreSpecial(DocumentStore& store, char* memory, std::size_t nodeSize,
                         const std::wstring_view& text, Form form) {
   constexpr std::size_t kShort = 128;
@@ -45,7 +45,7 @@ StoredText StoreSpecial(DocumentStore& store, char* memory, std::size_t nodeSize
   return {memory, bytes};
 }
 
-// Allocates that many bytes for a node and stores the text behind them.
+// Allocates `nodeSize` bytes for a node and stores the text directly after them.
 StoredText StoreText(DocumentStore& store, std::size_t nodeSize, const std::wstring_view& text, Form form) {
   if (text.size() > kLongestText) throw std::bad_alloc();
   auto* const memory = static_cast<char*>(store.arena.Allocate(nodeSize + text.size()));

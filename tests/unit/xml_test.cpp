@@ -65,8 +65,8 @@ TEST(Blocks, LengthIsThatOfTheCLibraryWhereverTheTextLies) {
     }
 }
 
-// Of every length up to and beyond what is converted at once, in memory that is nearly used up or that it
-// gets for itself alone.
+// Texts shorter and longer than the buffer for conversion, in a shared chunk of the arena and in chunks of
+// their own.
 TEST(Document, LongTextsAreStoredWhateverMustBeReplaced) {
   Document document(L"R");
   std::wstring expected;
@@ -80,7 +80,7 @@ TEST(Document, LongTextsAreStoredWhateverMustBeReplaced) {
   EXPECT_TRUE(HasBytesOfTheSystem(document));
 }
 
-// Whoever chooses the names, also names that share a bucket of the name table, must not choose the time.
+// The names all share one bucket of the name table: comparing each with each would take minutes.
 TEST(Document, ManyAttributesAreFoundInOrderAndInTime) {
   constexpr int kCount = 20'000;
   Document document(L"R");
