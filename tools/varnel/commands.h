@@ -17,7 +17,7 @@ struct DoctorOptions {
   bool asJson = false;
   bool write = false;
   bool repairTrace = false;  // see RepairTrace; nothing else is then done
-  std::string dll;  // of the trial report; empty: the registered class
+  std::string dll;           // of the trial report; empty: the registered class
   int seconds = 10;
   std::uint64_t backlogFiles = 1000;
   std::uint64_t backlogMinutes = 60;

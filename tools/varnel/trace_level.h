@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/registry.h"
-#include "checks.h"
+#include "doctor_checks.h"
 
 #include <optional>
 #include <vector>
