@@ -31,7 +31,6 @@
 #include <wincrypt.h>
 #include <wintrust.h>
 #include <ws2tcpip.h>
-#include <xmllite.h>
 
 #include <algorithm>
 #include <array>
