@@ -13,6 +13,8 @@ COM = ROOT / "src/com"
 ATTRIBUTES = r"\[(?P<attributes>[^\]]*(?:\([^)]*\)[^\]]*)*)\]\s*"
 METHOD = re.compile(r"\[id\((\d+)\)?[^\]]*\]\s*HRESULT (\w+)\(([^;]*)\);")
 PARAMETER = re.compile(r"\[(in|out)\] ([\w ]+?\**) ?(\w+)$")
+STANDARD_RESULTS = {"E_FAIL": "0x80004005", "E_OUTOFMEMORY": "0x8007000E", "REGDB_E_CLASSNOTREG": "0x80040154",
+                    "CO_E_NOTINITIALIZED": "0x800401F0"}
 # As the type library's own registration has them, for the interfaces that are called through it.
 PROXY_OF_DUAL = "{00020424-0000-0000-C000-000000000046}"
 PROXY_OF_DISPATCH = "{00020420-0000-0000-C000-000000000046}"
@@ -167,3 +169,20 @@ def results():
     if not found:
         sys.exit("result codes: not understood")
     return found
+
+
+def described_results():
+    """Number, meaning and remedy of each result that include/varnel/varnel.h has words for, and those for all others."""
+    text = (ROOT / "include/varnel/varnel.h").read_text()
+    numbers = STANDARD_RESULTS | dict(results())
+    words = r'((?:L"(?:[^"\\]|\\.)*"\s*)+)'
+
+    def joined(literals):
+        return re.sub(r"\\(.)", r"\1", "".join(re.findall(r'L"((?:[^"\\]|\\.)*)"', literals)))
+
+    entries = re.findall(r"\{(\w+),\s*\{" + words + r",\s*" + words + r"\}\}", text)
+    if {name for name, _, _ in entries} != set(numbers):
+        sys.exit("words of the result codes: not understood")
+    unknown = only(r"unknown = \{\s*" + words + r",\s*" + words + r"\};", text, "words of other results")
+    return ([(numbers[name], joined(meaning), joined(remedy)) for name, meaning, remedy in entries],
+            tuple(map(joined, unknown.groups())))
