@@ -1,0 +1,3 @@
+module varnel
+
+go 1.19

@@ -1,0 +1,7 @@
+module talk
+
+go 1.19
+
+require varnel v1.0.0
+
+replace varnel => ../../../interop/go
