@@ -141,6 +141,7 @@ ReportText ParseReport(std::string_view json) {
     if (key != "events") place.Refuse("not known");
     place.Items([&](const Place& item) { TakeEvent(report.events.emplace_back(), item); });
   });
+  if (report.events.empty()) throw Failure("/events: at least one event is wanted");
   return report;
 }
 
