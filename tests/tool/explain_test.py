@@ -22,7 +22,8 @@ class Explain(ToolTest):
     def test_codes_have_the_words_of_the_integration_page(self):
         rows = ROW.findall((ROOT / "docs/integration.md").read_text(encoding="utf-8"))
         self.assertEqual(23, len(rows))
-        for code, name, meaning, remedy in rows:
+        known = {row[0]: row for row in reversed(rows)}  # of two tables the first one counts, which is varnel.h's
+        for code, name, meaning, remedy in known.values():
             words = json.loads(self.varnel("explain", "--json", "--code", code)[0])
             self.assertTrue(words["name"])
             self.assertEqual([code, name or words["name"], meaning, remedy], list(words.values()))
