@@ -43,7 +43,7 @@ else()
   target_compile_definitions(varnel_options INTERFACE NDEBUG)
   target_compile_options(varnel_options INTERFACE
     "$<$<COMPILE_LANGUAGE:CXX>:-O2;-ffunction-sections;-fdata-sections;-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>")
-  # For the library itself, which defines the guard (src/com/stack_guard.cpp); ssp has the checked forms of memcpy and
+  # For the library itself, which defines the guard (src/runtime/stack_guard.cpp); ssp has the checked forms of memcpy and
   # its like.
   set(VARNEL_GUARDS -fstack-protector-strong -D_FORTIFY_SOURCE=2)
   set(VARNEL_GUARD_LIBRARY ssp)

@@ -23,7 +23,7 @@ NEVER_IMPORTED = {
     "*.dll getenv": "lets the host's environment choose what the runtime does",
     "*.dll AddVectored*": "hooks the whole process, and outlives the library",
     "*.dll SetUnhandledExceptionFilter": "hooks the whole process",
-    "*.dll [TF]lsAlloc": "is not given back: the runtime's slots are taken by src/com/compiler_runtime.cpp",
+    "*.dll [TF]lsAlloc": "is not given back: the runtime's slots are taken by src/runtime/compiler_runtime.cpp",
 }
 # Everything else that a file imports, Windows looks for in the program's folder first. These are the names under
 # HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\KnownDLLs that Windows 7, 10 and 11 have in common; ntdll.dll is in

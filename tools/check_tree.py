@@ -18,12 +18,13 @@ LAYERS = {
     "probes": {"base", "logging"},
     "protection": {"varnel", "base", "logging", "settings"},
     "events": {"varnel", "base", "xml", "logging", "settings", "probes", "protection"},
-    "com": {"varnel", "base", "settings", "events"},
+    "com": {"varnel", "base", "events"},
+    "runtime": {"base", "settings", "com"},
 }
 # Rules that fuzzers and sanitizers build on the host.
 PORTABLE = {"xml/arena", "xml/blocks", "xml/compact_writer", "xml/document", "xml/document_store", "xml/names", "xml/node", "xml/text_form", "xml/tree",
             "xml/walk", "xml/whitespace", "xml/write_context", "settings/disabled_event_list",
-            "probes/os_name_rule", "probes/adapter_table", "com/registration_script", "com/load_restriction"}
+            "probes/os_name_rule", "probes/adapter_table", "com/registration_script", "runtime/load_restriction"}
 # Headers for their own folder.
 PRIVATE = {"settings/registry_text", "settings/disabled_event_list"}
 MAX_LINES = {".h": 300, ".cpp": 400}

@@ -74,7 +74,7 @@ class Scripts(unittest.TestCase):
                 self.assertEqual(has_passed, self.run_script(RUN_GTEST, "sh", "-c", program)[0] == 0)
 
     def test_a_compiler_whose_runtime_would_end_the_host_is_refused(self):
-        compile_runtime = ["-std=c++20", "-fsyntax-only", "-I", "src", "src/com/compiler_runtime.cpp"]
+        compile_runtime = ["-std=c++20", "-fsyntax-only", "-I", "src", "src/runtime/compiler_runtime.cpp"]
         status, output = self.run_script("x86_64-w64-mingw32-g++-posix", *compile_runtime)
         self.assertNotEqual(0, status)
         self.assertIn("needs the win32 thread model: x86_64-w64-mingw32-g++-win32", output)

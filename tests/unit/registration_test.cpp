@@ -1,5 +1,5 @@
 #include "base/handles.h"
-#include "com/load_restriction.h"
+#include "runtime/load_restriction.h"
 #include "com/registrar.h"
 #include "support/registry_sandbox.h"
 #include "support/text.h"

@@ -1,9 +1,8 @@
-// The stack guard of the product: this file defines what the compiler's -fstack-protector and the checked
-// functions of the C runtime refer to.
+// Defines the symbols that -fstack-protector and the checked functions of the C runtime refer to.
 //
-// The compiler's own library for it opens a system cryptography provider while the loader lock is held, which
-// loads libraries that are searched in the host's folder first. These definitions keep it out. Nothing here
-// may use the runtime, or be guarded itself: it runs before anything else at load.
+// The compiler's own library opens a cryptography provider of Windows while the loader lock is held, which
+// loads libraries that Windows looks for in the host's folder first. This code runs before everything else at
+// load: it must not use the runtime, and must not be guarded itself. docs/runtime.md lists the symbols.
 
 #if defined(__GNUC__)
 
@@ -20,11 +19,11 @@ __attribute__((noreturn)) void __chk_fail();
 
 std::uintptr_t __stack_chk_guard = 0xFF0A0D00;
 
-// Ends the process at once, as Windows does it for its own guards: the stack can no longer be trusted.
+// Ends the process at once, as Windows does for its own guards, because the stack is corrupt.
 void __stack_chk_fail() {
   constexpr unsigned kStackCookieCheckFailure = 2;
   constexpr UINT kStackBufferOverrun = 0xC0000409;
-  // Elsewhere it would be an exception, dispatched over the very stack that is broken.
+  // Without the feature this would raise an exception, which would be dispatched on the corrupt stack.
   if (IsProcessorFeaturePresent(PF_FASTFAIL_AVAILABLE))
     asm volatile("int $0x29" : : "c"(kStackCookieCheckFailure));
   TerminateProcess(GetCurrentProcess(), kStackBufferOverrun);
@@ -38,7 +37,7 @@ void __chk_fail() {
 
 namespace {
 
-// Every bit of the result depends on every bit of both.
+// Mixes `more` into `state`: every bit of the result depends on every bit of both.
 std::uint64_t Mix(std::uint64_t state, std::uint64_t more) noexcept {
   constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15;
   state = (state ^ more) * kFactor;
@@ -46,7 +45,7 @@ std::uint64_t Mix(std::uint64_t state, std::uint64_t more) noexcept {
   return state ^ state >> 29;
 }
 
-// Of the processor's own random numbers; 0 when it has none.
+// Returns a random number of the processor, or 0 if it has none.
 __attribute__((target("rdrnd"))) unsigned RandomNumber() noexcept {
   unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
   if (!__get_cpuid(1, &eax, &ebx, &ecx, &edx) || (ecx & bit_RDRND) == 0) return 0;
@@ -56,8 +55,8 @@ __attribute__((target("rdrnd"))) unsigned RandomNumber() noexcept {
   return number;
 }
 
-// What differs from process to process: chance, time, identity, and where the system has put stack and
-// library.
+// Seeds the guard from what differs between processes: a random number, times, identifiers and the addresses
+// of the stack and this library.
 __attribute__((constructor(101))) void SeedStackGuard() noexcept {
   FILETIME time;
   GetSystemTimeAsFileTime(&time);
@@ -74,7 +73,7 @@ __attribute__((constructor(101))) void SeedStackGuard() noexcept {
                                    reinterpret_cast<std::uintptr_t>(&SeedStackGuard)};
   std::uint64_t seed = 0;
   for (const std::uint64_t source : sources) seed = Mix(seed, source);
-  // The lowest byte stays zero: a text that runs over its end cannot write it.
+  // The lowest byte is zero, so that an overrunning text cannot write the guard's value.
   __stack_chk_guard = static_cast<std::uintptr_t>(seed) << 8;
 }
 

@@ -1,4 +1,4 @@
-#include "com/load_restriction.h"
+#include "runtime/load_restriction.h"
 
 #include "base/ascii_case.h"
 

@@ -1,8 +1,9 @@
-// What the compiler's statically linked runtime asks of the process is answered here, so that nothing of it
-// stays behind when the library is unloaded, and nothing comes along that is not needed. But for what throws,
-// all of this runs inside the runtime's start-up as well, so it uses nothing of the C++ runtime itself.
+// Replaces functions of the compiler's statically linked runtime, so that it leaves nothing in the process
+// when the library is unloaded, and brings no code that is not needed. docs/runtime.md lists each symbol with
+// its reason. Except for the functions that throw, this code also runs during the runtime's start-up, so it
+// must not use the C++ runtime.
 
-#include "com/compiler_runtime.h"
+#include "runtime/compiler_runtime.h"
 
 #if defined(__GNUC__)
 
@@ -10,6 +11,7 @@
 #include <cxxabi.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdlib>
 #include <exception>
 #include <new>
@@ -26,16 +28,16 @@
 namespace __gnu_cxx {
 void __freeres();  // frees the emergency exception pool
 
-// What std::terminate runs. The C++ library's own handler names the exception's type first, which takes a
-// demangler that would be an eighth of this library.
+// Called by std::terminate. The C++ library's own handler prints the exception's type, and its demangler
+// would be an eighth of this library.
 __attribute__((noreturn)) void __verbose_terminate_handler();
 void __verbose_terminate_handler() {
   std::abort();
 }
 }  // namespace __gnu_cxx
 
-// What the C++ library's headers call when they cannot go on. Its own definitions make texts that nobody
-// reads here, with strings of a kind that is otherwise not used: a fifth of this library.
+// Called by the C++ library's headers on errors. Its own definitions build messages with another string
+// class, a fifth of this library.
 namespace std {
 void __throw_bad_alloc() {
   throw bad_alloc();
@@ -62,8 +64,8 @@ Function* KernelFunction(const char* name) noexcept {
   return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(kernel, name)));
 }
 
-// What the runtime takes and never gives back is remembered: a host that loads and unloads the library a
-// thousand times would run out of it.
+// Remembers resources that the runtime never frees. A host that loads and unloads the library a thousand
+// times would run out of them.
 template <class Resource>
 class Taken {
  public:
@@ -92,7 +94,7 @@ DWORD WINAPI TakeSlot() {
   return slot;
 }
 
-// Of the mutexes inside libgcc; those of the C++ library are the functions below.
+// Creates the semaphores of the mutexes in libgcc. The C++ library's mutexes are replaced below.
 HANDLE WINAPI MakeSemaphore(SECURITY_ATTRIBUTES* attributes, LONG count, LONG most, const wchar_t* name) {
   using Make = HANDLE WINAPI(SECURITY_ATTRIBUTES*, LONG, LONG, const wchar_t*);
   const HANDLE semaphore = KernelFunction<Make>("CreateSemaphoreW")(attributes, count, most, name);
@@ -100,24 +102,25 @@ HANDLE WINAPI MakeSemaphore(SECURITY_ATTRIBUTES* attributes, LONG count, LONG mo
   return semaphore;
 }
 
-// What the runtime keeps of a thread's exceptions, in the form that the ABI gives it. Its own record is made
-// when a thread throws for the first time, and ends the process when there is no memory for it: which is why
-// the thread throws.
+// A thread's record of exceptions, with the layout of __cxa_eh_globals in the C++ ABI. The runtime allocates
+// its own on a thread's first throw and ends the process if it cannot, and lack of memory is the usual reason
+// to throw.
 struct ExceptionRecord {
   void* caught;
   unsigned uncaught;
 };
 struct SpareRecord {
-  std::atomic<DWORD> thread{0};  // whose it is, for good
+  std::atomic<DWORD> thread{0};  // the thread that has it, until the library is unloaded; 0: free
   ExceptionRecord record{};
 };
+static_assert(sizeof(ExceptionRecord) == 2 * sizeof(void*) &&
+              offsetof(ExceptionRecord, uncaught) == sizeof(void*));
 constinit SpareRecord g_spareRecords[64];
 constinit std::atomic<DWORD> g_recordSlot{TLS_OUT_OF_INDEXES};
 
 extern "C" int __mingwthr_key_dtor(DWORD key, void (*destroy)(void*));  // called for a thread that ends
 
-// The slot outlives the record: whoever asks once more, at the end of the thread or of the library, gets a
-// new one.
+// Clears the slot first: the runtime may ask again while the thread exits, and must not get freed memory.
 void FreeRecord(void* record) {
   TlsSetValue(g_recordSlot, nullptr);
   std::free(record);
@@ -166,13 +169,13 @@ extern "C" __cxa_eh_globals* __cxa_get_globals_fast() noexcept {
 }
 }  // namespace __cxxabiv1
 
-// The runtime calls the system through import pointers; defining them puts our functions in. On x86 their
-// names carry the call's decoration.
+// The runtime calls Windows through import pointers. Defining these pointers replaces the functions. On x86
+// their names have the decoration of stdcall.
 #if defined(__i386__)
 
-// The runtime looks for its own shared library in the process and registers our frames with that one if the
-// host has it. Our unwinder, which is linked in, would not find them, and the first exception would end the
-// process.
+// The runtime looks for libgcc_s_dw2-1.dll in the process and, if the host has loaded it, registers our
+// frames there. The unwinder that is linked into this library would not find them, and the first exception
+// would end the process.
 static HMODULE WINAPI FindModule(const char* name) {
   constexpr char kSharedRuntime[] = "libgcc_s_dw2-1.dll";
   if (name && lstrcmpiA(name, kSharedRuntime) == 0) return nullptr;
@@ -195,16 +198,18 @@ decltype(&MakeSemaphore) g_createSemaphoreImport = MakeSemaphore;
 #pragma clang diagnostic ignored "-Wmissing-prototypes"  // called by the runtime only
 #endif
 
-// The mutexes of the C++ library, under the names and with the types of the compiler's win32 thread model.
-// Its own need a semaphore each; a slim lock fits into the place of its handle. Later compilers have critical
-// sections there. Nothing more of that model is in use: code that asks for more, such as a local static that
-// needs a guard, does not link, or brings imports that tests/golden/binary.txt does not list.
+// The mutexes of the C++ library, with the names and the layout of the win32 thread model of GCC 12. The
+// original needs a semaphore for each; a slim lock fits into the place of its handle. GCC 13 and later have
+// critical sections instead. Code that needs more of the thread model, such as a local static with a guard,
+// does not link or brings imports that tests/golden/binary.txt does not list.
 extern "C" {
 
 struct GthreadMutex {
   long counter;
   SRWLOCK lock;
 };
+static_assert(sizeof(SRWLOCK) == sizeof(HANDLE) && alignof(GthreadMutex) == alignof(HANDLE),
+              "the lock takes the place of a semaphore's handle");
 void __gthr_win32_mutex_init_function(GthreadMutex* mutex) {
   mutex->lock = {};
 }
@@ -221,8 +226,8 @@ int __gthr_win32_mutex_unlock(GthreadMutex* mutex) {
 
 #else
 
-// In the place of the C runtime's getenv: the C++ library would let the host's GLIBCXX_TUNABLES choose the
-// size of our exception reserve.
+// Replaces getenv: the C++ library of GCC 13 and later would let the host's GLIBCXX_TUNABLES choose the size
+// of our exception pool.
 #if defined(__i386__)
 extern "C" char* NoVariable(const char*) asm("_getenv");
 #else
