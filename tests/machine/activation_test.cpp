@@ -67,6 +67,19 @@ TEST_F(Activation, ExampleOfTheIntegrationPageIsPartOfTheSample) {
   for (const auto& line : lines) EXPECT_THAT(sample, HasSubstr("\n" + line[1] + "\n"));
 }
 
+// The facts of the machine and the times are this machine's; everything else on the page is the file's.
+TEST_F(Activation, ExampleOfTheFormatPageIsWhatTheSampleWrites) {
+  const auto page = RegexMatches(ReadFacts("../docs/event-format.md"), "```xml\\n([^`]+)```");
+  ASSERT_EQ(1u, page.size());
+  EXPECT_EQ(0u, ChildProcess(L"" VARNEL_BIN "/report_event.exe").Wait(60'000));
+  const auto withoutFacts = [](const std::string& text) {
+    return RegexReplaced(
+        text, "<(MachineName|AgentGUID|IPAddress|OSName|UserName|TimeZoneBias|RawMACAddress|GMTTime)>[^<]*",
+        "<$1>");
+  };
+  EXPECT_EQ(withoutFacts(RegexReplaced(page[0][1], "\n *", "")), withoutFacts(TakeFiles(agentEvents)));
+}
+
 // The sample's own imports are not planted, so it is the library that would have loaded what runs.
 TEST_F(Activation, NothingInTheHostsFolderRuns) {
   const std::wstring host = folder.MakeFolder(L"host");

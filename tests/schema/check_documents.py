@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""check_documents.py --rows                     checks the schema of the event documents with the rows of rows.txt
+"""check_documents.py --rows                     checks the schema of the event documents with the rows of rows.txt, and the
+                                              example of docs/event-format.md with the schema
 check_documents.py --saved FOLDER ENTRY...    checks the documents that CTest entries have kept in FOLDER/ENTRY
 
 Prints each offence and returns 1 when there is one.
@@ -12,6 +13,7 @@ import tempfile
 
 HERE = pathlib.Path(__file__).resolve().parent
 SCHEMA = HERE.parent.parent / "schema/event-document.rng"
+PAGE = HERE.parent.parent / "docs/event-format.md"
 FILES_AT_A_TIME = 1000
 MESSAGES = 5  # the first ones of a file say enough
 
@@ -47,10 +49,15 @@ def document(report, fields):
     return report.replace(old, new)
 
 
+def one_line(text):
+    return "".join(map(str.strip, text.splitlines()))
+
+
 def offences_of_rows(folder):
-    report = "".join(map(str.strip, (HERE / "report.xml").read_text(encoding="utf-8").splitlines()))
+    report = one_line((HERE / "report.xml").read_text(encoding="utf-8"))
+    example = one_line(re.search("^```xml\n(.*?)^```", PAGE.read_text(encoding="utf-8"), re.M | re.S).group(1))
     expected = {}
-    for verdict, name, *fields in rows("rows.txt"):
+    for verdict, name, *fields in [*rows("rows.txt"), ["right", f"example of {PAGE.name}", example]]:
         path = folder / name
         if path.exists():
             raise SystemExit(f"two rows are called {name}")
