@@ -57,7 +57,7 @@ foreach(name CMakeLists.txt go.mod report_event.c report_event.cpp report_event.
 endforeach()
 install(FILES schema/event-document.rng DESTINATION schema)
 install(FILES CHANGELOG.md DESTINATION .)
-foreach(page quickstart integration event-format settings tool troubleshooting pipeline)
+foreach(page quickstart integration languages event-format settings tool troubleshooting pipeline)
   install(FILES docs/${page}.md DESTINATION docs)
 endforeach()
 install(FILES docs/pipeline/rsyslog.conf DESTINATION docs/pipeline)

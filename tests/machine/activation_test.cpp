@@ -59,10 +59,13 @@ TEST_F(Activation, ScriptReportsToTheAgentAndToTheServerAndReadsWhatWentWrong) {
               HasSubstr("Save: Varnel.OrbaEventInf FFFFFFD7 Save: the event file could"));
 }
 
-TEST_F(Activation, ExampleOfTheIntegrationPageIsPartOfTheSample) {
+TEST_F(Activation, ExampleOfTheLanguagesPageIsPartOfTheSample) {
   const std::string sample = ReadFacts("../samples/report_event.vbs");
-  const std::string page = ReadFacts("../docs/integration.md");
-  const auto lines = RegexMatches(page.substr(page.find("\n## Scripts")), "\n    ([^\n]+)");
+  const std::string page = ReadFacts("../docs/languages.md");
+  const std::size_t scripts = page.find("\n## Scripts");
+  ASSERT_NE(std::string::npos, scripts);
+  const std::size_t next = page.find("\n## ", scripts + 1);
+  const auto lines = RegexMatches(page.substr(scripts, next - scripts), "\n    ([^\n]+)");
   EXPECT_LT(5u, lines.size());
   for (const auto& line : lines) EXPECT_THAT(sample, HasSubstr("\n" + line[1] + "\n"));
 }
