@@ -4,15 +4,15 @@
 
 namespace varnel {
 
-// For log lines of what is left out without this identity.
+// For log lines about parts that are left out when the impersonation cannot be stopped.
 inline constexpr wchar_t kNoProcessIdentity[] = L"this thread cannot act for its process";
 
-// While it lives, the thread acts as its process and not as a client that it may impersonate. For what must
-// not depend on whom a host serves at the moment: a client has drive letters and rights of its own.
+// Stops the thread's impersonation during its lifetime. For work that must not depend on the user that the
+// host serves at the moment: an impersonated user has other drive letters and rights.
 class ProcessIdentity {
  public:
   ProcessIdentity() noexcept {
-    // The process may have no right to the token of a client, which has one itself.
+    // Tries with the user's rights first: the process may have no right to the user's token.
     if (Open(TRUE) || (error_ != ERROR_NO_TOKEN && Open(FALSE)))
       error_ = SetThreadToken(nullptr, nullptr) ? ERROR_SUCCESS : GetLastError();
     else if (error_ == ERROR_NO_TOKEN)
@@ -22,13 +22,12 @@ class ProcessIdentity {
   ProcessIdentity(const ProcessIdentity&) = delete;
   ProcessIdentity& operator=(const ProcessIdentity&) = delete;
 
-  // False when the system does not let the thread stop impersonating: Error() then tells why.
+  // False if the impersonation could not be stopped; Error() then returns the Win32 error code.
   explicit operator bool() const noexcept { return error_ == ERROR_SUCCESS; }
   DWORD Error() const noexcept { return error_; }
 
-  // Gives the client's identity back. False when the system refuses, which nothing but a lack of memory
-  // should bring about: the thread has its process's rights then, so the caller must not go on as if it had
-  // succeeded. The destructor tries once more.
+  // Impersonates the user again. Returns false if Windows refuses, which only a lack of memory should cause:
+  // the thread then still has the process's rights, so the caller must fail. The destructor tries again.
   [[nodiscard]] bool Restore() noexcept {
     if (!client_) return true;
     if (!SetThreadToken(nullptr, client_.Get())) return false;

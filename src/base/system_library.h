@@ -4,13 +4,13 @@
 
 namespace varnel {
 
-// Loads a library, and what that one needs, from the system's own folder only: a file of that name beside the
-// host program is not ours to run. `name` is the file's name without folder. Empty on failure. Loaded as the
-// process: a thread that cannot act for it loads nothing, and `*identityError`, 0 otherwise, is then the
-// system's error. Throws HResultError when the thread cannot act for its client again.
+// Loads a library and its dependencies from the system folder only, never a file of that name from the host's
+// folder. `name` is a file name without a folder. Returns an empty owner on failure. Loads without
+// impersonation; if that cannot be stopped, loads nothing and sets *identityError, otherwise 0, to the Win32
+// error code. Throws HResultError if the thread cannot impersonate its user again.
 [[nodiscard]] LoadedLibrary LoadSystemLibrary(const wchar_t* name, DWORD* identityError = nullptr);
 
-// Sets `function` to the library's export of that name. False, with null, when there is none.
+// Sets `function` to the export `name`. Returns false, with null, if there is none.
 template <class Function>
 [[nodiscard]] bool Resolve(const LoadedLibrary& library, const char* name, Function*& function) noexcept {
   function = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library.Get(), name)));

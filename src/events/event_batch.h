@@ -8,7 +8,7 @@
 
 namespace varnel {
 
-// Owns a report's document: when it goes, so does the document, whatever element objects there still are.
+// Owns a report's document. Its destructor frees the document even if element objects still exist.
 class DocumentOwner {
  public:
   DocumentOwner() noexcept = default;
@@ -32,20 +32,20 @@ class DocumentOwner {
   SharedDocument shared_;
 };
 
-// The document that one Initialize builds, with the places in it that later calls work on and the objects
-// through which callers reach them, once they have asked. Element pointers are borrowed from the document.
+// The document of one Initialize, the elements to which later calls append, and the element objects that
+// callers have asked for. Element pointers are borrowed from the document.
 struct EventBatch {
   DocumentOwner document;
   AdvXMLParser::Element* machineElement = nullptr;
   AdvXMLParser::Element* softwareElement = nullptr;
-  AdvXMLParser::Element* lastEventElement = nullptr;  // null until the first event
+  AdvXMLParser::Element* lastEventElement = nullptr;  // null before the first event
   ComPtr<CEventElement> machineObject;
   ComPtr<CEventElement> softwareObject;
 
   explicit operator bool() const noexcept { return static_cast<bool>(document); }
 };
 
-// The texts that describe the reporting product; views of zero-terminated texts.
+// The texts that describe the product; views of zero-terminated texts.
 struct ProductTexts {
   std::wstring_view rootName;
   std::wstring_view softwareNodeName;
@@ -54,12 +54,11 @@ struct ProductTexts {
   std::wstring_view productFamily;
 };
 
-// A document with a root, an empty "MachineInfo" and the software element with its three attributes.
+// Returns a document with a root, an empty "MachineInfo" and the product element with its three attributes.
 [[nodiscard]] EventBatch BuildEventBatch(const ProductTexts& product);
 
-// Appends an event behind everything that the software element holds so far and makes it the batch's last
-// event. `timeText` is the event's time as the document carries it. When there is no memory the batch stays
-// as it was.
+// Appends an event to the product element and makes it the batch's last event. `timeText` is the event's time
+// as written in the document. If there is no memory, the batch does not change.
 AdvXMLParser::Element* AppendEvent(EventBatch& batch, std::wstring_view name, long id, long severity,
                                    std::wstring_view timeText);
 

@@ -1,4 +1,4 @@
-// rand_s is declared only for those who ask.
+// The header declares rand_s only with this macro.
 #define _CRT_RAND_S
 #include "events/event_file.h"
 
@@ -38,9 +38,9 @@ bool IsPlainExtension(std::wstring_view extension) noexcept {
   });
 }
 
-// What became of a file while the save mutex was held. Logging and deleting wait until it is released: a
-// console that nobody reads may block the one, an opportunistic lock on the file the other, and no other
-// process should wait for that.
+// The outcome of writing a file under the save mutex. Logging and deleting wait until the mutex is released:
+// a console without a reader may block the log line, and an opportunistic lock on the file its deletion, for
+// which no other process should wait.
 struct Outcome {
   HRESULT result;
   const wchar_t* reason = L"";

@@ -99,7 +99,7 @@ bool AddMacAddress(Element* machine) {
 
 std::wstring TimeZoneBiasFrom(DWORD zoneId, const TIME_ZONE_INFORMATION& zone) {
   if (zoneId == TIME_ZONE_ID_INVALID) return L"0";
-  // The standard bias is never added; servers reckon with that.
+  // StandardBias is ignored on purpose; the server expects that.
   return DecimalText(zone.Bias + (zoneId == TIME_ZONE_ID_DAYLIGHT ? zone.DaylightBias : 0)).c_str();
 }
 

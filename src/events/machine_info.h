@@ -9,21 +9,22 @@
 
 namespace varnel {
 
-// What the machine element tells of the machine. A fact that cannot be found out
-// falls back; silently, unless the thread that it is asked on keeps the library from looking.
+// The machine facts of a report. A fact that cannot be read gets a fallback value; this is logged only if the
+// thread's impersonation prevents reading it.
 
 // Appends "MachineName", "AgentGUID", "IPAddress", "OSName", "UserName" and "TimeZoneBias" to the machine
-// element; when there is no memory, none of them. An empty `userName` stands for the process's account. A
-// second call adds a second set.
+// element, or none of them if there is no memory. An empty `userName` means the process's account. A second
+// call appends a second set.
 void AddMachineFacts(AdvXMLParser::Element& machine, std::wstring_view os, std::wstring_view userName);
 
-// Appends "RawMACAddress" with the hardware address of the adapter that carries the element's "IPAddress", or
-// of the first adapter when that is empty; with an empty text when there is none. False, and logged, when
-// `machine` is null or lacks the facts.
+// Appends "RawMACAddress" with the hardware address of the adapter that has the element's "IPAddress", or of
+// the first adapter if that is empty; an empty text if there is none. Returns false, and logs it, if
+// `machine` is null or has no machine facts.
 [[nodiscard]] bool AddMacAddress(AdvXMLParser::Element* machine);
 
-// Minutes to add to local time to get UTC, in decimal, daylight time included, from what
-// GetTimeZoneInformation returned and filled in; "0" when it failed.
+// Returns the minutes to add to local time to get UTC, in decimal and with daylight saving time, from the
+// result and output of GetTimeZoneInformation. Returns "0" if that failed. StandardBias is ignored on
+// purpose; the server expects that.
 [[nodiscard]] std::wstring TimeZoneBiasFrom(DWORD zoneId, const TIME_ZONE_INFORMATION& zone);
 
 }  // namespace varnel

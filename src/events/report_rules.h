@@ -5,26 +5,27 @@
 
 namespace varnel {
 
-// What decides over a report before its file is touched, beside the agent's settings. Apart from the event
-// object, so that the rules can be asked without making a report.
+// The rules that decide on a report before its file is touched, besides the agent's settings. Apart from the
+// event object, so that `varnel explain` can apply them without a report.
 
-// The filter can switch off a product's reporting as a whole: it then lists event 0, which no event may be.
+// Listing event 0 in the filter disables all reporting, so 0 is not a valid event identifier.
 constexpr std::int32_t kWholeProduct = 0;
 constexpr bool IsEventIdentifier(std::int32_t id) noexcept {
   return id != kWholeProduct;
 }
 
-// Whether a call is refused because the agent is not managed: only Initialize3 asks for that.
+// True if a call is refused because the agent is not managed. Only Initialize3 sets `refuseWhenUnmanaged`.
 [[nodiscard]] bool RefusesCall(bool refuseWhenUnmanaged) noexcept;
 
 constexpr wchar_t kServerSoftwareId[] = L"ORBASRVR_3500";
-// Whether reports of the identifier go to the folder of the server's event parser. Zero-terminated.
+// True if reports of this software identifier are saved to the folder of the server's event parser. The text
+// is zero-terminated.
 [[nodiscard]] bool IsServerSoftwareId(const wchar_t* softwareId) noexcept;
 
-// What Save does, by the rule that comes first.
+// The ways of Save. The first rule that applies decides.
 enum class SaveWay {
   kRefused,  // see RefusesCall
-  kDropped,  // the agent is not managed: nothing is written, and that is no failure
+  kDropped,  // the agent is not managed: Save writes nothing and succeeds
   kIncomplete,
   kToServer,
   kToAgent,
@@ -32,10 +33,11 @@ enum class SaveWay {
 [[nodiscard]] SaveWay ChooseSaveWay(bool refuseWhenUnmanaged, bool isComplete,
                                     const wchar_t* softwareId) noexcept;
 
-// The agent's event folder, without a trailing backslash.
+// Returns the agent's event folder, without a trailing backslash.
 [[nodiscard]] std::wstring AgentEventFolder(const wchar_t* dataPath);
 
-// Of the agent's event files, without a dot; the flag is that of ReadEventTriggerPolicy.
+// Returns the extension of the agent's event files, without a dot. `triggerFlag` is that of
+// ReadEventTriggerPolicy.
 [[nodiscard]] const wchar_t* AgentFileExtension(std::uint32_t triggerFlag) noexcept;
 
 }  // namespace varnel

@@ -17,32 +17,32 @@
 namespace varnel {
 namespace {
 
-// Tells whether a file that is refused is the one that was refused last.
+// Identifies a refused file, so that it is logged once.
 struct Candidate {
-  wchar_t path[kLongestClientPath + 2];  // one more shows that it is too long
+  wchar_t path[kLongestClientPath + 2];  // one more character shows that the path is too long
   FILETIME written;
   DWORD sizeHigh;
   DWORD sizeLow;
 };
 
-// A look costs system calls of every save, and seldom finds what the last one did not.
+// Searching costs system calls in every save, and seldom finds a change.
 constexpr ULONGLONG kMillisecondsBetweenLooks = 60'000;
-constexpr ULONGLONG kLongestWait = 5'000;  // milliseconds, for the look of another thread
+constexpr ULONGLONG kLongestWait = 5'000;  // milliseconds to wait for the search of another thread
 constexpr DWORD kWaitStep = 10;            // milliseconds
 
-// A client library that has been loaded. It stays in the process whether it is used or not.
+// A client library that has been loaded. It stays in the process even when it is no longer used.
 struct LoadedClient {
   wchar_t path[kLongestClientPath + 2];
   ProtectionClient functions;
 };
 
-// Checking and loading run foreign code, which may come back here or wait for a thread that does. So no lock
-// is held meanwhile, and waiting for the end of a look has a limit.
-std::atomic<DWORD> g_looker{0};           // the thread that looks, or 0
-std::atomic<bool> g_waitedInVain{false};  // for the present look
+// Checking and loading run foreign code, which may call this file again or wait for a thread that does. So no
+// lock is held during a search, and waiting for a search has a limit.
+std::atomic<DWORD> g_looker{0};           // the thread that is searching, or 0
+std::atomic<bool> g_waitedInVain{false};  // during the current search
 std::atomic<ULONGLONG> g_nextLook{0};
-Candidate g_refused;      // used by the looking thread alone
-LoadedClient g_loaded{};  // used by the looking thread alone
+Candidate g_refused;      // used by the searching thread only
+LoadedClient g_loaded{};  // used by the searching thread only
 SRWLOCK g_clientLock{};   // guards g_client
 ProtectionClient g_client;
 
@@ -53,8 +53,8 @@ bool IsSame(const Candidate& left, const Candidate& right) noexcept {
          left.sizeLow == right.sizeLow;
 }
 
-// Whether the library was mapped from this file, which nobody can have changed since it was verified: it is
-// open.
+// True if the library was mapped from this file. The file is open, so it cannot have changed since it was
+// verified.
 bool IsMappedFrom(const LoadedLibrary& library, HANDLE file) noexcept {
   wchar_t path[kOwnPathCapacity];
   const DWORD length = GetModuleFileNameW(library.Get(), path, static_cast<DWORD>(std::size(path)));
@@ -69,15 +69,15 @@ bool IsMappedFrom(const LoadedLibrary& library, HANDLE file) noexcept {
          verified.nFileIndexHigh == loaded.nFileIndexHigh && verified.nFileIndexLow == loaded.nFileIndexLow;
 }
 
-// What a look comes to.
+// The result of a search.
 struct Finding {
-  ProtectionClient client;         // empty when there is none
+  ProtectionClient client;         // empty if there is none
   std::optional<Refusal> refusal;  // why the candidate is not loaded
-  bool isFinal = true;             // false: the next save may find more, so it looks as well
-  bool restored = true;            // the thread acts for its own client again
+  bool isFinal = true;             // false: the next save searches again
+  bool restored = true;            // the thread impersonates its user again
 };
 
-// The library stays for good: an exception may outlive this module's stay in the process.
+// Loads the library for the life of the process: a write permission may outlive this module.
 std::optional<Refusal> Load(HANDLE file, const wchar_t* path, ProtectionClient& client) noexcept {
   LoadedLibrary library(LoadLibraryExW(path, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
   if (!library) return Refusal{L"the system does not load it", GetLastError()};
@@ -92,10 +92,10 @@ std::optional<Refusal> Load(HANDLE file, const wchar_t* path, ProtectionClient& 
   return std::nullopt;
 }
 
-// Sets `client` when the candidate exists and is not refused.
+// Sets `client` if the candidate exists and is not refused.
 std::optional<Refusal> FindAndLoad(Candidate& candidate, ProtectionClient& client) noexcept {
   std::optional<Refusal> refusal;
-  // Open until it is loaded: what was checked is what runs.
+  // Kept open until it is loaded, so that the checked file is the one that runs.
   const FileHandle file = OpenClientFile(candidate.path, refusal);
   if (!file) return refusal;
   BY_HANDLE_FILE_INFORMATION information{};
@@ -113,11 +113,11 @@ ProtectionClient KnownClient() noexcept {
   return g_client;
 }
 
-// Finds the client that the settings name. Runs as the process, for what a client of the host can see and
-// may read decides nothing.
+// Searches for the client that the settings name. Runs without impersonation: the impersonated user's rights
+// and drive letters must not decide.
 Finding Find(Candidate& candidate) noexcept {
   Finding finding;
-  // A path that does not fit is cut, and refused for its length.
+  // A path that does not fit is cut, and then refused for its length.
   if (!ReadSelfProtectionClient(candidate.path) || !candidate.path[0]) return finding;
   if (std::wcscmp(candidate.path, g_loaded.path) == 0) {
     finding.client = g_loaded.functions;
@@ -149,7 +149,8 @@ Finding Look(Candidate& candidate) noexcept {
   return finding;
 }
 
-// Looks, and lets the other threads know. True when a refusal is to be logged: the first of this file.
+// Searches and publishes the result to the other threads. True if a refusal is to be logged, because it is
+// the first one of this file.
 bool LookForAll(Candidate& candidate, Finding& finding) noexcept {
   g_waitedInVain = false;
   finding = Look(candidate);
@@ -164,8 +165,9 @@ bool LookForAll(Candidate& candidate, Finding& finding) noexcept {
   return isNew;
 }
 
-// Waits until no other thread looks, at most up to this tick. False when that has come, and when the thread
-// itself looks. A look that somebody has waited for in vain is not waited for again: it may never end.
+// Waits until no other thread is searching, or until the tick `end`. False after a timeout, and if this
+// thread is the one that is searching. After one timeout, later calls do not wait for the same search, which
+// may never end.
 bool WaitForLook(ULONGLONG end) noexcept {
   if (g_waitedInVain) return false;
   while (const DWORD looker = g_looker) {
@@ -179,7 +181,7 @@ bool WaitForLook(ULONGLONG end) noexcept {
   return true;
 }
 
-// Makes the thread the one that looks. False when there is no need to look, or another thread does.
+// Starts a search on this thread. False if none is due or another thread is searching.
 bool BeginLook() noexcept {
   const ULONGLONG end = GetTickCount64() + kLongestWait;
   while (GetTickCount64() >= g_nextLook) {

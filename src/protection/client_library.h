@@ -4,7 +4,7 @@
 
 namespace varnel {
 
-// The entry points of the service's client library.
+// The functions of the service's client library. Both are null if there is no client.
 struct ProtectionClient {
   SelfProtectionRequestFunction* request = nullptr;
   SelfProtectionWithdrawFunction* withdraw = nullptr;
@@ -12,22 +12,22 @@ struct ProtectionClient {
   explicit operator bool() const noexcept { return request != nullptr; }
 };
 
-// The client library that the registry value "SelfProtectionClient" (framework key, full path below 260
-// characters) names, or nothing.
+// Returns the client library that the registry value "SelfProtectionClient" (framework key, full path below
+// 260 characters) names, or an empty client.
 //
-// The value is read again a minute after the last look, or at the next call after LookForClientAgain or after
-// a look that found the file open in another program. Before a library is loaded, its signature is checked on
-// the very file that is loaded (see signature_check.h); then it stays in the process, and is used as long as
-// the value names it. A file that is refused, or a path that is not full and local, is logged at level 5,
-// once for as long as path and file stay the same. No value, or no such file, is not logged.
+// Reads the value again one minute after the last search; at once after LookForClientAgain, and after a
+// search that found the file open in another program. Before a library is loaded, its signature is checked on
+// the very file that is loaded (see signature_check.h). A loaded library stays in the process and is used as
+// long as the value names it. A file that is refused, or a path that is not full and local, is logged at
+// level 5 once, until path or file change. A missing value or file is not logged.
 //
-// Any thread may call, but not from DllMain and not while it holds the save mutex: checking takes its time,
-// and the client's own start-up runs in here. While no client is known and another thread looks, a call waits
-// for that, at most five seconds; one that comes from the look itself gets nothing. Throws HResultError when
-// the thread cannot act for its client again.
+// Any thread may call, except from DllMain or while it holds the save mutex: checking takes time, and the
+// client's DllMain runs. If another thread is searching and no client is known, waits for it up to five
+// seconds; a call from within the search gets an empty client. Throws HResultError if the thread cannot
+// impersonate its user again.
 [[nodiscard]] ProtectionClient GetProtectionClient();
 
-// Makes the next call of GetProtectionClient look, however long ago the last look was.
+// Makes the next call of GetProtectionClient search at once.
 void LookForClientAgain() noexcept;
 
 }  // namespace varnel

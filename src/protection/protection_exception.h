@@ -6,12 +6,12 @@
 
 namespace varnel {
 
-// The self-protection service's permission for this process to write one event file, from Request until this
-// goes out of scope, whatever way. Where there is no service it does nothing. A service that refuses is
-// logged at level 5 at the end; the caller goes on in any case and sees what the file system says.
+// The self-protection service's permission for this process to write one file, from Request until the
+// destructor. Does nothing if there is no service. If the service refuses, the destructor logs it at level 5;
+// the caller proceeds in any case and lets the file system decide.
 //
-// Made before the save mutex is taken and gone after it is released: the service's client may have to be
-// checked and loaded, and a log line may be held up, which no other process should wait for.
+// Create it before taking the save mutex and destroy it after releasing the mutex: checking and loading the
+// client, and the log line, may take time, for which no other process should wait.
 class ScopedProtectionException {
  public:
   ScopedProtectionException() : client_(GetProtectionClient()) {}
@@ -19,18 +19,19 @@ class ScopedProtectionException {
   ScopedProtectionException(const ScopedProtectionException&) = delete;
   ScopedProtectionException& operator=(const ScopedProtectionException&) = delete;
 
-  // Asks for `path`, the path of the file, which has to outlive this; to be called once, before the file's
-  // folder is touched.
+  // Requests the permission for the file `path`, which must outlive this object. To be called once, before
+  // the file's folder is touched.
   void Request(const std::wstring& path) noexcept;
 
-  // For a file that cannot be created or written: `error` is the system's number. Access denied may be the
-  // answer of a service whose client has come since the last look, so the next save looks at once.
+  // To be called when the file cannot be created or written; `error` is the Win32 error code. After
+  // ERROR_ACCESS_DENIED the next save searches for the client at once: a service may have been installed
+  // since the last search.
   static void NoteFailure(DWORD error) noexcept;
 
  private:
   ProtectionClient client_;
   const std::wstring* path_ = nullptr;  // set once a service has been asked
-  LONG status_ = 0;                     // what it answered
+  LONG status_ = 0;                     // the result of the request
   ULONGLONG token_ = 0;
 };
 

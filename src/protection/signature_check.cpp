@@ -3,7 +3,7 @@
 #include "base/files.h"
 #include "base/system_library.h"
 
-// Behind windows.h, which they need.
+// These need windows.h first.
 #include <softpub.h>
 #include <wincrypt.h>
 #include <wintrust.h>
@@ -14,7 +14,7 @@
 namespace varnel {
 namespace {
 
-// Loaded only when there is a client to check: most processes never need these libraries.
+// Loaded only if there is a client to check, because most processes never need these libraries.
 struct TrustFunctions {
   LoadedLibrary wintrust = LoadSystemLibrary(L"wintrust.dll");
   LoadedLibrary crypt32 = LoadSystemLibrary(L"crypt32.dll");
@@ -41,7 +41,7 @@ struct TrustFunctions {
   }
 };
 
-// One verification by the system; what it found lives as long as this.
+// One verification by WinVerifyTrust. Its results live as long as this object.
 class Verification {
  public:
   Verification(const TrustFunctions& functions, HANDLE file, const wchar_t* path) noexcept
@@ -86,7 +86,7 @@ class Verification {
 
 class CertificateChain {
  public:
-  // For `usage` (an object identifier), at `time` or, when null, now.
+  // Builds the chain for `usage` (an object identifier) at `time`, or for null at the current time.
   CertificateChain(const TrustFunctions& functions, PCCERT_CONTEXT certificate, const char* usage,
                    FILETIME* time) noexcept
       : functions_(functions) {
@@ -109,8 +109,8 @@ class CertificateChain {
   CertificateChain(const CertificateChain&) = delete;
   CertificateChain& operator=(const CertificateChain&) = delete;
 
-  // 0 when the chain is without fault. The policy passes some faults, an incomplete chain among them, so the
-  // chain's own status counts too. That nothing is known of a certificate's revocation is no fault.
+  // Returns 0 if the chain is valid. The policy accepts some faults, such as an incomplete chain, so the
+  // chain's own status counts too. An unknown revocation status is not a fault.
   DWORD Fault(const char* policy) const noexcept {
     if (!chain_) return static_cast<DWORD>(CERT_E_CHAINING);
     CERT_CHAIN_POLICY_PARA parameters{};
@@ -124,7 +124,7 @@ class CertificateChain {
     return status.dwError != 0 ? status.dwError : chain_->TrustStatus.dwErrorStatus & ~kUnknown;
   }
 
-  // Whether both lead from the same name to the same root. For chains without fault.
+  // True if both lead from the same name to the same root. Both must be valid.
   bool IsOfSamePublisherAs(const CertificateChain& other) const noexcept {
     return functions_.equalNames(X509_ASN_ENCODING, &Signer()->Subject, &other.Signer()->Subject) &&
            functions_.equal(X509_ASN_ENCODING, Root(), other.Root());
@@ -146,7 +146,7 @@ PCCERT_CONTEXT CertificateOf(const TrustFunctions& functions, CRYPT_PROVIDER_SGN
   return found ? found->pCert : nullptr;
 }
 
-// When the file was signed, if a trusted time-stamping service has confirmed it; else null.
+// Returns the time of signing, if a trusted time stamp confirms it; otherwise null.
 FILETIME* ConfirmedTimeOf(const TrustFunctions& functions, CRYPT_PROVIDER_SGNR& signer) noexcept {
   if (signer.csCounterSigners == 0) return nullptr;
   const PCCERT_CONTEXT certificate = CertificateOf(functions, signer.pasCounterSigners[0]);
@@ -156,7 +156,7 @@ FILETIME* ConfirmedTimeOf(const TrustFunctions& functions, CRYPT_PROVIDER_SGNR& 
   return chain.Fault(CERT_CHAIN_POLICY_BASE) == 0 ? &signer.sftVerifyAsOf : nullptr;
 }
 
-// A file's signature, verified when it is made; what was found lives as long as this.
+// A file's signature. The constructor verifies it, and the results live as long as this object.
 class Signature {
  public:
   Signature(const TrustFunctions& functions, HANDLE file, const wchar_t* path) noexcept
@@ -187,7 +187,7 @@ class Signature {
   Verification verification_;
 };
 
-// The file that this module was loaded from.
+// Gets the path of this module's file.
 bool GetOwnFile(wchar_t (&path)[1024]) noexcept {
   HMODULE self = nullptr;
   constexpr DWORD kFlags =
@@ -196,7 +196,7 @@ bool GetOwnFile(wchar_t (&path)[1024]) noexcept {
          GetModuleFileNameW(self, path, static_cast<DWORD>(std::size(path))) < std::size(path);
 }
 
-// Where a signed product vouches for the library, nobody else may speak for it.
+// If the library is signed, its publisher must be the client's too.
 SignatureVerdict ComparePublishers(const TrustFunctions& functions, const Signature& client,
                                    const wchar_t* library) noexcept {
   wchar_t ownFile[1024];

@@ -5,19 +5,19 @@
 namespace varnel {
 
 struct SignatureVerdict {
-  const wchar_t* objection;  // what is wrong, for a log line; null when the file may be trusted
-  DWORD code;                // the system's code for it
+  const wchar_t* objection;  // the fault, for a log line; null if the file may be trusted
+  DWORD code;                // a Windows error code
 };
 
-// Whether an open file has an intact Authenticode signature by a certificate that is for code signing and
-// leads, without any error, to a root that the machine (not the user) trusts. A signature whose certificate
-// has expired counts only with a time stamp from when it had not. When `library`, a file's path, or with null
-// the module that this is linked into, is signed itself, the publisher must be the same: the same name under
-// the same root. `path` is the file's own path. Nothing is fetched from the network: the root has to be in
-// the machine's store already, and a certificate is refused as revoked when the machine knows of it.
+// Checks whether an open file has an intact Authenticode signature by a code-signing certificate that leads
+// without error to a root certificate in the machine's (not the user's) store. A signature of an expired
+// certificate counts only with a time stamp from its period of validity. `path` is the file's own path. If
+// `library`, a file's path, or the module itself for null, is signed, the file must have the same publisher:
+// the same name under the same root. Nothing is fetched from the network: the root must be in the store, and
+// a certificate is refused as revoked only if the machine knows it.
 //
-// The system's verification function alone is no proof: what it accepts depends on policies and, on some
-// systems, on nothing but an intact hash. So the chain is built and judged here as well, its status included.
+// WinVerifyTrust alone is not sufficient, because its result depends on policies and trust providers: some
+// check no more than an intact hash. So the chain is built and checked here as well, with its status.
 [[nodiscard]] SignatureVerdict CheckSignature(HANDLE file, const wchar_t* path,
                                               const wchar_t* library) noexcept;
 

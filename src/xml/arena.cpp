@@ -31,10 +31,10 @@ void* Arena::Reallocate(void* piece, std::size_t bytes, std::size_t newBytes) {
 }
 
 void* Arena::AllocateFromNewChunk(std::size_t bytes) {
-  // A long text has a chunk of its own, and the one in use goes on being filled.
+  // A long text gets its own chunk, and the current chunk stays in use.
   if (bytes > nextSize_ / 2) return NeedChunk(bytes);
   char* const piece = AddChunk(nextSize_);
-  if (!piece) return NeedChunk(bytes);  // what is needed may be had where a large chunk is not
+  if (!piece) return NeedChunk(bytes);  // a smaller chunk may still be available
   at_ = piece + bytes;
   left_ = nextSize_ - bytes;
   if (nextSize_ < kLargestChunk) nextSize_ *= 2;

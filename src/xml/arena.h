@@ -6,19 +6,18 @@
 
 namespace AdvXMLParser {
 
-// The memory of one document: allocated piece by piece, freed as a whole. It comes in chunks that grow with
-// the document.
+// Allocates the memory of one document, in chunks that grow with the document, and frees all of it at once.
 class Arena {
  public:
-  // Copying in blocks may read that many bytes behind a piece.
+  // Bytes after an allocation that CopyBlocks may read or overwrite.
   static constexpr std::size_t kSlack = kCopyBlock;
 
-  Arena() noexcept {}  // leaves the first piece uninitialised
+  Arena() noexcept {}  // leaves first_ uninitialised
   ~Arena();
   Arena(const Arena&) = delete;
   Arena& operator=(const Arena&) = delete;
 
-  // Uninitialised memory, aligned for pointers. Throws std::bad_alloc.
+  // Returns uninitialised memory, aligned for pointers. Throws std::bad_alloc.
   void* Allocate(std::size_t bytes) {
     bytes = Rounded(bytes);
     if (bytes > left_) return AllocateFromNewChunk(bytes);
@@ -28,8 +27,8 @@ class Arena {
     return piece;
   }
 
-  // Gives the piece that was allocated last another size; its content is lost. Throws std::bad_alloc, and the
-  // piece is lost then.
+  // Resizes the latest allocation and returns its new address; its content is lost. Throws std::bad_alloc,
+  // and the old memory is then lost too.
   void* Reallocate(void* piece, std::size_t bytes, std::size_t newBytes);
 
  private:
@@ -44,14 +43,14 @@ class Arena {
 
   void* AllocateFromNewChunk(std::size_t bytes);
   char* NeedChunk(std::size_t bytes);
-  char* AddChunk(std::size_t bytes) noexcept;  // null when there is no memory
+  char* AddChunk(std::size_t bytes) noexcept;  // null if there is no memory
 
-  // The first piece is part of the arena, and with it of the document: a report of one event needs no chunk.
+  // This first memory is part of the arena, and so of the document: a report of one event needs no chunk.
   static constexpr std::size_t kFirstPiece = 3000;
 
   Chunk* last_ = nullptr;
   std::size_t left_ = kFirstPiece;
-  std::size_t nextSize_ = 8000;  // with what the heap adds, two pages
+  std::size_t nextSize_ = 8000;  // two pages, together with the heap's overhead
   char* at_ = first_;
   alignas(void*) char first_[kFirstPiece + kSlack];
 };

@@ -14,7 +14,7 @@ Unit* PutAscii(Unit* to, std::string_view ascii) noexcept {
   return std::copy(ascii.begin(), ascii.end(), to);
 }
 
-// Each Put writes UTF-8 in the output's encoding and returns the end.
+// Each Put converts UTF-8 to the output's encoding and returns the end of the output.
 struct Utf16 {
   using Unit = wchar_t;
   static wchar_t* Put(wchar_t* to, const char* utf8, std::size_t count) noexcept {
@@ -23,13 +23,13 @@ struct Utf16 {
 };
 struct Utf8 {
   using Unit = char;
-  // Documents and outputs have room for a block more.
+  // The memory of documents and outputs has a block of slack.
   static char* Put(char* to, const char* utf8, std::size_t count) noexcept {
     return CopyBlocks(to, utf8, count);
   }
 };
 
-// Writes to memory that is large enough, and has room for a block more.
+// Writes to memory that is large enough and has a block of slack.
 template <class Encoding>
 class Writer {
  public:
@@ -77,7 +77,7 @@ class Writer {
       at_ = PutAscii(at_, child ? ">" : "/>");
     }
     if (!child || !child->Is(kTextNode) || child->NextSibling()) return child;
-    // Most elements hold one text.
+    // Fast path: most elements have a single text.
     Put(child->StoredValue());
     PutEndTag(name);
     return nullptr;

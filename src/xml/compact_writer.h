@@ -4,12 +4,12 @@
 
 namespace AdvXMLParser {
 
-// The markup of a node and all below it on one line, texts as stored.
+// Appends the markup of a node and everything below it, on one line and with texts as stored.
 
 void AppendCompact(const Node& node, std::wstring& out);
 
-// The same as UTF-8; half a surrogate pair as three bytes. Returns the end. Up to Arena::kSlack bytes behind
-// the end are written over.
+// Writes the same markup as UTF-8 and returns its end. Half a surrogate pair is written as three bytes.
+// Overwrites up to Arena::kSlack bytes after the end.
 char* WriteCompactUtf8(const Node& node, char* to);
 
 }  // namespace AdvXMLParser

@@ -14,22 +14,21 @@ namespace AdvXMLParser {
 class Attribute;
 class NodeContainer;
 
-// What all nodes of one document share: their memory, their names, and how long the document's compact markup
-// is.
+// The state that all nodes of one document share: memory, names, and the length of the compact markup.
 struct DocumentStore {
   struct Length {
-    // A name is stored once and written often: the markup may be longer than any memory.
+    // 64 bits, because a name is stored once and written often: the markup may be longer than any memory.
     std::uint64_t bytes = 0;       // as UTF-8
-    bool needsConversion = false;  // as in Written
+    bool needsConversion = false;  // see Written
 
-    // ASCII markup with a name in it that many times.
+    // Adds the length of ASCII markup that has `name` in it `times` times.
     void Add(std::size_t markup, const StoredName& name, std::size_t times) noexcept {
       bytes += markup + std::uint64_t{name.utf8Length} * times;
       needsConversion |= name.needsConversion;
     }
   };
-  // Attributes of elements that have many, by element and name. Ordered, not hashed: no choice of names makes
-  // lookups slow.
+  // The attributes of elements with many attributes, by element and name. Ordered, not hashed, so that no
+  // choice of names makes lookups slow.
   using AttributeIndex = std::map<std::pair<const NodeContainer*, std::wstring_view>, Attribute*>;
 
   Arena arena;

@@ -14,11 +14,12 @@
 namespace AdvXMLParser {
 namespace {
 
-constexpr std::size_t kCapacity = 160;  // characters; the runtime's longest text takes half of it
-constexpr std::size_t kMaxTexts = 32;   // two messages with the few numbers that files give
+constexpr std::size_t kCapacity = 160;  // characters; the runtime's longest text has half as many
+constexpr std::size_t kMaxTexts = 32;   // two messages, each with the few error numbers of file operations
 constexpr std::size_t kConversionFailed = static_cast<std::size_t>(-1);
 
-// A message with the text of one error number. Written once and then only read, so a reader needs no lock.
+// A message with the text of one error number. It does not change after it has been published, so readers
+// need no lock.
 struct ErrnoText {
   const wchar_t* message;
   int number;
@@ -44,7 +45,7 @@ void Compose(ErrnoText& entry, const wchar_t* message, int number) noexcept {
   std::wcsncat(entry.text, wide, kCapacity - used - 3);
 }
 
-// As the C runtime takes the system's numbers.
+// Maps Win32 error codes to errno as the C runtime's own file functions do.
 int ErrnoOf(unsigned long error) noexcept {
   if (error >= ERROR_WRITE_PROTECT && error <= ERROR_SHARING_BUFFER_EXCEEDED) return EACCES;
   switch (error) {

@@ -4,13 +4,15 @@
 
 namespace AdvXMLParser {
 
-// Base of the library's exceptions.
+// Base of the XML library's exceptions.
+// Not used by this DLL: part of the XML library.
 class Exception {
  public:
   virtual ~Exception() = default;
 };
 
-// Thrown by WriteToFile. It carries no text: the reason is what GetLastErrorText() gives.
+// Thrown by WriteToFile. The reason is in GetLastErrorText().
+// Not used by this DLL: part of the XML library.
 class ReadWriteException final : public Exception {
  public:
   ReadWriteException(std::int32_t status, std::uint32_t detailValue) noexcept
@@ -20,16 +22,16 @@ class ReadWriteException final : public Exception {
   std::uint32_t detail;
 };
 
-// One error text for the whole process: that of the latest failure on any thread, empty after a success. The
-// text is zero-terminated, never changes, and stays valid while the library is loaded.
+// Returns the text of the latest failure on any thread of the process; empty after a success. It is
+// zero-terminated, never changes, and stays valid while the library is loaded.
 const wchar_t* GetLastErrorText() noexcept;
 
-// Both take a text that lives as long as the library.
+// Set the error text to a text that lives as long as the library.
 void SetLastErrorText(const wchar_t* message) noexcept;
-// Sets "message: " and the C runtime's text for the present errno.
+// Sets the error text to "message: " and the C runtime's text for errno. For this folder only.
 void SetErrorWithErrno(const wchar_t* message) noexcept;
-// Maps a Win32 error to errno, as the C runtime's own file functions do, and sets the same text. The error
-// becomes the thread's last error.
+// Maps a Win32 error to errno as the C runtime's file functions do, sets the same text, and makes the error
+// the thread's last error.
 void SetErrorOfSystem(const wchar_t* message, unsigned long error) noexcept;
 
 }  // namespace AdvXMLParser

@@ -37,7 +37,7 @@ std::int32_t ToUtf8(const std::wstring& text, std::string& utf8) {
   const int written = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, utf8.data(), size, nullptr, nullptr);
   if (written < 0) return Fail(L"Couldn't convert to UTF-8. WideCharToMultiByte returned negative number");
   if (written == 0) return Fail(L"Couldn't convert to UTF-8. WideCharToMultiByte returned 0");
-  // An empty text ends here too: an empty document is never written.
+  // An empty text fails here: an empty document is never written.
   if (utf8.c_str()[0] == '\0')
     return Fail(L"Couldn't convert to UTF-8. WideCharToMultiByte did not change the output string");
   return kSaved;
@@ -66,7 +66,7 @@ std::int32_t WriteText(const FileHandle& file, std::string_view utf8) noexcept {
   DWORD written = 0;
   const bool taken = size == utf8.size() && WriteFile(file.Get(), utf8.data(), size, &written, nullptr);
   if (taken && written == size) return kSaved;
-  // A volume may take the first bytes and say nothing of the rest.
+  // A full volume may write the first bytes and report success.
   SetErrorOfSystem(L"Couldn't write", taken ? ERROR_DISK_FULL : GetLastError());
   return kSaveFailed;
 }

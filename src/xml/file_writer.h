@@ -8,40 +8,42 @@
 
 namespace AdvXMLParser {
 
-constexpr std::int32_t kUtf8Encoding = 4;  // the only encoding that is written
+constexpr std::int32_t kUtf8Encoding = 4;  // the only encoding supported
 
 constexpr std::int32_t kSaved = 0;
-constexpr std::int32_t kSaveFailed = -1;  // the last error text says why; empty: the transformation declined
-constexpr std::int32_t kSaveRefused = -1216;  // the acceptance test said no
+constexpr std::int32_t kSaveFailed =
+    -1;  // the error text says why; empty if the transformation returned false
+constexpr std::int32_t kSaveRefused = -1216;  // the acceptance test returned false
 
-// Gets the UTF-8 bytes of the whole text, without a terminator. False keeps them from being written.
+// Receives the UTF-8 bytes of the whole text, without a terminator. If it returns false, nothing is written.
 using AcceptTest = bool (*)(std::string_view utf8);
-// May fill `output` with bytes that are written instead. False keeps anything from being written.
+// May fill `output` with bytes to write instead. If it returns false, nothing is written.
 using Transformation = bool (*)(std::string_view utf8, std::string& output);
 
-// Writes `text` (up to its first zero) as UTF-8 to the file at the full path `path`, which is created or cut
-// to nothing first: no byte-order mark, no terminator. `transform` and `accept` may be null. Returns one of
-// the statuses above. `detail` may be null; it is set to 0 on every return but the refusal. The file is
-// touched only after conversion, acceptance and transformation have succeeded. A write that fails half-way
-// leaves the file behind: removing it is the caller's duty. A link is not followed, and a file that has
-// several names is not touched. Takes no lock.
+// Writes `text`, up to its first zero, as UTF-8 to the file at the full path `path`, which is created or
+// truncated: no byte-order mark, no terminator. Returns one of the statuses above. `transform` and `accept`
+// may be null, and so may `detail`, which is set to 0 unless the result is kSaveRefused. The file is touched
+// only after conversion, acceptance and transformation have succeeded. If writing fails, the file remains,
+// and the caller deletes it. Fails for a link and for a file with several hard links. Takes no lock.
+// Not used by this DLL: part of the XML library.
 std::int32_t SaveToFile(const std::wstring& path, const std::wstring& text, std::int32_t encoding,
                         std::uint32_t* detail, Transformation transform, AcceptTest accept);
 
-// The same, with every negative status thrown as ReadWriteException.
+// Like SaveToFile, but throws ReadWriteException for a negative status.
+// Not used by this DLL: part of the XML library.
 void WriteToFile(const std::wstring& path, const std::wstring& text, std::int32_t encoding,
                  Transformation transform, AcceptTest accept);
 
-// The steps of SaveToFile, for callers that own the file. Each sets the last error text when it fails; the
-// last three leave the system's number as the thread's last error, too.
+// The steps of SaveToFile, for callers that own the file. A step that fails sets the error text. The last
+// three also set the thread's last error.
 
-// kSaved when `utf8` holds the bytes of the text (up to its first zero), else kSaveFailed.
+// Converts the text, up to its first zero, to UTF-8. Returns kSaved or kSaveFailed.
 std::int32_t ToUtf8(const std::wstring& text, std::string& utf8);
-// Creates the file or cuts it to nothing. Empty on failure.
+// Creates or truncates the file. Returns an empty owner on failure.
 [[nodiscard]] varnel::FileHandle OpenForText(const std::wstring& path) noexcept;
-// For what could not be opened: `error` is the system's number.
+// Sets the error text for a file that could not be opened; `error` is a Win32 error code.
 void SetOpenError(DWORD error) noexcept;
-// kSaved or kSaveFailed.
+// Writes the text to the file. Returns kSaved or kSaveFailed.
 std::int32_t WriteText(const varnel::FileHandle& file, std::string_view utf8) noexcept;
 
 }  // namespace AdvXMLParser

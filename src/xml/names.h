@@ -9,14 +9,14 @@
 
 namespace AdvXMLParser {
 
-// A name as documents hold it: as callers give it, and with its tags as they are written.
+// An interned name, together with its tags as they are written.
 struct StoredName {
   const wchar_t* name;
-  const char* tags;              // "<name></name>" as UTF-8; up to Arena::kSlack bytes behind it may be read
-  std::uint32_t length;          // of the name, in UTF-16 units
-  std::uint32_t utf8Length;      // of the name, in bytes
-  bool needsConversion = false;  // of the name: as in Written
-  const StoredName* older = nullptr;  // the next one of its bucket
+  const char* tags;                   // "<name></name>" in UTF-8, followed by Arena::kSlack readable bytes
+  std::uint32_t length;               // of the name, in UTF-16 units
+  std::uint32_t utf8Length;           // of the name, in bytes
+  bool needsConversion = false;       // of the name, see Written
+  const StoredName* older = nullptr;  // the next name in the bucket
 
   constexpr std::wstring_view View() const noexcept { return {name, length}; }
   bool Is(std::wstring_view other) const noexcept {
@@ -24,8 +24,8 @@ struct StoredName {
   }
 };
 
-// Interns names: event after event has the same ones. A bucket gives up after four tries, so a document with
-// very many names may store one twice.
+// Interns names, because events repeat them. A bucket gives up after four tries, so a document with very many
+// names may store one twice.
 class NameTable {
  public:
   static constexpr std::size_t kBuckets = 64;
@@ -33,7 +33,8 @@ class NameTable {
 
   explicit NameTable(Arena& arena) noexcept;
 
-  // Lives as long as the arena. Throws std::bad_alloc, also for one of more than kLongestText units.
+  // Returns the interned name, which lives as long as the arena. Throws std::bad_alloc, also for more than
+  // kLongestText units.
   const StoredName* Intern(std::wstring_view name) {
     const StoredName*& bucket = buckets_[BucketOf(name)];
     int tries = kTries;

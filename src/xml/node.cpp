@@ -1,4 +1,4 @@
-// What every node answers, by its type.
+// The functions of Node that switch on its type.
 
 #include "xml/document.h"
 #include "xml/whitespace.h"
@@ -53,7 +53,7 @@ std::wstring Node::GetText() const {
   return trimmed;
 }
 
-// Up to the child that is the last one now: the target may lie below.
+// Copies up to the child that is the last one now, because `target` may be below this node.
 void NodeContainer::CloneChildrenInto(NodeContainer& target) const {
   const Node* const last = LastChild();
   for (const Node* child = FirstChild(); child; child = child == last ? nullptr : child->NextSibling())

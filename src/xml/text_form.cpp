@@ -8,10 +8,10 @@
 namespace AdvXMLParser {
 namespace {
 
-// Eight bytes, so that one copy writes it.
+// Exactly eight bytes, so that one 8-byte copy writes it.
 struct Entity {
   char text[7] = {};
-  std::uint8_t length = 0;  // zero for a unit that is written as itself
+  std::uint8_t length = 0;  // 0 if the unit is written as itself
 
   constexpr std::string_view View() const noexcept { return {text, length}; }
 };
@@ -38,7 +38,7 @@ bool IsLowSurrogate(std::uint32_t unit) noexcept {
   return unit >> 10 == 0xDC00 >> 10;
 }
 
-// The character at `at`, which is advanced past it; half a surrogate pair is a character here.
+// Returns the character at text[at] and advances `at` past it. Half a surrogate pair counts as a character.
 std::uint32_t NextCharacter(std::wstring_view text, std::size_t& at) noexcept {
   const auto unit = static_cast<std::uint32_t>(text[at++]);
   if (!IsHighSurrogate(unit) || at == text.size()) return unit;
@@ -68,7 +68,7 @@ char* WriteCharacter(char* to, std::uint32_t character) noexcept {
   return to;
 }
 
-// The same for bytes that WriteCharacter wrote.
+// Returns the character at utf8[at] and advances `at` past it. Reads the output of WriteCharacter only.
 std::uint32_t ReadCharacter(std::string_view utf8, std::size_t& at) noexcept {
   const auto byte = [&](std::size_t index) { return static_cast<unsigned char>(utf8[index]); };
   const std::uint32_t lead = byte(at);
@@ -88,7 +88,7 @@ wchar_t* WriteUnits(wchar_t* to, std::uint32_t character) noexcept {
   return to;
 }
 
-// The place of the first byte from `at` on that is not ASCII; the size when there is none.
+// Returns the index of the first byte from `at` on that is not ASCII; the size if there is none.
 std::size_t FindNotAscii(std::string_view utf8, std::size_t at) noexcept {
   constexpr std::uint64_t kHighBits = 0x8080808080808080;
   for (std::uint64_t word; at + sizeof(word) <= utf8.size(); at += sizeof(word)) {

@@ -8,8 +8,7 @@
 
 namespace AdvXMLParser {
 
-// UTF-16 units that one text or name may have. The markup of a text is at most six times as long, which 32
-// bits can count.
+// The longest text or name in UTF-16 units. Markup is at most six times as long, which 32 bits can count.
 constexpr std::size_t kLongestText = 0x0FFFFFFF;
 
 constexpr std::string_view kXmlDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
@@ -19,30 +18,30 @@ constexpr std::size_t LengthOf(std::string_view markup) noexcept {
   return markup.size();
 }
 
-// A document holds its texts as UTF-8. A half of a surrogate pair without the other half takes three bytes,
-// like any other unit of its size, so that every text can be read back as it was given.
+// A document stores its texts as UTF-8. Half a surrogate pair is stored as three bytes, so that every text
+// reads back as it was given.
 
-// Character data is written with < > & ' " replaced by entities; names, comments and the like are written as
-// they are.
+// kEscaped: character data, with < > & ' " replaced by entities. kAsItIs: names, comments and the like.
 enum class Form : bool { kAsItIs, kEscaped };
 
-// How many bytes the text takes.
+// Returns the number of bytes that WriteUtf8 writes.
 std::size_t LengthOf(std::wstring_view text, Form form) noexcept;
 
+// The result of WriteUtf8.
 struct Written {
   char* end;
-  // True for a zero or half a surrogate pair: only the system's conversion knows what is saved of these.
+  // True for a text with a zero or half a surrogate pair. Only Windows' conversion knows how to save these.
   bool needsConversion;
 };
 
-// Writes that many bytes. Up to seven bytes behind them are written over.
+// Writes LengthOf(text, form) bytes. Overwrites up to seven bytes after the end.
 Written WriteUtf8(char* to, std::wstring_view text, Form form) noexcept;
 
-// Writes the UTF-16 units of such bytes and returns their end. Up to seven bytes behind `utf8` are read, and
-// up to seven units behind the end are written over.
+// Converts the bytes of WriteUtf8 to UTF-16 and returns the end. Reads up to seven bytes after `utf8` and
+// overwrites up to seven units after the end.
 wchar_t* WriteUtf16(wchar_t* to, std::string_view utf8) noexcept;
 
-// The text whose bytes these are.
+// Returns the text from the bytes of WriteUtf8 with the same `form`.
 std::wstring TextFrom(std::string_view utf8, Form form);
 
 }  // namespace AdvXMLParser

@@ -5,26 +5,26 @@
 namespace AdvXMLParser {
 namespace {
 
-// An element with more attributes than this has them in the document's index; comparing fewer is cheaper.
+// An element with more attributes has them in the document's index. Comparing fewer names is cheaper.
 constexpr std::uint32_t kManyAttributes = 16;
 
-// Longer than the text: whole blocks are read.
+// Longer than its text, because whole blocks are read.
 constexpr char kNoTags[Arena::kSlack * 2] = "<></>";
 constexpr StoredName kNoName{.name = L"", .tags = kNoTags, .length = 0, .utf8Length = 0};
 
-// Views go from function to function by reference here: by value, x64 Windows copies them each time.
+// This file passes views by reference: x64 Windows copies a view that is passed by value at each call.
 
-// Memory for a node that is still to be constructed, followed by its text.
+// Memory for a node that is not constructed yet, followed by its text.
 struct StoredText {
   char* memory;
   std::size_t bytes;  // of the text
 };
 
-// Stores a text that is not plain; replaces the piece `memory`, which has been allocated for a plain one.
+// Stores a text that is not plain. Reallocates `memory`, which was allocated for a plain text.
 StoredText StoreSpecial(DocumentStore& store, char* memory, std::size_t nodeSize,
                         const std::wstring_view& text, Form form) {
   constexpr std::size_t kShort = 128;
-  constexpr std::size_t kMostBytes = LengthOf("&quot;");  // of a unit
+  constexpr std::size_t kMostBytes = LengthOf("&quot;");  // for one unit
   const auto reallocate = [&](std::size_t bytes) {
     memory = static_cast<char*>(store.arena.Reallocate(memory, nodeSize + text.size(), nodeSize + bytes));
   };
@@ -102,7 +102,7 @@ void NodeContainer::Link(Listed*& first, Listed*& last, Listed* added) noexcept 
   last = added;
 }
 
-// An element that had no content until now is written with an end tag from now on.
+// An element without content is written as an empty tag; its first child adds the end tag.
 void NodeContainer::Append(LinkedNode* child, Body& body) noexcept {
   if (!FirstChild() && Is(kElementNode)) body.store->length.Add(LengthOf("></>") - LengthOf("/>"), Tag(), 1);
   if (Has(kHasOwnText)) OwnText()->Set(kIsLast, false);
@@ -204,7 +204,7 @@ Attribute* Element::AddAttribute(DocumentStore& store, const StoredName* name, M
   if (length_ == kManyAttributes)
     for (Attribute* known = FirstAttribute(); known; known = known->NextAttribute())
       store.attributes[{this, known->Tag().View()}] = known;
-  // Stays null, which stands for no attribute, when there is no memory for the attribute itself.
+  // If there is no memory for the attribute itself, the entry stays null, which means no attribute.
   if (length_ >= kManyAttributes) indexed = &store.attributes[{this, name->View()}];
   Attribute* const attribute = make();
   if (indexed) *indexed = attribute;

@@ -14,7 +14,7 @@ class Element;
 class NodeContainer;
 struct WriteContext;
 
-// The DOM node-type numbers; callers test node kinds with them.
+// The node-type numbers of DOM.
 enum NodeType : std::uint8_t {
   kElementNode = 1,
   kAttributeNode = 2,
@@ -25,10 +25,10 @@ enum NodeType : std::uint8_t {
   kDocumentNode = 9,
 };
 
-// One node of a document tree. Its container makes it, in the memory of the document, and it lives as long as
-// the document; names and values are copied there. A tree has no lock: whoever owns the document serialises
-// access to it. Every operation that adds to a document may throw std::bad_alloc, also for a text of more
-// than kLongestText units, and has added nothing then.
+// One node of a document tree. It is created by its container, in the memory of the document, and lives as
+// long as the document. Names and values are copied. A tree has no lock: the owner of the document serialises
+// access. Every operation that adds to a document may throw std::bad_alloc, also for a text of more than
+// kLongestText units, and then has added nothing.
 //
 // Behaviour is chosen by switching on the type. Nodes have no virtual functions and no destructors, so the
 // arena can drop them all at once.
@@ -37,33 +37,34 @@ class Node {
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
 
-  // The node's own value; empty for elements and documents.
+  // Returns the node's own value; an empty text for elements and documents.
   std::wstring GetValue() const;
-  // The text of the node and everything below it, white space treated as each class says.
+  // Returns the text of the node and everything below it. Each class says how it treats white space.
   std::wstring GetText() const;
   bool Is(int type) const noexcept { return type == type_; }
-  // A deep copy, appended to `parent`: an attribute into the attribute of that name of an element. A
-  // document's copy stands alone; it is a Document and the caller's to delete.
+  // Appends a deep copy to `parent` and returns it. The copy of an attribute is added to the attribute of
+  // that name. The copy of a document is a new Document, which the caller deletes.
+  // Not used by this DLL: part of the XML library.
   Node* Clone(NodeContainer* parent) const;
   // Appends the node's markup to the context (write_context.cpp).
   void Write(WriteContext& context) const;
 
   NodeType Type() const noexcept { return type_; }
   std::wstring_view Name() const noexcept;
-  // The container that holds this node; a null node's and a document's is NullElement.
+  // Returns the container of this node; NullElement for a null node and a document.
   NodeContainer* Parent() const noexcept;
-  // The child, or the attribute, behind this one of the same container; null behind the last.
+  // Returns the next child or attribute of the same container; null after the last.
   Node* NextSibling() const noexcept;
-  // What a text, CDATA section, comment or instruction holds, as UTF-8; of a text with its entities.
+  // Returns the value of a text (with its entities), CDATA section, comment or instruction as UTF-8.
   std::string_view StoredValue() const noexcept;
 
  protected:
   enum Flags : std::uint8_t {
-    kIsLast = 1,            // of its siblings
-    kIsOwnText = 2,         // a text that is stored in one piece with its container
-    kHasOwnText = 4,        // that container
-    kHasBody = 8,           // containers: body_ is set, not parent_
-    kKeepsWhitespace = 16,  // elements
+    kIsLast = 1,            // the last of its siblings
+    kIsOwnText = 2,         // a text that is stored directly after its container
+    kHasOwnText = 4,        // a container with such a text
+    kHasBody = 8,           // a container that uses body_ instead of parent_
+    kKeepsWhitespace = 16,  // an element whose GetText keeps white space
   };
 
   constexpr Node(NodeType type, int flags) noexcept : type_(type), flags_(static_cast<std::uint8_t>(flags)) {}
@@ -78,12 +79,12 @@ class Node {
   friend class Element;
   friend class Addition;
 
-  std::uint32_t length_ = 0;  // bytes of a leaf's stored value; how many attributes an element has
+  std::uint32_t length_ = 0;  // bytes of a leaf's value, or number of an element's attributes
   NodeType type_;
   std::uint8_t flags_;
 };
 
-// Every node but a text that is stored with its container.
+// A node with a link to its next sibling: every node except an own text.
 class LinkedNode : public Node {
  public:
   constexpr LinkedNode(NodeType type, Node* container) noexcept : Node(type, kIsLast), next_(container) {}
@@ -93,38 +94,41 @@ class LinkedNode : public Node {
   friend class NodeContainer;
   friend class Addition;
 
-  Node* next_;  // of the last one, its container
+  Node* next_;  // the last sibling's points to its container
 };
 
-// A node that holds children, in the order in which they were appended. One that is made with a text, the
-// usual case, has it in one piece of memory with itself; a body for all else is made when it is needed.
+// A node with children, in the order in which they were appended. A container that is created with a text,
+// the usual case, is stored in one allocation with that text, its own text. A Body for everything else is
+// allocated when it is needed.
 class NodeContainer : public LinkedNode {
  public:
-  // Appends a new, empty element and returns it; NullElement when this is a null node.
+  // Appends an empty element and returns it. Returns NullElement for a null node.
   Element* AddElement(std::wstring_view name);
-  // The same with one text, or nothing at all.
+  // Appends an element with one text and returns it. If there is no memory, adds nothing.
   Element* AddElement(std::wstring_view name, std::wstring_view text);
 
-  // Adds text content as a further Text child. It never replaces what is there: an attribute that is given
-  // text twice reads as both texts joined. Nothing is added to a null node, nor by the next three.
+  // Appends a Text child. An attribute that is given text twice reads as both texts joined. Does nothing for
+  // a null node; the next three functions neither.
   void AddText(std::wstring_view value);
 
-  // Written as they stand: their texts must not hold the markup that ends them. An attribute takes none of
-  // them, and no elements either.
+  // Append nodes that are written unescaped: their texts must not have the markup that ends them. Attributes
+  // do not take them, nor elements.
+  // Not used by this DLL: part of the XML library.
   void AddCData(std::wstring_view value);
   void AddComment(std::wstring_view value);
   void AddPi(std::wstring_view target, std::wstring_view data);
 
-  // The index-th (from zero) child of that exact name and node type, else NullElement.
+  // Returns the index-th child (from zero) with this exact name and node type; NullElement if there is none.
   Node* FindChildElement(std::wstring_view name, std::size_t index, int type = kElementNode) const noexcept;
 
-  // The text of the first Text child, whatever the index; empty when there is none.
+  // Returns the text of the first Text child, for any index; an empty text if there is none.
   std::wstring GetChildText(std::size_t index) const;
 
-  // Appends a deep copy of each child.
+  // Appends a deep copy of each child to `target`.
+  // Not used by this DLL: part of the XML library.
   void CloneChildrenInto(NodeContainer& target) const;
 
-  // Null when there is none.
+  // Return null if there is no child.
   Node* FirstChild() const noexcept {
     return Has(kHasOwnText) ? OwnText() : Has(kHasBody) ? body_->firstChild : nullptr;
   }
@@ -133,7 +137,8 @@ class NodeContainer : public LinkedNode {
     return Has(kHasOwnText) ? OwnText() : nullptr;
   }
   const StoredName& Tag() const noexcept { return *name_; }
-  // How long the compact markup of the whole document is; of a null node, which has none, its own.
+  // Returns the length of the compact markup of the whole document; for a null node, which has no document,
+  // that of its own.
   std::uint64_t BytesOfDocument() const noexcept {
     const DocumentStore* const store = Store();
     return store ? store->length.bytes : LengthOf("=\"\"/>");
@@ -143,7 +148,7 @@ class NodeContainer : public LinkedNode {
   struct Body {
     NodeContainer* parent;
     DocumentStore* store;
-    LinkedNode* firstChild = nullptr;  // behind the own text
+    LinkedNode* firstChild = nullptr;  // after the own text
     LinkedNode* lastChild = nullptr;
     Attribute* firstAttribute = nullptr;
     Attribute* lastAttribute = nullptr;
@@ -152,15 +157,16 @@ class NodeContainer : public LinkedNode {
   constexpr NodeContainer(NodeType type, const StoredName* name, NodeContainer* parent) noexcept
       : LinkedNode(type, parent), name_(name), parent_(parent) {}
   const Body* GetBody() const noexcept { return Has(kHasBody) ? body_ : nullptr; }
-  // Makes it when there is none.
+  // Returns the body, which is allocated if it is missing.
   Body& NeedBody(DocumentStore& store) { return Has(kHasBody) ? *body_ : MakeBody(store); }
-  // Null for null nodes. Whatever is part of another container is there because that one has a body.
+  // Returns the document's shared state; null for null nodes. A container without a body is part of one that
+  // has a body.
   DocumentStore* Store() const noexcept {
     const Body* body = GetBody();
     if (!body) body = parent_->GetBody();
     return body ? body->store : nullptr;
   }
-  // A new element or attribute for this container, not linked yet.
+  // Create an element or attribute for this container, not linked yet.
   template <class Container>
   Container* Make(DocumentStore& store, const StoredName* name);
   template <class Container>
@@ -187,6 +193,7 @@ class NodeContainer : public LinkedNode {
   };
 };
 
+// Not used by this DLL, like Comment and Pi: part of the XML library.
 class CData final : public LinkedNode {
  public:
   constexpr explicit CData(Node* container) noexcept : LinkedNode(kCDataNode, container) {}
@@ -197,7 +204,7 @@ class Comment final : public LinkedNode {
   constexpr explicit Comment(Node* container) noexcept : LinkedNode(kCommentNode, container) {}
 };
 
-// A processing instruction; its name is the target.
+// A processing instruction. Its name is the target.
 class Pi final : public LinkedNode {
  public:
   constexpr Pi(Node* container, const StoredName* target) noexcept
@@ -209,8 +216,8 @@ class Pi final : public LinkedNode {
   const StoredName* target_;
 };
 
-// An attribute's value is held as Text children and written as their concatenation. GetText trims it of white
-// space, and GetValue is the same.
+// An attribute. Its value is the concatenation of its Text children. GetValue and GetText return it without
+// white space at either end.
 class Attribute final : public NodeContainer {
  public:
   constexpr Attribute(const StoredName* name, NodeContainer* element) noexcept
@@ -219,39 +226,43 @@ class Attribute final : public NodeContainer {
   Attribute* NextAttribute() const noexcept { return static_cast<Attribute*>(NextSibling()); }
 };
 
-// GetText joins the children's texts, trims them of white space and takes out any CR, unless the element
+// An element. GetText joins the children's texts, trims white space and removes every CR, unless the element
 // keeps its white space.
 class Element final : public NodeContainer {
  public:
   constexpr Element(const StoredName* name, NodeContainer* parent) noexcept
       : NodeContainer(kElementNode, name, parent) {}
-  // A null node, which is its own container.
+  // Creates a null node, which is its own container.
   constexpr explicit Element(const StoredName* name) noexcept : Element(name, this) {}
 
-  // Appends a new element at the end of the parent's children (not right after this one) and returns it.
-  // NullElement when this is a null node.
+  // Appends an element after the last child of this element's parent and returns it. Returns NullElement for
+  // a null node.
   Element* AddSiblingElement(std::wstring_view name);
 
-  // The attribute of that exact name, appended empty when missing. NullAttribute when this is a null node.
+  // Returns the attribute with this exact name, which is appended if it is missing. Returns NullAttribute for
+  // a null node.
+  // Not used by this DLL: part of the XML library.
   Attribute* GetOrAddAttribute(std::wstring_view name);
-  // Adds text to the attribute of that exact name, which is made when missing: it never replaces what is
-  // there. Nothing is done to a null node.
+  // Appends text to the value of the attribute with this exact name, which is added if it is missing. Does
+  // nothing for a null node.
   void AddToAttribute(std::wstring_view name, std::wstring_view value);
-  // The attribute of that exact name, else NullAttribute.
+  // Returns the attribute with this exact name; NullAttribute if there is none.
+  // Not used by this DLL: part of the XML library.
   Attribute* FindAttribute(std::wstring_view name) const noexcept;
 
   Attribute* FirstAttribute() const noexcept { return GetBody() ? GetBody()->firstAttribute : nullptr; }
+  // Not used by this DLL: part of the XML library.
   void KeepWhitespace(bool keep) noexcept { Set(kKeepsWhitespace, keep); }
 
  private:
-  // Null when there is none. `interned` is the name as the document holds it, or null.
+  // Returns null if there is none. `interned` is the name as the document stores it, or null.
   Attribute* Find(std::wstring_view name, const StoredName* interned) const noexcept;
   template <class MakeAttribute>
   Attribute* AddAttribute(DocumentStore& store, const StoredName* name, MakeAttribute make);
 };
 
-// A savepoint: the destructor takes back all children that were added to the container since, with all below
-// them, unless Keep has been called. So several additions succeed together or not at all.
+// A savepoint. Unless Keep has been called, the destructor removes all children that were added to the
+// container since, with everything below them. So several additions succeed together or not at all.
 class Addition {
  public:
   explicit Addition(NodeContainer& container) noexcept;
@@ -262,24 +273,24 @@ class Addition {
   void Keep() noexcept { container_ = nullptr; }
 
  private:
-  NodeContainer* container_;  // null when there is nothing to take back
-  LinkedNode* lastChild_;     // but for the own text
+  NodeContainer* container_;  // null after Keep
+  LinkedNode* lastChild_;     // not the own text
   DocumentStore::Length length_;
 };
 
-// Stand-ins for a missing node, returned instead of null pointers; they live as long as the library is
-// loaded. Test what a lookup or an addition gave with IsNull before using it. Adding an element or attribute
-// to one of them gives a null node again.
+// The null nodes, which functions return in place of a missing node. They live as long as the library is
+// loaded. Test a result with IsNull before using it. Adding an element or attribute to a null node returns a
+// null node.
 extern Element NullElement;
 extern Attribute NullAttribute;
 extern CData NullCData;
 extern Comment NullComment;
 extern Pi NullPi;
 
-// True for exactly these five.
+// True for these five nodes only.
 bool IsNull(const Node* node) noexcept;
 
-// The own text of an element or attribute follows its container, which has the same size for both.
+// OwnText and NextSibling need the same size for both, because the own text follows its container.
 static_assert(sizeof(Element) == sizeof(NodeContainer) && sizeof(Attribute) == sizeof(NodeContainer));
 
 inline Node* NodeContainer::OwnText() const noexcept {

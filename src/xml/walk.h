@@ -4,9 +4,9 @@
 
 namespace AdvXMLParser {
 
-// Visits a node and all below it in the order of its markup, without recursion and without a list of its own:
-// callers decide how deep a document is. The visitor's WriteHead returns the first of the node's children
-// that are to be visited, or null; WriteTail follows behind the last of them.
+// Visits a node and everything below it in the order of the markup, without recursion or a list, because
+// callers choose the depth of a document. The visitor's WriteHead returns the first child to visit, or null.
+// WriteTail is called after the last child.
 template <class Visitor>
 void Walk(const Node& start, Visitor& visitor) {
   const Node* node = &start;

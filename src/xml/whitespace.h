@@ -7,10 +7,10 @@ namespace AdvXMLParser {
 
 // White space here is space, tab, CR and LF.
 
-// A view without the white space at both ends; it points into `text`.
+// Returns the part of `text` without white space at both ends.
 std::wstring_view Trim(std::wstring_view text) noexcept;
 
-// A copy in which every run of white space is one space; not trimmed.
+// Returns a copy with each run of white space replaced by one space. Does not trim.
 std::wstring CollapseWhitespace(std::wstring_view text);
 
 }  // namespace AdvXMLParser

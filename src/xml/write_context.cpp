@@ -7,8 +7,9 @@
 namespace AdvXMLParser {
 namespace {
 
-// The indented form, two spaces a level and CR LF between lines. Nothing that is saved has it, so it is
-// written plainly.
+// Writes the indented form: two spaces a level and CR LF between lines. Written for simplicity, because
+// nothing that is saved has this form.
+// Not used by this DLL: part of the XML library.
 class IndentedWriter {
  public:
   explicit IndentedWriter(WriteContext& context) noexcept : context_(context) {}
@@ -85,13 +86,13 @@ class IndentedWriter {
     context_.atLineStart = false;
     context_.out->append(markup);
   }
-  // Ends the line unless one has just been ended.
+  // Ends the line unless it has just been ended.
   void BreakLine() {
     if (context_.atLineStart) return;
     Append(L"\r\n");
     context_.atLineStart = true;
   }
-  // The outermost level stands at the margin.
+  // The outermost level is not indented.
   void WriteIndent() {
     context_.atLineStart = false;
     for (std::int32_t level = 1; level < context_.depth; ++level) Append(context_.indent);

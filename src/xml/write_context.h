@@ -5,15 +5,16 @@
 
 namespace AdvXMLParser {
 
-// What the nodes of one document share while they write themselves.
+// The state of writing a node and everything below it.
 struct WriteContext {
   WriteContext(bool isIndented, std::wstring* text) noexcept : indented(isIndented), out(text) {}
 
-  bool indented;  // else on one line, texts as stored
+  bool indented;  // false: on one line, texts as stored
   const wchar_t* indent = L"  ";
   std::wstring* out;
   std::int32_t depth = 0;
-  // The last thing written closed an element, an instruction, a CDATA section or a comment.
+  // For indented output: true if the latest output ended an element, an instruction, a CDATA section or a
+  // comment.
   bool lastWasClosed = false;
   bool atLineStart = false;
 };
