@@ -43,7 +43,7 @@ struct Bytes {
     WriteFile(file.Get(), bytes.get(), static_cast<DWORD>(size - 1), &written, nullptr);
   }
 
-  int size;  // with the terminator
+  int size;  // including the terminator
   std::unique_ptr<char[]> bytes;
 };
 

@@ -6,7 +6,7 @@
 
 namespace varnel::bench {
 
-// The agent that reports go to, in the machine's own registry: that of a private Wine prefix.
+// The agent's settings for the reports, in the machine's registry of a private Wine prefix.
 class Agent {
  public:
   Agent();
@@ -18,15 +18,15 @@ class Agent {
   std::wstring serverEvents;
   std::string filterFile;
 
-  // Deletes the event files. Returns the bytes of the last one.
+  // Deletes the event files and returns the content of the last one.
   std::string TakeFiles() const;
 
  private:
   std::wstring root_;
 };
 
-// The system calls of an operation with nothing else: what the contract asks for, each once. The two saves
-// convert the text to UTF-8, too.
+// Make only the Windows calls that the contract requires of an operation, each once. The two saves also
+// convert the text to UTF-8.
 void BareEvent(const Agent& agent);
 void BareAgentSave(const Agent& agent, const std::wstring& text, HANDLE mutex);
 void BareServerSave(const Agent& agent, const std::wstring& text, HANDLE mutex);

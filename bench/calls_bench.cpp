@@ -1,6 +1,6 @@
-// calls_bench                  what reports, and loading the library, cost against bare system calls
+// calls_bench                  compares reports, and loading the library, with bare system calls
 // calls_bench --count WHAT     does that once more between two marks, for a trace of the server's requests
-// calls_bench --peak           the bytes that a large save takes beyond its tree
+// calls_bench --peak           prints the bytes that a large save allocates besides its tree
 // VARNEL_DLL and IDLE_DLL name the library and a COM library that does nothing. Prints lines for report.py.
 
 #include "bare_calls.h"
@@ -37,7 +37,7 @@ class Text {
   BSTR text_;
 };
 
-// The texts of an event for COM.
+// The texts of an event as BSTRs.
 struct EventTexts {
   using Pair = std::pair<Text, Text>;
 
@@ -54,7 +54,7 @@ struct EventTexts {
 const EventTexts kComTexts;
 constexpr DATE kNoon = 45358.5;
 
-// Ends the program: a figure of calls that fail would mean nothing.
+// Ends the program if a call has failed: figures of failing calls would mean nothing.
 void Check(HRESULT result) {
   if (result == S_OK) return;
   std::fprintf(stderr, "a call failed: 0x%08lX\n", static_cast<unsigned long>(result));
@@ -72,7 +72,7 @@ ComPtr<IUnknown> CreateObject(HMODULE library, REFIID iid) {
   return object;
 }
 
-// A report with machine facts and that many events, and the text that is saved of it.
+// A report with machine facts and `events` events.
 class Report {
  public:
   Report(HMODULE library, const wchar_t* softwareId, int events)
@@ -94,7 +94,8 @@ class Report {
   void AddBareEvent() const {
     Check(report_->CreateEventElement(kComTexts.name, 1095, 3, kNoon, static_cast<IEventElement**>(nullptr)));
   }
-  // As a client writes it without a header of ours: each text is made for its call, the time is now.
+  // Adds an event as a product does without our header: each text is allocated for its call, and the time is
+  // now.
   void AddFreshEvent() const {
     SYSTEMTIME now;
     GetSystemTime(&now);
@@ -152,7 +153,7 @@ void CompareSaves(HMODULE library, const Agent& agent) {
   CloseHandle(mutex);
 }
 
-// The import of a library, exchanged while this lives.
+// Replaces an import of a library during its lifetime.
 class Exchanged {
  public:
   Exchanged(HMODULE library, const char* function, void* replacement)
@@ -172,7 +173,7 @@ LSTATUS WINAPI OpenNothing(HKEY, const wchar_t*, DWORD, REGSAM, HKEY*) {
   return ERROR_FILE_NOT_FOUND;
 }
 
-// What varnel.hpp adds to the same calls.
+// Measures the cost of varnel.hpp over the same calls.
 void CompareHeader(HMODULE library, const char* figure, int rounds, int times, double goal) {
   const Report report(library, kAgent, 0);
   const varnel::Report client(
@@ -187,7 +188,7 @@ void CompareHeader(HMODULE library, const char* figure, int rounds, int times, d
   PrintRow(figure, Compare(rounds, times, add, [&] { report.AddFreshEvent(); }), "ns", goal);
 }
 
-// Without the registry there are no system calls in an event.
+// The only system calls of an event are to the registry.
 void CompareEvents(HMODULE library, const Agent& agent) {
   CompareHeader(library, "whole event through varnel.hpp, against the calls themselves", 501, 4, 1.02);
   {
@@ -226,7 +227,7 @@ void CompareLoading() {
            "ns", 1.5);
 }
 
-// Bytes that the library has from the C runtime's heap.
+// Counts the bytes that the library has allocated from the C runtime's heap.
 struct Heap {
   static inline std::size_t live = 0;
   static inline std::size_t peak = 0;
@@ -258,10 +259,10 @@ void ComparePeak(HMODULE library, const Agent& agent) {
 }
 
 void Mark() {
-  OpenMutexW(SYNCHRONIZE, FALSE, L"varnel-mark");  // there is none
+  OpenMutexW(SYNCHRONIZE, FALSE, L"varnel-mark");  // does not exist; marks the trace
 }
 
-// The second time: what is done once is no part of an operation.
+// Counts the second operation: work that is done only once does not belong to it.
 void CountRequests(HMODULE library, const Agent& agent, std::string_view what) {
   const Report report(library, what.ends_with("server") ? kServer : kAgent, 1);
   const HANDLE mutex = CreateMutexW(nullptr, FALSE, L"ORBAEVTINFMUTEX");

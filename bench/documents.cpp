@@ -22,7 +22,7 @@ constexpr Item kProduct[] = {
 constexpr std::wstring_view kMachine = L"MachineInfo";
 constexpr std::wstring_view kSoftware = L"GuardSoftware";
 
-// rapidxml with all texts copied into its pools.
+// Builds with rapidxml, copying all texts into its pools.
 class PeerBuilder {
  public:
   explicit PeerBuilder(Peer& document) : document_(document) {}
@@ -46,7 +46,7 @@ class PeerBuilder {
   Peer& document_;
 };
 
-// Writes markup as it comes into memory that doubles: how much there will be is known only at the end.
+// Writes markup in one pass into memory that doubles, because the final length is unknown.
 class OnePass {
  public:
   OnePass& operator<<(std::string_view markup) {
@@ -55,7 +55,7 @@ class OnePass {
     return *this;
   }
   OnePass& operator<<(std::wstring_view text) {
-    constexpr std::size_t kMostBytes = AdvXMLParser::LengthOf("&quot;");  // of a unit
+    constexpr std::size_t kMostBytes = AdvXMLParser::LengthOf("&quot;");  // for one unit
     char* const end =
         AdvXMLParser::WriteUtf8(Room(text.size() * kMostBytes), text, AdvXMLParser::Form::kEscaped).end;
     size_ = static_cast<std::size_t>(end - bytes_.get());
@@ -68,7 +68,8 @@ class OnePass {
   Bytes Finish() { return std::move(bytes_); }
 
  private:
-  // Where the next bytes go, with room for so many and what WriteUtf8 writes over.
+  // Returns the address for the next bytes, with room for `bytes` and for the bytes that WriteUtf8
+  // overwrites.
   char* Room(std::size_t bytes) {
     if (size_ + bytes + AdvXMLParser::kCopyBlock > capacity_) {
       capacity_ = std::max(capacity_ * 2, size_ + bytes + AdvXMLParser::kCopyBlock);

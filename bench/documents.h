@@ -16,14 +16,14 @@ struct Free {
 };
 using Bytes = std::unique_ptr<char[], Free>;
 
-// The same report, by us, by rapidxml with copied names and texts, and as bytes that are written in one pass:
-// machine facts, three product attributes and that many events of two attributes and eight texts, some not
-// ASCII and some with characters to escape.
+// Build the same report with our tree, with rapidxml and copied texts, and as bytes that are written in one
+// pass: machine facts, three product attributes and `events` events with two attributes and eight texts, some
+// of them not ASCII and some with characters to escape.
 void Build(AdvXMLParser::Document& document, int events);
 void Build(Peer& document, int events);
 Bytes WriteAtOnce(int events);
 
-// The peer's text of a document whose text is known to have that many characters.
+// Returns the peer's text of a document. `length` is the number of characters of that text.
 std::wstring Print(const Peer& document, std::size_t length);
 
 constexpr wchar_t kRootName[] = L"EventDocument";

@@ -9,7 +9,7 @@ struct Item {
   std::wstring_view text;
 };
 
-// An event as products report it; the first three texts are the library's own.
+// The texts of a typical event. The first three are the library's own.
 constexpr std::wstring_view kEventName = L"ThreatDetected";
 constexpr Item kAttributes[] = {{L"Category", L"malware & unwanted programs"}, {L"Source", L"file watcher"}};
 constexpr Item kTexts[] = {

@@ -1,4 +1,4 @@
-// A COM library that does nothing: what loading one costs in any case.
+// A COM library that does nothing. Loading it shows the least cost of loading any.
 
 #include <unknwn.h>
 

@@ -16,7 +16,7 @@ inline double Median(std::vector<double> values) {
   return *middle;
 }
 
-// Nanoseconds.
+// Returns the time in nanoseconds.
 inline double Now() {
   LARGE_INTEGER count;
   LARGE_INTEGER frequency;
@@ -25,7 +25,7 @@ inline double Now() {
   return static_cast<double>(count.QuadPart) * 1e9 / static_cast<double>(frequency.QuadPart);
 }
 
-// One call, of `times` in a row.
+// Returns the time of one call, averaged over `times` calls.
 template <class Call>
 double Time(int times, Call& call) {
   const double start = Now();
@@ -36,11 +36,11 @@ double Time(int times, Call& call) {
 struct Comparison {
   double ours = 0;
   double peer = 0;
-  double ratio = 0;  // of ours to the peer's within a round
+  double ratio = 0;  // our time divided by the peer's in the same round
 };
 
-// Runs both in turn, a round after the other, each round in the other order; medians over the rounds. `clean`
-// runs between them and is not timed.
+// Runs both in rounds and returns the medians over the rounds. The order changes from round to round. `clean`
+// runs in between and is not timed.
 template <class Ours, class Peer, class Clean>
 Comparison Compare(int rounds, int times, Ours ours, Peer peer, Clean clean) {
   std::vector<double> all[3];
@@ -50,7 +50,7 @@ Comparison Compare(int rounds, int times, Ours ours, Peer peer, Clean clean) {
       cost[contestant] = contestant == 0 ? Time(times, ours) : Time(times, peer);
       clean();
     }
-    if (round < 0) continue;  // warms up
+    if (round < 0) continue;  // warm-up round
     all[0].push_back(cost[0]);
     all[1].push_back(cost[1]);
     all[2].push_back(cost[0] / cost[1]);
@@ -63,16 +63,16 @@ Comparison Compare(int rounds, int times, Ours ours, Peer peer) {
   return Compare(rounds, times, std::move(ours), std::move(peer), [] {});
 }
 
-// Keeps the compiler from leaving out what made the value.
+// Keeps the compiler from removing the computation of a value.
 inline const volatile void* volatile g_seen;
 template <class T>
 void Use(const T& value) {
   g_seen = &value;
 }
 
-constexpr double kInformation = 0;  // in place of the most that a ratio may be
+constexpr double kInformation = 0;  // as `goal`: the ratio has no limit
 
-// One line for report.py: figure, ours, the peer's, unit, ratio and the most that the ratio may be.
+// Prints one line for report.py: figure, our value, the peer's, unit, ratio and the limit of the ratio.
 inline void PrintRow(const char* figure, const Comparison& result, const char* unit, double goal) {
   std::printf("%s\t%.6g\t%.6g\t%s\t%.4f\t%.4g\n", figure, result.ours, result.peer, unit, result.ratio, goal);
   std::fflush(stdout);

@@ -1,5 +1,5 @@
-// What a report costs from its texts to its bytes, against rapidxml and against writing without a tree, and
-// what a dropped log line costs. Prints lines for report.py; returns 1 when the bytes differ.
+// Measures a report from its texts to its bytes against rapidxml and against writing without a tree, and the
+// cost of a dropped log line. Prints lines for report.py; returns 1 if the bytes differ.
 
 #include "documents.h"
 #include "logging/log_writer.h"
@@ -18,7 +18,7 @@ using AdvXMLParser::Document;
 
 constexpr int kRounds = 31;
 
-// So many documents that a round takes some milliseconds.
+// Returns the number of documents for a round of some milliseconds.
 int TimesFor(int events) {
   return std::max(1, 2000 / (events + 1));
 }
@@ -27,7 +27,7 @@ std::string Figure(const char* what, int events) {
   return std::string(what) + ", N = " + std::to_string(events);
 }
 
-// Reports outlive the function that begins them, so both lie on the heap.
+// Both are allocated from the heap, because reports outlive the function that creates them.
 std::unique_ptr<Document> MakeOurs(int events) {
   auto document = std::make_unique<Document>(kRootName);
   Build(*document, events);
@@ -39,7 +39,7 @@ std::unique_ptr<Peer> MakePeer(int events) {
   return document;
 }
 
-// The same bytes by three: built from wide texts, converted, freed.
+// Produces the same bytes in three ways: builds them from wide texts, converts and frees.
 class Contest {
  public:
   explicit Contest(int events) : events_(events) {
@@ -85,16 +85,15 @@ bool CompareReports() {
   return true;
 }
 
-// Memory that has been used and that the heap keeps: behind each free block there is one that is in use, as
-// in a host process that does other things as well. Free memory at the end of the heap goes back to the
-// system.
+// Memory of the heap that has been used and freed before: a used block follows each free block, as in a host
+// process that does other work. Free memory at the end of the heap would be returned to Windows.
 class KeptMemory {
  public:
   KeptMemory() {
     std::vector<Bytes> free;
     for (int i = 0; i < 8; ++i) {
       free.push_back(Allocate(400'000));
-      behind_.push_back(Allocate(20'000));  // small ones have a place of their own
+      behind_.push_back(Allocate(20'000));  // small blocks are allocated elsewhere
     }
   }
 
@@ -127,7 +126,7 @@ void CompareTrees() {
   }
 }
 
-// Bytes that the C runtime's heap has given out.
+// Returns the bytes that are allocated from the C runtime's heap.
 double HeapBytes() {
   double bytes = 0;
   _HEAPINFO entry{};
@@ -150,7 +149,7 @@ void CompareMemory() {
 
 void Nothing(std::int32_t, const wchar_t*, const wchar_t*, ...) noexcept {}
 
-// Both take what a log line takes; ours is dropped.
+// Both take the arguments of a log line; ours is dropped.
 void (*volatile g_empty)(std::int32_t, const wchar_t*, const wchar_t*, ...) noexcept = Nothing;
 void (*volatile g_log)(std::int32_t, const wchar_t*, const wchar_t*, ...) noexcept = LogMessage;
 

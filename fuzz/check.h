@@ -8,12 +8,12 @@
 
 namespace varnel::fuzz {
 
-// A property that does not hold ends a fuzzer, and a test.
+// Ends the fuzzer or the test if `holds` is false.
 inline void Require(bool holds, const char* property) {
   if (!holds) throw std::logic_error(property);
 }
 
-// The bytes that a check makes its arguments from; zeros follow the last one.
+// The bytes from which a check takes its arguments; zeros follow the last one.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size) : rest_(reinterpret_cast<const char*>(data), size) {}
@@ -25,7 +25,7 @@ class Input {
     rest_.remove_prefix(1);
     return byte;
   }
-  // As many UTF-16 units as the next byte says: ASCII, or any unit of the upper pages, surrogates among them.
+  // Returns a text whose length is in the next byte: ASCII, or any UTF-16 units, surrogates included.
   std::wstring Text() {
     std::wstring text;
     for (unsigned left = Byte() % 40; left > 0 && !Empty(); --left) {
@@ -40,8 +40,8 @@ class Input {
   std::string_view rest_;
 };
 
-// Each check calls the library, or a part of varnel.exe, with what the bytes say and compares with a model of
-// it.
+// Each check calls the library, or a part of varnel.exe, with arguments from the bytes, and compares the
+// results with a simple model.
 void CheckDocument(Input input);
 void CheckFilter(Input input);
 void CheckEventFile(Input input);

@@ -1,4 +1,4 @@
-// A document, its text in both modes and its copy, against a plain model of a tree.
+// Compares a document, its text in both forms and its copy with a simple model of a tree.
 
 #include "check.h"
 #include "xml/document.h"
@@ -27,7 +27,7 @@ struct Model {
   std::vector<Model> children;
 };
 
-// A text in memory that ends with it, so that reading behind it is noticed.
+// A text at the end of an allocation, so that the sanitizer notices reading past its end.
 class Exact {
  public:
   explicit Exact(std::wstring_view text) : units_(text.begin(), text.end()) {}
@@ -47,7 +47,7 @@ void AddAttribute(Input& input, Element& element, Model& model) {
   model.attributes.push_back({kAttributeNode, name, {}, {}, {text}});
 }
 
-// Puts into both what the input says, until it closes the element.
+// Adds the same content to element and model until the input closes the element.
 void Fill(Input& input, Element& element, Model& model) {
   constexpr const wchar_t* kNames[] = {L"E", L"größe\xDC00", L"\xD83D\xDE00", L""};
   while (!input.Empty()) {
@@ -95,7 +95,7 @@ std::wstring Escaped(std::wstring_view text) {
   return escaped;
 }
 
-// Every run of white space made one space.
+// Returns the text with each run of white space replaced by one space.
 std::wstring Collapsed(std::wstring text) {
   std::replace_if(
       text.begin(), text.end(), [](wchar_t c) { return c == L'\t' || c == L'\r' || c == L'\n'; }, L' ');
@@ -104,7 +104,7 @@ std::wstring Collapsed(std::wstring text) {
   return text;
 }
 
-// The text that a model stands for.
+// Writes the text of a model.
 class ModelText {
  public:
   ModelText(const Model& root, bool indented) : indented_(indented) {
@@ -115,7 +115,7 @@ class ModelText {
   std::wstring out;
 
  private:
-  // Ends the line, unless one has just been ended.
+  // Ends the line unless it has just been ended.
   void Break() {
     if (!indented_) return;
     if (!atLineStart_) out += L"\r\n";
@@ -163,7 +163,7 @@ class ModelText {
   bool atLineStart_ = false;
 };
 
-// As the system converts it.
+// Returns the text as Windows converts it to UTF-8.
 std::string Utf8Of(const std::wstring& text) {
 #ifdef _WIN32
   std::string utf8(text.size() * 3, '\0');

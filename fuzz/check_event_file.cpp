@@ -1,6 +1,6 @@
-// The reader of event files, against libxml2: verdict, tree and, for a broken file, the fault's line. The
-// beginning of a whole file is unfinished, because a file that is being written waits and is never taken for
-// a broken one.
+// Compares the reader of event files with libxml2: verdict, tree and, for a broken file, the line of the
+// fault. A beginning of a whole file must be unfinished, because a file that is being written must never be
+// taken for a broken one.
 
 #include "check.h"
 #include "varnel/xml_reader.h"
@@ -17,7 +17,7 @@ namespace {
 using tool::FileState;
 using tool::XmlTree;
 
-// What a tree says, in a line for each element: its depth, its name, attributes and text.
+// Lists a tree: depth, name, attributes and text of each element in one line.
 struct Listing {
   std::string lines;
 
@@ -44,7 +44,7 @@ std::string NameOf(const xmlNs* space, const xmlChar* name) {
   return (space && space->prefix ? std::string(View(space->prefix)) + ":" : "") + std::string(View(name));
 }
 
-// Text behind a child is none when it is blank.
+// Returns an element's own text. Blank text after a child does not count.
 std::string TextOf(const xmlNode* element) {
   std::string text;
   bool isLate = false;
@@ -73,18 +73,18 @@ int DepthOf(const xmlNode* node) {
   return deepest;
 }
 
-// What libxml2 says.
+// The result of libxml2.
 struct Reference {
   bool isWhole = false;
-  bool isForeign = false;  // it is whole, and of a kind that event files are not
-  std::size_t line = 0;    // of the first error
-  std::string said;        // of it
+  bool isForeign = false;  // whole, but not an event file for our reader
+  std::size_t line = 0;    // line of the first error
+  std::string said;        // libxml2's message about it
   std::string listing;
 };
 
 void TakeError(void* taker, xmlErrorPtr error) {
   auto& reference = *static_cast<Reference*>(taker);
-  // The reader does not look at what namespaces are called.
+  // Our reader does not check the names of namespaces.
   const bool isUri = error->code == XML_WAR_NS_URI || error->code == XML_NS_ERR_ATTRIBUTE_REDEFINED;
   if (error->level < XML_ERR_ERROR || isUri || reference.line != 0) return;
   reference.line = static_cast<std::size_t>(error->line);
@@ -116,7 +116,7 @@ struct Answer {
   std::string listing;
 };
 
-// In memory that ends with the text, so that one byte read too many is noticed.
+// Reads the text at the end of an allocation, so that the sanitizer notices reading past its end.
 Answer Read(const std::string& text) {
   const std::vector<char> exact(text.begin(), text.end());
   XmlTree tree;
@@ -134,14 +134,14 @@ Answer Read(const std::string& text) {
   return answer;
 }
 
-// Offset of the end of a tag that begins here.
+// Returns the offset of the end of the tag that begins at `at`.
 std::size_t EndOfTag(const std::string& text, std::size_t at) {
   for (++at; at < text.size() && text[at] != '<' && text[at] != '>'; ++at)
     if (text[at] == '"' || text[at] == '\'') at = std::min(text.find(text[at], at + 1), text.size() - 1);
   return std::min(at, text.size());
 }
-// libxml2 notices a wrong tag at its end, where the reader names the name that is wrong; and of several
-// faults in one tag the two may name different ones.
+// True if both report the same line. libxml2 reports a wrong tag at its end, our reader at the wrong name;
+// and of several faults in one tag they may report different ones.
 bool AreSameLines(const std::string& text, const Answer& ours, const Reference& theirs) {
   const std::size_t at = ours.verdict.fault.at;
   const std::size_t before = at > 0 ? text.rfind('<', at - 1) : text.npos;
@@ -150,9 +150,9 @@ bool AreSameLines(const std::string& text, const Answer& ours, const Reference& 
          theirs.line <= LineOf(text, EndOfTag(text, at));
 }
 
-// What the two do not agree about, and need not: document types and other encodings, which event files do not
-// have; a zero, libxml2's end of a text; and in a declaration a version "1." without a digit, and no blank
-// before "standalone", which it takes.
+// True for differences that are allowed: document types and other encodings, which event files do not have; a
+// zero, which ends a text for libxml2; and, in the XML declaration, a version "1." without a digit and a
+// missing blank before "standalone", which libxml2 accepts.
 bool IsException(const std::string& text, const Answer& ours, const Reference& theirs) {
   const std::string_view fault = ours.verdict.fault.text;
   const auto hasOneOf = [&text](std::initializer_list<std::string_view> parts) {
@@ -169,7 +169,7 @@ bool IsException(const std::string& text, const Answer& ours, const Reference& t
 
 void CheckEventFile(Input input) {
   std::string text = input.Rest();
-  if (text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);  // places are counted behind it
+  if (text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);  // positions are counted after it
   const Answer ours = Read(text);
   const Reference theirs = Ask(text);
   const bool isWhole = ours.verdict.state == FileState::kWhole;

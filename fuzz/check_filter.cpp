@@ -1,4 +1,4 @@
-// The list of disabled events, against entries that are found by cutting the text up.
+// Compares the list of disabled events with entries that are found by splitting the text.
 
 #include "check.h"
 #include "settings/disabled_event_list.h"
@@ -10,7 +10,7 @@
 namespace varnel::fuzz {
 namespace {
 
-// What can be compared with an event's number.
+// Returns the entries that can match an event's number.
 std::set<std::string> ListedTexts(std::string_view content, bool readWhole) {
   constexpr std::string_view kListName = "DisabledEvent";
   constexpr std::size_t kPiece = 15;
@@ -33,7 +33,8 @@ void CheckFilter(Input input) {
   const bool readWhole = input.Byte() % 2 == 0;
   auto id = static_cast<std::int32_t>(input.Byte() << 24 | input.Byte());
   const std::string content = input.Rest();
-  // The text ends at its first zero; it ends with its allocation, so that one byte read too many is noticed.
+  // The text ends at its first zero and at the end of its allocation, so that the sanitizer notices reading
+  // past its end.
   const std::string_view visible = content.c_str();
   std::vector<char> exact(visible.begin(), visible.end());
   exact.push_back('\0');

@@ -1,10 +1,10 @@
-// One fuzzer: hands libFuzzer's bytes to the check that CMakeLists.txt names.
+// A fuzzer: passes libFuzzer's bytes to the check that CMakeLists.txt names.
 
 #include "check.h"
 
 #ifdef VARNEL_GUARDED
 namespace varnel::fuzz {
-extern bool g_guarded;  // whether blocks of the heap are guarded (guarded_memory.cpp)
+extern bool g_guarded;  // true: guards blocks of the heap (guarded_memory.cpp)
 }
 #endif
 

@@ -1,6 +1,5 @@
-// Every block from the heap ends where a page without access begins, and blocks that are freed have no
-// access: what reads or writes outside of a block ends the fuzzer. Used where the linker wraps malloc and
-// free.
+// Allocates each block directly before a page without access and removes access from freed blocks, so that
+// reading or writing outside of a block ends the fuzzer. Used where the linker wraps malloc and free.
 
 #include <sys/mman.h>
 
@@ -51,7 +50,7 @@ void* __wrap_malloc(std::size_t size) {
   g_pagesOf[g_used] = static_cast<std::uint32_t>(pages);
   g_used += pages + 1;
   ++g_live;
-  return start + pages * kPage - size;  // sizes are multiples of what they hold, and so is the address
+  return start + pages * kPage - size;  // aligned, because sizes are multiples of the alignment
 }
 
 void __wrap_free(void* block) {

@@ -1,5 +1,5 @@
-// The wide functions of the C library for programs whose wchar_t has 16 bits, as on Windows: the host's own
-// know only one of 32 bits.
+// The wide-character functions of the C library for a 16-bit wchar_t, as on Windows. The host's own functions
+// take 32-bit characters.
 
 #include <cstddef>
 
