@@ -1,18 +1,19 @@
-/* self_protection_client.h - what the self-protection service's client library exports, for C and C++. For
- * those who build that service; products do not need it.
+/* self_protection_client.h - the functions that the self-protection service's client library exports, for C
+ * and C++. For the developers of that service; products do not need this header.
  *
- * The service keeps processes out of the folders that it guards. A process that holds an exception for a path
- * may create that path's folder and create, write and delete the file meanwhile. varnel.dll asks for one
- * before it writes an event file, and withdraws it afterwards.
+ * The service keeps processes from writing into the folders that it guards. A process that has a write
+ * permission for a path (the names below call it an exception) may create the path's folder, and create,
+ * write and delete the file. varnel.dll requests a permission before it writes an event file and withdraws it
+ * afterwards.
  *
- * The client library is a DLL on a local disk, named by the registry value "SelfProtectionClient", with an
- * Authenticode signature whose certificates lead to a root that this machine trusts for code;
- * docs/settings.md has all conditions. It exports the names below without decoration, on x86 too, and depends
- * on libraries of the system folder only. Once loaded it stays in the process.
+ * The client library is a DLL on a local disk. The registry value "SelfProtectionClient" has its path, and
+ * its Authenticode signature leads to a root certificate that this machine trusts for code; docs/settings.md
+ * has all conditions. It exports the names below without decoration, on x86 too, and depends on libraries of
+ * the system folder only. After it has been loaded it stays in the process.
  *
- * Both functions may be called on any thread, also at the same time. They return quickly, because all
- * processes that save event files wait meanwhile, and let no exception out. Declared by these types, a
- * definition of another form does not compile:
+ * Both functions may be called on any thread, also at the same time. They must return quickly, because
+ * processes that save event files wait for them, and must not throw. With declarations by these types, the
+ * compiler refuses a definition with another signature:
  *
  *   SelfProtectionRequestFunction SelfProtectionRequestException;
  *   SelfProtectionWithdrawFunction SelfProtectionWithdrawException; */
@@ -29,13 +30,13 @@
 extern "C" {
 #endif
 
-/* Asks for an exception for the process and one file. `path` is a full path, zero-terminated and valid during
- * the call; its folder is written as the agent's settings have it. Returns 0 and stores in *token a number
- * that the withdrawal passes back; or returns any other number when there is no exception, and *token is not
- * used. varnel.dll then writes without one. */
+/* Gives the process permission to write one file. `path` is a full, zero-terminated path, valid during the
+ * call; its folder is spelt as in the agent's settings. Returns 0 and stores in *token a number that
+ * varnel.dll passes to the withdrawal. Returns any other number if it gives no permission; *token is then
+ * ignored, and varnel.dll writes without a permission. */
 typedef LONG(WINAPI SelfProtectionRequestFunction)(DWORD processId, const wchar_t* path, ULONGLONG* token);
 
-/* Ends the exception. Called once for each one that was given, by the process that asked for it. */
+/* Ends a permission. Called once for each permission, by the process that requested it. */
 typedef void(WINAPI SelfProtectionWithdrawFunction)(ULONGLONG token);
 
 #ifdef __cplusplus

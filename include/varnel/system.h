@@ -1,8 +1,7 @@
-/* system.h - <windows.h> for the headers beside this one, in an order that works whatever a program includes
- * before and after it.
+/* system.h - includes <windows.h> so that a program may include <winsock2.h> before or after it.
  *
- * Without WIN32_LEAN_AND_MEAN, <windows.h> brings <winsock.h>, and <winsock2.h> cannot follow that one. It
- * comes first here, and declares everything that <winsock.h> does. */
+ * Without WIN32_LEAN_AND_MEAN, <windows.h> includes <winsock.h>, after which <winsock2.h> does not compile.
+ * So this header includes <winsock2.h> first; it declares everything that <winsock.h> declares. */
 #pragma once
 
 #if !defined(WIN32_LEAN_AND_MEAN) && !defined(_WINSOCKAPI_) && !defined(_WINDOWS_) && !defined(_INC_WINDOWS)

@@ -1,5 +1,5 @@
-// varnel.hpp - event reports from C++17. The one header to include; needs the standard library and the
-// Windows SDK, links ole32 and oleaut32.
+// varnel.hpp - event reports from C++17. Includes all of <varnel/cpp/>; needs the standard library and the
+// Windows SDK; links ole32 and oleaut32.
 //
 //   const varnel::ComScope com;
 //   const varnel::Report report(varnel::Library::Registered(), product);
@@ -7,14 +7,13 @@
 //   report.AddEvent(L"MalwareDetected", 1024, 3).SetAttribute("Engine", "heuristics");
 //   report.Save();
 //
-// Every call stands here twice. Save() throws varnel::Error, which says what was wrong and what to do;
-// TrySave() does not throw and returns the HRESULT. Without exceptions (-fno-exceptions) there is only the
-// second form.
+// Every call has two forms. Save() throws varnel::Error, which says what was wrong and what to do; TrySave()
+// returns the HRESULT and does not throw. Without exceptions (-fno-exceptions) only the second form compiles.
 //
-// A call that fails adds no element, attribute or fact that the caller asked for. Calls that succeed make an
-// event document that `varnel check` accepts, whatever their arguments are.
+// A call that fails adds none of the elements, attributes and facts that the caller asked for. If all calls
+// succeed, `varnel check` accepts the event file, whatever the arguments are.
 //
-// Threads: one report and its elements belong to one thread at a time; different reports are independent.
+// Threads: one report and its elements belong to one thread at a time. Different reports are independent.
 #pragma once
 
 #if defined(_MSVC_LANG) ? _MSVC_LANG < 201703L : !defined(__cplusplus) || __cplusplus < 201703L

@@ -21,7 +21,7 @@ constexpr bool kIsInteger =
 #endif
     !std::is_same_v<Number, char32_t>;
 
-// What an element is, as far as the library writes attributes or children of its own there.
+// The kinds of elements to which the library itself adds attributes or children.
 enum class Kind : unsigned char { kRoot, kMachine, kProduct, kEvent, kOther };
 
 template <std::size_t count>
@@ -31,7 +31,8 @@ constexpr bool IsOneOf(std::wstring_view name, const std::wstring_view (&names)[
   return false;
 }
 
-// True if readers would take a child of that name for one that the library writes there.
+// True if the library itself adds a child with this name to such a parent, so that a reader would take a
+// product's child for the library's.
 constexpr bool IsReservedChild(std::wstring_view name, Kind parent) noexcept {
   constexpr std::wstring_view kEverywhere[] = {L"EventID", L"GMTTime"};
   constexpr std::wstring_view kFacts[] = {L"MachineName", L"AgentGUID",    L"IPAddress",    L"OSName",
@@ -47,26 +48,27 @@ constexpr bool IsReservedAttribute(std::wstring_view name, Kind element) noexcep
   return element == Kind::kProduct && IsOneOf(name, kOfProduct);
 }
 
-// Levels, the root being the first. XmlLite, the XML reader of Windows, goes no deeper by default.
+// The deepest level of an element; the root is level 1. XmlLite, the XML reader of Windows, stops there by
+// default.
 inline constexpr unsigned short kDeepest = 255;
 
 }  // namespace detail
 
-// An element of a report. It can be used until the report is closed; afterwards its calls fail with kNotOpen,
-// as those of an empty one do. Names that the library uses itself fail with kReservedName where they stand
-// for its own elements; docs/event-format.md lists them.
+// One element of a report. It can be used until the report is closed; after that, and while it is empty, its
+// calls return kNotOpen. Names that the library uses itself are refused with kReservedName where a reader
+// would take the product's element or attribute for the library's; docs/event-format.md lists them.
 class Element {
  public:
   Element() noexcept = default;
   explicit operator bool() const noexcept { return element_ != nullptr; }
   IEventElement* Get() const noexcept { return element_.get(); }
 
-  // Appends to the attribute's value when it is set already: x, then y, gives xy.
+  // Sets an attribute. If it is set already, appends to its value: setting x and then y gives xy.
   [[nodiscard]] HRESULT TrySetAttribute(const Text& name, const Text& value) const noexcept {
     const HRESULT fault = CheckAttribute(name, value);
     return FAILED(fault) ? fault : Answer(element_->SetAttributeString(name.Get(), value.Get()));
   }
-  // Any integer, in decimal.
+  // Sets an attribute to any integer, in decimal.
   template <class Number, std::enable_if_t<detail::kIsInteger<Number>, int> = 0>
   [[nodiscard]] HRESULT TrySetAttribute(const Text& name, Number value) const noexcept {
     if constexpr (sizeof(Number) < sizeof(long) ||
@@ -79,21 +81,22 @@ class Element {
       return TrySetAttribute(name, std::string_view(digits, static_cast<std::size_t>(end - digits)));
     }
   }
-  // Adds a child behind the other children of this element; fails with kTooDeep on the 256th level. `child`
-  // may be null.
+  // Adds a child after the last child of this element and stores it in *child, unless null. Returns kTooDeep
+  // for a child on level 256.
   [[nodiscard]] HRESULT TryAddChild(const Text& name, const Text& value = {},
                                     Element* child = nullptr) const noexcept {
     if (depth_ >= detail::kDeepest) return kTooDeep;
     return Add(&IEventElement::AddElementInto, name, value, kind_, static_cast<unsigned short>(depth_ + 1),
                child);
   }
-  // Adds an element behind all children of this element's parent. `sibling` may be null.
+  // Adds a sibling: an element after the last child of this element's parent. Stores it in *sibling, unless
+  // null.
   [[nodiscard]] HRESULT TryAddSibling(const Text& name, const Text& value = {},
                                       Element* sibling = nullptr) const noexcept {
     return Add(&IEventElement::AppendElement, name, value, parent_, depth_, sibling);
   }
 
-  // On a temporary, too, the element that comes back can be kept.
+  // The overloads for temporaries return the element by value, so that the caller can keep it.
   template <class Form = detail::Throwing>
   const Element& SetAttribute(const Text& name, const Text& value) const& {
     Form::Check("SetAttribute", TrySetAttribute(name, value), [&] { return detail::Quoted(name); });
@@ -133,7 +136,7 @@ class Element {
   friend class Report;
   using Kind = detail::Kind;
 
-  // The only E_FAIL of an element: its report's document is gone.
+  // Translates the library's E_FAIL, which an element returns only if its report's document has been freed.
   static HRESULT Answer(HRESULT result) noexcept { return result == E_FAIL ? kNotOpen : result; }
 
   void Set(IEventElement* element, Kind kind, Kind parent, unsigned short depth) noexcept {

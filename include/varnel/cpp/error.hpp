@@ -1,4 +1,4 @@
-// Part of <varnel/varnel.hpp>: the forms of its calls that throw.
+// Part of <varnel/varnel.hpp>: its exception, and the check that the throwing calls end with.
 #pragma once
 
 #include <string>
@@ -12,8 +12,8 @@
 namespace varnel {
 
 #if defined(VARNEL_EXCEPTIONS)
-// A call that failed. what() is "CALL(ARGUMENTS): MEANING (CODE). REMEDY", ASCII; the brackets stand there
-// only where an argument helps to find the mistake.
+// Thrown by a call that failed. what() is "CALL(ARGUMENTS): MEANING (CODE). REMEDY" in ASCII. The brackets
+// are left out if no argument helps to find the mistake.
 class Error : public std::runtime_error {
  public:
   Error(const char* call, HRESULT code, const std::string& arguments = {})
@@ -41,8 +41,8 @@ class Error : public std::runtime_error {
 
 namespace detail {
 
-// Returns a text for a message: in quotation marks, as ASCII with \uXXXX for every other unit, a long one cut
-// and its size added.
+// Returns a text for a message: in quotation marks and in ASCII, with \uXXXX for every other UTF-16 unit.
+// Cuts a text after 60 units and adds its size.
 inline std::string Quoted(std::wstring_view text) {
   constexpr std::size_t kShown = 60;
   std::string quoted = "\"";
@@ -62,9 +62,9 @@ inline std::string Quoted(const Text& text) {
   return text.Status() == kBadText ? "not UTF-8" : "null";
 }
 
-// The end of every call that throws: Check throws Error when the Try form has failed, with the arguments that
-// `arguments()` returns. It is a template parameter of those calls, so that without exceptions only a call
-// that is used is an error, and the compiler's message names both forms.
+// Ends every call that throws: Check throws Error if the Try form has failed, with the arguments that
+// `arguments()` returns. It is a template parameter of those calls: without exceptions only a call that is
+// used fails to compile, and the compiler's message names both forms.
 struct Throwing {
   struct NoArguments {
     std::string operator()() const { return {}; }

@@ -1,4 +1,4 @@
-// Part of <varnel/varnel.hpp>: where reports come from.
+// Part of <varnel/varnel.hpp>: the library that creates reports.
 #pragma once
 
 #include <cstddef>
@@ -20,9 +20,9 @@ using Reference = std::unique_ptr<Interface, Releaser>;
 
 }  // namespace detail
 
-// COM on this thread, as long as this lives; also where the host has initialised COM already, in whatever
-// way. It must outlive every report and element of the registered class: with the last of them COM may unload
-// the library.
+// Initialises COM on this thread for its lifetime; harmless if the host has initialised COM already, in any
+// apartment. It must outlive all reports and elements of the registered class: when COM is uninitialised, it
+// may unload the library.
 class ComScope {
  public:
   ComScope() noexcept : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
@@ -36,13 +36,13 @@ class ComScope {
   HRESULT result_;
 };
 
-// The library that reports are made by. Make one and keep it as long as its reports. One that was moved from
-// makes no reports: they fail with kNoLibrary.
+// The library that creates reports. Create one and keep it as long as its reports. After it has been moved
+// from, reports cannot be opened with it: that fails with kNoLibrary.
 class Library {
  public:
-  // The registered class, or the one that the program's own manifest names. Wants COM on the thread. In a
-  // single-threaded apartment COM keeps the object elsewhere, and each call takes the time of a switch of
-  // threads.
+  // Uses the registered class, or the class that the program's own manifest names; needs COM on the thread.
+  // In a single-threaded apartment COM creates the object in another apartment, and each call costs a thread
+  // switch.
   Library() noexcept = default;
   [[nodiscard]] static Library Registered() noexcept { return Library(); }
 
@@ -69,8 +69,8 @@ class Library {
     return library;
   }
 
-  // Uses the DLL with that full path, registered or not. The DLLs that it needs come from the system's folder
-  // only. It is unloaded with this object, unless something of it is still in use.
+  // Uses the DLL with this full path, registered or not. The DLLs that it needs are loaded from the system
+  // folder only. Unloads it with this object, unless a report or an element is still in use.
   [[nodiscard]] HRESULT TryOpenFile(const wchar_t* dll) noexcept {
     constexpr DWORD kNeedsFromSystemFolder = 0x800;  // LOAD_LIBRARY_SEARCH_SYSTEM32, which old headers lack
     if (!IsFull(dll)) return kBadPath;
@@ -83,7 +83,8 @@ class Library {
     return S_OK;
   }
 
-  // Uses the DLL beside varnel.sxs.manifest, whose full path is passed, when the manifest fits this program.
+  // Uses the DLL beside varnel.sxs.manifest, whose full path is `manifest`. Fails if Windows cannot use the
+  // manifest in this program.
   [[nodiscard]] HRESULT TryOpenSideBySide(const wchar_t* manifest) noexcept {
     if (!IsFull(manifest)) return kBadPath;
     ACTCTXW request{};
@@ -102,7 +103,7 @@ class Library {
     return TryOpenFile(dll.get());
   }
 
-  // Makes a report object for a caller that uses the interfaces themselves and owns the reference.
+  // Creates a report object for a caller that uses the interfaces directly and owns the reference.
   [[nodiscard]] HRESULT TryCreate(IOrbaEventInf3** report) const noexcept {
     if (!module_ && !registered_) return kNoLibrary;
     void* made = nullptr;
@@ -147,7 +148,7 @@ class Library {
   }
 
   Module module_;
-  bool registered_ = true;  // without a module: the registered class; false once moved from
+  bool registered_ = true;  // if module_ is empty, uses the registered class; false after a move
 };
 
 }  // namespace varnel

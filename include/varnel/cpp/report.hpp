@@ -8,23 +8,24 @@
 
 namespace varnel {
 
-// What a product says of itself. All six are needed; an empty text will do, null will not.
+// The product's description. All six texts are required: they may be empty, but not null.
 struct Product {
-  Text softwareId;  // decides where its reports go, see docs/event-format.md
-  Text rootName;    // of the document's elements: the root, and the one that stands for the product
-  Text elementName;
+  Text softwareId;   // decides which folder its reports are saved to, see docs/event-format.md
+  Text rootName;     // name of the document's root element
+  Text elementName;  // name of the product element
   Text name;
   Text version;
   Text family;
 };
 
-// Facts of the machine that a product may know better than the library. Null or empty: the system's own.
+// Machine facts that a product may know better than the library. A null or empty text means the system's own
+// value.
 struct Machine {
   Text osName = {};
   Text userName = {};
 };
 
-// What becomes of reports while the agent is not managed.
+// How reports behave while the agent is not managed.
 enum class Unmanaged {
   kDrop,    // Save writes nothing and succeeds
   kRefuse,  // every call fails with VARNEL_E_NOT_MANAGED
@@ -32,7 +33,7 @@ enum class Unmanaged {
 
 namespace detail {
 
-// A text that a call was given: by what name, and whether the call can use it.
+// One argument of a call: its name, its text, and whether the call can use it.
 struct Argument {
   const char* name = "";
   const Text* text = nullptr;
@@ -46,7 +47,7 @@ inline Argument AsName(const char* name, const Text& text, Kind parent) noexcept
   return {name, &text, SUCCEEDED(status) && IsReservedChild(text.View(), parent) ? kReservedName : status};
 }
 
-// Returns the first text that cannot be used, or one without a text.
+// Returns the first argument that the call cannot use, or an argument without a text.
 template <class... Arguments>
 Argument FirstFault(const Arguments&... arguments) noexcept {
   Argument fault;
@@ -69,8 +70,8 @@ inline Argument FirstFault(const Machine& machine) noexcept {
 
 }  // namespace detail
 
-// One report. Closed when it goes, saved or not. Its calls fail with kNotOpen before it is opened, once it is
-// closed, and when it was moved from.
+// One report. The destructor closes it, saved or not. Its calls return kNotOpen before it is opened, after it
+// is closed, and after it has been moved from.
 class Report {
  public:
   Report() noexcept = default;
@@ -85,7 +86,8 @@ class Report {
   explicit operator bool() const noexcept { return report_ != nullptr; }
   IOrbaEventInf3* Get() const noexcept { return report_.get(); }
 
-  // Also on a report that is open: that one is closed when the new one stands.
+  // Opens a report. If this object has one open, closes that one after the new one has been opened; a failure
+  // leaves it open.
   [[nodiscard]] HRESULT TryOpen(const Library& library, const Product& product,
                                 Unmanaged unmanaged = Unmanaged::kDrop) noexcept {
     if (const detail::Argument fault = detail::FirstFault(product); FAILED(fault.status)) return fault.status;
@@ -102,7 +104,8 @@ class Report {
     return result;
   }
 
-  // Once, before Save. The library finds name, address and the other facts of the machine itself.
+  // Adds the machine facts; to be called once, before Save. The library finds the machine's name, address and
+  // the other facts itself.
   [[nodiscard]] HRESULT TryAddMachine(const Machine& machine = {}) const noexcept {
     if (const detail::Argument fault = detail::FirstFault(machine); FAILED(fault.status)) return fault.status;
     if (!report_) return kNotOpen;
@@ -113,7 +116,7 @@ class Report {
     return result;
   }
 
-  // Adds a whole event; `event` may be null. The time is written in UTC, to the second.
+  // Adds an event and stores its element in *event, unless null. The time is written in UTC, to the second.
   template <class Duration = std::chrono::system_clock::duration>
   [[nodiscard]] HRESULT TryAddEvent(const Text& name, long id, long severity,
                                     detail::SystemTime<Duration> time = std::chrono::system_clock::now(),
@@ -132,7 +135,7 @@ class Report {
     return result;
   }
 
-  // The elements that hold the machine's facts and the product's events, for what a product adds there.
+  // Get the element "MachineInfo" and the product element, to which a product can add elements of its own.
   [[nodiscard]] HRESULT TryGetMachineElement(Element& machine) const noexcept {
     return GetElement(&IOrbaEventInf2::GetMachineElement, Kind::kMachine, machine);
   }
@@ -140,22 +143,23 @@ class Report {
     return GetElement(&IOrbaEventInf2::GetSoftwareElement, Kind::kProduct, product);
   }
 
-  // Writes the file. May be called again, which writes another one.
+  // Writes the report as one file. A second call writes another file.
   [[nodiscard]] HRESULT TrySave() const noexcept {
     if (!report_) return kNotOpen;
     const HRESULT result = report_->Save();
     if (result != E_FAIL) return result;
     return !hasMachine_ ? kNoMachine : !hasEvent_ ? kNoEvent : result;
   }
-  // For components of the agent, whose identifiers begin with ORBAAGENT. The extension stands without its
-  // dot.
+  // Writes the report for the agent alone. For components of the agent, whose software identifiers begin with
+  // ORBAAGENT. `extension` has no dot.
   [[nodiscard]] HRESULT TrySaveAgentEventOnly(const Text& softwareId, const Text& extension) const noexcept {
     for (const HRESULT status : {softwareId.StatusAsNeeded(), extension.StatusAsNeeded()})
       if (FAILED(status)) return status;
     return report_ ? report_->SaveAgentEventOnly(softwareId.Get(), extension.Get()) : kNotOpen;
   }
 
-  // Frees the document; the report and its elements are empty then. The destructor does it as well.
+  // Frees the document: this report's and its elements' calls return kNotOpen from now on. The destructor
+  // does the same.
   HRESULT TryClose() noexcept {
     if (!report_) return kNotOpen;
     const HRESULT result = report_->DeInitialize();
@@ -224,7 +228,7 @@ class Report {
   }
 
   detail::Reference<IOrbaEventInf3> report_;
-  // What the object behind the reference has been given, so that a report may be const as that may.
+  // The state of the COM object, so that adding to a const Report is possible.
   mutable bool hasMachine_ = false;
   mutable bool hasEvent_ = false;
 };

@@ -1,4 +1,4 @@
-// Part of <varnel/varnel.hpp>: texts for its calls, and what XML allows in texts and names.
+// Part of <varnel/varnel.hpp>: texts for its calls, and the rules of XML for texts and names.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ constexpr bool IsLowSurrogate(wchar_t unit) noexcept {
   return unit >= 0xDC00 && unit < 0xE000;
 }
 
-// Returns the index of the first unit from `at` on that an XML document cannot hold, or the size of the text.
+// Returns the index of the first UTF-16 unit from `at` on that XML does not allow, or the size of the text.
 constexpr std::size_t FindFault(std::wstring_view text, std::size_t at = 0) noexcept {
   for (; at < text.size(); ++at) {
     const wchar_t unit = text[at];
@@ -42,15 +42,15 @@ struct Range {
   wchar_t first;
   wchar_t last;
 };
-// The characters that a name may begin with, and those that it may hold besides, as XML 1.0 has them. High
-// surrogates are those of U+10000 to U+EFFFF.
+// The characters with which an XML 1.0 name may begin, and those that it may have after the first. In the
+// first table, high surrogates stand for U+10000 to U+EFFFF.
 inline constexpr Range kNameStart[] = {{L'a', L'z'},     {L'A', L'Z'},     {L'_', L'_'},     {0xC0, 0xD6},
                                        {0xD8, 0xF6},     {0xF8, 0x2FF},    {0x370, 0x37D},   {0x37F, 0x1FFF},
                                        {0x200C, 0x200D}, {0x2070, 0x218F}, {0x2C00, 0x2FEF}, {0x3001, 0xDB7F},
                                        {0xDC00, 0xDFFF}, {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD}};
 inline constexpr Range kNameInside[] = {
     {L'-', L'.'}, {L'0', L'9'}, {0xB7, 0xB7}, {0x300, 0x36F}, {0x203F, 0x2040}};
-// In UTF-16 units. Readers have limits for names: libxml2 stops at 50,000 bytes.
+// In UTF-16 units. XML readers limit names: libxml2 stops at 50,000 bytes.
 inline constexpr std::size_t kLongestName = 10'000;
 
 template <std::size_t count>
@@ -60,8 +60,8 @@ constexpr bool IsIn(const Range (&ranges)[count], wchar_t unit) noexcept {
   return false;
 }
 
-// True if a text without faults is an XML name without a colon, and does not declare a namespace: event
-// documents have none.
+// True if the text, which FindFault has passed, is an XML name without a colon and not "xmlns": event
+// documents have no namespaces.
 constexpr bool IsName(std::wstring_view text) noexcept {
   if (text.empty() || text.size() > kLongestName || text == L"xmlns" || !IsIn(kNameStart, text[0]))
     return false;
@@ -74,9 +74,9 @@ constexpr bool IsName(std::wstring_view text) noexcept {
 
 }  // namespace detail
 
-// A text for one call, from UTF-16 or UTF-8, as a literal, a string or a view. It is copied once. A text with
-// a fault (broken surrogates or UTF-8, control characters, zeros) makes the call that gets it return
-// kBadText. A null pointer makes a null text, and so does moving: no name, and no text where one is needed.
+// A text for one call, copied from a UTF-16 or UTF-8 literal, string or view. A text with broken UTF-8 or
+// surrogates, control characters or zeros makes the call return kBadText. A null pointer gives a null text,
+// and a moved-from text is null too: it is not a name, and not a text where one is required.
 class Text {
  public:
   Text() noexcept = default;
@@ -104,8 +104,8 @@ class Text {
   }
   ~Text() { SysFreeString(bstr_); }
 
-  // Returns the text with U+FFFD in the place of each fault: for file names and other texts that an attacker
-  // may have made.
+  // Returns a copy with U+FFFD in place of each fault. For file names and other texts that an attacker may
+  // have written.
   [[nodiscard]] static Text Repaired(std::wstring_view utf16) noexcept {
     Text text;
     text.Copy(utf16, true);
@@ -126,11 +126,11 @@ class Text {
   BSTR Get() const noexcept { return bstr_; }
   std::wstring_view View() const noexcept { return {bstr_, size_}; }
 
-  // Returns S_OK, kBadText or E_OUTOFMEMORY; a null text is S_OK.
+  // Returns S_OK (for a null text, too), kBadText or E_OUTOFMEMORY.
   HRESULT Status() const noexcept { return status_; }
-  // Returns the same, or kNullText for a null text.
+  // Returns kNullText for a null text, otherwise Status().
   HRESULT StatusAsNeeded() const noexcept { return SUCCEEDED(status_) && !bstr_ ? kNullText : status_; }
-  // Returns the same as Status, or kBadName for a text that is not an XML name; a null text is none.
+  // Returns kBadName for a null text or a text that is not an XML name, otherwise Status().
   HRESULT StatusAsName() const noexcept {
     return FAILED(status_) ? status_ : detail::IsName(View()) ? S_OK : kBadName;
   }
@@ -181,7 +181,7 @@ class Text {
   }
 
   BSTR bstr_ = nullptr;
-  UINT size_ = 0;  // of the text in UTF-16 units
+  UINT size_ = 0;  // in UTF-16 units
   HRESULT status_ = S_OK;
 };
 
