@@ -14,9 +14,9 @@ constexpr std::string_view kTrusted[] = {
     "S-1-5-18",                                                        // SYSTEM
     "S-1-5-32-544",                                                    // administrators
     "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464",  // TrustedInstaller
-    "S-1-3-0", "S-1-3-1"};  // CREATOR OWNER and GROUP: nobody has them, they stand for who makes a file
+    "S-1-3-0", "S-1-3-1"};  // CREATOR OWNER and CREATOR GROUP: placeholders, replaced when a file is created
 
-// The account Administrator of a machine or domain, and Domain Admins.
+// True for the account Administrator of a machine or domain, and for Domain Admins.
 bool IsAdministrator(std::string_view sid) {
   return sid.starts_with("S-1-5-21-") && (sid.ends_with("-500") || sid.ends_with("-512"));
 }
@@ -50,7 +50,7 @@ std::vector<std::string> WhoCanReplace(const AccessFacts& facts, Place place,
       found.push_back(sid);
   };
   if (!facts.hasList) return {std::string(kEveryone)};
-  // An owner may change the list, unless an entry says what owners may do.
+  // An owner may change the list, unless an entry for OWNER RIGHTS limits the owner.
   bool ownerIsFree = true;
   for (const AccessEntry& entry : facts.entries) {
     if (entry.isInheritOnly) continue;

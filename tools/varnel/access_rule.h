@@ -7,30 +7,30 @@
 
 namespace varnel::tool {
 
-// The access list of a file or folder as plain facts; SIDs as text, like S-1-5-18.
+// Owner and access list of a file or folder. SIDs are texts like S-1-5-18.
 struct AccessEntry {
   std::string sid;
   std::uint32_t rights = 0;
   bool isAllowed = true;
-  bool isInheritOnly = false;  // for what is made in the folder, not for the folder itself
+  bool isInheritOnly = false;  // applies to new files in the folder, not to the folder itself
 };
 struct AccessFacts {
   std::string owner;
-  bool hasList = true;  // false: everyone has every right
+  bool hasList = true;  // false: every account has every right
   std::vector<AccessEntry> entries;
 };
 
 enum class Place {
   kFile,
   kOwnFolder,    // the folder of the file
-  kFolderAbove,  // a folder further up, with the drive itself
+  kFolderAbove,  // a folder further up, or the drive
 };
 
-// Returns the SIDs that could put another file in the place of this one, without SYSTEM, administrators,
-// TrustedInstaller and `trusted`: those that may write or delete a file, add a file beside it, delete or
-// rename a folder on its path, or give themselves that right. Entries that deny are passed over, so the
-// answer errs on the side of caution. A folder further up may let others add to it: that replaces nothing,
-// and Windows allows it on every drive.
+// Returns the SIDs that can replace a file: because they may write or delete the file, add a file to its
+// folder, delete or rename a folder on its path, or change an access list to that effect. SYSTEM,
+// administrators, TrustedInstaller and the SIDs in `trusted` are left out. Entries that deny access are
+// ignored, so the list may have too many SIDs, never too few. The right to add to a folder further up
+// (kFolderAbove) does not count: nothing can be replaced by it, and Windows grants it on every drive.
 [[nodiscard]] std::vector<std::string> WhoCanReplace(const AccessFacts& facts, Place place,
                                                      const std::vector<std::string>& trusted);
 

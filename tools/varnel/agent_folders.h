@@ -6,14 +6,14 @@
 
 namespace varnel::tool {
 
-// Where the library puts the reports of a software identifier on this machine, by the library's own rules.
+// The folder in which the library saves the reports of a software identifier on this machine.
 struct EventFolder {
-  std::wstring path;  // without a trailing backslash; empty when the agent has set none
+  std::wstring path;  // without a trailing backslash; empty if the agent has set none
   bool ofServer = false;
 };
 [[nodiscard]] EventFolder FolderOf(const std::wstring& softwareId);
 
-// A file as its folder lists it.
+// A file of a folder listing.
 struct FolderFile {
   std::wstring name;
   std::uint64_t size = 0;
@@ -22,8 +22,8 @@ struct FolderFile {
   bool operator<(const FolderFile& other) const { return name < other.name; }
 };
 
-// Returns the files of the folder, sorted by name, from one listing; no file is opened. Folders and links are
-// left out. A folder that cannot be read has no files.
+// Returns the files of the folder, sorted by name, without folders and links. Lists the folder once and opens
+// no file. Returns no files if the folder cannot be read.
 [[nodiscard]] std::vector<FolderFile> FilesOf(const EventFolder& folder);
 
 }  // namespace varnel::tool

@@ -7,21 +7,21 @@
 
 namespace varnel::tool {
 
-// Takes a part of the output.
+// Receives a part of the output.
 using Sink = std::function<void(std::string_view)>;
 
-// What may be printed of one file: ten times its size and 1 MB, however often the file makes something
-// repeat. Parts that are left out must be said to be.
+// Limits the output for one file to ten times its size and 1 MB, however often the file makes a text repeat.
+// The caller must say which parts it leaves out.
 class Allowance {
  public:
-  // Bytes that may follow when the file has been shown up to this offset.
+  // Returns how many bytes may still be printed when the file has been shown up to `offset`.
   [[nodiscard]] std::size_t Left(std::size_t offset) const {
     const std::size_t allowed = kTimes * offset + kBeside;
     return allowed - std::min(allowed, used_);
   }
   void Use(std::size_t bytes) { used_ += bytes; }
 
-  // Always left for what is said at the end.
+  // Bytes that are reserved for the end of the output.
   static constexpr std::size_t kEnd = 256 * 1024;
 
  private:

@@ -1,4 +1,4 @@
-// varnel check: whether event documents are as docs/event-format.md says.
+// varnel check: checks event files against the rules of docs/event-format.md.
 
 #include "commands.h"
 #include "console.h"
@@ -14,14 +14,14 @@
 namespace varnel::tool {
 namespace {
 
-constexpr std::size_t kMostFaults = 20;  // of a file: the first ones say enough
+constexpr std::size_t kMostFaults = 20;  // reported for one file
 
 void PrintFault(const ListedFile& file, const Place& place, const Fault& fault) {
   Print(Printable(file.path) + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) + ": " +
         Shortened(fault.text) + "\n");
 }
 
-// Nothing for a file that somebody has taken since the folder was listed.
+// Returns nothing for a file that has been deleted since the folder was listed.
 std::optional<Status> CheckFile(EventFileReader& reader, const ListedFile& file) {
   const EventFileReader::Result read = reader.Read(file);
   if (read.isGone) return std::nullopt;

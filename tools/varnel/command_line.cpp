@@ -9,7 +9,7 @@
 namespace varnel::tool {
 namespace {
 
-// Those of all commands, and what was chosen.
+// The options of all commands, and the command that was selected.
 struct Chosen {
   DoctorOptions doctor;
   ExplainOptions explain;
@@ -114,7 +114,7 @@ void AddSend(CLI::App& app, Chosen& chosen) {
   command.callback([&chosen] { chosen.run = [&chosen] { return RunSend(chosen.send); }; });
 }
 
-// For varnel doctor, which has it run in a process of its own.
+// For varnel doctor, which runs it in a separate process.
 void AddLoad(CLI::App& app, Chosen& chosen) {
   CLI::App& command = *app.add_subcommand("load")->group("");
   command.add_option("dll", chosen.dll)->required();
@@ -178,7 +178,8 @@ Status RunCommandLine(const std::vector<std::string>& arguments) {
   for (const auto add : {AddDoctor, AddExplain, AddSend, AddLoad, AddShow, AddCheck, AddTrace})
     add(app, chosen);
   try {
-    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // as the parser wants it
+    app.parse(std::vector<std::string>(arguments.rbegin(),
+                                       arguments.rend()));  // the parser takes them in reverse order
   } catch (const CLI::CallForVersion& version) {
     Print(std::string("varnel ") + version.what() + "\n");
     return kDone;

@@ -7,8 +7,8 @@
 
 namespace varnel::tool {
 
-// Does what the arguments say, UTF-8 and without the program's name. Prints help and what is wrong with the
-// arguments; throws what the commands throw.
+// Runs the command that the arguments (UTF-8, without the program's name) select, and returns its status.
+// Prints help, or the fault in the arguments. Throws the exceptions of the commands.
 [[nodiscard]] Status RunCommandLine(const std::vector<std::string>& arguments);
 
 }  // namespace varnel::tool

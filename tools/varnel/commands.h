@@ -8,16 +8,16 @@
 #include <string>
 #include <vector>
 
-// What the program can be asked, a function for each command, with what may be said on the command line;
-// texts in UTF-8. They throw Failure, or what varnel.hpp throws, when they cannot do it.
+// The commands of the program: a function for each, with the options of the command line as UTF-8. A command
+// that cannot do its work throws Failure or an exception of varnel.hpp.
 namespace varnel::tool {
 
 struct DoctorOptions {
   std::string softwareId = "EXAMPLE__1000";
   bool asJson = false;
   bool write = false;
-  bool repairTrace = false;  // see RepairTrace; nothing else is then done
-  std::string dll;           // of the trial report; empty: the registered class
+  bool repairTrace = false;  // call RepairTrace instead of RunDoctor
+  std::string dll;           // for the trial report; empty: the registered class
   int seconds = 10;
   std::uint64_t backlogFiles = 1000;
   std::uint64_t backlogMinutes = 60;
@@ -25,13 +25,13 @@ struct DoctorOptions {
 [[nodiscard]] Status RunDoctor(const DoctorOptions& options);
 
 struct ExplainOptions {
-  std::string code;  // when it is empty, an event is meant
+  std::string code;  // a result to explain; if empty, the members below describe an event
   std::optional<std::string> softwareId;
   std::optional<std::int32_t> event;
   std::optional<std::int32_t> severity;
-  std::int64_t size = 500;  // about what a report of one event has
+  std::int64_t size = 500;  // about the size of a report with one event
   bool managedOnly = false;
-  bool ownDll = false;  // of a product that brings its own copy: registration does not count
+  bool ownDll = false;  // the product has its own copy of the DLL: registration does not matter
   bool asJson = false;
 };
 [[nodiscard]] Status RunExplain(const ExplainOptions& options);
@@ -43,13 +43,13 @@ struct SendOptions {
   std::vector<std::string> children;
   std::string dll;
   int repeat = 1;
-  bool fromInput = false;  // the whole report comes from standard input
+  bool fromInput = false;  // read the whole report from standard input
   bool managedOnly = false;
-  bool returnResult = false;  // the status of the program is the HRESULT, for varnel doctor
+  bool returnResult = false;  // return the HRESULT as the program's status, for varnel doctor
 };
 [[nodiscard]] Status RunSend(const SendOptions& options);
 
-// Makes a report object with a DLL (full path) and returns the HRESULT as status, for varnel doctor.
+// Creates a report object with a DLL (full path) and returns the HRESULT as status. For varnel doctor.
 [[nodiscard]] Status RunLoad(const std::string& dll);
 
 struct ShowOptions {
@@ -57,7 +57,7 @@ struct ShowOptions {
   bool tree = false;
   bool json = false;
   bool follow = false;
-  std::string page;  // the file that it goes to
+  std::string page;  // the file to write as a page
 };
 [[nodiscard]] Status RunShow(const ShowOptions& options);
 
@@ -67,14 +67,14 @@ struct CheckOptions {
 [[nodiscard]] Status RunCheck(const CheckOptions& options);
 
 struct TraceOptions {
-  int level = 0;  // to be set; 0: leave it
+  int level = 0;  // log level to set; 0: keep the current one
   int upTo = 8;
   std::string facility;
   int seconds = 0;  // 0: until Ctrl+C
   bool json = false;
 };
 [[nodiscard]] Status RunTrace(const TraceOptions& options);
-// Puts back the log level that a killed trace has left.
+// Restores the log level that a killed trace has left.
 [[nodiscard]] Status RepairTrace();
 
 }  // namespace varnel::tool

@@ -13,14 +13,14 @@
 namespace varnel::tool {
 namespace {
 
-// Standard output, once it has been parted from what the C runtime knows by that name.
+// The handle of standard output after LogLines has redirected the C runtime's stdout; null before.
 HANDLE g_output = nullptr;
 
 HANDLE Output() {
   return g_output ? g_output : GetStdHandle(STD_OUTPUT_HANDLE);
 }
 
-// Whether the line that is being written is one of Progress.
+// True while the current line of standard error is a line of Progress.
 bool g_progress = false;
 
 bool IsConsole(HANDLE stream) {
@@ -29,7 +29,7 @@ bool IsConsole(HANDLE stream) {
 }
 
 bool Write(HANDLE stream, std::string_view utf8) {
-  constexpr std::size_t kMost = 16'384;  // a console takes no more at once
+  constexpr std::size_t kMost = 16'384;  // a console accepts no more in one call
   DWORD written = 0;
   if (!IsConsole(stream)) {
     for (; !utf8.empty(); utf8.remove_prefix(written))
@@ -53,7 +53,7 @@ void WipeProgress() {
     Write(GetStdHandle(STD_ERROR_HANDLE), "\r                              \r");
 }
 
-// Log lines from a pipe to standard error, until its other end is closed.
+// Copies log lines from a pipe to standard error until the pipe's other end is closed.
 DWORD WINAPI PassOn(void* end) {
   const KernelHandle pipe(end);
   std::string line;
@@ -107,7 +107,7 @@ void PrintError(std::string_view utf8) {
 }
 
 ConsoleColours::ConsoleColours() {
-  constexpr DWORD kObeyEscapes = 0x4;  // ENABLE_VIRTUAL_TERMINAL_PROCESSING, which old headers lack
+  constexpr DWORD kObeyEscapes = 0x4;  // ENABLE_VIRTUAL_TERMINAL_PROCESSING, missing in old headers
   on_ = GetConsoleMode(Output(), &before_) && SetConsoleMode(Output(), before_ | kObeyEscapes);
 }
 
@@ -124,10 +124,10 @@ LogLines::LogLines() {
   if (!CreatePipe(from.Put(), to.Put(), nullptr, 0)) return;
   thread_.Reset(CreateThread(nullptr, 0, &PassOn, from.Get(), 0, nullptr));
   if (!thread_) return;
-  static_cast<void>(from.Detach());  // the thread's own now
+  static_cast<void>(from.Detach());  // the thread owns it now
   const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(to.Get()), 0);
   if (descriptor < 0) return;
-  static_cast<void>(to.Detach());  // the descriptor's
+  static_cast<void>(to.Detach());  // the descriptor owns it now
   _dup2(descriptor, _fileno(stdout));
   _close(descriptor);
 }

@@ -9,20 +9,22 @@
 
 namespace varnel::tool {
 
-// What a command returns to the shell.
+// The exit status of a command.
 enum Status : int {
   kDone = 0,
-  kFound = 1,   // it ran, and there is something that should be looked at
-  kFailed = 2,  // it could not do what was asked; standard error says why
+  kFound = 1,   // the command ran and found something that needs attention
+  kFailed = 2,  // the command failed; standard error says why
 };
 
-// Standard output in UTF-8, whatever the code page: to a console as UTF-16. Throws OutputClosed when the
-// reader has gone, so a command ends when its console is closed, and Failure when the disk is full.
+// Writes to standard output in UTF-8, or to a console in UTF-16, independent of the code page. Throws
+// OutputClosed if the reader has closed the output, so that the command ends, and Failure if the disk is
+// full.
 void Print(std::string_view utf8);
-// One line to standard error.
+// Writes one line to standard error.
 void PrintError(std::string_view utf8);
 
-// While it lives, escape sequences for colours may be printed, if it says so: never to what is no console.
+// Switches on the console's escape sequences for colours during its lifetime. False if standard output is not
+// a console that supports them.
 class ConsoleColours {
  public:
   ConsoleColours();
@@ -35,23 +37,24 @@ class ConsoleColours {
   unsigned long before_ = 0;
   bool on_;
 };
-// How far long work is, as a line on standard error that comes and goes; only where that is a console.
+// Shows the progress of long work as a line on standard error and removes it at the end. Shows nothing if
+// standard error is not a console.
 class Progress {
  public:
   explicit Progress(std::size_t total) : total_(total) {}
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
-  // One more is done.
+  // Counts one finished unit of work.
   void Next();
 
  private:
   std::size_t total_;
   std::size_t done_ = 0;
-  unsigned long long shown_ = 0;  // when, in milliseconds
+  unsigned long long shown_ = 0;  // time of the last update in milliseconds
 };
-// While it lives, what the library prints, its log lines, goes to standard error: printable, and in UTF-8.
-// What Print prints does not.
+// Redirects the library's log lines from standard output to standard error during its lifetime, printable and
+// in UTF-8. Print still writes to standard output.
 class LogLines {
  public:
   LogLines();
@@ -63,11 +66,11 @@ class LogLines {
   KernelHandle thread_;
 };
 
-// Standard input to its end; UTF-8, without a byte-order mark. Throws Failure when there are more than `most`
-// bytes.
+// Reads standard input (UTF-8) to its end and returns it without a byte-order mark. Throws Failure if it has
+// more than `most` bytes.
 [[nodiscard]] std::string ReadInput(std::size_t most);
 
-// What a command says when it cannot go on: one line, with what to do.
+// Ends a command with one line for standard error: what is wrong and what to do.
 class Failure : public std::exception {
  public:
   explicit Failure(std::string line) : line_(std::move(line)) {}

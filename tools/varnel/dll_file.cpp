@@ -9,7 +9,7 @@
 namespace varnel::tool {
 namespace {
 
-// False when the file ends before that.
+// Reads T at an offset. Returns false if the file ends before it does.
 template <class T>
 bool ReadAt(HANDLE file, DWORD offset, T& value) {
   OVERLAPPED at{};
@@ -37,7 +37,8 @@ DllWidth WidthOfDll(const std::wstring& path) {
   return header.file.Machine == IMAGE_FILE_MACHINE_I386 ? DllWidth::k32 : DllWidth::kOther;
 }
 
-// Windows looks for version.dll beside the program first, so varnel.exe does not import it.
+// Loads version.dll from the system folder at run time: for an import, Windows would search the program's
+// folder first.
 std::string VersionOfDll(const std::wstring& path) {
   decltype(GetFileVersionInfoSizeW)* getSize = nullptr;
   decltype(GetFileVersionInfoW)* getInformation = nullptr;

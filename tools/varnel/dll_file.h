@@ -6,12 +6,14 @@ namespace varnel::tool {
 
 enum class DllWidth { kNoDll, k32, k64, kOther };
 
-// What a file's own header says; the file is never loaded as code. kNoDll also for one that cannot be read.
+// Returns the architecture that the file's header states, kNoDll also for a file that cannot be read. The
+// file is never loaded as code.
 [[nodiscard]] DllWidth WidthOfDll(const std::wstring& path);
 
-// "1.2.3.0", from its version resource; empty when it has none.
+// Returns the file version, like "1.2.3.0", from the version resource; an empty text if there is none.
 [[nodiscard]] std::string VersionOfDll(const std::wstring& path);
 
+// True if the path leads to a file and not to a folder.
 [[nodiscard]] bool IsFile(const std::wstring& path);
 
 }  // namespace varnel::tool

@@ -11,7 +11,7 @@
 namespace varnel::tool {
 namespace {
 
-// Copies T out of the bytes; false when they end before it does.
+// Copies T from the bytes. Returns false if they end before it does.
 template <class T>
 bool Get(const std::vector<std::uint8_t>& bytes, std::size_t at, T& value) {
   if (at > bytes.size() || bytes.size() - at < sizeof(T)) return false;

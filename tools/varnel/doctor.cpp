@@ -1,4 +1,4 @@
-// varnel doctor: why does my event not arrive?
+// varnel doctor: finds out why events do not arrive.
 
 #include "commands.h"
 #include "console.h"
@@ -72,7 +72,7 @@ std::string AsLines(const Checks& checks, bool inColour) {
 }  // namespace
 
 Status RunDoctor(const DoctorOptions& options) {
-  const ComScope com;  // for the type library
+  const ComScope com;  // needed to load the type library
   const Checks checks = Examine(options);
   if (options.asJson) {
     Print(AsJson(checks));

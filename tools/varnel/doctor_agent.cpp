@@ -1,5 +1,4 @@
-// What the agent has set for all reports: whether they are wanted at all, how large, which are urgent, and
-// who the agent is.
+// Rows about the agent's settings for all reports: managed, size limit, trigger policy, identity.
 
 #include "doctor_checks.h"
 #include "registry_value.h"
@@ -18,24 +17,25 @@ namespace {
 
 constexpr char kSetNumber[] = " as REG_DWORD, or remove it.";
 
-// "Brenn Size" is REG_SZ "5"
+// Returns a text like: "Brenn Size" is REG_SZ "5"
 std::string Stated(const wchar_t* name, const RegistryValue& value) {
   return "\"" + ToUtf8(name) + "\" is " + Described(value);
 }
 
-// A policy: a number, or a text of one digit. Numbers from 48 on are taken for such a text.
+// True if the value is a valid policy: a number or a text of one digit. A number from 48 on is taken for such
+// a text.
 bool IsPolicy(const RegistryKey& key, const wchar_t* name, const RegistryValue& value) {
   if (value.IsNumber()) return QueryFourBytes(key, name, 0).value_or(0) < L'0';
   const std::wstring text = value.Text();
   return value.type == REG_SZ && text.size() == 1 && text[0] >= L'0' && text[0] <= L'9';
 }
 
-// Off as a number, and as a text.
+// True if the policy is off, as a number or as a text.
 bool IsOff(std::uint32_t policy) {
   return policy == 0 || policy == L'0';
 }
 
-// Adds to the row what is wrong with the form of a value.
+// Adds a fault in the value's type or form to the row.
 void AddForm(Check& check, const RegistryKey& key, const wchar_t* name, bool isPolicy) {
   const auto value = ReadValue(key, name);
   if (!value || (isPolicy ? IsPolicy(key, name, *value) : value->IsNumber())) return;
@@ -65,9 +65,9 @@ Check CheckManaged(const RegistryKey& key) {
 }
 
 Check CheckSizeLimit(const RegistryKey& key) {
-  constexpr std::uint32_t kSmallest = 500;      // about what a report of one event has
-  constexpr std::uint32_t kLittle = 10'000;     // for the machine's facts and a few events
-  constexpr std::uint32_t kMuch = 268'435'456;  // what readers of event files take
+  constexpr std::uint32_t kSmallest = 500;      // about the size of a report with one event
+  constexpr std::uint32_t kLittle = 10'000;     // enough for machine facts and a few events
+  constexpr std::uint32_t kMuch = 268'435'456;  // the limit of readers of event files
   const std::uint32_t limit = ReadEventSizeLimit();
   Check check{"size limit", State::kOk, "reports stay below " + std::to_string(limit) + " bytes", ""};
   if (limit <= kSmallest) {
@@ -114,7 +114,7 @@ bool IsGuid(const std::wstring& text) {
          });
 }
 
-// What every report says about its sender.
+// Checks AgentGUID, which every report has.
 Check CheckIdentity(const RegistryKey& key) {
   constexpr char kName[] = "agent identity";
   constexpr char kRemedy[] = "Repair or enrol the agent, which sets AgentGUID.";
@@ -135,7 +135,7 @@ Check CheckIdentity(const RegistryKey& key) {
   return {kName, State::kOk, ToUtf8(guid), ""};
 }
 
-// Of both families; no name is looked up.
+// True for an IPv4 or IPv6 address. Looks up no name.
 bool IsAddress(const std::wstring& text) {
   IN6_ADDR address;
   return InetPtonW(AF_INET, text.c_str(), &address) == 1 || InetPtonW(AF_INET6, text.c_str(), &address) == 1;

@@ -1,4 +1,4 @@
-// Whether someone collects the event files: how many wait, for how long, and which are not finished.
+// Rows about the event files that have not been collected: their number and age, and unfinished files.
 
 #include "doctor_backlog.h"
 
@@ -11,7 +11,7 @@ namespace varnel::tool {
 namespace {
 
 constexpr std::uint64_t kTicksOfMinute = 600'000'000;
-constexpr std::size_t kMostLooks = 500;  // files that are opened: about 0.3 ms each
+constexpr std::size_t kMostLooks = 500;  // files to open, at about 0.3 ms each
 constexpr std::uint64_t kInTheMaking = kTicksOfMinute;
 
 std::uint64_t Now() {
@@ -30,7 +30,7 @@ std::string InWords(std::uint64_t minutes) {
   return Counted(minutes / (24 * 60), "day");
 }
 
-// The bytes at this place; fewer where the file ends. False when they cannot be read.
+// Reads the bytes at an offset, fewer at the end of the file. Returns false if they cannot be read.
 bool ReadPart(HANDLE file, std::uint64_t at, char (&part)[512], std::string_view& bytes) {
   OVERLAPPED place{};
   place.Offset = static_cast<DWORD>(at);
@@ -41,7 +41,7 @@ bool ReadPart(HANDLE file, std::uint64_t at, char (&part)[512], std::string_view
   return true;
 }
 
-// The name of the first element; empty when there is none.
+// Returns the name of the first element; an empty text if there is none.
 std::string_view RootName(std::string_view head) {
   for (std::size_t at = head.find('<'); at < head.size(); at = head.find('<', at + 1)) {
     const std::string_view rest = head.substr(at + 1);
@@ -61,7 +61,7 @@ bool ClosesRoot(std::string_view tail, std::string_view root) {
          (tag.ends_with("/>") && RootName(tag) == root && RootName(tail) == root);
 }
 
-// Whether the end of the document is missing. A file that cannot be opened is being written, or read.
+// True if the end of the document is missing. A file that cannot be opened is being written or read.
 bool IsCut(const std::wstring& path, std::uint64_t size) {
   const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                                     FILE_FLAG_OPEN_REPARSE_POINT | kAnonymously, nullptr));

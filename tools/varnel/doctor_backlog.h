@@ -8,17 +8,18 @@
 
 namespace varnel::tool {
 
-// The files that wait in an event folder.
+// The files in an event folder that have not been collected.
 struct Backlog {
   std::uint64_t files = 0;
-  std::uint64_t minutes = 0;             // since the oldest was written
-  std::vector<std::wstring> unfinished;  // empty, or without the end of the document, for more than a minute
-  bool isSample = false;                 // so many files that only the oldest and the newest were opened
+  std::uint64_t minutes = 0;             // age of the oldest file
+  std::vector<std::wstring> unfinished;  // files older than a minute without the end of the document
+  bool isSample = false;                 // only the oldest and newest files were opened
 };
 
-// Costs one listing of the folder and two reads for each file that is opened, at most 500.
+// Examines the folder: lists it once, and opens at most 500 files with two reads each.
 [[nodiscard]] Backlog LookAtBacklog(const EventFolder& folder);
 
+// Returns the row about the backlog of one event folder.
 [[nodiscard]] Check CheckBacklog(const std::string& folderName, const EventFolder& folder,
                                  const BacklogLimits& limits);
 

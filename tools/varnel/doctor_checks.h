@@ -11,28 +11,29 @@ namespace varnel::tool {
 
 enum class State { kOk, kWarning, kFailure };
 
-// One row of varnel doctor. Texts are for a person: UTF-8, printable, one line.
+// One row of varnel doctor. Its texts are UTF-8, printable and of one line.
 struct Check {
   std::string name;
   State state = State::kOk;
   std::string found;   // a clause without a full stop
-  std::string remedy;  // whole sentences; empty when there is nothing to do
+  std::string remedy;  // whole sentences; empty if there is nothing to do
 };
 using Checks = std::vector<Check>;
 
-// "1 file", "2 files"
+// Returns a number with its unit: "1 file", "2 files".
 inline std::string Counted(std::uint64_t number, const std::string& unit) {
   return std::to_string(number) + " " + unit + (number == 1 ? "" : "s");
 }
 
-// From which backlog on an event folder gets a warning.
+// The backlog from which on an event folder gets a warning.
 struct BacklogLimits {
   std::uint64_t files = 1000;
   std::uint64_t minutes = 60;  // age of the oldest file
 };
 
-// Each checks one step on the way from a product's call to the reader of its event file, and changes nothing.
-// `softwareId` is the product's identifier; `seconds` is the time that a DLL may take to load.
+// Each function checks one step between a product's call and the reader of its event file, changes nothing,
+// and returns the rows. `softwareId` is the product's identifier; `seconds` is the time limit for loading a
+// DLL.
 [[nodiscard]] Checks CheckRegistration(int seconds);
 [[nodiscard]] Checks CheckRegistryPlaces();
 [[nodiscard]] Checks CheckAgent();
@@ -41,15 +42,15 @@ struct BacklogLimits {
 [[nodiscard]] Checks CheckLog();
 [[nodiscard]] Checks CheckProtection();
 
-// The save mutex, waited for up to two seconds.
+// The state of the save mutex after a wait of up to two seconds.
 struct SaveMutex {
   Check check;
-  bool isHeld = false;  // for all that time
+  bool isHeld = false;  // by another program, during the whole wait
 };
 [[nodiscard]] SaveMutex CheckSaveMutex();
 
-// True if a DLL that is registered for 64-bit programs may be loaded here: it is at a full path where only
-// administrators can write. Also true without a registration.
+// True if the DLL that is registered for 64-bit programs may be loaded by this program: it exists, at a full
+// path that only administrators can change. Also true without a registration.
 [[nodiscard]] bool IsRegisteredDllSafe();
 
 // The trial report of varnel doctor --write.
@@ -59,7 +60,8 @@ struct TrialRequest {
   int seconds = 10;
   bool isSaveMutexHeld = false;
 };
-// Saves a report in a process of its own, which is ended after that time, looks for the file and removes it.
+// Saves a trial report in a separate process, which is ended after the time limit; looks for its file and
+// removes it. Returns the row.
 [[nodiscard]] Checks TryReport(const TrialRequest& request);
 
 }  // namespace varnel::tool

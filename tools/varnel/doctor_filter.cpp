@@ -1,4 +1,4 @@
-// Which events the agent's filter file keeps out, and why a filter does not do what it seems to.
+// Rows about the event filter: the events that it disables, and its faults.
 
 #include "doctor_checks.h"
 #include "event_forms.h"
@@ -19,7 +19,7 @@ constexpr std::string_view kListName = "DisabledEvent";
 constexpr char kForm[] =
     "Write DisabledEvent=1001;1002; with a \";\" behind each number, and without blanks and line ends.";
 
-// A list of any length, in a line.
+// A list of any length, shown in one line.
 struct List {
   static constexpr std::size_t kMost = 20;
   std::string text;
@@ -37,14 +37,14 @@ Check Warning(std::string found, std::string remedy) {
   return {kName, State::kWarning, std::move(found), std::move(remedy)};
 }
 
-// The name of the list in other letters, as it is written; empty when it is not there.
+// Returns the name of the list as written with other letter case; an empty text if there is none.
 std::string_view SimilarName(std::string_view content) {
   const auto same = [](char one, char other) { return (one | 0x20) == (other | 0x20); };
   const auto at = std::search(content.begin(), content.end(), kListName.begin(), kListName.end(), same);
   return content.substr(static_cast<std::size_t>(at - content.begin()), kListName.size());
 }
 
-// A file in which the library finds no list.
+// Returns the row for a filter in which the library finds no list.
 Check CheckWithoutList(const std::string& file, std::string_view content) {
   if (content.find('\0') != content.npos)
     return Warning(file + " is not a plain text (UTF-16?), so nothing is disabled",
@@ -86,7 +86,7 @@ Check CheckEntries(const std::string& file, const char* content, std::uint32_t s
   return {kName, State::kOk, found, ""};
 }
 
-// True if the path has no form in the code page in which the library opens the filter.
+// True if the path cannot be expressed in the ANSI code page, with which the library opens the filter.
 bool IsOutsideCodePage(const wchar_t* path) {
   BOOL replaced = FALSE;
   char narrow[kFilterPathCapacity * 2];
@@ -95,7 +95,7 @@ bool IsOutsideCodePage(const wchar_t* path) {
          replaced;
 }
 
-// Another file in the folder whose name begins like the filter's: EvtFiltr.ini.txt.
+// Returns another file of the folder whose name begins like the filter's, such as EvtFiltr.ini.txt.
 std::string SimilarFile(const wchar_t* path) {
   const std::wstring start(path, std::wstring_view(path).find_last_of(L'.') - 2);
   WIN32_FIND_DATAW found;
@@ -115,7 +115,7 @@ Check CheckMissing(const std::string& file, const wchar_t* path, DWORD error) {
   return {kName, State::kOk, file + " does not exist, so nothing is disabled", ""};
 }
 
-// A file that is there, and of which the library gets no text.
+// Returns the row for a filter that exists but cannot be read by the library.
 Check CheckUnreadable(const std::string& file, const wchar_t* path, const WIN32_FILE_ATTRIBUTE_DATA& facts) {
   if ((facts.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
     return Warning(file + " is a folder, so nothing is disabled",

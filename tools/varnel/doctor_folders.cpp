@@ -1,4 +1,4 @@
-// Whether event files can be made in the folders, and by whom.
+// Rows about the event folders: whether event files can be created in them, and by which accounts.
 
 #include "agent_folders.h"
 #include "doctor_backlog.h"
@@ -23,7 +23,7 @@ namespace {
 constexpr std::uint64_t kMegabyte = 1'048'576;
 constexpr std::uint64_t kLittleRoom = 100 * kMegabyte;
 
-// The rights that the folder's list gives to SYSTEM; nothing when the system does not tell.
+// Returns the rights of SYSTEM on the folder; nothing if Windows cannot tell.
 std::optional<ACCESS_MASK> RightsOfSystem(const std::wstring& folder) {
   PACL list = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
@@ -47,15 +47,15 @@ bool IsFolder(const std::wstring& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// A folder of event files, and how bad a fault of it is for the product that is asked about.
+// An event folder, and whether the product's reports are saved to it.
 struct Folder {
   std::string name;
   EventFolder place;
   const wchar_t* key;
   const wchar_t* value;
-  bool isUsed;  // by this product's reports
+  bool isUsed;  // this product's reports are saved to it
 
-  // A fault of the other folder does not keep this product's events from arriving.
+  // Returns the row for a fault: a failure, or a warning for a folder that this product does not use.
   Check Fault(const std::string& aspect, std::string found, std::string remedy) const {
     return {name + aspect, isUsed ? State::kFailure : State::kWarning, std::move(found), std::move(remedy)};
   }
@@ -71,7 +71,7 @@ bool IsText(const RegistryValue& value) {
   return value.type == REG_SZ || value.type == REG_EXPAND_SZ;
 }
 
-// The faults of the setting that the path does not show; nothing when the path may be used.
+// Returns the row for a fault of the setting, except a path that does not exist; nothing if there is none.
 std::optional<Check> CheckSetting(const Folder& folder) {
   const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, folder.key, KEY_QUERY_VALUE);
   const auto value = ReadValue(key, folder.value);
@@ -97,12 +97,12 @@ std::optional<Check> CheckSetting(const Folder& folder) {
   return std::nullopt;
 }
 
-// \\server\share, other than \\?\C: and \\.\device.
+// True for a path like \\server\share; false for \\?\C: and \\.\device.
 bool IsOnServer(const std::wstring& path) {
   return path.size() > 2 && path.starts_with(L"\\\\") && path[2] != L'?' && path[2] != L'.';
 }
 
-// The part of a path that is missing first, or is a file.
+// Returns the first part of a path that is missing or is a file.
 std::wstring FirstObstacle(const std::wstring& path) {
   std::wstring obstacle = path;
   for (std::wstring above = SplitFolder(path).parent; !above.empty(); above = SplitFolder(above).parent) {
@@ -133,7 +133,7 @@ Check MissingFolder(const Folder& folder) {
                                             : "Repair the agent, which makes this folder, or make it.");
 }
 
-// Why a new file is refused in a folder that is there.
+// Returns the row for a folder that exists and refuses new files.
 Check RefusedFile(const Folder& folder, DWORD error) {
   const std::string shown = folder.Path() + ": ";
   if (error == ERROR_WRITE_PROTECT)
@@ -159,9 +159,9 @@ bool IsOnNetwork(const std::wstring& path) {
   return GetDriveTypeW((path.substr(0, 2) + L"\\").c_str()) == DRIVE_REMOTE;
 }
 
-// The folder itself, for this account.
+// Checks the folder with the rights of this account.
 Check CheckPlace(const Folder& folder) {
-  constexpr std::size_t kLongestFile = 43;  // \<GUID>.xml; the agent's names are shorter
+  constexpr std::size_t kLongestFile = 43;  // characters of \<GUID>.xml; the agent's names are shorter
   const std::wstring& path = folder.place.path;
   const MadeFolder made =
       folder.place.ofServer

@@ -1,4 +1,4 @@
-// What the registry makes of the log settings, as the library reads them.
+// Rows about the log settings, as the library reads them from the registry.
 
 #include "doctor_checks.h"
 #include "logging/log_settings.h"
@@ -18,8 +18,8 @@ std::string Stated(const wchar_t* name, const RegistryValue& value) {
   return ToUtf8(name) + " is " + Described(value);
 }
 
-// A number outside of its range counts as the nearest end. Each Fault... returns an empty text when the value
-// is missing or right.
+// Each Fault... returns the fault of a value; an empty text if the value is missing or valid. For a number
+// outside of its range the library takes the nearest limit.
 std::string FaultOfNumber(const RegistryKey& key, const wchar_t* name, std::uint32_t least,
                           std::uint32_t most) {
   const auto value = ReadValue(key, name);
@@ -30,7 +30,7 @@ std::string FaultOfNumber(const RegistryKey& key, const wchar_t* name, std::uint
   return Stated(name, *value) + ", outside of " + std::to_string(least) + " to " + std::to_string(most);
 }
 
-// `capacity`: bytes of the value in the ANSI code page, with its zero.
+// `capacity` is the limit in bytes of the ANSI code page, with the terminating zero.
 std::string FaultOfText(const RegistryKey& key, const wchar_t* name, std::size_t capacity) {
   const auto value = ReadValue(key, name);
   if (!value) return {};
@@ -69,7 +69,7 @@ std::string Faults(const RegistryKey& key) {
 }  // namespace
 
 Checks CheckLog() {
-  constexpr std::int32_t kFailures = 5;  // the level of the lines that say why a save has failed
+  constexpr std::int32_t kFailures = 5;  // log level of a save's failures
   const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, kLogKey, KEY_QUERY_VALUE);
   ReadLogSettings();
   const LogSettings& settings = GetLogSettings();

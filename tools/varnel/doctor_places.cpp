@@ -1,4 +1,4 @@
-// Values that stand where the library does not look: another part of the registry, or another name.
+// Rows about values that the library does not read, because of their key or their name.
 
 #include "doctor_checks.h"
 #include "logging/log_settings.h"
@@ -55,7 +55,7 @@ std::string Lacking(const ReadKey& read, const Elsewhere& other) {
   return names;
 }
 
-// The letters and digits of a name, in lower case.
+// Returns the letters and digits of a name, in lower case.
 std::wstring Core(std::wstring_view name) {
   std::wstring core;
   for (const wchar_t unit : name)
@@ -63,7 +63,7 @@ std::wstring Core(std::wstring_view name) {
   return core;
 }
 
-// How many characters have to be added, taken away or exchanged to make one text of the other.
+// Returns the edit distance of two texts.
 std::size_t Distance(std::wstring_view one, std::wstring_view other) {
   std::vector<std::size_t> row(other.size() + 1);
   std::iota(row.begin(), row.end(), std::size_t{0});
@@ -89,7 +89,7 @@ std::vector<std::wstring> NamesIn(const RegistryKey& key) {
   return names;
 }
 
-// Pairs of a name that is not read and the one that is meant.
+// Returns the misspelt names, each with the name that the library reads.
 std::string Misspelt(const ReadKey& read) {
   std::string pairs;
   const RegistryKey key = Open(HKEY_LOCAL_MACHINE, read.path);

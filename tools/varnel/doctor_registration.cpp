@@ -1,4 +1,5 @@
-// Whether 64-bit and 32-bit products find the library, the same one, and whether it is safe to load.
+// Rows about the registration: whether 64-bit and 32-bit products find the library, in the same version, and
+// whether it is safe to load.
 
 #include "base/files.h"
 #include "dll_file.h"
@@ -34,7 +35,7 @@ std::string Install(const View& view) {
   return std::string("Install the package, or run regsvr32 on the ") + view.width + " varnel.dll.";
 }
 
-// What is wrong with the place that is registered; nothing when a file is there.
+// Returns the fault of the registered path; nothing if it leads to a file.
 std::optional<std::string> FaultOfPlace(const RegistryKey& key, const std::wstring& file) {
   const auto value = ReadValue(key, L"");
   if (!value) return "InprocServer32 names no file: its default value is not set";
@@ -55,7 +56,7 @@ std::optional<std::string> FaultOfPlace(const RegistryKey& key, const std::wstri
   return std::nullopt;
 }
 
-// What is wrong with the file itself, by its own header.
+// Returns the fault of the file by its own header; nothing if there is none.
 std::optional<std::string> FaultOfFile(const std::wstring& file, const View& view) {
   const FileHandle opened(
       CreateFileW(file.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, kAnonymously, nullptr));
@@ -75,7 +76,7 @@ std::optional<std::string> FaultOfFile(const std::wstring& file, const View& vie
          " DLL, registered for " + view.width + " products";
 }
 
-// Why a DLL gives no report object, in words that follow its path.
+// Returns why a DLL creates no report object, in words that follow its path.
 std::string WhyNoObject(std::optional<DWORD> result, int seconds) {
   if (!result)
     return "loading it takes longer than " + Counted(static_cast<std::uint64_t>(seconds), "second");
@@ -101,7 +102,7 @@ std::string WhyNoObject(std::optional<DWORD> result, int seconds) {
   }
 }
 
-// What keeps the class from working as the library needs it, beside its file.
+// Returns the faults of a class's registration besides its file.
 std::string FaultsOfKey(HKEY root, REFCLSID classId, const View& view) {
   std::string faults;
   const RegistryKey server = OpenClassKey(root, classId, L"\\InprocServer32", view.flag);
@@ -115,7 +116,7 @@ std::string FaultsOfKey(HKEY root, REFCLSID classId, const View& view) {
   return faults;
 }
 
-// The row of one width.
+// The row for 64-bit or for 32-bit products.
 struct ViewResult {
   Check check;
   std::wstring file;
@@ -185,7 +186,7 @@ Check CheckVersions(const std::string& version64, const std::string& version32) 
           "Install the same package for both."};
 }
 
-// A registration in the account's own part comes before the machine's, for this account only.
+// Checks for a registration below HKEY_CURRENT_USER, which overrides the machine's for this account.
 Check CheckAccount() {
   constexpr char kName[] = "own registration";
   for (const View& view : kViews)
@@ -198,7 +199,7 @@ Check CheckAccount() {
   return {kName, State::kOk, "none: this account uses the machine's", ""};
 }
 
-// The names under which scripts ask for the class.
+// Checks the names by which scripts create the class.
 Check CheckScriptNames() {
   constexpr char kName[] = "script name";
   constexpr char kRemedy[] = "Install the package, or run regsvr32 on varnel.dll.";
@@ -217,7 +218,7 @@ Check CheckScriptNames() {
   return {kName, State::kOk, "Varnel.OrbaEventInf", ""};
 }
 
-// True if calls of the interface can be passed from thread to thread.
+// True if calls of the interface can be marshalled to another thread.
 bool HasProxy(REFIID id) {
   wchar_t guid[39];
   StringFromGUID2(id, guid, 39);
@@ -238,7 +239,7 @@ Check CheckTypeLibrary() {
     return {kName, State::kWarning, std::string("not registered") + kEffect, kRemedy};
   const std::string shown = Printable(file);
   if (!IsFile(file)) return {kName, State::kWarning, shown + ": the file does not exist" + kEffect, kRemedy};
-  // Loading what is not a type library may run a class that the file's content names.
+  // Loading a file that is not a type library may run code of a class that the file names.
   if (const auto danger = WhyNotTrusted(file))
     return {kName, State::kWarning, shown + ": not read here, because users could exchange it: " + *danger,
             kSafePlace};

@@ -1,4 +1,4 @@
-// A report that is made to be seen and removed, saved by a process of its own.
+// The row about the trial report, which a separate process saves and which is then removed.
 
 #include "base/files.h"
 #include "doctor_checks.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr char kName[] = "trial report";
 
-// What no other report holds.
+// Returns a text that no other report has.
 std::string NewMark() {
   GUID guid{};
   wchar_t text[39];
@@ -25,7 +25,7 @@ std::string NewMark() {
   return ToUtf8(text);
 }
 
-// The first number from 1 on that the filter does not disable.
+// Returns the first event identifier from 1 on that the filter does not disable.
 long EnabledEvent() {
   std::unordered_set<std::string> disabled;
   std::uint32_t size = 0;
@@ -38,7 +38,7 @@ long EnabledEvent() {
   return id;
 }
 
-// Saves the trial report in a process of its own. Nothing when that did not end in time.
+// Saves the trial report in a separate process. Returns nothing if that did not end in time.
 std::optional<DWORD> Save(const TrialRequest& request, const std::string& mark) {
   std::vector<std::string> arguments = {"send",
                                         "--return-result",
@@ -52,9 +52,9 @@ std::optional<DWORD> Save(const TrialRequest& request, const std::string& mark) 
   return RunThisProgram(arguments, request.seconds);
 }
 
-// Removes the file if it holds the mark, and is still the one that was read.
+// Removes the file if it has the mark and its path still leads to the file that was read.
 bool RemoveIfOurs(const std::wstring& path, const std::string& mark) {
-  constexpr DWORD kMost = 65'536;  // the trial is far smaller
+  constexpr DWORD kMost = 65'536;  // the trial report is far smaller
   const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                                     FILE_FLAG_OPEN_REPARSE_POINT | kAnonymously, nullptr));
   std::string content(kMost, '\0');
@@ -66,7 +66,7 @@ bool RemoveIfOurs(const std::wstring& path, const std::string& mark) {
   return true;
 }
 
-// What a failed save means on this machine.
+// Returns the row for a failed save on this machine.
 Check Failed(const TrialRequest& request, HRESULT result) {
   const ResultWords words = WordsOf(result);
   const std::string code = words.code + (words.name.empty() ? "" : " " + words.name);

@@ -14,7 +14,7 @@ namespace varnel::tool {
 namespace {
 
 constexpr std::int64_t kLargest = 256 * 1024 * 1024;
-constexpr DWORD kPart = 64 * 1024;  // nearly every event file, in one call
+constexpr DWORD kPart = 64 * 1024;  // enough to read nearly every event file in one call
 
 struct FindTraits {
   using Type = HANDLE;
@@ -23,7 +23,7 @@ struct FindTraits {
 };
 using FindHandle = UniqueResource<FindTraits>;
 
-// What the system says of an error, in a line.
+// Returns Windows' text for an error in one line.
 std::string Describe(DWORD error) {
   wchar_t text[256];
   const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
@@ -36,14 +36,14 @@ std::string Describe(DWORD error) {
   return line + " (" + std::to_string(error) + ")";
 }
 
-// Reads into the start of `bytes`, which grows as needed and never shrinks. 0 when it was read. When the
-// first part is not full it is all; a file that grows meanwhile is not finished.
+// Reads the file into the start of `bytes`, which grows as needed and never shrinks. Returns 0 or the error.
+// A first part that is not full is the whole file: a file that grows meanwhile is unfinished.
 DWORD ReadBytes(const ListedFile& file, std::string& bytes, std::size_t& size) {
   const DWORD links = file.named ? 0 : FILE_FLAG_OPEN_REPARSE_POINT;
   const FileHandle handle(CreateFileW(file.path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                                       FILE_FLAG_SEQUENTIAL_SCAN | kAnonymously | links, nullptr));
   if (!handle) return GetLastError();
-  // In a folder there are files only.
+  // Only a path from the command line may lead to a device.
   if (file.named && GetFileType(handle.Get()) != FILE_TYPE_DISK) return ERROR_BAD_FILE_TYPE;
   if (bytes.size() < kPart) bytes.resize(kPart);
   DWORD read = 0;

@@ -9,26 +9,28 @@
 
 namespace varnel::tool {
 
+// A file to read.
 struct ListedFile {
   std::wstring path;
-  bool named = false;  // by the user, not found in a folder
+  bool named = false;  // on the command line, not found in a folder
 };
 
-// The files that are meant: a file itself, of a folder every file in it, the oldest first; links and folders
-// in a folder are passed over. Throws Failure when the path cannot be read.
+// Returns the file, or the files of the folder, oldest first and without links and folders. Throws Failure if
+// the path cannot be read.
 [[nodiscard]] std::vector<ListedFile> ListFiles(const std::wstring& path);
 
-// Reads event files one after the other. Others may write and delete them meanwhile.
+// Reads event files one after the other, while other programs may write and delete them.
 class EventFileReader {
  public:
-  // A file that another program keeps to itself is unfinished, and in use. A file that cannot be read, or is
-  // larger than 256 MB, is unreadable; the fault says why. Gone: it had been listed, and was no longer there.
+  // The state of a file that was read. A file that another program has opened exclusively is unfinished and
+  // in use. A file that cannot be read, or has more than 256 MB, is unreadable; the fault says why. A file
+  // that was found in a folder and has been deleted since is gone.
   struct Result : XmlVerdict {
     bool isGone = false;
     bool isInUse = false;
   };
   [[nodiscard]] Result Read(const ListedFile& file);
-  // Of the file that has been read last.
+  // Returns the tree of the file that was read last.
   [[nodiscard]] const XmlTree& Tree() const { return tree_; }
 
  private:
@@ -36,7 +38,7 @@ class EventFileReader {
   XmlTree tree_;
 };
 
-// Bytes of a file; 0 when there is none.
+// Returns the size of a file in bytes; 0 if it does not exist.
 [[nodiscard]] std::uint64_t SizeOf(const std::wstring& path);
 
 }  // namespace varnel::tool

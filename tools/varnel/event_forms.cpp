@@ -7,7 +7,7 @@
 namespace varnel::tool {
 namespace {
 
-// Digits only, so many as the text has.
+// Returns the value of a text of digits.
 unsigned Digits(std::string_view text) {
   unsigned value = 0;
   for (const char digit : text) value = value * 10 + static_cast<unsigned>(digit - '0');

@@ -4,15 +4,16 @@
 
 namespace varnel::tool {
 
-// The forms in which the library writes its own values (docs/event-format.md).
+// The formats in which the library writes its own values (docs/event-format.md).
 
-// 32 bits in the shortest form.
+// True for a 32-bit number in decimal without redundant zeros or sign.
 [[nodiscard]] bool IsNumber(std::string_view text);
-// To the second, from the year 100 to 9999; not the zeros that stand for a date that is none.
+// True for a time like 2024-03-07T09:05:03 in the years 100 to 9999. False for kNoTime.
 [[nodiscard]] bool IsTime(std::string_view text);
-// Twelve lower-case hexadecimal digits.
+// True for twelve lower-case hexadecimal digits.
 [[nodiscard]] bool IsHardwareAddress(std::string_view text);
 
+// Written for a date that is none.
 constexpr std::string_view kNoTime = "0000-00-00T00:00:00";
 
 }  // namespace varnel::tool

@@ -23,7 +23,7 @@ bool IsAddress(const std::string& text) {
          inet_pton(AF_INET6, text.c_str(), binary.data()) == 1;
 }
 
-// 01-23-45-67-89-AB
+// Returns an address like 01-23-45-67-89-AB.
 std::string HyphenedAddress(std::string_view digits) {
   std::string text;
   for (std::size_t i = 0; i < digits.size(); ++i) {
@@ -39,7 +39,7 @@ std::string Quoted(std::string_view text, JsonUse use) {
   return json;
 }
 
-// The events of one document. What all of them have is made once.
+// Writes the events of one document. Fields that all of them share are formatted once.
 class EventWriter {
  public:
   EventWriter(const EventDocument& document, JsonUse use)
@@ -53,7 +53,7 @@ class EventWriter {
     TakeRest(document);
   }
 
-  // Replaces `json` by the event's line. False if not even the least fits.
+  // Replaces `json` by the event's line. Returns false if not even the required fields fit.
   bool Write(const Element& event, std::size_t place, std::size_t limit, std::string& json) {
     if (limit < kEnding) return false;
     json.clear();
@@ -78,7 +78,7 @@ class EventWriter {
     line.Open("labels");
     Labels labels(line, leftOut);
     labels.Add(first_);
-    // A value that its field cannot hold would make the receiver refuse the event.
+    // An invalid number in its field would make the receiver refuse the event.
     if (!IsNumber(severity) && !severity.empty()) labels("Severity", severity);
     if (!IsTime(time) && !time.empty()) labels("GMTTime", time);
     std::string path;
@@ -97,10 +97,10 @@ class EventWriter {
 
  private:
   using Members = std::initializer_list<std::pair<std::string_view, std::string>>;
-  static constexpr std::size_t kEnding = 256;  // "labels", "left_out" and what closes the line
+  static constexpr std::size_t kEnding = 256;  // "labels", "left_out" and the end of the line
 
   std::string Text(std::string_view text) const { return text.empty() ? std::string() : Quoted(text, use_); }
-  // An object with those of these members that have a value.
+  // Returns an object with the members that have a value.
   std::string Object(Members members) const {
     std::string json;
     JsonLine line(json, json.max_size() / 2, use_);
@@ -133,7 +133,7 @@ class EventWriter {
     for (const Element child : machine->Children())
       if (!facts.Have(child)) WalkElement(path, child, last_);
   }
-  // What stands in the product's element beside its events, and behind that element.
+  // Adds the other children of the product element, and the elements after it, as labels.
   void TakeRest(const EventDocument& document) {
     std::string path = std::string(document.product.Name()) + "_";
     const auto add = [this, length = path.size()](std::string_view given, std::string_view value) {
@@ -154,7 +154,7 @@ class EventWriter {
   std::vector<std::pair<std::string, std::string>> fields_;
   SharedLabels first_;
   SharedLabels last_;
-  LeftOut leftOut_;  // what the next event's line has to say of the ones before it
+  LeftOut leftOut_;  // parts of earlier events, to be counted in the next event's line
 };
 
 }  // namespace
@@ -176,7 +176,7 @@ void WriteEvents(const EventDocument& document, JsonUse use, const Sink& sink) {
       continue;
     }
     sink(json);
-    allowance.Use(json.size() + 2);  // and what parts it from the next one
+    allowance.Use(json.size() + 2);  // with the line end
   }
 }
 

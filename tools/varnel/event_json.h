@@ -6,8 +6,9 @@
 
 namespace varnel::tool {
 
-// Gives the sink each event of a document as a JSON object in one line, with the field names of the Elastic
-// Common Schema (docs/tool.md has the table). What is left out is counted in the label "left_out".
+// Passes each event of a document to the sink as one line with a JSON object, whose field names are those of
+// the Elastic Common Schema (docs/tool.md has the table). The label "left_out" counts the parts that do not
+// fit.
 void WriteEvents(const EventDocument& document, JsonUse use, const Sink& sink);
 
 }  // namespace varnel::tool

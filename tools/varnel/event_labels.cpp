@@ -60,7 +60,7 @@ void Labels::Count(bool isIn) {
 
 std::string Labels::NameFor(std::string_view path) {
   std::string first(path);
-  std::replace(first.begin(), first.end(), '.', '_');  // a dot would make a level of its own
+  std::replace(first.begin(), first.end(), '.', '_');  // receivers take a dot for a nested field
   std::string name = first;
   while (!taken_.insert(name).second) name = first + "_" + std::to_string(++last_[first] + 1);
   return name;

@@ -12,24 +12,24 @@
 
 namespace varnel::tool {
 
-// What a receiver takes by default: bytes of a text, fields of an event. And bytes of a whole event.
+// Default limits of receivers: bytes of a text, labels of an event, and bytes of an event's line.
 constexpr std::size_t kLongestText = 32'766;
 constexpr std::size_t kMostLabels = 900;
 constexpr std::size_t kLongestLine = 384 * 1024;
 
-// At most kLongestText bytes of a text, in whole characters.
+// Returns the text, cut after a whole character to at most kLongestText bytes.
 [[nodiscard]] std::string_view Cut(std::string_view text);
 
-// What an event's line does not hold.
+// Counts the parts that an event's line leaves out.
 struct LeftOut {
   std::size_t fields = 0;
   std::size_t labels = 0;
-  std::size_t texts = 0;                    // that are cut
-  std::size_t events = 0;                   // before this one
-  [[nodiscard]] std::string Words() const;  // empty when there is nothing
+  std::size_t texts = 0;                    // texts that were cut
+  std::size_t events = 0;                   // events before this one
+  [[nodiscard]] std::string Words() const;  // the counts in words; empty if all are 0
 };
 
-// Labels that all events of a document have: made once, because a file may have many events.
+// The labels that all events of a document share. They are made once, because a file may have many events.
 class SharedLabels {
  public:
   explicit SharedLabels(JsonUse use) : use_(use) {}
@@ -47,8 +47,9 @@ class SharedLabels {
   LeftOut leftOut_;
 };
 
-// Labels of one event, members of the object that is open in a line. A name is made of the names on the way,
-// joined by "_"; one that is taken gets a number. Those that come first stay when there are too many.
+// Adds the labels of one event to the object that is open in a line. A label's name joins the element names
+// on its path by "_"; a second label of the same name gets a number. When there are too many, the first ones
+// stay.
 class Labels {
  public:
   Labels(JsonLine& line, LeftOut& leftOut) : line_(line), leftOut_(leftOut) {}
@@ -62,13 +63,14 @@ class Labels {
 
   JsonLine& line_;
   LeftOut& leftOut_;
-  std::size_t count_ = 1;  // with the one that says what is left out
+  std::size_t count_ = 1;  // includes "left_out"
   bool isFull_ = false;
   std::set<std::string> taken_ = {"left_out"};
-  std::map<std::string, int> last_;  // number given to a name
+  std::map<std::string, int> last_;  // the last number given to a name
 };
 
-// Calls add(path, text) for attributes, or for an element and all that is in it. The path grows by the names.
+// Call add(path, text) for the attributes of an element, or for the element and everything below it. The
+// names are appended to `path` during the call.
 template <class Add>
 void WalkAttributes(std::string& path, const Element& element, Add& add) {
   const std::size_t length = path.size();

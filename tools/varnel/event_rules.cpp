@@ -45,7 +45,7 @@ class Rules {
     if (faults_.size() < most_) faults_.push_back({offset, std::move(what)});
   }
   void Say(const Element& element, std::string what) { Say(element.Offset(), std::move(what)); }
-  // About what the element is called.
+  // Adds a fault whose text begins with the element's name.
   void SayOf(const Element& element, std::string_view what) {
     Say(element, std::string(element.Name()).append(what));
   }
@@ -57,7 +57,7 @@ class Rules {
     if (!IsBlank(element.Text())) SayOf(element, " has no text of its own");
   }
 
-  // One of the library's own elements: a text and nothing else.
+  // Checks one of the library's own elements, which has a text and nothing else.
   void CheckFact(const Element& fact) {
     NoAttributes(fact);
     if (!fact.Children().empty()) SayOf(fact, " has no elements");
@@ -71,7 +71,8 @@ class Rules {
       Say(fact, "RawMACAddress wants twelve lower-case hexadecimal digits, or nothing");
   }
 
-  // What a product adds: free, but for names that would be taken for the library's where it stands.
+  // Checks an element of the product, which may be anything except an element with a name in `taken`, which
+  // readers would take for the library's.
   void CheckProductsElement(const Element& element, std::span<const std::string_view> taken) {
     if (IsOneOf(element, taken)) return SayOf(element, " is a name of the library's own here");
     if (element.LateText() != 0)
@@ -80,12 +81,12 @@ class Rules {
     for (const Element child : element.Children()) CheckProductsElement(child, kEverywhere);
   }
 
-  // Sets of facts, and behind one or more of them the hardware address that a save has added. Ends with the
-  // first fact out of its place: the others would only follow from it.
+  // Checks sets of facts, and after one or more sets the hardware address that a save has added. Stops at the
+  // first fact out of order, from which other faults would follow.
   void CheckMachine(const Element& machine) {
     NoText(machine);
     const std::span<const std::string_view> facts(kMachineFacts.data(), kMachineFacts.size() - 1);
-    std::size_t next = 0;  // inside a set: the fact that is due
+    std::size_t next = 0;  // index of the next fact of the set
     bool addressDue = false;
     for (const Element child : machine.Children()) {
       if (next > 0 && !child.Is(facts[next])) return Say(child, std::string(facts[next]) + " is wanted here");

@@ -6,8 +6,8 @@
 
 namespace varnel::tool {
 
-// What is wrong with a document by the rules that docs/event-format.md gives and schema/event-document.rng
-// states, in the order of the document: the first ones, up to so many.
+// Returns the first `most` faults of a document, in document order, by the rules of docs/event-format.md and
+// schema/event-document.rng.
 [[nodiscard]] std::vector<Fault> FindFaults(const Element& root, std::size_t most);
 
 }  // namespace varnel::tool

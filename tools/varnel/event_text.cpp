@@ -8,13 +8,13 @@
 namespace varnel::tool {
 namespace {
 
-constexpr std::ptrdiff_t kLongestText = 200;  // characters of a value in a line
+constexpr std::ptrdiff_t kLongestText = 200;  // characters of a value in one line
 
 std::ptrdiff_t Length(std::string_view text) {
   return std::count_if(text.begin(), text.end(), [](char byte) { return !ContinuesUtf8(byte); });
 }
 
-// At least so wide; negative: the text stands to the right.
+// Returns the text padded to |width| characters; right-aligned if `width` is negative.
 std::string Column(std::string_view text, int width) {
   const std::string shown = Shortened(text);
   const auto missing = std::max<std::ptrdiff_t>(std::abs(width) - Length(shown), 0);
@@ -22,11 +22,11 @@ std::string Column(std::string_view text, int width) {
   return width < 0 ? blanks + shown : shown + blanks;
 }
 
-// Lines as far as the allowance goes, and how many are missing where.
+// Writes lines as long as the allowance permits, and says where and how many are left out.
 class Lines {
  public:
   explicit Lines(const Sink& sink) : sink_(sink) {}
-  // For what ends at this offset of the file, at the earliest.
+  // Writes a line about a part of the file that ends at `offset` or later.
   void Add(std::size_t offset, const std::string& line) {
     if (line.size() + kNotice > allowance_.Left(offset)) {
       ++leftOut_;

@@ -8,12 +8,12 @@
 
 namespace varnel::tool {
 
-// For a person: printable, and cut when it is longer than a line bears.
+// Returns the text in printable form, cut if it is too long for a line.
 [[nodiscard]] std::string Shortened(std::string_view text);
 
-// A line for each event: time, severity, identifier, name, product, file.
+// Writes a line for each event: time, severity, identifier, name, product, file.
 void ListEvents(const EventDocument& document, const Sink& sink);
-// The whole file, an element a line.
+// Writes all elements of the file, one per line.
 void ListElements(const EventDocument& document, const Sink& sink);
 
 }  // namespace varnel::tool

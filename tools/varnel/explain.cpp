@@ -1,4 +1,4 @@
-// varnel explain: what the library would do with an event, and why; and what a result means.
+// varnel explain: predicts a save and its reasons, or explains a result.
 
 #include "commands.h"
 #include "console.h"
@@ -50,10 +50,10 @@ Status ExplainCode(const ExplainOptions& options) {
   return words.name.empty() ? kFound : kDone;
 }
 
-// What a report meets on this machine beside the library's own rules.
+// The prediction for a report on this machine.
 struct Answer {
   Prediction prediction;
-  bool waits = false;  // for a save mutex that another program holds
+  bool waits = false;  // Save waits, because another program holds the save mutex
 };
 
 constexpr char kNotLookedAt[] =
@@ -62,10 +62,10 @@ constexpr char kNotLookedAt[] =
 
 constexpr wchar_t kRegistration[] = L"registration";
 
-// Adds the rule of COM, which comes first. False when no object is made.
+// Adds the first rule, COM's registration. Returns false if no object is created.
 bool AddRegistration(Prediction& prediction) {
   RegistryKey key = OpenServerKey(KEY_WOW64_64KEY);
-  if (!key)  // this account may have a registration of its own
+  if (!key)  // this account may have its own registration
     key = OpenClassKey(HKEY_CURRENT_USER, CLSID_OrbaEventInf, L"\\InprocServer32", KEY_WOW64_64KEY);
   const std::wstring file = key ? ServerOf(key) : L"";
   const bool isThere = GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES;
@@ -81,7 +81,7 @@ bool AddRegistration(Prediction& prediction) {
   return false;
 }
 
-// A save takes the mutex as soon as it knows its folder.
+// Adds the save mutex after the rule that finds the folder.
 void AddSaveMutex(Answer& answer) {
   std::vector<Rule>& rules = answer.prediction.rules;
   const auto path = std::find_if(rules.begin(), rules.end(), [](const Rule& rule) {
@@ -108,7 +108,7 @@ Answer Ask(const ExplainOptions& options) {
   return answer;
 }
 
-// With the remedy of the rule, not of the number.
+// Returns the words for the result, with the remedy of the rule that decided.
 ResultWords WordsOf(const Prediction& prediction) {
   ResultWords words = tool::WordsOf(prediction.result);
   words.remedy = ToUtf8(prediction.remedy);

@@ -24,7 +24,7 @@ std::string SidText(PSID sid) {
   return ToUtf8(text);
 }
 
-// "Everyone", "PC1\ann"; the SID itself when the system knows no name.
+// Returns a name like "Everyone" or "PC1\ann"; the SID itself if Windows knows no name.
 std::string AccountName(const std::string& text) {
   PSID sid = nullptr;
   if (!ConvertStringSidToSidW(ToWide(text).c_str(), &sid)) return text;
@@ -38,7 +38,7 @@ std::string AccountName(const std::string& text) {
   return Printable(domain[0] ? std::wstring(domain.data()) + L"\\" + name.data() : name.data());
 }
 
-// The account of this process, when it is an administrator's.
+// Returns the account of this process if it is an administrator's.
 std::vector<std::string> OwnAccount() {
   std::array<BYTE, SECURITY_MAX_SID_SIZE> administrators{};
   DWORD size = static_cast<DWORD>(administrators.size());
@@ -52,7 +52,7 @@ std::vector<std::string> OwnAccount() {
       !GetTokenInformation(token.Get(), TokenUser, user.data(), static_cast<DWORD>(user.size()), &size))
     return {};
   std::vector<std::string> trusted = {SidText(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid)};
-  // WINE: what another Unix account owns, root as a rule, seems to be of ANONYMOUS LOGON.
+  // WINE: files of other Unix accounts, usually root, seem to be owned by ANONYMOUS LOGON.
   if (RunsUnderWine()) trusted.push_back("S-1-5-7");
   return trusted;
 }
@@ -63,7 +63,7 @@ AccessFacts FactsOf(PSID owner, PACL list) {
     void* entry = nullptr;
     if (!GetAce(list, i, &entry)) continue;
     const auto& header = *static_cast<const ACE_HEADER*>(entry);
-    // A conditional entry may allow. Both kinds begin alike.
+    // A conditional entry counts as one that allows. Both kinds begin with the same members.
     const bool isAllowed =
         header.AceType == ACCESS_ALLOWED_ACE_TYPE || header.AceType == ACCESS_ALLOWED_CALLBACK_ACE_TYPE;
     const bool isDenied =
@@ -76,7 +76,7 @@ AccessFacts FactsOf(PSID owner, PACL list) {
   return facts;
 }
 
-// What is wrong with one file or folder.
+// Returns the fault of one file or folder; nothing if there is none.
 std::optional<std::string> FaultOf(const std::wstring& path, Place place,
                                    const std::vector<std::string>& trusted) {
   PSID owner = nullptr;
@@ -96,7 +96,8 @@ std::optional<std::string> FaultOf(const std::wstring& path, Place place,
   return Printable(path) + change + accounts;
 }
 
-// The path with links resolved, without the prefix for long paths; empty when the file cannot be opened.
+// Returns the path with links resolved and without the prefix \\?\; an empty text if the file cannot be
+// opened.
 std::wstring RealPath(const std::wstring& file) {
   const FileHandle handle(CreateFileW(file.c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr, OPEN_EXISTING,
                                       FILE_FLAG_BACKUP_SEMANTICS | kAnonymously, nullptr));

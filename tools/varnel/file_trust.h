@@ -5,9 +5,9 @@
 
 namespace varnel::tool {
 
-// Returns why a file is not safe to be loaded by an administrator: someone who is not one could replace it,
-// by the access lists of the file and of all folders above it, on the path as given and, where links lead
-// elsewhere, on the real one. A clause; nothing when only administrators could.
+// Returns as a clause why it is unsafe to load a file as an administrator: an account that is not an
+// administrator could replace it. Returns nothing if only administrators could. Examines the access lists of
+// the file and of all folders above it, on the path as given and, if links lead elsewhere, on the real path.
 [[nodiscard]] std::optional<std::string> WhyNotTrusted(const std::wstring& file);
 
 }  // namespace varnel::tool

@@ -5,8 +5,8 @@
 namespace varnel::tool {
 namespace {
 
-// WINE: a folder on a read-only mount is opened for writing all the same; only a change is refused. Sets the
-// time of the last access to what it is.
+// WINE: opens a folder on a read-only mount for writing and refuses only changes. Sets the time of the last
+// access to its current value.
 DWORD WhyNotTouched(const std::wstring& folder) {
   const FileHandle opened(CreateFileW(folder.c_str(), FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES, kShareAll,
                                       nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | kAnonymously,
@@ -18,13 +18,13 @@ DWORD WhyNotTouched(const std::wstring& folder) {
   return ERROR_WRITE_PROTECT;
 }
 
-// `right`: to add a file, or a folder.
+// Returns the error of adding `name` to the folder. `right` is the right to add a file or a folder.
 DWORD WhyNotAdded(const std::wstring& folder, const std::wstring& name, DWORD right) {
   const DWORD byName = WhyNotOpened(folder + name, FILE_READ_ATTRIBUTES);
   if (byName != ERROR_SUCCESS && byName != ERROR_FILE_NOT_FOUND) return byName;
   const DWORD byRight = WhyNotOpened(folder, right);
   if (byRight == ERROR_SUCCESS && RunsUnderWine()) return WhyNotTouched(folder);
-  // A program that has the folder open for itself does not keep others from adding to it.
+  // A program that has opened the folder exclusively does not keep others from adding to it.
   return byRight == ERROR_SHARING_VIOLATION ? ERROR_SUCCESS : byRight;
 }
 
@@ -56,7 +56,8 @@ MadeFolder WhyNoNewFileInMadeFolder(const std::wstring& folder, const std::wstri
   if (error != ERROR_PATH_NOT_FOUND || GetFileAttributesW(folder.c_str()) != INVALID_FILE_ATTRIBUTES)
     return {error, false};
   const FolderParts parts = SplitFolder(folder);
-  // A name in the parent that makes the path as long as it will be, for systems that set paths a limit.
+  // Looks up a name in the parent that has the length of the final path, for systems that limit the length of
+  // paths.
   return {WhyNotAdded(parts.parent.empty() ? L".\\" : parts.parent, parts.name + L'_' + name,
                       FILE_ADD_SUBDIRECTORY),
           true};

@@ -6,31 +6,32 @@
 
 namespace varnel::tool {
 
-// Returns the error with which the system refuses to open a file or folder with this access; 0 when it does
-// not. Nothing is changed.
+// Returns the error with which Windows refuses to open a file or folder with this access, or 0. Changes
+// nothing.
 [[nodiscard]] DWORD WhyNotOpened(const std::wstring& path, DWORD access);
 
-// The folder that contains this one, with its separator (empty for a name alone and for a drive), and its own
-// name; trailing separators count for nothing.
+// The parent of a folder, with its separator (empty for a name alone and for a drive), and the folder's own
+// name. Trailing separators are ignored.
 struct FolderParts {
   std::wstring parent;
   std::wstring name;
 };
 [[nodiscard]] FolderParts SplitFolder(const std::wstring& folder);
 
-// Returns the error that a new file in the folder would get, 0 when none is to be expected. No file is made:
-// the name is looked up, and the folder opened with the right to add a file, which a read-only volume refuses
-// with ERROR_WRITE_PROTECT. `folder` ends in a backslash.
+// Returns the error that creating a file in the folder would give, or 0. Creates no file: looks the name up
+// and opens the folder with the right to add a file, which a read-only volume refuses with
+// ERROR_WRITE_PROTECT. `folder` ends in a backslash.
 [[nodiscard]] DWORD WhyNoNewFile(const std::wstring& folder, const std::wstring& name);
 
-// The same for a folder without a trailing backslash that is made first where its parent exists.
+// Like WhyNoNewFile, for a folder without a trailing backslash that is created first if it is missing and its
+// parent exists. `isMade` is true if it would be created.
 struct MadeFolder {
   DWORD error;
   bool isMade;
 };
 [[nodiscard]] MadeFolder WhyNoNewFileInMadeFolder(const std::wstring& folder, const std::wstring& name);
 
-// True on Wine, some of whose answers differ from those of Windows.
+// True on Wine. Code that depends on it has the tag WINE.
 [[nodiscard]] bool RunsUnderWine();
 
 }  // namespace varnel::tool

@@ -8,7 +8,7 @@
 namespace varnel::tool {
 namespace {
 
-// A UTF-16 unit as \u1234.
+// Appends a UTF-16 unit as \u1234.
 void AppendUnit(std::string& json, char32_t unit) {
   char escaped[8];
   std::snprintf(escaped, sizeof(escaped), "\\u%04x", static_cast<unsigned>(unit));

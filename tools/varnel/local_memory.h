@@ -9,7 +9,7 @@ namespace varnel::tool {
 struct LocalFreer {
   void operator()(void* memory) const noexcept { LocalFree(memory); }
 };
-// Owns what the system has allocated with LocalAlloc.
+// Owner of memory from LocalAlloc.
 template <class T>
 using LocalMemory = std::unique_ptr<T, LocalFreer>;
 

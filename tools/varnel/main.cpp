@@ -1,4 +1,4 @@
-// varnel.exe: what integrators and support ask of the library, one command for each question.
+// varnel.exe: answers questions of integrators and support about the library, with one command for each.
 
 #include "command_line.h"
 #include "console.h"
@@ -14,7 +14,7 @@
 namespace varnel::tool {
 namespace {
 
-// Without the program.
+// Returns the arguments without the program's name.
 std::vector<std::string> Arguments() {
   int count = 0;
   const LocalMemory<wchar_t*[]> words(CommandLineToArgvW(GetCommandLineW(), &count));

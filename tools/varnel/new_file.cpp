@@ -11,8 +11,7 @@
 namespace varnel::tool {
 namespace {
 
-// Creates a file that did not exist, also not as a link to nothing, and that no other process can open
-// meanwhile.
+// Creates a file that must not exist, not even as a dangling link. No other process can open it meanwhile.
 FileHandle CreateBeside(const std::wstring& path) {
   FileHandle file;
   for (int number = 1; number <= 100; ++number) {
@@ -24,7 +23,7 @@ FileHandle CreateBeside(const std::wstring& path) {
   return file;
 }
 
-// By its handle: nobody can put another file under the new name in between.
+// Renames the file by its handle, so that no other file can be moved to the new name in between.
 bool Rename(HANDLE file, const std::wstring& path) {
   const std::size_t length = path.size() * sizeof(wchar_t);
   std::vector<std::byte> memory(sizeof(FILE_RENAME_INFO) + length);

@@ -7,16 +7,16 @@
 
 namespace varnel::tool {
 
-// A new file beside `path`, which takes that name when it is finished: a symbolic or hard link there is
-// replaced, not written through. Until then what was there is untouched; a file that is never finished is
-// deleted.
+// A temporary file beside `path` that Finish renames to `path`. It replaces a symbolic or hard link there and
+// never writes through one. The old file stays untouched until then. The destructor deletes a file that has
+// not been finished.
 class NewFile {
  public:
   explicit NewFile(std::wstring path);
   ~NewFile();
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
-  // These are false on failure.
+  // Return false on failure.
   [[nodiscard]] bool Write(std::string_view bytes);
   [[nodiscard]] bool Finish();
 

@@ -7,14 +7,14 @@
 
 namespace varnel::tool {
 
-// A page of its own that shows events. Nothing in them can become part of the page, and the page asks for
-// nothing beyond itself. Every function throws Failure when the file cannot be written.
+// A self-contained HTML page that shows events. Event texts cannot become part of the page's code, and the
+// page loads nothing. Every function throws Failure if the file cannot be written.
 class PageFile {
  public:
   explicit PageFile(std::wstring path);
-  // An event as WriteEvents gives it for a page.
+  // Adds an event, as WriteEvents formats it for JsonUse::kPage.
   void Add(std::string_view event);
-  // Gives the file its name.
+  // Completes the page and renames the file to its path.
   void Finish();
 
  private:

@@ -25,14 +25,14 @@ bool IsShare(std::wstring_view path) {
 bool IsFull(std::wstring_view path) {
   return IsShare(path) || (HasDrive(path) && path.size() >= 3 && IsSlash(path[2]));
 }
-// True if it names a variable of this process's environment.
+// True if the path has a variable of this process's environment.
 bool HasVariable(const std::wstring& path) {
   wchar_t expanded[1024];
   const DWORD length = ExpandEnvironmentStringsW(path.c_str(), expanded, 1024);
   return length > 1024 || (length > 0 && path != expanded);
 }
 
-// The first character that no name on Windows holds.
+// Returns the first character that Windows does not allow in a name.
 std::optional<wchar_t> BadCharacter(std::wstring_view path) {
   if (path.starts_with(L"\\\\?\\")) path.remove_prefix(4);
   if (HasDrive(path)) path.remove_prefix(2);

@@ -5,13 +5,14 @@
 
 namespace varnel::tool {
 
-// What is wrong with a path from the registry, before any folder is looked at.
+// A fault in a path from the registry that shows without a look at the disk's folders.
 struct PathFault {
   std::string found;   // a clause that follows the setting's name
   std::string remedy;  // whole sentences
 };
 
-// `path` is taken as it is stored: variables, quotation marks and blanks at the ends count.
+// Returns the fault of a path, or nothing. `path` is the text as stored: a variable, a quotation mark or a
+// blank at either end is a fault.
 [[nodiscard]] std::optional<PathFault> FindPathFault(const std::wstring& path);
 
 }  // namespace varnel::tool

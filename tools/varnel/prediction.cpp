@@ -17,7 +17,7 @@
 namespace varnel::tool {
 namespace {
 
-// A log line's format with texts in the places of its arguments.
+// Returns a log line's format with texts in place of its arguments.
 std::wstring FillIn(std::wstring_view format, std::initializer_list<std::wstring_view> arguments) {
   std::wstring line(format);
   std::size_t at = 0;
@@ -41,7 +41,7 @@ std::wstring SetPath(const std::wstring& value, const std::wstring& form) {
   return L"Set \"" + value + L"\" to a " + form + L", of at most 259 characters.";
 }
 
-// Why a folder takes no file.
+// Returns why a folder refuses a new file.
 std::wstring InWords(DWORD error) {
   if (error == ERROR_WRITE_PROTECT) return L"the volume, or the folder itself, is read-only";
   return AdvXMLParser::GetLastErrorText();
@@ -72,7 +72,7 @@ class Predictor {
   }
 
  private:
-  // Each notes a rule and says whether the library goes on.
+  // Add a rule. Return whether the library continues after it.
   bool Pass(std::wstring rule, std::wstring finding) {
     prediction_.rules.push_back({call_, std::move(rule), std::move(finding)});
     return true;

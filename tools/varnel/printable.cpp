@@ -14,16 +14,16 @@ struct Characters {
   char32_t last;
 };
 
-// Unicode's Default_Ignorable_Code_Point, line and paragraph separators, and annotation marks. Joiners and
-// variation selectors are among them: text that needs these stays readable, and shows them.
+// Unicode's Default_Ignorable_Code_Point, line and paragraph separators, and annotation marks. These include
+// joiners and variation selectors: a text that needs them stays readable, and shows them.
 constexpr Characters kUnseen[] = {{0xAD, 0xAD},      {0x34F, 0x34F},   {0x61C, 0x61C},     {0x115F, 0x1160},
                                   {0x17B4, 0x17B5},  {0x180B, 0x180F}, {0x200B, 0x200F},   {0x2028, 0x202E},
                                   {0x2060, 0x206F},  {0x3164, 0x3164}, {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},
                                   {0xFFA0, 0xFFA0},  {0xFFF0, 0xFFFB}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A},
                                   {0xE0000, 0xE0FFF}};
 
-// Unicode 14's general categories Mn and Me, without those above; code points that are not assigned fill
-// gaps.
+// Unicode 14's general categories Mn and Me, without the characters above. Unassigned code points between
+// ranges are included.
 constexpr Characters kMarks[] = {
     {0x300, 0x36F},     {0x483, 0x489},     {0x591, 0x5BD},     {0x5BF, 0x5BF},     {0x5C1, 0x5C2},
     {0x5C4, 0x5C5},     {0x5C7, 0x5C7},     {0x610, 0x61A},     {0x64B, 0x65F},     {0x670, 0x670},
@@ -86,7 +86,7 @@ constexpr Characters kMarks[] = {
     {0x1DA75, 0x1DA75}, {0x1DA84, 0x1DA84}, {0x1DA9B, 0x1DAAF}, {0x1E000, 0x1E02A}, {0x1E130, 0x1E136},
     {0x1E2AE, 0x1E2AE}, {0x1E2EC, 0x1E2EF}, {0x1E8D0, 0x1E8D6}, {0x1E944, 0x1E94A}};
 
-constexpr int kMostMarks = 2;  // of a letter: Vietnamese, Thai and pointed scripts need so many
+constexpr int kMostMarks = 2;  // per letter: Vietnamese, Thai and pointed scripts need two
 
 template <std::size_t kSize>
 bool IsIn(const Characters (&table)[kSize], char32_t code) {

@@ -16,7 +16,8 @@ RegistryKey OpenServerKey(REGSAM view) {
 }
 
 std::wstring ServerOf(const RegistryKey& key) {
-  // Expanded here: not every system counts the room for that in characters.
+  // WINE: 8's RegGetValue overruns the buffer when it expands variables, because it counts bytes as
+  // characters.
   constexpr DWORD kFlags = RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND;
   constexpr DWORD kCapacity = 1024;
   wchar_t path[kCapacity] = {};

@@ -6,15 +6,16 @@
 
 namespace varnel::tool {
 
-// The key of a class of the library, below HKEY_LOCAL_MACHINE or HKEY_CURRENT_USER, in a registry view
-// (KEY_WOW64_64KEY, KEY_WOW64_32KEY); empty when it does not exist. `subkey` is empty, or a key of the class
-// with its backslash: "\InprocServer32".
+// Opens the key of a class of the library below HKEY_LOCAL_MACHINE or HKEY_CURRENT_USER, in the registry view
+// KEY_WOW64_64KEY or KEY_WOW64_32KEY. Returns an empty owner if it does not exist. `subkey` is empty or a
+// subkey with its leading backslash: "\InprocServer32".
 [[nodiscard]] RegistryKey OpenClassKey(HKEY root, REFCLSID classId, const wchar_t* subkey, REGSAM view);
 
-// InprocServer32 of the report class in the machine's part, which services read.
+// Opens InprocServer32 of the report class below HKEY_LOCAL_MACHINE, the only registration that services use.
 [[nodiscard]] RegistryKey OpenServerKey(REGSAM view);
 
-// The file that it names, with variables replaced; empty when it names none.
+// Returns the path of the DLL in an InprocServer32 key, with variables replaced; an empty text if it has
+// none.
 [[nodiscard]] std::wstring ServerOf(const RegistryKey& key);
 
 }  // namespace varnel::tool

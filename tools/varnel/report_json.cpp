@@ -13,20 +13,20 @@
 namespace varnel::tool {
 namespace {
 
-// Members in the order of the text, also those that are given twice: an ordered_map compares each name with
-// all that come before it.
+// The members of an object in document order, with duplicates. Faster than an ordered_map, which compares
+// each name with all names before it.
 template <class Key, class Value, class Compare, class Allocator>
 class MemberList : public nlohmann::ordered_map<Key, Value, Compare, Allocator> {
  public:
   using nlohmann::ordered_map<Key, Value, Compare, Allocator>::ordered_map;
-  // How the parser adds a member.
+  // The parser adds a member with this operator.
   Value& operator[](const Key& key) { return this->emplace_back(key, Value()).second; }
 };
 using Json = nlohmann::basic_json<MemberList>;
 
 constexpr int kDeepest = 100;
 
-// A value with the place that it has in the document, for messages.
+// A value with its path in the document, for messages.
 struct Place {
   const Json& value;
   std::string path;
@@ -45,7 +45,7 @@ struct Place {
       Refuse("a whole number of 32 bits is wanted");
     return value.get<long>();
   }
-  // Calls it for each member.
+  // Calls take(name, value) for each member.
   template <class Take>
   void Members(const Take& take) const {
     if (!value.is_object()) Refuse("an object is wanted");
@@ -79,7 +79,7 @@ std::chrono::sys_seconds ParseTime(const Place& place) {
          std::chrono::seconds(second);
 }
 
-// True when the member belongs to every element.
+// Reads a member that every element may have. Returns false for any other member.
 bool TakeElementMember(ElementText& element, const std::string& key, const Place& place, int depth) {
   if (depth > kDeepest) place.Refuse("elements are nested too deeply");
   if (key == "name") {

@@ -9,17 +9,17 @@
 
 namespace varnel::tool {
 
-// A report as it stands on the command line or in JSON; texts in UTF-8.
+// An element of a report from the command line or from JSON, in UTF-8.
 struct ElementText {
   std::string name;
   std::string text;
-  std::vector<std::pair<std::string, std::string>> attributes;  // in the order in which they are written
+  std::vector<std::pair<std::string, std::string>> attributes;  // in document order
   std::vector<ElementText> children;
 };
 struct EventText : ElementText {
   long id = 1;
   long severity = 1;
-  std::optional<std::chrono::sys_seconds> time;  // the time of the report where there is none
+  std::optional<std::chrono::sys_seconds> time;  // if empty, the time of the report
 };
 struct ReportText {
   std::string softwareId = "EXAMPLE__1000";
@@ -33,8 +33,8 @@ struct ReportText {
   std::vector<EventText> events;
 };
 
-// docs/tool.md describes the form. Throws Failure, with the place, for what is no JSON, keys that are not
-// known, values of another kind, and elements that are nested too deeply.
+// Parses a report in the format of docs/tool.md. Throws Failure with the position in the document for invalid
+// JSON, unknown keys, values of the wrong type, and elements that are nested too deeply.
 [[nodiscard]] ReportText ParseReport(std::string_view json);
 
 }  // namespace varnel::tool

@@ -9,18 +9,19 @@
 
 namespace varnel::tool {
 
-// Returns S_OK when the library makes a report object, otherwise its result.
+// Returns S_OK if the library creates a report object, otherwise its result.
 [[nodiscard]] HRESULT TryObject(const Library& library);
 
-// Returns that DLL (full path, UTF-8); for an empty path the registered class, as products get it. Throws
-// Error. Wants COM on the thread.
+// Opens a DLL (full path, UTF-8), or for an empty path the registered class, as products use it. Throws
+// Error. Needs COM on the thread.
 [[nodiscard]] Library OpenLibrary(const std::string& dll);
 
-// Saves that many reports of this text and returns the NewFiles of their folder. Throws Error.
+// Saves `count` reports and returns the NewFiles of their folder. Throws Error.
 [[nodiscard]] std::vector<std::wstring> SaveReport(const Library& library, const ReportText& text,
                                                    Unmanaged unmanaged = Unmanaged::kDrop, int count = 1);
 
-// Returns the full paths of the files that are not among `before`; other programs save in the folder, too.
+// Returns the full paths of the folder's files that are not in `before`, which may include files of other
+// programs.
 [[nodiscard]] std::vector<std::wstring> NewFiles(const EventFolder& folder,
                                                  const std::vector<FolderFile>& before);
 

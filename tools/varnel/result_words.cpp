@@ -25,7 +25,7 @@ constexpr struct {
     {VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, "VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN"},
     {VARNEL_E_BAD_ARGUMENT, "VARNEL_E_BAD_ARGUMENT"},
     {VARNEL_E_NOT_AGENT_COMPONENT, "VARNEL_E_NOT_AGENT_COMPONENT"},
-    // Of varnel.hpp.
+    // Results of varnel.hpp.
     {kBadText, "ERROR_NO_UNICODE_TRANSLATION"},
     {kBadName, "ERROR_INVALID_NAME"},
     {kReservedName, "ERROR_OBJECT_ALREADY_EXISTS"},
@@ -59,7 +59,7 @@ ResultWords WordsOf(HRESULT code) {
   for (const auto& [known, name] : kNames)
     if (known == code) words.name = name;
   if (SUCCEEDED(code)) return words;
-  // Words for every caller first: a support engineer's product need not use the C++ header.
+  // The methods' words take precedence, because the product may not use the C++ header.
   VarnelResultText text = VarnelDescribeResult(code);
   if (std::wstring_view(text.meaning) == L"the call failed") text = DescribeResult(code);
   words.meaning = ToUtf8(text.meaning);

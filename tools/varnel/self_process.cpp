@@ -9,12 +9,13 @@
 namespace varnel::tool {
 namespace {
 
-// One argument as CommandLineToArgvW reads it back.
+// Returns an argument quoted for CommandLineToArgvW.
 std::wstring Quoted(std::wstring_view argument) {
   std::wstring quoted = L"\"";
   std::size_t backslashes = 0;
   for (const wchar_t unit : argument) {
-    if (unit == L'"') quoted.append(backslashes + 1, L'\\');  // doubles those before it, and escapes it
+    if (unit == L'"')
+      quoted.append(backslashes + 1, L'\\');  // doubles the backslashes before the quote and escapes it
     backslashes = unit == L'\\' ? backslashes + 1 : 0;
     quoted += unit;
   }
@@ -47,7 +48,7 @@ std::optional<DWORD> RunThisProgram(const std::vector<std::string>& arguments, i
   const bool ended = WaitForSingleObject(process.Get(), static_cast<DWORD>(seconds) * 1000) == WAIT_OBJECT_0;
   if (!ended) {
     TerminateProcess(process.Get(), 1);
-    WaitForSingleObject(process.Get(), 5000);  // its files are closed then
+    WaitForSingleObject(process.Get(), 5000);  // its files are closed after that
   }
   DWORD status = 0;
   if (!ended || !GetExitCodeProcess(process.Get(), &status)) return std::nullopt;

@@ -8,12 +8,12 @@
 
 namespace varnel::tool {
 
-// Runs this program again with these arguments (UTF-8) and waits. Returns its exit status; nothing when it
-// was still running after `seconds` and has been ended. What it prints goes to standard error. Throws Failure
-// when it cannot be started.
+// Runs this program again with these arguments (UTF-8) and returns its exit status. After `seconds` it ends
+// the process and returns nothing. The process prints to standard error. Throws Failure if it cannot be
+// started.
 //
-// DLLs of unknown quality are loaded, and reports saved, in such a process: one that hangs or crashes
-// there becomes a row of varnel doctor.
+// varnel doctor loads DLLs of unknown quality, and saves reports, in such a process, so that a DLL that hangs
+// or crashes becomes a row.
 [[nodiscard]] std::optional<DWORD> RunThisProgram(const std::vector<std::string>& arguments, int seconds);
 
 }  // namespace varnel::tool

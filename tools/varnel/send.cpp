@@ -1,4 +1,4 @@
-// varnel send: a report from the command line or from JSON, through the real library.
+// varnel send: reports an event from the command line, or a report from JSON, with the real library.
 
 #include "commands.h"
 #include "console.h"
@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kMostInput = 64 * 1024 * 1024;
 
-// NAME=TEXT
+// Splits NAME=TEXT. Throws Failure if there is no name.
 std::pair<std::string, std::string> Split(const std::string& pair) {
   const std::size_t equals = pair.find('=');
   if (equals == std::string::npos || equals == 0) throw Failure(Printable(pair) + ": NAME=TEXT is wanted");

@@ -1,4 +1,4 @@
-// varnel show: the events in files, as a list, as a tree, as JSON or as a page.
+// varnel show: shows the events of event files as a list, a tree, JSON or a page.
 
 #include "agent_folders.h"
 #include "commands.h"
@@ -22,7 +22,7 @@ namespace {
 constexpr DWORD kPollMilliseconds = 250;
 constexpr std::size_t kPart = 65'536;
 
-// Collected lines outlive the folder that the user is in.
+// Returns the full path: collected lines must name the file independently of the current folder.
 std::wstring FullPath(const std::wstring& path) {
   std::wstring full(32'768, L'\0');
   full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
@@ -35,7 +35,7 @@ class Show {
     if (!options.page.empty()) page_.emplace(FullPath(ToWide(options.page)));
   }
 
-  // Shows what has not been shown yet in these places.
+  // Shows the files of these paths that have not been shown yet.
   void Once(const std::vector<std::wstring>& paths) {
     std::set<std::wstring> present;
     allListed_ = true;
@@ -50,7 +50,7 @@ class Show {
     }
     Flush();
     if (!allListed_) return;
-    // A name that has gone may come back with another file.
+    // A deleted name may be used again for another file.
     std::erase_if(seen_, [&present](const std::wstring& name) { return !present.contains(name); });
     std::erase_if(unfinished_, [&present](const auto& entry) { return !present.contains(entry.first); });
   }
@@ -61,7 +61,7 @@ class Show {
 
  private:
   std::vector<ListedFile> List(const std::wstring& path) {
-    // The agent's folders come with its first event.
+    // The agent's folders may be created with its first event.
     if (options_.paths.empty() && GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES &&
         (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND))
       return {};
@@ -74,20 +74,20 @@ class Show {
       return {};
     }
   }
-  // An unfinished file is read again when it has grown.
+  // True unless the file is unfinished and has the size that it had before.
   bool IsWorthALook(const std::wstring& path) const {
     const auto entry = unfinished_.find(path);
     return entry == unfinished_.end() || entry->second != SizeOf(path);
   }
   void ShowFile(const ListedFile& file) {
     if (options_.follow)
-      unfinished_[file.path] = SizeOf(file.path);  // before it is read: it may grow meanwhile
+      unfinished_[file.path] = SizeOf(file.path);  // before reading, because it may grow meanwhile
     EventFileReader::Result read = reader_.Read(file);
-    if (read.isInUse) unfinished_.erase(file.path);  // it may be whole already
+    if (read.isInUse) unfinished_.erase(file.path);  // its size may not change any more
     if (read.state == FileState::kUnfinished && (options_.follow || !file.named)) return;
     unfinished_.erase(file.path);
     if (options_.follow) seen_.insert(file.path);
-    if (read.isGone) return;  // whoever the file was for has taken it
+    if (read.isGone) return;  // its reader has collected it
     if (read.state != FileState::kWhole)
       return PassOver(file, read.state == FileState::kUnreadable ? kFailed : kFound, read.fault.text);
     const auto document = DescribeDocument(ToUtf8(file.path), reader_.Tree().Root());
@@ -126,11 +126,11 @@ class Show {
   Status status_ = kDone;
   bool allListed_ = true;
   std::set<std::wstring> seen_;
-  std::map<std::wstring, std::uint64_t> unfinished_;  // with the size that they had
+  std::map<std::wstring, std::uint64_t> unfinished_;  // with their sizes when they were read
   std::set<std::wstring> complaints_;
 };
 
-// Of the command line, or else the folders of this machine's agent and server.
+// Returns the paths of the command line, or else the event folders of this machine's agent and server.
 std::vector<std::wstring> Places(const ShowOptions& options) {
   std::vector<std::wstring> paths;
   for (const std::string& path : options.paths) paths.push_back(FullPath(ToWide(path)));
@@ -159,7 +159,7 @@ Status RunShow(const ShowOptions& options) {
     ShowAll(options, show);
   } catch (const OutputClosed&) {
     if (!options.follow) throw;
-    return kDone;  // the only end that following has
+    return kDone;  // --follow ends this way only
   }
   return show.Result();
 }

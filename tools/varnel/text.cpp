@@ -6,7 +6,7 @@ namespace varnel::tool {
 namespace {
 
 std::wstring FromCodePage(UINT codePage, std::string_view bytes) {
-  std::wstring text(bytes.size(), L'\0');  // a unit for each byte is enough
+  std::wstring text(bytes.size(), L'\0');  // at most one unit for each byte
   const int length = MultiByteToWideChar(codePage, 0, bytes.data(), static_cast<int>(bytes.size()),
                                          text.data(), static_cast<int>(text.size()));
   text.resize(static_cast<std::size_t>(length));

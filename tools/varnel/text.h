@@ -7,9 +7,9 @@
 
 namespace varnel::tool {
 
-// UTF-16 and UTF-8. What is broken becomes U+FFFD.
+// Convert between UTF-16, UTF-8 and the ANSI code page, in which the library logs. Invalid input becomes
+// U+FFFD.
 [[nodiscard]] std::wstring ToWide(std::string_view utf8);
-// From the system's code page, in which the library logs.
 [[nodiscard]] std::wstring FromAnsi(std::string_view ansi);
 [[nodiscard]] std::string ToUtf8(std::wstring_view utf16);
 

@@ -1,4 +1,4 @@
-// varnel trace: owns the trace mailslot and prints lines as they come.
+// varnel trace: owns the trace mailslot and prints log lines as they arrive.
 
 #include "commands.h"
 #include "console.h"
@@ -18,12 +18,12 @@ namespace varnel::tool {
 namespace {
 
 std::atomic<bool> g_ended{false};
-HANDLE g_done = nullptr;  // set when all is as it was; it lives as long as the process
+HANDLE g_done = nullptr;  // set after the log level has been restored; never closed
 
 BOOL WINAPI End(DWORD reason) {
-  constexpr DWORD kPatience = 4000;  // the system waits for five seconds
+  constexpr DWORD kPatience = 4000;  // milliseconds; Windows ends the process after five seconds
   g_ended = true;
-  // The process ends when this returns, but for Ctrl+C and Ctrl+Break.
+  // Except for Ctrl+C and Ctrl+Break, Windows ends the process when this function returns.
   if (reason != CTRL_C_EVENT && reason != CTRL_BREAK_EVENT) WaitForSingleObject(g_done, kPatience);
   return TRUE;
 }
@@ -75,7 +75,8 @@ void PrintRecord(const TraceRecord& record, const TraceOptions& options, bool co
   Print(options.json ? JsonOf(record) : colour + Printable(record.line) + (*colour ? "\x1b[0m\n" : "\n"));
 }
 
-// A trace without --level reads on when this account may not repair the level.
+// Restores the log level of a killed trace. Without --level, a trace continues if this account may not do
+// that.
 void Repair(bool isNeeded) {
   try {
     if (RepairLogLevel())
@@ -112,7 +113,7 @@ Status RunTrace(const TraceOptions& options) {
 }
 
 Status RepairTrace() {
-  const TraceSlot slot;  // no trace runs, and none begins meanwhile
+  const TraceSlot slot;  // ensures that no trace runs or starts meanwhile
   Print(RepairLogLevel() ? "The log level is as it was before the trace that was ended.\n"
                          : "No trace has left a log level behind.\n");
   return kDone;

@@ -13,11 +13,11 @@ constexpr wchar_t kLevel[] = L"LogLevel";
 constexpr wchar_t kBefore[] = L"LogLevelBeforeTrace";
 constexpr DWORD kAccess = KEY_QUERY_VALUE | KEY_SET_VALUE;
 
-// Nothing when there is no such value. Throws Failure when the system does not tell.
+// Reads a value; returns nothing if it is missing. Throws Failure if it cannot be read.
 std::optional<RawValue> Query(const RegistryKey& key, const wchar_t* name) {
   RawValue value{REG_NONE, {}};
   DWORD size = 0;
-  LSTATUS status = ERROR_MORE_DATA;  // it may grow between the two calls
+  LSTATUS status = ERROR_MORE_DATA;  // the value may grow between two calls
   while (status == ERROR_MORE_DATA || (status == ERROR_SUCCESS && value.data.size() < size)) {
     value.data.resize(size);
     status = RegQueryValueExW(key.Get(), name, nullptr, &value.type, value.data.data(), &size);
@@ -29,7 +29,7 @@ std::optional<RawValue> Query(const RegistryKey& key, const wchar_t* name) {
   return value;
 }
 
-// True when the value is then as it should be, or gone when it should not be there.
+// Writes the value, or deletes it for nothing. Returns true on success.
 bool Put(const RegistryKey& key, const wchar_t* name, const std::optional<RawValue>& value) {
   if (value)
     return RegSetValueExW(key.Get(), name, 0, value->type, value->data.data(),
@@ -38,7 +38,7 @@ bool Put(const RegistryKey& key, const wchar_t* name, const std::optional<RawVal
   return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
 }
 
-// What is written down for a level that was not there: a value without type and data.
+// Returns the value to store for a level that was not set: a value without type and data.
 std::optional<RawValue> AsItWas(std::optional<RawValue> before) {
   if (before && before->type == REG_NONE && before->data.empty()) before.reset();
   return before;

@@ -8,18 +8,18 @@
 
 namespace varnel::tool {
 
-// A value of the registry as it is there.
+// A registry value as it is stored.
 struct RawValue {
   DWORD type;
   std::vector<BYTE> data;
 };
 
-// Sets the library's log level and, at its end, what was there before. Because a trace can be killed, that is
-// kept in the value LogLevelBeforeTrace beside it, which only accounts can write that may set the level
-// anyway. The trace's mailslot has to be owned.
+// Sets the library's log level and restores the old value in its destructor. Keeps the old value in the
+// registry value LogLevelBeforeTrace too, in case the trace is killed; only accounts that may set the level
+// can write it. The caller must own the trace mailslot.
 class ScopedLogLevel {
  public:
-  // Throws Failure when this account may not set it.
+  // Throws Failure if this account may not set the level.
   explicit ScopedLogLevel(int level);
   ~ScopedLogLevel();
   ScopedLogLevel(const ScopedLogLevel&) = delete;
@@ -31,11 +31,11 @@ class ScopedLogLevel {
   std::optional<RawValue> old_;
 };
 
-// Puts back the log level that a killed trace has left. False when none has left any. Throws Failure when
-// this account may not. The trace's mailslot has to be owned.
+// Restores the log level that a killed trace has left. Returns false if there is none. Throws Failure if this
+// account may not set it. The caller must own the trace mailslot.
 [[nodiscard]] bool RepairLogLevel();
 
-// A warning when a killed trace has left a log level; else nothing.
+// Returns a warning if a killed trace has left a log level.
 [[nodiscard]] Checks CheckTraceLevel();
 
 }  // namespace varnel::tool

@@ -9,12 +9,12 @@
 namespace varnel::tool {
 namespace {
 
-// More than that between two numbers is another process, not a loss.
+// A larger gap between two numbers means another process, not lost records.
 constexpr std::uint32_t kFarthest = 10'000;
 constexpr std::size_t kMostPending = 1'000;
 constexpr std::size_t kMostProcesses = 1'000;
 
-// What stands before the next blank; takes both away. Empty when there is no blank.
+// Removes the next word and its blank from `rest` and returns the word; an empty text if there is no blank.
 std::string_view TakeWord(std::string_view& rest) {
   const std::size_t blank = rest.find(' ');
   if (blank == rest.npos) return {};
@@ -23,7 +23,7 @@ std::string_view TakeWord(std::string_view& rest) {
   return word;
 }
 
-// Filled with blanks to eight characters, or longer.
+// Removes a facility, which is padded with blanks to eight characters or is longer, and returns it.
 std::string_view TakeFacility(std::string_view& rest) {
   constexpr std::size_t kWidth = 8;
   if (rest.size() <= kWidth || rest[kWidth] != ' ') return TakeWord(rest);
@@ -37,7 +37,8 @@ bool IsThread(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
-// Stamp, level, tag, thread, facility, text. What is no line of the library's is all text.
+// Splits a line into stamp, level, tag, thread, facility and text. A line that the library did not write
+// becomes the text as a whole.
 void TakeApart(TraceRecord& record) {
   std::string_view rest = record.line;
   const std::string_view date = TakeWord(rest);
@@ -90,7 +91,7 @@ std::uint32_t TraceRecords::CountMissing(std::uint32_t sequence) {
   std::uint32_t* nearest = nullptr;
   for (std::uint32_t& next : next_)
     if (sequence - next <= kFarthest && (!nearest || sequence - next < sequence - *nearest)) nearest = &next;
-  // The first record of a process, as far as can be seen.
+  // Takes this for the first record of a new process.
   if (!nearest || (sequence == 1 && *nearest != 1)) {
     if (next_.size() == kMostProcesses) next_.pop_front();
     next_.push_back(sequence + 1);

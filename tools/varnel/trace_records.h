@@ -8,14 +8,14 @@
 
 namespace varnel::tool {
 
-// Bytes of a message that are taken; what is behind them is left out.
+// Bytes of a message that are kept; the rest is dropped.
 constexpr std::size_t kLongestTraceMessage = 4096;
 
 // One line of the trace.
 struct TraceRecord {
-  std::uint32_t sequence = 0;  // 0 when its header has not been seen
-  std::uint32_t missing = 0;   // how many of the same process have been lost before it
-  std::size_t cut = 0;         // how many bytes at its end have been left out
+  std::uint32_t sequence = 0;  // 0 if its header was not received
+  std::uint32_t missing = 0;   // number of lost records of the same process before this one
+  std::size_t cut = 0;         // number of bytes dropped at its end
   std::string line;            // UTF-8, as it was sent
   std::string stamp;
   char level = '?';
@@ -25,11 +25,12 @@ struct TraceRecord {
   std::string text;
 };
 
-// Puts messages of the mailslot together. Writers may send at the same time: each message is whole, but
-// headers and texts of several records may be mixed, and each process counts its own records.
+// Assembles records from messages of the mailslot. Several writers may send at the same time: a message
+// arrives whole, but headers and texts of several records may be interleaved, and each process numbers its
+// own records.
 class TraceRecords {
  public:
-  // The record that this message completes, if it does.
+  // Takes a message and returns the record that it completes, if any.
   [[nodiscard]] std::optional<TraceRecord> Take(std::string_view message);
 
  private:
@@ -39,8 +40,8 @@ class TraceRecords {
   };
   std::uint32_t CountMissing(std::uint32_t sequence);
 
-  std::deque<Header> pending_;      // headers whose text has not come
-  std::deque<std::uint32_t> next_;  // of each process that has been seen: the number of its next record
+  std::deque<Header> pending_;      // headers whose text has not arrived
+  std::deque<std::uint32_t> next_;  // the next sequence number of each known process
 };
 
 }  // namespace varnel::tool

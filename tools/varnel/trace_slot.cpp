@@ -14,12 +14,12 @@ namespace varnel::tool {
 namespace {
 
 constexpr DWORD kWait = 200;  // milliseconds
-// WINE: does not refuse longer messages than the mailslot is for; 8 cuts them to the reader's buffer.
+// WINE: accepts messages that are longer than the mailslot's limit; 8 cuts them to the reader's buffer.
 constexpr std::size_t kBuffer = 65'536;
 
 FileHandle MakeMailslot() {
-  // SYSTEM, administrators and its owner: all; everyone, packaged programs and those of low integrity: to
-  // write.
+  // Full access for SYSTEM, administrators and the owner. Write access for all others, packaged programs and
+  // programs of low integrity included.
   constexpr wchar_t kRights[] =
       L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;GA;;;S-1-3-4)(A;;GW;;;WD)(A;;GW;;;S-1-15-2-1)S:(ML;;NW;;;S-1-16-4096)";
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), nullptr, FALSE};
@@ -45,7 +45,7 @@ std::optional<std::string_view> TraceSlot::Next() {
     return ReadFile(mailslot_.Get(), buffer_.data(), static_cast<DWORD>(buffer_.size()), &read, nullptr);
   };
   if (readNext()) return std::string_view(buffer_).substr(0, read);
-  // A message that is longer than the buffer stays in the mailslot, in front of all others.
+  // A message that is longer than the buffer stays in the mailslot and blocks all others.
   DWORD size = 0;
   if (GetLastError() != ERROR_INSUFFICIENT_BUFFER ||
       !GetMailslotInfo(mailslot_.Get(), nullptr, &size, nullptr, nullptr) || size == MAILSLOT_NO_MESSAGE)

@@ -8,14 +8,14 @@
 
 namespace varnel::tool {
 
-// The trace's mailslot. Every process may write to it; one program of the machine at a time can own it.
+// The trace mailslot. Every process may write to it; one program of the machine at a time can own it.
 class TraceSlot {
  public:
-  // Throws Failure when another program owns it, or the system refuses it.
+  // Throws Failure if another program owns it or Windows refuses to create it.
   TraceSlot();
 
-  // The next message, whole, whatever its length; valid until the next call. Nothing when none has come
-  // within 200 milliseconds.
+  // Returns the next message, whole and of any length; valid until the next call. Returns nothing if none
+  // arrives within 200 milliseconds.
   [[nodiscard]] std::optional<std::string_view> Next();
 
  private:
@@ -23,7 +23,7 @@ class TraceSlot {
   std::string buffer_;
 };
 
-// True while a program owns the trace's mailslot.
+// True if a program owns the trace mailslot.
 [[nodiscard]] bool IsTraceRead();
 
 }  // namespace varnel::tool

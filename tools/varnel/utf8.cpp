@@ -10,7 +10,7 @@ Decoded DecodeUtf8(std::string_view text) {
   char32_t code = first & (0xFFU >> (length + 1));
   for (std::size_t i = 1; i < length; ++i) {
     if (i == text.size()) return {0xFFFD, 1, false, true};
-    // The second byte alone tells a long form, a surrogate and what is too large.
+    // The second byte alone shows an overlong form, a surrogate or a code above U+10FFFF.
     const auto byte = static_cast<unsigned char>(text[i]);
     const bool isWrongSecond = i == 1 && ((first == 0xE0 && byte < 0xA0) || (first == 0xED && byte >= 0xA0) ||
                                           (first == 0xF0 && byte < 0x90) || (first == 0xF4 && byte >= 0x90));

@@ -6,14 +6,15 @@
 
 namespace varnel::tool {
 
-// A character at the start of a text in UTF-8.
+// The first character of a UTF-8 text.
 struct Decoded {
-  char32_t code = 0xFFFD;  // what stands for bytes that are no UTF-8
+  char32_t code = 0xFFFD;  // U+FFFD for invalid bytes
   std::size_t length = 1;  // in bytes
   bool isValid = false;
-  bool isCut = false;  // not valid, but more bytes could make it so
+  bool isCut = false;  // invalid, but more bytes could complete it
 };
-// Of a text that is not empty. Surrogates, long forms and what lies behind U+10FFFF are not valid.
+// Decodes the first character of a non-empty text. Surrogates, overlong forms and codes above U+10FFFF are
+// invalid.
 [[nodiscard]] Decoded DecodeUtf8(std::string_view text);
 
 void AppendUtf8(std::string& text, char32_t code);

@@ -2,18 +2,18 @@
 
 namespace varnel::tool {
 
-// The classes of characters that XML 1.0 names.
+// The character classes of XML 1.0.
 
 [[nodiscard]] constexpr bool IsXmlBlank(char32_t code) {
   return code == ' ' || code == '\t' || code == '\n' || code == '\r';
 }
 
-// Of a code point that is no surrogate.
+// True if XML allows the code point, which must not be a surrogate.
 [[nodiscard]] constexpr bool IsXmlCharacter(char32_t code) {
   return code >= 0x20 ? code != 0xFFFE && code != 0xFFFF : IsXmlBlank(code);
 }
 
-// A name may begin with it, but for the colon behind a prefix.
+// True if a name may begin with it. The colon is left out: it separates a prefix.
 [[nodiscard]] constexpr bool IsNameStart(char32_t code) {
   if (code < 0x80) return (code >= 'a' && code <= 'z') || (code >= 'A' && code <= 'Z') || code == '_';
   constexpr char32_t kRanges[][2] = {{0xC0, 0xD6},     {0xD8, 0xF6},     {0xF8, 0x2FF},

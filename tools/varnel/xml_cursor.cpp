@@ -12,14 +12,14 @@ namespace {
 
 using Bytes = std::array<bool, 256>;
 
-// ASCII that means nothing but itself in any content.
+// ASCII characters that are literal in any content.
 constexpr Bytes kPlain = [] {
   Bytes plain{};
   for (unsigned char byte = 0x20; byte < 0x80; ++byte)
     plain[byte] = std::string_view("<&'\"-?]").find(static_cast<char>(byte)) == std::string_view::npos;
   return plain;
 }();
-// ASCII that a name may go on with.
+// ASCII characters that a name may have after its first.
 constexpr Bytes kNameBytes = [] {
   Bytes name{};
   for (unsigned char byte = 0; byte < 0x80; ++byte) name[byte] = IsNameCharacter(byte);
@@ -143,7 +143,7 @@ void XmlCursor::Reference(Content& content) {
   Replace(content, name.size() + 2, character);
 }
 
-// Of what stands between "&#" and ';'.
+// Returns the character of the digits between "&#" and ';'.
 char32_t XmlCursor::CharacterOfNumber(std::size_t start, std::string_view digits) const {
   const int base = digits.starts_with('x') ? 16 : 10;
   if (base == 16) digits.remove_prefix(1);

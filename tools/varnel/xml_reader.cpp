@@ -16,7 +16,7 @@ constexpr char kNotInDeclaration[] = "something that no XML declaration has";
 constexpr char kOutside[] = "text outside of the root element";
 constexpr char kNoNameCharacter[] = "a character that no name has";
 
-// The second one in lower case.
+// True if the texts are equal without regard to case. `letters` is in lower case.
 bool IsInAnyCase(std::string_view text, std::string_view letters) {
   const auto isSame = [](char given, char letter) {
     return (given >= 'A' && given <= 'Z' ? given - 'A' + 'a' : given) == letter;
@@ -26,7 +26,7 @@ bool IsInAnyCase(std::string_view text, std::string_view letters) {
 
 }  // namespace
 
-// Moves through the text once. A fault ends it by an exception, which does not leave ReadXml.
+// Reads the text in one pass. A fault ends it with an exception, which ReadXml catches.
 class XmlReader : private XmlCursor {
  public:
   explicit XmlReader(XmlTree& tree) : XmlCursor(tree.file_), tree_(tree) {}
@@ -41,26 +41,26 @@ class XmlReader : private XmlCursor {
  private:
   using Slice = XmlTree::Slice;
 
-  // An element whose end tag has not come.
+  // An element whose end tag has not been read.
   struct Open {
     std::size_t index = 0;
-    Slice text;          // as long as one piece of the file is all of it
-    std::string pieces;  // all of it, when there are more
+    Slice text;          // used while the text is one piece of the file
+    std::string pieces;  // the whole text, if there are several pieces
     bool inNamespace = false;
-    std::vector<std::string_view> prefixes;  // that it declares
+    std::vector<std::string_view> prefixes;  // declared by this element
   };
 
   static Slice SliceOf(std::size_t at, std::size_t length) {
     return {static_cast<std::uint32_t>(at), static_cast<std::uint32_t>(length)};
   }
-  // A text that the file does not have in this form.
+  // Stores a text that is written in another form in the file.
   Slice Keep(std::string_view text) {
     const std::size_t at = tree_.file_.size() + tree_.decoded_.size();
     tree_.decoded_ += text;
     return SliceOf(at, text.size());
   }
 
-  // NAME or PREFIX:NAME; moves past it.
+  // Moves past NAME or PREFIX:NAME and returns it.
   Slice Name() {
     const std::size_t start = At();
     NamePart();
@@ -71,11 +71,11 @@ class XmlReader : private XmlCursor {
     return SliceOf(start, At() - start);
   }
 
-  // <?xml version="1.0" encoding="UTF-8" standalone="yes"?>, which may be missing, and of which the last two
-  // may be.
+  // Reads <?xml version="1.0" encoding="UTF-8" standalone="yes"?>. The declaration is optional, and so are
+  // its encoding and standalone.
   void Declaration() {
     if (!Skip("<?xml")) return;
-    if (!Blanks()) return MoveTo(0);  // an instruction
+    if (!Blanks()) return MoveTo(0);  // a processing instruction
     const std::size_t start = At();
     const auto version = Setting("version");
     const bool isVersion = version && version->size() > 2 && version->starts_with("1.") &&
@@ -97,7 +97,7 @@ class XmlReader : private XmlCursor {
     }
     if (!Skip("?>")) Refuse(At(), kNotInDeclaration);
   }
-  // NAME="VALUE" of the declaration, if it comes next.
+  // Reads NAME="VALUE" in the declaration. Returns nothing if the text does not go on with NAME.
   std::optional<std::string_view> Setting(std::string_view name) {
     if (!Skip(name)) return std::nullopt;
     Equals();
@@ -124,7 +124,7 @@ class XmlReader : private XmlCursor {
         return StartTag(start);
     }
   }
-  // A comment or a section, of which "<" is behind us.
+  // Reads a comment or a CDATA section after its "<".
   void Declared(std::size_t start) {
     const bool isComment = Skip("!--");
     if (!isComment && !Skip("![CDATA["))
@@ -170,13 +170,13 @@ class XmlReader : private XmlCursor {
     if (AtEnd() || Sees('<')) return;
     Refuse(At(), IsBlank(Since(0)) ? "not XML" : kOutside);
   }
-  // Content that ends here.
+  // Returns the content that ends here.
   Slice Finish(Content& content) {
     if (content.IsAsInFile()) return SliceOf(content.start, At() - content.start);
     content.decoded += Since(content.from);
     return Keep(content.decoded);
   }
-  // Text of the innermost element, which ends here.
+  // Adds the content that ends here to the innermost element's text.
   void AddText(Content& content) {
     Open& element = open_.back();
     XmlTree::ElementNode& node = tree_.elements_[element.index];
@@ -233,7 +233,7 @@ class XmlReader : private XmlCursor {
     }
     CountNode(name.at);
   }
-  // xmlns="NAME", or xmlns:PREFIX="NAME". Two names belong to the prefixes that XML declares itself.
+  // Reads xmlns="NAME" or xmlns:PREFIX="NAME". XML itself declares two prefixes and their namespaces.
   void Declare(std::string_view prefix, std::size_t place, std::string_view name) {
     const bool isXml = name == "http://www.w3.org/XML/1998/namespace";
     if (isXml != (prefix == "xml") || prefix == "xmlns" || name == "http://www.w3.org/2000/xmlns/")
@@ -271,7 +271,7 @@ class XmlReader : private XmlCursor {
     MoveTo(At() + 1);
     return value;
   }
-  // Of the start tag that ends here: no attribute twice, and no prefix that is not declared.
+  // Checks the start tag that ends here: no attribute twice, and no undeclared prefix.
   void CheckNames(Slice element, std::size_t firstAttribute) {
     const auto isLess = [this](Slice a, Slice b) {
       const int order = tree_.View(a).compare(tree_.View(b));
@@ -318,9 +318,10 @@ class XmlReader : private XmlCursor {
 
   XmlTree& tree_;
   std::vector<Open> open_;
-  std::map<std::string_view, unsigned> declared_;  // prefixes, with the number of open elements that do
-  std::size_t nodesOfDeclarations_ = 0;            // attributes that the tree does not keep
-  std::vector<Slice> names_;                       // of the attributes in a start tag
+  std::map<std::string_view, unsigned>
+      declared_;                         // prefixes, with the number of open elements that declare them
+  std::size_t nodesOfDeclarations_ = 0;  // attributes that the tree does not store
+  std::vector<Slice> names_;             // names of the attributes in a start tag
 };
 
 XmlVerdict ReadXml(std::string_view utf8, XmlTree& tree) {

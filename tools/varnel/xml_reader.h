@@ -10,6 +10,7 @@ namespace varnel::tool {
 
 enum class FileState { kWhole, kUnfinished, kBroken, kUnreadable };
 
+// A fault in a file.
 struct Fault {
   std::size_t at = 0;  // offset in the file
   std::string text;
@@ -17,13 +18,13 @@ struct Fault {
 
 struct XmlVerdict {
   FileState state = FileState::kWhole;
-  Fault fault;  // when it is not whole
+  Fault fault;  // set unless the file is whole
 };
 
-// Reads a document: XML 1.0 with namespaces, in UTF-8, without a document type, at most 256 elements deep,
-// with at most 2,000,000 elements and attributes. Unfinished is what could become whole with more bytes; of
-// all others the fault is the first one. The tree is the document's when it is whole. Takes time in
-// proportion to the bytes, whatever they are.
+// Reads a document: XML 1.0 with namespaces in UTF-8, without a document type, at most 256 elements deep,
+// with at most 2,000,000 elements and attributes. Returns kUnfinished if more bytes could make it whole;
+// otherwise the first fault. `tree` holds the document if it is whole. Takes time in proportion to the bytes
+// for any input.
 [[nodiscard]] XmlVerdict ReadXml(std::string_view utf8, XmlTree& tree);
 
 }  // namespace varnel::tool

@@ -13,38 +13,39 @@ namespace varnel::tool {
 
 class Element;
 
-// From 1. A column counts UTF-16 units.
+// Line and column in a file, both from 1. Columns count UTF-16 units.
 struct Place {
   std::size_t line = 1;
   std::size_t column = 1;
 };
 
-// The elements of a document, in the order of their start tags. A file's texts stay where they are: a tree
-// takes 28 bytes for an element, 16 for an attribute, and the texts that the file writes in another form.
-// Texts must not be used any longer than the file's bytes and the tree.
+// The elements of a document, in the order of their start tags. Texts refer to the file's bytes, so they are
+// valid only as long as the file's bytes and the tree. An element takes 28 bytes and an attribute 16, besides
+// the texts that are written in another form in the file.
 class XmlTree {
  public:
-  // `file` without a byte-order mark, at most 4 GB with all that is decoded.
+  // `file` has no byte-order mark. File and decoded texts together are at most 4 GB.
   explicit XmlTree(std::string_view file = {}) : file_(file) {}
-  // Of a document that is whole.
+  // Returns the root element. The document must be whole.
   [[nodiscard]] Element Root() const;
-  // Of an offset in the file, also when the document is not whole. Takes time in proportion to it.
+  // Returns the position of an offset in the file, also in a file that is not whole. Takes time in proportion
+  // to the offset.
   [[nodiscard]] Place PlaceOf(std::size_t offset) const;
 
  private:
   friend class Element;
   friend class XmlReader;
   struct Slice {
-    std::uint32_t at = 0;  // from file_.size() on in decoded_
+    std::uint32_t at = 0;  // an offset in the file or, less file_.size(), in decoded_
     std::uint32_t length = 0;
   };
   struct ElementNode {
     Slice name;
     Slice text;
-    std::uint32_t end = 0;              // index behind the last element within this one
-    std::uint32_t lateText = 0;         // offset in the file of the text behind a child; 0: none
-    std::uint32_t attributes : 31 = 0;  // index of the first; they end where those of the next element begin
-    std::uint32_t inNamespace : 1 = 0;  // that is declared without a prefix
+    std::uint32_t end = 0;              // index after the last element below this one
+    std::uint32_t lateText = 0;         // offset in the file of the first text after a child; 0: none
+    std::uint32_t attributes : 31 = 0;  // index of the first; the next element's index ends them
+    std::uint32_t inNamespace : 1 = 0;  // a default namespace is declared
   };
   struct AttributeNode {
     Slice name;
@@ -57,11 +58,11 @@ class XmlTree {
 
   std::string_view file_;
   std::string decoded_;
-  std::deque<ElementNode> elements_;  // a deque never holds a second copy of all while it grows
+  std::deque<ElementNode> elements_;  // a deque grows without copying all its elements
   std::deque<AttributeNode> attributes_;
 };
 
-// Two iterators, for a range-based for loop.
+// A pair of iterators for a range-based for loop.
 template <class Iterator>
 class Range {
  public:
@@ -74,7 +75,7 @@ class Range {
   Iterator first_, last_;
 };
 
-// An element of a tree, as a value that is cheap to copy.
+// A reference to an element of a tree, cheap to copy.
 class Element {
  public:
   // Name and value.
@@ -85,20 +86,20 @@ class Element {
   Element(const XmlTree& tree, std::size_t index) : tree_(&tree), index_(static_cast<std::uint32_t>(index)) {}
   bool operator==(const Element&) const = default;
 
-  // With its prefix.
+  // Returns the name with its prefix.
   [[nodiscard]] std::string_view Name() const { return tree_->View(Node().name); }
-  // True if it has this name and no namespace, as everything has that is the library's own.
+  // True if the element has this name and no namespace, like all elements that the library writes itself.
   [[nodiscard]] bool Is(std::string_view wanted) const { return !Node().inNamespace && Name() == wanted; }
-  // All of it, but for runs of blanks behind a child.
+  // Returns the element's own text, without runs of blanks after a child.
   [[nodiscard]] std::string_view Text() const { return tree_->View(Node().text); }
-  // In their order; without declarations of namespaces.
+  // Return attributes, without namespace declarations, and children in document order.
   [[nodiscard]] Range<AttributeIterator> Attributes() const;
   [[nodiscard]] Range<ChildIterator> Children() const;
-  // Offset of its name in the file.
+  // Returns the offset of the element's name in the file.
   [[nodiscard]] std::size_t Offset() const { return Node().name.at; }
-  // Offset of the first text behind a child; 0 when there is none.
+  // Returns the offset of the first text after a child; 0 if there is none.
   [[nodiscard]] std::size_t LateText() const { return Node().lateText; }
-  // Offset in the file of the name of the last element within this one, or of its own.
+  // Returns the offset of the name of the last element below this one, or of its own name.
   [[nodiscard]] std::size_t LastOffset() const { return tree_->elements_[Node().end - 1].name.at; }
 
  private:
