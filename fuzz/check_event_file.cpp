@@ -124,7 +124,7 @@ Answer Read(const std::string& text) {
   const bool isWhole = answer.verdict.state == FileState::kWhole;
   Require(isWhole == answer.verdict.fault.text.empty(), "what is not whole has a reason");
   Require(answer.verdict.fault.at <= text.size(), "a fault is in the text");
-  Require(tree.PlaceOf(answer.verdict.fault.at).line == LineOf(text, answer.verdict.fault.at),
+  Require(tree.PositionOf(answer.verdict.fault.at).line == LineOf(text, answer.verdict.fault.at),
           "its line is counted");
   if (isWhole) {
     Listing listing;

@@ -49,7 +49,7 @@ struct Outcome {
 
 // Why the file writer could not open or write a file: the last error text and the last error.
 const wchar_t* ReasonOfSystem() noexcept {
-  ScopedProtectionException::NoteFailure(GetLastError());
+  ScopedWritePermission::NoteFailure(GetLastError());
   return AdvXMLParser::GetLastErrorText();
 }
 
@@ -60,8 +60,8 @@ Outcome WriteServerFile(const wchar_t* folder, const std::wstring& path,
   const DWORD folderError = CreateDirectoryW(folder, nullptr) ? ERROR_SUCCESS : GetLastError();
   const FileHandle file = OpenToWrite(path.c_str(), CREATE_NEW);
   if (!file) {
-    ScopedProtectionException::NoteFailure(GetLastError());
-    ScopedProtectionException::NoteFailure(folderError);
+    ScopedWritePermission::NoteFailure(GetLastError());
+    ScopedWritePermission::NoteFailure(folderError);
     return {VARNEL_E_NOT_WRITTEN};
   }
   Outcome outcome{VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN};
@@ -127,10 +127,10 @@ HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report,
   const std::wstring path = folder + (L"\\" + ServerEventFileName());
   Outcome outcome{VARNEL_E_NOT_WRITTEN};
   {
-    ScopedProtectionException exception;  // withdrawn after the mutex is released
+    ScopedWritePermission permission;  // withdrawn after the mutex is released
     {
       const MutexLock lock(saveMutex, INFINITE);
-      exception.Request(path);
+      permission.Request(path);
       outcome = WriteServerFile(folder, path, report);
     }
     if (outcome.failed) DeleteFileIfStill(path.c_str(), *outcome.failed);
@@ -150,13 +150,13 @@ HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension
   // May run the loader, which must not be waited for under the mutex.
   const std::uint32_t random = RandomValue();
   {
-    ScopedProtectionException exception;
+    ScopedWritePermission permission;
     {
       const MutexLock lock(saveMutex, INFINITE);
       SYSTEMTIME now;
       GetLocalTime(&now);
       path = folder + L'\\' + AgentEventFileName(now, random, GetCurrentThreadId()) + L'.' + extension;
-      if (isPlain) exception.Request(path);
+      if (isPlain) permission.Request(path);
       outcome = WriteAgentFile(path, isPlain, report);
     }
     if (outcome.failed) DeleteFileIfStill(path.c_str(), *outcome.failed);

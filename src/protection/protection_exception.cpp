@@ -4,7 +4,7 @@
 
 namespace varnel {
 
-ScopedProtectionException::~ScopedProtectionException() {
+ScopedWritePermission::~ScopedWritePermission() {
   if (!path_) return;
   if (status_ == 0)
     client_.withdraw(token_);
@@ -12,13 +12,13 @@ ScopedProtectionException::~ScopedProtectionException() {
     LogError(kReportFacility, L"No self-protection exception for %s: %d", path_->c_str(), status_);
 }
 
-void ScopedProtectionException::Request(const std::wstring& path) noexcept {
+void ScopedWritePermission::Request(const std::wstring& path) noexcept {
   if (!client_) return;
   status_ = client_.request(GetCurrentProcessId(), path.c_str(), &token_);
   path_ = &path;
 }
 
-void ScopedProtectionException::NoteFailure(DWORD error) noexcept {
+void ScopedWritePermission::NoteFailure(DWORD error) noexcept {
   if (error == ERROR_ACCESS_DENIED) LookForClientAgain();
 }
 

@@ -12,12 +12,12 @@ namespace varnel {
 //
 // Create it before taking the save mutex and destroy it after releasing the mutex: checking and loading the
 // client, and the log line, may take time, for which no other process should wait.
-class ScopedProtectionException {
+class ScopedWritePermission {
  public:
-  ScopedProtectionException() : client_(GetProtectionClient()) {}
-  ~ScopedProtectionException();
-  ScopedProtectionException(const ScopedProtectionException&) = delete;
-  ScopedProtectionException& operator=(const ScopedProtectionException&) = delete;
+  ScopedWritePermission() : client_(GetProtectionClient()) {}
+  ~ScopedWritePermission();
+  ScopedWritePermission(const ScopedWritePermission&) = delete;
+  ScopedWritePermission& operator=(const ScopedWritePermission&) = delete;
 
   // Requests the permission for the file `path`, which must outlive this object. To be called once, before
   // the file's folder is touched.

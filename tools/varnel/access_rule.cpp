@@ -27,14 +27,14 @@ bool IsTrusted(const std::string& sid, const std::vector<std::string>& trusted) 
          std::find(trusted.begin(), trusted.end(), sid) != trusted.end();
 }
 
-std::uint32_t DangerousRights(Place place) {
+std::uint32_t DangerousRights(PathPart part) {
   constexpr std::uint32_t kAnywhere = DELETE | WRITE_DAC | WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
-  switch (place) {
-    case Place::kFile:
+  switch (part) {
+    case PathPart::kFile:
       return kAnywhere | FILE_WRITE_DATA | FILE_APPEND_DATA;
-    case Place::kOwnFolder:
+    case PathPart::kOwnFolder:
       return kAnywhere | FILE_ADD_FILE | FILE_DELETE_CHILD;
-    case Place::kFolderAbove:
+    case PathPart::kFolderAbove:
       return kAnywhere | FILE_DELETE_CHILD;
   }
   return ~0U;
@@ -42,7 +42,7 @@ std::uint32_t DangerousRights(Place place) {
 
 }  // namespace
 
-std::vector<std::string> WhoCanReplace(const AccessFacts& facts, Place place,
+std::vector<std::string> WhoCanReplace(const AccessFacts& facts, PathPart part,
                                        const std::vector<std::string>& trusted) {
   std::vector<std::string> found;
   const auto note = [&](const std::string& sid) {
@@ -56,7 +56,7 @@ std::vector<std::string> WhoCanReplace(const AccessFacts& facts, Place place,
     if (entry.isInheritOnly) continue;
     const bool isOfOwner = entry.sid == kOwnerRights;
     if (isOfOwner) ownerIsFree = false;
-    if (entry.isAllowed && (entry.rights & DangerousRights(place)) != 0)
+    if (entry.isAllowed && (entry.rights & DangerousRights(part)) != 0)
       note(isOfOwner ? facts.owner : entry.sid);
   }
   if (ownerIsFree) note(facts.owner);

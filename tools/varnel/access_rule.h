@@ -20,7 +20,7 @@ struct AccessFacts {
   std::vector<AccessEntry> entries;
 };
 
-enum class Place {
+enum class PathPart {
   kFile,
   kOwnFolder,    // the folder of the file
   kFolderAbove,  // a folder further up, or the drive
@@ -31,7 +31,7 @@ enum class Place {
 // administrators, TrustedInstaller and the SIDs in `trusted` are left out. Entries that deny access are
 // ignored, so the list may have too many SIDs, never too few. The right to add to a folder further up
 // (kFolderAbove) does not count: nothing can be replaced by it, and Windows grants it on every drive.
-[[nodiscard]] std::vector<std::string> WhoCanReplace(const AccessFacts& facts, Place place,
+[[nodiscard]] std::vector<std::string> WhoCanReplace(const AccessFacts& facts, PathPart part,
                                                      const std::vector<std::string>& trusted);
 
 }  // namespace varnel::tool

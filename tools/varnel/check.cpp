@@ -16,9 +16,9 @@ namespace {
 
 constexpr std::size_t kMostFaults = 20;  // reported for one file
 
-void PrintFault(const ListedFile& file, const Place& place, const Fault& fault) {
-  Print(Printable(file.path) + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) + ": " +
-        Shortened(fault.text) + "\n");
+void PrintFault(const ListedFile& file, const Position& position, const Fault& fault) {
+  Print(Printable(file.path) + ":" + std::to_string(position.line) + ":" + std::to_string(position.column) +
+        ": " + Shortened(fault.text) + "\n");
 }
 
 // Returns nothing for a file that has been deleted since the folder was listed.
@@ -34,7 +34,7 @@ std::optional<Status> CheckFile(EventFileReader& reader, const ListedFile& file)
     faults = FindFaults(reader.Tree().Root(), kMostFaults);
   else
     faults.push_back(read.fault);
-  for (const Fault& fault : faults) PrintFault(file, reader.Tree().PlaceOf(fault.at), fault);
+  for (const Fault& fault : faults) PrintFault(file, reader.Tree().PositionOf(fault.at), fault);
   return faults.empty() ? kDone : kFound;
 }
 

@@ -20,7 +20,7 @@ bool ReadAt(HANDLE file, DWORD offset, T& value) {
 
 }  // namespace
 
-DllWidth WidthOfDll(const std::wstring& path) {
+DllKind KindOfDll(const std::wstring& path) {
   const FileHandle file(
       CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, kAnonymously, nullptr));
   struct {
@@ -32,9 +32,9 @@ DllWidth WidthOfDll(const std::wstring& path) {
       dos.e_magic != IMAGE_DOS_SIGNATURE || dos.e_lfanew < 0 ||
       !ReadAt(file.Get(), static_cast<DWORD>(dos.e_lfanew), header) ||
       header.signature != IMAGE_NT_SIGNATURE || (header.file.Characteristics & IMAGE_FILE_DLL) == 0)
-    return DllWidth::kNoDll;
-  if (header.file.Machine == IMAGE_FILE_MACHINE_AMD64) return DllWidth::k64;
-  return header.file.Machine == IMAGE_FILE_MACHINE_I386 ? DllWidth::k32 : DllWidth::kOther;
+    return DllKind::kNoDll;
+  if (header.file.Machine == IMAGE_FILE_MACHINE_AMD64) return DllKind::k64Bit;
+  return header.file.Machine == IMAGE_FILE_MACHINE_I386 ? DllKind::k32Bit : DllKind::kOther;
 }
 
 // Loads version.dll from the system folder at run time: for an import, Windows would search the program's

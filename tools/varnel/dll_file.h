@@ -4,11 +4,11 @@
 
 namespace varnel::tool {
 
-enum class DllWidth { kNoDll, k32, k64, kOther };
+enum class DllKind { kNoDll, k32Bit, k64Bit, kOther };
 
 // Returns the architecture that the file's header states, kNoDll also for a file that cannot be read. The
 // file is never loaded as code.
-[[nodiscard]] DllWidth WidthOfDll(const std::wstring& path);
+[[nodiscard]] DllKind KindOfDll(const std::wstring& path);
 
 // Returns the file version, like "1.2.3.0", from the version resource; an empty text if there is none.
 [[nodiscard]] std::string VersionOfDll(const std::wstring& path);

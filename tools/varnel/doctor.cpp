@@ -22,31 +22,29 @@ const Look& LookOf(State state) {
   return kLooks[static_cast<std::size_t>(state)];
 }
 
-Checks Examine(const DoctorOptions& options) {
+Rows Examine(const DoctorOptions& options) {
   const SaveMutex mutex = CheckSaveMutex();
-  Checks all;
-  const auto add = [&all](Checks checks) {
-    std::move(checks.begin(), checks.end(), std::back_inserter(all));
-  };
+  Rows all;
+  const auto add = [&all](Rows rows) { std::move(rows.begin(), rows.end(), std::back_inserter(all)); };
   add(CheckRegistration(options.seconds));
   add(CheckRegistryPlaces());
   add(CheckAgent());
   add(CheckFolders(ToWide(options.softwareId), {options.backlogFiles, options.backlogMinutes}));
   add(CheckFilter());
   add(CheckLog());
-  add({mutex.check});
+  add({mutex.row});
   add(CheckProtection());
   if (options.write) add(TryReport({options.softwareId, options.dll, options.seconds, mutex.isHeld}));
   return all;
 }
 
-std::string AsJson(const Checks& checks) {
+std::string AsJson(const Rows& rows) {
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (const Check& check : checks)
-    list.push_back({{"check", check.name},
-                    {"state", LookOf(check.state).word},
-                    {"found", check.found},
-                    {"remedy", check.remedy}});
+  for (const Row& row : rows)
+    list.push_back({{"check", row.name},
+                    {"state", LookOf(row.state).word},
+                    {"found", row.found},
+                    {"remedy", row.remedy}});
   return JsonText(list, 2) + "\n";
 }
 
@@ -55,16 +53,16 @@ std::string Padded(std::string text, std::size_t width) {
   return text;
 }
 
-std::string AsLines(const Checks& checks, bool inColour) {
+std::string AsLines(const Rows& rows, bool inColour) {
   std::size_t width = 0;
-  for (const Check& check : checks) width = std::max(width, check.name.size());
+  for (const Row& row : rows) width = std::max(width, row.name.size());
   std::string lines;
-  for (const Check& check : checks) {
-    const Look& look = LookOf(check.state);
+  for (const Row& row : rows) {
+    const Look& look = LookOf(row.state);
     const std::string word = Padded(look.word, 7);
-    lines += (inColour ? look.colour + word + "\x1b[0m" : word) + "  " + Padded(check.name, width) + "  " +
-             check.found;
-    lines += check.remedy.empty() ? "\n" : ". " + check.remedy + "\n";
+    lines += (inColour ? look.colour + word + "\x1b[0m" : word) + "  " + Padded(row.name, width) + "  " +
+             row.found;
+    lines += row.remedy.empty() ? "\n" : ". " + row.remedy + "\n";
   }
   return lines;
 }
@@ -73,15 +71,15 @@ std::string AsLines(const Checks& checks, bool inColour) {
 
 Status RunDoctor(const DoctorOptions& options) {
   const ComScope com;  // needed to load the type library
-  const Checks checks = Examine(options);
+  const Rows rows = Examine(options);
   if (options.asJson) {
-    Print(AsJson(checks));
+    Print(AsJson(rows));
   } else {
     const ConsoleColours colours;
-    Print(AsLines(checks, static_cast<bool>(colours)));
+    Print(AsLines(rows, static_cast<bool>(colours)));
   }
   State worst = State::kOk;
-  for (const Check& check : checks) worst = std::max(worst, check.state);
+  for (const Row& row : rows) worst = std::max(worst, row.state);
   constexpr Status kStatus[] = {kDone, kFound, kFailed};
   return kStatus[static_cast<std::size_t>(worst)];
 }

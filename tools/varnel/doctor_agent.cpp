@@ -36,19 +36,19 @@ bool IsOff(std::uint32_t policy) {
 }
 
 // Adds a fault in the value's type or form to the row.
-void AddForm(Check& check, const RegistryKey& key, const wchar_t* name, bool isPolicy) {
+void AddForm(Row& row, const RegistryKey& key, const wchar_t* name, bool isPolicy) {
   const auto value = ReadValue(key, name);
   if (!value || (isPolicy ? IsPolicy(key, name, *value) : value->IsNumber())) return;
   const auto number = QueryFourBytes(key, name, 0);
-  check.state = std::max(check.state, State::kWarning);
-  check.found += "; " + Stated(name, *value) +
-                 (!number    ? ", which does not count"
-                  : isPolicy ? ", neither a number below 48 nor one digit"
-                             : ", which counts as " + std::to_string(*number));
-  if (check.remedy.empty()) check.remedy = "Set \"" + ToUtf8(name) + "\"" + kSetNumber;
+  row.state = std::max(row.state, State::kWarning);
+  row.found += "; " + Stated(name, *value) +
+               (!number    ? ", which does not count"
+                : isPolicy ? ", neither a number below 48 nor one digit"
+                           : ", which counts as " + std::to_string(*number));
+  if (row.remedy.empty()) row.remedy = "Set \"" + ToUtf8(name) + "\"" + kSetNumber;
 }
 
-Check CheckManaged(const RegistryKey& key) {
+Row CheckManaged(const RegistryKey& key) {
   constexpr char kName[] = "managed";
   constexpr char kEffect[] = ", so the agent counts as not managed: nothing is written, and Save succeeds";
   constexpr char kRemedy[] = "Enrol the agent at the management server, which sets AgentMode to 1.";
@@ -64,46 +64,46 @@ Check CheckManaged(const RegistryKey& key) {
   return {kName, State::kOk, "the server manages the agent", ""};
 }
 
-Check CheckSizeLimit(const RegistryKey& key) {
+Row CheckSizeLimit(const RegistryKey& key) {
   constexpr std::uint32_t kSmallest = 500;      // about the size of a report with one event
   constexpr std::uint32_t kLittle = 10'000;     // enough for machine facts and a few events
   constexpr std::uint32_t kMuch = 268'435'456;  // the limit of readers of event files
   const std::uint32_t limit = ReadEventSizeLimit();
-  Check check{"size limit", State::kOk, "reports stay below " + std::to_string(limit) + " bytes", ""};
+  Row row{"size limit", State::kOk, "reports stay below " + std::to_string(limit) + " bytes", ""};
   if (limit <= kSmallest) {
-    check = {check.name, State::kFailure,
-             "reports must stay below " + std::to_string(limit) +
-                 " bytes, which is less than any report has: none is saved",
-             "Set \"Brenn Size\" to 8912896, or remove it."};
+    row = {row.name, State::kFailure,
+           "reports must stay below " + std::to_string(limit) +
+               " bytes, which is less than any report has: none is saved",
+           "Set \"Brenn Size\" to 8912896, or remove it."};
   } else if (limit < kLittle) {
-    check = {check.name, State::kWarning, check.found + ", and others are not saved",
-             "Set \"Brenn Size\" to more bytes than a large report has, or remove it."};
+    row = {row.name, State::kWarning, row.found + ", and others are not saved",
+           "Set \"Brenn Size\" to more bytes than a large report has, or remove it."};
   } else if (limit > kMuch) {
-    check = {check.name, State::kWarning, check.found + "; readers take files up to 268435456 bytes",
-             "Set \"Brenn Size\" to at most 268435456, or remove it."};
+    row = {row.name, State::kWarning, row.found + "; readers take files up to 268435456 bytes",
+           "Set \"Brenn Size\" to at most 268435456, or remove it."};
   }
-  AddForm(check, key, L"Brenn Size", false);
-  return check;
+  AddForm(row, key, L"Brenn Size", false);
+  return row;
 }
 
-Check CheckTrigger(const RegistryKey& key) {
+Row CheckTrigger(const RegistryKey& key) {
   constexpr wchar_t kEnable[] = L"AgPlcyEnableEventTrigger";
   constexpr wchar_t kThreshold[] = L"AgPlcyEventTriggerThreshold";
   const auto threshold = ReadEventTriggerThreshold();
-  Check check{"trigger policy", State::kOk,
-              threshold ? "files with an event of severity " + std::to_string(*threshold) +
-                              " or above last are .txml, at once"
-                        : "off: no file is .txml, forwarded at once",
-              ""};
+  Row row{"trigger policy", State::kOk,
+          threshold ? "files with an event of severity " + std::to_string(*threshold) +
+                          " or above last are .txml, at once"
+                    : "off: no file is .txml, forwarded at once",
+          ""};
   const auto enable = ReadValue(key, kEnable);
   if (!threshold && enable && IsPolicy(key, kEnable, *enable) && !ReadValue(key, kThreshold) &&
       !IsOff(QueryFourBytes(key, kEnable, 0).value_or(0)))
-    check = {check.name, State::kWarning,
-             "off: AgPlcyEnableEventTrigger is on, but AgPlcyEventTriggerThreshold is not set",
-             "Set AgPlcyEventTriggerThreshold to the least severity of urgent events."};
-  AddForm(check, key, kEnable, true);
-  AddForm(check, key, kThreshold, true);
-  return check;
+    row = {row.name, State::kWarning,
+           "off: AgPlcyEnableEventTrigger is on, but AgPlcyEventTriggerThreshold is not set",
+           "Set AgPlcyEventTriggerThreshold to the least severity of urgent events."};
+  AddForm(row, key, kEnable, true);
+  AddForm(row, key, kThreshold, true);
+  return row;
 }
 
 bool IsGuid(const std::wstring& text) {
@@ -115,7 +115,7 @@ bool IsGuid(const std::wstring& text) {
 }
 
 // Checks AgentGUID, which every report has.
-Check CheckIdentity(const RegistryKey& key) {
+Row CheckIdentity(const RegistryKey& key) {
   constexpr char kName[] = "agent identity";
   constexpr char kRemedy[] = "Repair or enrol the agent, which sets AgentGUID.";
   const auto value = ReadValue(key, L"AgentGUID");
@@ -141,7 +141,7 @@ bool IsAddress(const std::wstring& text) {
   return InetPtonW(AF_INET, text.c_str(), &address) == 1 || InetPtonW(AF_INET6, text.c_str(), &address) == 1;
 }
 
-Check CheckAddress(const RegistryKey& key) {
+Row CheckAddress(const RegistryKey& key) {
   constexpr char kName[] = "agent address";
   const auto value = ReadValue(key, L"IPAddress");
   const std::wstring address = ReadAgentIPAddress();
@@ -155,7 +155,7 @@ Check CheckAddress(const RegistryKey& key) {
 
 }  // namespace
 
-Checks CheckAgent() {
+Rows CheckAgent() {
   RegistryKey key;
   const LSTATUS error = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kFrameworkKey, 0, KEY_READ, key.Put());
   const std::string name = "HKLM\\" + ToUtf8(kFrameworkKey);

@@ -97,31 +97,31 @@ Backlog LookAtBacklog(const EventFolder& folder) {
   return backlog;
 }
 
-Check CheckBacklog(const std::string& folderName, const EventFolder& folder, const BacklogLimits& limits) {
+Row CheckBacklog(const std::string& folderName, const EventFolder& folder, const BacklogLimits& limits) {
   const Backlog backlog = LookAtBacklog(folder);
-  Check check{folderName + " backlog", State::kOk, "empty", ""};
-  if (backlog.files == 0) return check;
-  check.found = Counted(backlog.files, "file") + ", the oldest " + InWords(backlog.minutes) + " old";
-  const auto warn = [&check](const std::string& remedy) {
-    check.state = State::kWarning;
-    if (!check.remedy.empty()) check.remedy += " ";
-    check.remedy += remedy;
+  Row row{folderName + " backlog", State::kOk, "empty", ""};
+  if (backlog.files == 0) return row;
+  row.found = Counted(backlog.files, "file") + ", the oldest " + InWords(backlog.minutes) + " old";
+  const auto warn = [&row](const std::string& remedy) {
+    row.state = State::kWarning;
+    if (!row.remedy.empty()) row.remedy += " ";
+    row.remedy += remedy;
   };
   if (backlog.files >= limits.files || backlog.minutes >= limits.minutes) {
-    check.found += ": they are not collected, or too slowly";
+    row.found += ": they are not collected, or too slowly";
     warn(folder.ofServer
              ? "Make sure that the server's event parser runs and may delete files in this folder."
              : "Make sure that the agent's service runs and may delete files in this folder.");
   }
   if (!backlog.unfinished.empty()) {
-    check.found += "; " + std::to_string(backlog.unfinished.size()) + " not finished, for example " +
-                   Printable(backlog.unfinished.front());
+    row.found += "; " + std::to_string(backlog.unfinished.size()) + " not finished, for example " +
+                 Printable(backlog.unfinished.front());
     warn("Move unfinished files away: a program ended, or the disk was full, while it saved them.");
   }
   if (backlog.isSample)
-    check.found += "; of the files between the oldest and newest " + std::to_string(kMostLooks / 2) +
-                   " only the size was looked at";
-  return check;
+    row.found += "; of the files between the oldest and newest " + std::to_string(kMostLooks / 2) +
+                 " only the size was looked at";
+  return row;
 }
 
 }  // namespace varnel::tool

@@ -20,7 +20,7 @@ struct Backlog {
 [[nodiscard]] Backlog LookAtBacklog(const EventFolder& folder);
 
 // Returns the row about the backlog of one event folder.
-[[nodiscard]] Check CheckBacklog(const std::string& folderName, const EventFolder& folder,
-                                 const BacklogLimits& limits);
+[[nodiscard]] Row CheckBacklog(const std::string& folderName, const EventFolder& folder,
+                               const BacklogLimits& limits);
 
 }  // namespace varnel::tool

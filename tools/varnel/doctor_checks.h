@@ -12,13 +12,13 @@ namespace varnel::tool {
 enum class State { kOk, kWarning, kFailure };
 
 // One row of varnel doctor. Its texts are UTF-8, printable and of one line.
-struct Check {
+struct Row {
   std::string name;
   State state = State::kOk;
   std::string found;   // a clause without a full stop
   std::string remedy;  // whole sentences; empty if there is nothing to do
 };
-using Checks = std::vector<Check>;
+using Rows = std::vector<Row>;
 
 // Returns a number with its unit: "1 file", "2 files".
 inline std::string Counted(std::uint64_t number, const std::string& unit) {
@@ -34,17 +34,17 @@ struct BacklogLimits {
 // Each function checks one step between a product's call and the reader of its event file, changes nothing,
 // and returns the rows. `softwareId` is the product's identifier; `seconds` is the time limit for loading a
 // DLL.
-[[nodiscard]] Checks CheckRegistration(int seconds);
-[[nodiscard]] Checks CheckRegistryPlaces();
-[[nodiscard]] Checks CheckAgent();
-[[nodiscard]] Checks CheckFolders(std::wstring_view softwareId, const BacklogLimits& limits);
-[[nodiscard]] Checks CheckFilter();
-[[nodiscard]] Checks CheckLog();
-[[nodiscard]] Checks CheckProtection();
+[[nodiscard]] Rows CheckRegistration(int seconds);
+[[nodiscard]] Rows CheckRegistryPlaces();
+[[nodiscard]] Rows CheckAgent();
+[[nodiscard]] Rows CheckFolders(std::wstring_view softwareId, const BacklogLimits& limits);
+[[nodiscard]] Rows CheckFilter();
+[[nodiscard]] Rows CheckLog();
+[[nodiscard]] Rows CheckProtection();
 
 // The state of the save mutex after a wait of up to two seconds.
 struct SaveMutex {
-  Check check;
+  Row row;
   bool isHeld = false;  // by another program, during the whole wait
 };
 [[nodiscard]] SaveMutex CheckSaveMutex();
@@ -62,6 +62,6 @@ struct TrialRequest {
 };
 // Saves a trial report in a separate process, which is ended after the time limit; looks for its file and
 // removes it. Returns the row.
-[[nodiscard]] Checks TryReport(const TrialRequest& request);
+[[nodiscard]] Rows TryReport(const TrialRequest& request);
 
 }  // namespace varnel::tool

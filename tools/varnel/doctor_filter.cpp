@@ -33,7 +33,7 @@ struct List {
   }
 };
 
-Check Warning(std::string found, std::string remedy) {
+Row Warning(std::string found, std::string remedy) {
   return {kName, State::kWarning, std::move(found), std::move(remedy)};
 }
 
@@ -45,7 +45,7 @@ std::string_view SimilarName(std::string_view content) {
 }
 
 // Returns the row for a filter in which the library finds no list.
-Check CheckWithoutList(const std::string& file, std::string_view content) {
+Row CheckWithoutList(const std::string& file, std::string_view content) {
   if (content.find('\0') != content.npos)
     return Warning(file + " is not a plain text (UTF-16?), so nothing is disabled",
                    "Save it as ANSI or UTF-8.");
@@ -58,7 +58,7 @@ Check CheckWithoutList(const std::string& file, std::string_view content) {
   return {kName, State::kOk, file + " disables nothing", ""};
 }
 
-Check CheckEntries(const std::string& file, const char* content, std::uint32_t size) {
+Row CheckEntries(const std::string& file, const char* content, std::uint32_t size) {
   const std::string_view text = content;  // up to the first zero, as the library searches it
   const std::size_t list = text.find(kListName);
   if (list == text.npos) return CheckWithoutList(file, {content, size});
@@ -105,7 +105,7 @@ std::string SimilarFile(const wchar_t* path) {
   return Printable(found.cFileName);
 }
 
-Check CheckMissing(const std::string& file, const wchar_t* path, DWORD error) {
+Row CheckMissing(const std::string& file, const wchar_t* path, DWORD error) {
   if (error == ERROR_ACCESS_DENIED)
     return Warning(file + " is hidden from this account, so nothing is disabled for it",
                    "Let the account of the reporting product read the folder and the file.");
@@ -116,7 +116,7 @@ Check CheckMissing(const std::string& file, const wchar_t* path, DWORD error) {
 }
 
 // Returns the row for a filter that exists but cannot be read by the library.
-Check CheckUnreadable(const std::string& file, const wchar_t* path, const WIN32_FILE_ATTRIBUTE_DATA& facts) {
+Row CheckUnreadable(const std::string& file, const wchar_t* path, const WIN32_FILE_ATTRIBUTE_DATA& facts) {
   if ((facts.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
     return Warning(file + " is a folder, so nothing is disabled",
                    "Remove that folder, and write the filter as a file.");
@@ -132,7 +132,7 @@ Check CheckUnreadable(const std::string& file, const wchar_t* path, const WIN32_
 
 }  // namespace
 
-Checks CheckFilter() {
+Rows CheckFilter() {
   wchar_t path[kFilterPathCapacity] = {};
   const std::size_t length = BuildFilterPath(path);
   if (length == 0) return {{kName, State::kOk, "none: \"Data Path\" is not set, or too long", ""}};

@@ -56,7 +56,7 @@ struct Folder {
   bool isUsed;  // this product's reports are saved to it
 
   // Returns the row for a fault: a failure, or a warning for a folder that this product does not use.
-  Check Fault(const std::string& aspect, std::string found, std::string remedy) const {
+  Row Fault(const std::string& aspect, std::string found, std::string remedy) const {
     return {name + aspect, isUsed ? State::kFailure : State::kWarning, std::move(found), std::move(remedy)};
   }
   std::string Path() const { return Printable(place.path); }
@@ -72,12 +72,12 @@ bool IsText(const RegistryValue& value) {
 }
 
 // Returns the row for a fault of the setting, except a path that does not exist; nothing if there is none.
-std::optional<Check> CheckSetting(const Folder& folder) {
+std::optional<Row> CheckSetting(const Folder& folder) {
   const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, folder.key, KEY_QUERY_VALUE);
   const auto value = ReadValue(key, folder.value);
   if (!value && !folder.isUsed)
-    return Check{folder.name, State::kOk, folder.Setting() + " is not set, and this product does not need it",
-                 ""};
+    return Row{folder.name, State::kOk, folder.Setting() + " is not set, and this product does not need it",
+               ""};
   if (!value) return folder.Fault("", folder.Setting() + " is not set", folder.Example());
   const std::wstring path = value->Text();
   if (!IsText(*value))
@@ -113,7 +113,7 @@ std::wstring FirstObstacle(const std::wstring& path) {
   return obstacle;
 }
 
-Check MissingFolder(const Folder& folder) {
+Row MissingFolder(const Folder& folder) {
   const std::wstring obstacle = FirstObstacle(folder.place.path);
   const std::string shown = folder.Path() + ": " + Printable(obstacle);
   if (GetFileAttributesW(obstacle.c_str()) != INVALID_FILE_ATTRIBUTES)
@@ -134,7 +134,7 @@ Check MissingFolder(const Folder& folder) {
 }
 
 // Returns the row for a folder that exists and refuses new files.
-Check RefusedFile(const Folder& folder, DWORD error) {
+Row RefusedFile(const Folder& folder, DWORD error) {
   const std::string shown = folder.Path() + ": ";
   if (error == ERROR_WRITE_PROTECT)
     return folder.Fault("", shown + "the volume, or the folder itself, is read-only",
@@ -160,7 +160,7 @@ bool IsOnNetwork(const std::wstring& path) {
 }
 
 // Checks the folder with the rights of this account.
-Check CheckPlace(const Folder& folder) {
+Row CheckPlace(const Folder& folder) {
   constexpr std::size_t kLongestFile = 43;  // characters of \<GUID>.xml; the agent's names are shorter
   const std::wstring& path = folder.place.path;
   const MadeFolder made =
@@ -172,23 +172,23 @@ Check CheckPlace(const Folder& folder) {
   const DWORD error =
       made.error == ERROR_SUCCESS && IsOnReadOnlyVolume(path) ? ERROR_WRITE_PROTECT : made.error;
   if (error != ERROR_SUCCESS) return RefusedFile(folder, error);
-  Check check{folder.name, State::kOk, folder.Path(), ""};
-  if (folder.isUsed) check.found += ", where this product's reports go";
-  if (made.isMade) check.found += "; it does not exist yet, the first report makes it";
+  Row row{folder.name, State::kOk, folder.Path(), ""};
+  if (folder.isUsed) row.found += ", where this product's reports go";
+  if (made.isMade) row.found += "; it does not exist yet, the first report makes it";
   if (path.size() + kLongestFile >= MAX_PATH) {
-    check.state = State::kWarning;
-    check.found +=
+    row.state = State::kWarning;
+    row.found +=
         "; with the names of event files the path is longer than the 259 characters that most programs take";
-    check.remedy = "Choose a folder with a shorter path.";
+    row.remedy = "Choose a folder with a shorter path.";
   } else if (IsOnNetwork(path)) {
-    check.state = State::kWarning;
-    check.found += "; it is on the network: services do not see the drive letters of users";
-    check.remedy = "Choose a folder on a local disk.";
+    row.state = State::kWarning;
+    row.found += "; it is on the network: services do not see the drive letters of users";
+    row.remedy = "Choose a folder on a local disk.";
   }
-  return check;
+  return row;
 }
 
-Check CheckSystem(const Folder& folder) {
+Row CheckSystem(const Folder& folder) {
   const auto rights = RightsOfSystem(folder.place.path);
   if (!rights) return {folder.name + " for SYSTEM", State::kOk, "not known: Windows does not answer", ""};
   if ((*rights & FILE_ADD_FILE) != 0)
@@ -197,7 +197,7 @@ Check CheckSystem(const Folder& folder) {
                       "Give SYSTEM the right to create files in it.");
 }
 
-Check CheckRoom(const Folder& folder) {
+Row CheckRoom(const Folder& folder) {
   ULARGE_INTEGER room{};
   const std::string name = folder.name + " room";
   if (!GetDiskFreeSpaceExW(folder.place.path.c_str(), &room, nullptr, nullptr))
@@ -210,28 +210,28 @@ Check CheckRoom(const Folder& folder) {
   return {name, State::kOk, found, ""};
 }
 
-void CheckFolder(const Folder& folder, const BacklogLimits& limits, Checks& checks) {
+void CheckFolder(const Folder& folder, const BacklogLimits& limits, Rows& rows) {
   auto fault = CheckSetting(folder);
-  checks.push_back(fault ? *std::move(fault) : CheckPlace(folder));
+  rows.push_back(fault ? *std::move(fault) : CheckPlace(folder));
   if (folder.place.path.empty() || !IsFolder(folder.place.path)) return;
-  checks.push_back(CheckSystem(folder));
-  checks.push_back(CheckRoom(folder));
-  checks.push_back(CheckBacklog(folder.name, folder.place, limits));
+  rows.push_back(CheckSystem(folder));
+  rows.push_back(CheckRoom(folder));
+  rows.push_back(CheckBacklog(folder.name, folder.place, limits));
 }
 
 }  // namespace
 
-Checks CheckFolders(std::wstring_view softwareId, const BacklogLimits& limits) {
+Rows CheckFolders(std::wstring_view softwareId, const BacklogLimits& limits) {
   const bool toServer = FolderOf(std::wstring(softwareId)).ofServer;
   const EventFolder agents = FolderOf(L"");
   const EventFolder servers = FolderOf(kServerSoftwareId);
-  Checks checks;
-  CheckFolder({"agent folder", agents, kFrameworkKey, L"Data Path", !toServer}, limits, checks);
-  CheckFolder({"server folder", servers, kEventParserKey, L"EventsPath", toServer}, limits, checks);
+  Rows rows;
+  CheckFolder({"agent folder", agents, kFrameworkKey, L"Data Path", !toServer}, limits, rows);
+  CheckFolder({"server folder", servers, kEventParserKey, L"EventsPath", toServer}, limits, rows);
   if (!agents.path.empty() && _wcsicmp(agents.path.c_str(), servers.path.c_str()) == 0)
-    checks.push_back({"folders", State::kWarning, "the agent's event folder and the server's are the same",
-                      "Set \"EventsPath\" to the folder of the server's event parser."});
-  return checks;
+    rows.push_back({"folders", State::kWarning, "the agent's event folder and the server's are the same",
+                    "Set \"EventsPath\" to the folder of the server's event parser."});
+  return rows;
 }
 
 }  // namespace varnel::tool

@@ -68,30 +68,30 @@ std::string Faults(const RegistryKey& key) {
 
 }  // namespace
 
-Checks CheckLog() {
+Rows CheckLog() {
   constexpr std::int32_t kFailures = 5;  // log level of a save's failures
   const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, kLogKey, KEY_QUERY_VALUE);
   ReadLogSettings();
   const LogSettings& settings = GetLogSettings();
-  Check check{"log settings", State::kOk,
-              "level " + std::to_string(settings.level) + ", files of " +
-                  std::to_string(settings.sizeLimit / kMegabyte) + " MB",
-              ""};
-  if (settings.highResolution) check.found += ", milliseconds";
-  if (settings.userInLines) check.found += ", account names";
+  Row row{"log settings", State::kOk,
+          "level " + std::to_string(settings.level) + ", files of " +
+              std::to_string(settings.sizeLimit / kMegabyte) + " MB",
+          ""};
+  if (settings.highResolution) row.found += ", milliseconds";
+  if (settings.userInLines) row.found += ", account names";
   if (const std::string faults = Faults(key); !faults.empty()) {
-    check.state = State::kWarning;
-    check.found += "; " + faults;
-    check.remedy = "Correct these values (docs/settings.md), or remove them.";
+    row.state = State::kWarning;
+    row.found += "; " + faults;
+    row.remedy = "Correct these values (docs/settings.md), or remove them.";
   }
   if (settings.level < kFailures && !IsInDetailList("Quorvel")) {
-    check.state = State::kWarning;
-    check.found += "; the library logs its failures at level 5, so they are not shown";
-    if (check.remedy.empty()) check.remedy = "Set LogLevel to 5 or more, or add Quorvel to LogDetailList.";
+    row.state = State::kWarning;
+    row.found += "; the library logs its failures at level 5, so they are not shown";
+    if (row.remedy.empty()) row.remedy = "Set LogLevel to 5 or more, or add Quorvel to LogDetailList.";
   }
-  Checks checks = CheckTraceLevel();
-  checks.push_back(std::move(check));
-  return checks;
+  Rows rows = CheckTraceLevel();
+  rows.push_back(std::move(row));
+  return rows;
 }
 
 }  // namespace varnel::tool

@@ -65,17 +65,17 @@ std::wstring Core(std::wstring_view name) {
 
 // Returns the edit distance of two texts.
 std::size_t Distance(std::wstring_view one, std::wstring_view other) {
-  std::vector<std::size_t> row(other.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
+  std::vector<std::size_t> costs(other.size() + 1);
+  std::iota(costs.begin(), costs.end(), std::size_t{0});
   for (std::size_t i = 0; i < one.size(); ++i) {
-    std::size_t diagonal = row[0]++;
+    std::size_t diagonal = costs[0]++;
     for (std::size_t j = 0; j < other.size(); ++j) {
       const std::size_t exchanged = diagonal + (one[i] == other[j] ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({exchanged, row[j] + 1, row[j + 1] + 1});
+      diagonal = costs[j + 1];
+      costs[j + 1] = std::min({exchanged, costs[j] + 1, costs[j + 1] + 1});
     }
   }
-  return row.back();
+  return costs.back();
 }
 
 std::vector<std::wstring> NamesIn(const RegistryKey& key) {
@@ -103,8 +103,8 @@ std::string Misspelt(const ReadKey& read) {
 
 }  // namespace
 
-Checks CheckRegistryPlaces() {
-  Checks checks;
+Rows CheckRegistryPlaces() {
+  Rows rows;
   std::string misspelt;
   for (const ReadKey& read : ReadKeys()) {
     for (const Elsewhere& other : {Elsewhere{HKEY_LOCAL_MACHINE, In64BitPart(read.path), "HKLM\\"},
@@ -112,22 +112,20 @@ Checks CheckRegistryPlaces() {
                                    Elsewhere{HKEY_CURRENT_USER, In64BitPart(read.path), "HKCU\\"}}) {
       const std::string names = Lacking(read, other);
       if (!names.empty())
-        checks.push_back(
-            {"registry", State::kWarning,
-             names + ": set in " + other.shownRoot + ToUtf8(other.path) + ", where it is not read",
-             "Set it in HKLM\\" + ToUtf8(read.path) +
-                 (other.root == HKEY_CURRENT_USER
-                      ? ": every account reads the machine's settings."
-                      : ", the 32-bit part of the registry, which 64-bit products read, too.")});
+        rows.push_back({"registry", State::kWarning,
+                        names + ": set in " + other.shownRoot + ToUtf8(other.path) + ", where it is not read",
+                        "Set it in HKLM\\" + ToUtf8(read.path) +
+                            (other.root == HKEY_CURRENT_USER
+                                 ? ": every account reads the machine's settings."
+                                 : ", the 32-bit part of the registry, which 64-bit products read, too.")});
     }
     if (const std::string pairs = Misspelt(read); !pairs.empty()) AddTo(misspelt, pairs);
   }
   if (!misspelt.empty())
-    checks.push_back(
+    rows.push_back(
         {"registry", State::kWarning, "not read: " + misspelt, "Correct the names of these values."});
-  if (checks.empty())
-    checks.push_back({"registry", State::kOk, "no setting in a place that is not read", ""});
-  return checks;
+  if (rows.empty()) rows.push_back({"registry", State::kOk, "no setting in a place that is not read", ""});
+  return rows;
 }
 
 }  // namespace varnel::tool

@@ -21,18 +21,18 @@ namespace varnel::tool {
 namespace {
 
 struct View {
-  const char* width;
+  const char* bits;
   REGSAM flag;
-  DllWidth dll;
+  DllKind dll;
 };
-constexpr View kViews[] = {{"64-bit", KEY_WOW64_64KEY, DllWidth::k64},
-                           {"32-bit", KEY_WOW64_32KEY, DllWidth::k32}};
+constexpr View kViews[] = {{"64-bit", KEY_WOW64_64KEY, DllKind::k64Bit},
+                           {"32-bit", KEY_WOW64_32KEY, DllKind::k32Bit}};
 
 constexpr char kSafePlace[] =
     "Install the library where only administrators can write, like C:\\Program Files.";
 
 std::string Install(const View& view) {
-  return std::string("Install the package, or run regsvr32 on the ") + view.width + " varnel.dll.";
+  return std::string("Install the package, or run regsvr32 on the ") + view.bits + " varnel.dll.";
 }
 
 // Returns the fault of the registered path; nothing if it leads to a file.
@@ -62,18 +62,18 @@ std::optional<std::string> FaultOfFile(const std::wstring& file, const View& vie
       CreateFileW(file.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, kAnonymously, nullptr));
   if (!opened) return Printable(file) + ": cannot be opened (error " + std::to_string(GetLastError()) + ")";
   if (IsCutShort(file)) return Printable(file) + ": the file is damaged, its end is missing";
-  switch (WidthOfDll(file)) {
-    case DllWidth::kNoDll:
+  switch (KindOfDll(file)) {
+    case DllKind::kNoDll:
       return Printable(file) + ": not a DLL";
-    case DllWidth::kOther:
+    case DllKind::kOther:
       return Printable(file) + ": a DLL for another processor";
-    case DllWidth::k32:
-    case DllWidth::k64:
+    case DllKind::k32Bit:
+    case DllKind::k64Bit:
       break;
   }
-  if (WidthOfDll(file) == view.dll) return std::nullopt;
-  return Printable(file) + ": a " + (view.dll == DllWidth::k64 ? "32-bit" : "64-bit") +
-         " DLL, registered for " + view.width + " products";
+  if (KindOfDll(file) == view.dll) return std::nullopt;
+  return Printable(file) + ": a " + (view.dll == DllKind::k64Bit ? "32-bit" : "64-bit") +
+         " DLL, registered for " + view.bits + " products";
 }
 
 // Returns why a DLL creates no report object, in words that follow its path.
@@ -118,35 +118,35 @@ std::string FaultsOfKey(HKEY root, REFCLSID classId, const View& view) {
 
 // The row for 64-bit or for 32-bit products.
 struct ViewResult {
-  Check check;
+  Row row;
   std::wstring file;
   std::string version;
 };
 
-void Warn(Check& check, const std::string& found, const std::string& remedy) {
-  check.state = std::max(check.state, State::kWarning);
-  check.found += "; " + found;
-  if (check.remedy.empty()) check.remedy = remedy;
+void Warn(Row& row, const std::string& found, const std::string& remedy) {
+  row.state = std::max(row.state, State::kWarning);
+  row.found += "; " + found;
+  if (row.remedy.empty()) row.remedy = remedy;
 }
 
 void CheckElementClass(const View& view, ViewResult& result) {
   const RegistryKey key =
       OpenClassKey(HKEY_LOCAL_MACHINE, CLSID_EventElement, L"\\InprocServer32", view.flag);
   if (!key)
-    Warn(result.check, "the second class, EventElement, is not registered", Install(view));
+    Warn(result.row, "the second class, EventElement, is not registered", Install(view));
   else if (_wcsicmp(ServerOf(key).c_str(), result.file.c_str()) != 0)
-    Warn(result.check, "the second class, EventElement, is registered with " + Printable(ServerOf(key)),
+    Warn(result.row, "the second class, EventElement, is registered with " + Printable(ServerOf(key)),
          Install(view));
   else if (const auto faults = FaultsOfKey(HKEY_LOCAL_MACHINE, CLSID_EventElement, view); !faults.empty())
-    Warn(result.check, "of the second class, EventElement, " + faults, Install(view));
+    Warn(result.row, "of the second class, EventElement, " + faults, Install(view));
 }
 
 ViewResult CheckView(const View& view, int seconds) {
-  const std::string name = std::string(view.width) + " class";
+  const std::string name = std::string(view.bits) + " class";
   const RegistryKey key = OpenServerKey(view.flag);
   if (!key)
     return {{name, State::kWarning,
-             std::string("not registered: ") + view.width + " products get 0x80040154 (REGDB_E_CLASSNOTREG)",
+             std::string("not registered: ") + view.bits + " products get 0x80040154 (REGDB_E_CLASSNOTREG)",
              Install(view)},
             L"",
             ""};
@@ -154,31 +154,31 @@ ViewResult CheckView(const View& view, int seconds) {
   auto fault = FaultOfPlace(key, result.file);
   if (!fault) fault = FaultOfFile(result.file, view);
   if (fault) {
-    result.check.found = *std::move(fault);
+    result.row.found = *std::move(fault);
     return result;
   }
   const std::string shown = Printable(result.file);
   result.version = VersionOfDll(result.file);
-  result.check = {name, State::kOk,
-                  shown + (result.version.empty() ? ", of unknown version" : ", version " + result.version),
-                  ""};
+  result.row = {name, State::kOk,
+                shown + (result.version.empty() ? ", of unknown version" : ", version " + result.version),
+                ""};
   if (const auto danger = WhyNotTrusted(result.file)) {
-    Warn(result.check, "not loaded here, because users could exchange it: " + *danger, kSafePlace);
-  } else if (view.dll == DllWidth::k64) {
+    Warn(result.row, "not loaded here, because users could exchange it: " + *danger, kSafePlace);
+  } else if (view.dll == DllKind::k64Bit) {
     const auto loaded = RunThisProgram({"load", ToUtf8(result.file)}, seconds);
     if (loaded != DWORD{S_OK}) {
-      result.check = {name, State::kFailure, shown + ": " + WhyNoObject(loaded, seconds), Install(view)};
+      result.row = {name, State::kFailure, shown + ": " + WhyNoObject(loaded, seconds), Install(view)};
       return result;
     }
   }
-  if (result.version.empty()) Warn(result.check, "a DLL that does not tell its version", Install(view));
+  if (result.version.empty()) Warn(result.row, "a DLL that does not tell its version", Install(view));
   if (const auto faults = FaultsOfKey(HKEY_LOCAL_MACHINE, CLSID_OrbaEventInf, view); !faults.empty())
-    Warn(result.check, faults, Install(view));
+    Warn(result.row, faults, Install(view));
   CheckElementClass(view, result);
   return result;
 }
 
-Check CheckVersions(const std::string& version64, const std::string& version32) {
+Row CheckVersions(const std::string& version64, const std::string& version32) {
   if (version64 == version32)
     return {"versions", State::kOk, "64-bit and 32-bit products get the same version", ""};
   return {"versions", State::kWarning,
@@ -187,20 +187,20 @@ Check CheckVersions(const std::string& version64, const std::string& version32) 
 }
 
 // Checks for a registration below HKEY_CURRENT_USER, which overrides the machine's for this account.
-Check CheckAccount() {
+Row CheckAccount() {
   constexpr char kName[] = "own registration";
   for (const View& view : kViews)
     if (const RegistryKey key =
             OpenClassKey(HKEY_CURRENT_USER, CLSID_OrbaEventInf, L"\\InprocServer32", view.flag))
       return {kName, State::kWarning,
-              "this account has a " + std::string(view.width) + " registration of its own, " +
+              "this account has a " + std::string(view.bits) + " registration of its own, " +
                   Printable(ServerOf(key)) + ": its programs get that DLL, and services do not",
               "Remove the class below HKCU\\SOFTWARE\\Classes\\CLSID, and install the package."};
   return {kName, State::kOk, "none: this account uses the machine's", ""};
 }
 
 // Checks the names by which scripts create the class.
-Check CheckScriptNames() {
+Row CheckScriptNames() {
   constexpr char kName[] = "script name";
   constexpr char kRemedy[] = "Install the package, or run regsvr32 on varnel.dll.";
   wchar_t guid[39];
@@ -227,7 +227,7 @@ bool HasProxy(REFIID id) {
       OpenRegistryKey(HKEY_LOCAL_MACHINE, path.c_str(), KEY_QUERY_VALUE | KEY_WOW64_64KEY));
 }
 
-Check CheckTypeLibrary() {
+Row CheckTypeLibrary() {
   constexpr char kName[] = "type library";
   constexpr char kEffect[] = ": PowerShell, and threads with a window, get no report object";
   constexpr char kRemedy[] = "Install the package, or run regsvr32 on varnel.dll.";
@@ -274,23 +274,23 @@ bool IsRegisteredDllSafe() {
   return true;
 }
 
-Checks CheckRegistration(int seconds) {
+Rows CheckRegistration(int seconds) {
   const ViewResult results[] = {CheckView(kViews[0], seconds), CheckView(kViews[1], seconds)};
-  Checks checks;
+  Rows rows;
   if (!OpenServerKey(kViews[0].flag) && !OpenServerKey(kViews[1].flag)) {
-    checks.push_back({"registration", State::kFailure,
-                      "there is none: products get 0x80040154 (REGDB_E_CLASSNOTREG), but for those that keep "
-                      "varnel.dll and its manifest in their own folder",
-                      "Install the package, or run regsvr32 on varnel.dll."});
-    return checks;
+    rows.push_back({"registration", State::kFailure,
+                    "there is none: products get 0x80040154 (REGDB_E_CLASSNOTREG), but for those that keep "
+                    "varnel.dll and its manifest in their own folder",
+                    "Install the package, or run regsvr32 on varnel.dll."});
+    return rows;
   }
-  for (const ViewResult& result : results) checks.push_back(result.check);
+  for (const ViewResult& result : results) rows.push_back(result.row);
   if (!results[0].version.empty() && !results[1].version.empty())
-    checks.push_back(CheckVersions(results[0].version, results[1].version));
-  checks.push_back(CheckAccount());
-  checks.push_back(CheckScriptNames());
-  checks.push_back(CheckTypeLibrary());
-  return checks;
+    rows.push_back(CheckVersions(results[0].version, results[1].version));
+  rows.push_back(CheckAccount());
+  rows.push_back(CheckScriptNames());
+  rows.push_back(CheckTypeLibrary());
+  return rows;
 }
 
 }  // namespace varnel::tool

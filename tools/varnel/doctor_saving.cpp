@@ -1,4 +1,4 @@
-// What a save waits for: other savers, and the leave of the self-protection service.
+// Rows about the save mutex and the self-protection service, for which a save waits.
 
 #include "base/locks.h"
 #include "dll_file.h"
@@ -19,8 +19,8 @@ namespace {
 constexpr char kClient[] = "self-protection";
 constexpr DWORD kPatience = 2000;  // milliseconds; a save takes a few
 
-// Only opened: one that this made would be this account's.
-KernelHandle OpenSaveMutex() {
+// Opens the save mutex and never creates it: the new mutex would belong to this account.
+KernelHandle OpenExistingSaveMutex() {
   return KernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, kSaveMutexName));
 }
 
@@ -30,7 +30,7 @@ std::string InWords(const Refusal& refusal) {
   return ToUtf8(refusal.reason) + code;
 }
 
-Check Refused(const std::string& path, const Refusal& refusal) {
+Row Refused(const std::string& path, const Refusal& refusal) {
   return {
       kClient, State::kFailure, path + " is refused, and no exception asked for: " + InWords(refusal),
       "Repair the self-protection service; its client is to lie on a local disk, signed by the publisher of "
@@ -41,7 +41,7 @@ Check Refused(const std::string& path, const Refusal& refusal) {
 
 SaveMutex CheckSaveMutex() {
   constexpr char kName[] = "save mutex";
-  const KernelHandle mutex = OpenSaveMutex();
+  const KernelHandle mutex = OpenExistingSaveMutex();
   const DWORD error = GetLastError();
   if (!mutex && error == ERROR_FILE_NOT_FOUND)
     return {{kName, State::kOk, "free: no program of this session is saving", ""}};
@@ -54,7 +54,7 @@ SaveMutex CheckSaveMutex() {
              "this account may not wait for it (error " + std::to_string(error) +
                  "): its saves are not kept apart from others'",
              "Run this from the reporting product's account."}};
-  const MutexLock lock(mutex.Get(), kPatience);  // given back at once
+  const MutexLock lock(mutex.Get(), kPatience);  // released at once
   if (lock.TimedOut())
     return {{kName, State::kFailure,
              "a program has held it for two seconds: every save in this session waits for it",
@@ -66,8 +66,8 @@ SaveMutex CheckSaveMutex() {
   return {{kName, State::kOk, "free", ""}};
 }
 
-Checks CheckProtection() {
-  wchar_t path[kLongestClientPath + 2] = {};  // one more shows that it is too long
+Rows CheckProtection() {
+  wchar_t path[kLongestClientPath + 2] = {};  // one more character shows that the path is too long
   if (!ReadSelfProtectionClient(path) || !path[0])
     return {{kClient, State::kOk, "no client is configured, so no exception is asked for", ""}};
   const auto value =
@@ -88,15 +88,16 @@ Checks CheckProtection() {
     return {{kClient, State::kWarning, shown + " is not there, so no exception is asked for",
              "Install the self-protection service, or remove SelfProtectionClient."}};
   wchar_t ownPath[kOwnPathCapacity];
-  // Without a registered library the client is compared with this program, which is of the same publisher.
+  // Without a registered library the client's publisher is compared with this program's, which is the
+  // library's publisher too.
   const RegistryKey key = OpenServerKey(KEY_WOW64_64KEY);
   const std::wstring library = key ? ServerOf(key) : L"";
   refusal = CheckClientFile(file.Get(), ownPath, IsFile(library) ? library.c_str() : nullptr);
   if (refusal) return {Refused(shown, *refusal)};
-  const DllWidth width = WidthOfDll(ownPath);
-  if (width == DllWidth::k64)
+  const DllKind kind = KindOfDll(ownPath);
+  if (kind == DllKind::k64Bit)
     return {{kClient, State::kOk, shown + " is trusted; 32-bit products do not load it", ""}};
-  if (width == DllWidth::k32)
+  if (kind == DllKind::k32Bit)
     return {{kClient, State::kOk, shown + " is trusted; 64-bit products do not load it", ""}};
   return {Refused(shown, {L"it is no DLL for this machine", ERROR_BAD_EXE_FORMAT})};
 }

@@ -67,7 +67,7 @@ bool RemoveIfOurs(const std::wstring& path, const std::string& mark) {
 }
 
 // Returns the row for a failed save on this machine.
-Check Failed(const TrialRequest& request, HRESULT result) {
+Row Failed(const TrialRequest& request, HRESULT result) {
   const ResultWords words = WordsOf(result);
   const std::string code = words.code + (words.name.empty() ? "" : " " + words.name);
   if (!request.dll.empty() || result != REGDB_E_CLASSNOTREG)
@@ -78,7 +78,7 @@ Check Failed(const TrialRequest& request, HRESULT result) {
       "Install the package, or run regsvr32 on the 64-bit varnel.dll; --dll tries one without registration."};
 }
 
-Check Try(const TrialRequest& request) {
+Row Try(const TrialRequest& request) {
   const std::string mark = NewMark();
   const EventFolder folder = FolderOf(ToWide(request.softwareId));
   const std::vector<FolderFile> before = FilesOf(folder);
@@ -103,7 +103,7 @@ Check Try(const TrialRequest& request) {
 
 }  // namespace
 
-Checks TryReport(const TrialRequest& request) {
+Rows TryReport(const TrialRequest& request) {
   if (request.isSaveMutexHeld)
     return {{kName, State::kFailure, "not tried: it would wait for the save mutex, as every save does now",
              "See the check \"save mutex\"."}};

@@ -77,7 +77,7 @@ AccessFacts FactsOf(PSID owner, PACL list) {
 }
 
 // Returns the fault of one file or folder; nothing if there is none.
-std::optional<std::string> FaultOf(const std::wstring& path, Place place,
+std::optional<std::string> FaultOf(const std::wstring& path, PathPart part,
                                    const std::vector<std::string>& trusted) {
   PSID owner = nullptr;
   PACL list = nullptr;
@@ -89,10 +89,10 @@ std::optional<std::string> FaultOf(const std::wstring& path, Place place,
     return "the access list of " + Printable(path) + " cannot be read (error " + std::to_string(error) + ")";
   const LocalMemory<void> memory(descriptor);
   std::string accounts;
-  for (const std::string& sid : WhoCanReplace(FactsOf(owner, list), place, trusted))
+  for (const std::string& sid : WhoCanReplace(FactsOf(owner, list), part, trusted))
     AddTo(accounts, AccountName(sid));
   if (accounts.empty()) return std::nullopt;
-  const char* const change = place == Place::kFile ? " can be changed by " : " lets it be replaced by ";
+  const char* const change = part == PathPart::kFile ? " can be changed by " : " lets it be replaced by ";
   return Printable(path) + change + accounts;
 }
 
@@ -117,12 +117,12 @@ std::optional<std::string> WhyNotTrusted(const std::wstring& file) {
     return "it is on a network drive";
   const std::vector<std::string> trusted = OwnAccount();
   for (const std::wstring& path : {file, real}) {
-    if (auto fault = FaultOf(path, Place::kFile, trusted)) return fault;
-    Place place = Place::kOwnFolder;
+    if (auto fault = FaultOf(path, PathPart::kFile, trusted)) return fault;
+    PathPart part = PathPart::kOwnFolder;
     for (std::wstring folder = SplitFolder(path).parent; !folder.empty();
          folder = SplitFolder(folder).parent) {
-      if (auto fault = FaultOf(folder, place, trusted)) return fault;
-      place = Place::kFolderAbove;
+      if (auto fault = FaultOf(folder, part, trusted)) return fault;
+      part = PathPart::kFolderAbove;
     }
     if (_wcsicmp(file.c_str(), real.c_str()) == 0) break;
   }

@@ -27,7 +27,7 @@ using Json = nlohmann::basic_json<MemberList>;
 constexpr int kDeepest = 100;
 
 // A value with its path in the document, for messages.
-struct Place {
+struct JsonValue {
   const Json& value;
   std::string path;
 
@@ -51,20 +51,20 @@ struct Place {
     if (!value.is_object()) Refuse("an object is wanted");
     std::set<std::string_view> names;
     for (const auto& [key, member] : value.get_ref<const Json::object_t&>()) {
-      const Place place{member, path + "/" + key};
-      if (!names.insert(key).second) place.Refuse("given twice");
-      take(key, place);
+      const JsonValue entry{member, path + "/" + key};
+      if (!names.insert(key).second) entry.Refuse("given twice");
+      take(key, entry);
     }
   }
   template <class Take>
   void Items(const Take& take) const {
     if (!value.is_array()) Refuse("a list is wanted");
-    for (std::size_t i = 0; i < value.size(); ++i) take(Place{value[i], path + "/" + std::to_string(i)});
+    for (std::size_t i = 0; i < value.size(); ++i) take(JsonValue{value[i], path + "/" + std::to_string(i)});
   }
 };
 
-std::chrono::sys_seconds ParseTime(const Place& place) {
-  const std::string text = place.Text();
+std::chrono::sys_seconds ParseTime(const JsonValue& entry) {
+  const std::string text = entry.Text();
   int year = 0;
   unsigned month = 0, day = 0, hour = 0, minute = 0, second = 0;
   int end = 0;
@@ -74,24 +74,24 @@ std::chrono::sys_seconds ParseTime(const Place& place) {
                                          std::chrono::day(day)};
   if (fields != 6 || end != static_cast<int>(text.size()) || !date.ok() || hour > 23 || minute > 59 ||
       second > 59)
-    place.Refuse("a time like 2024-03-07T09:05:03Z is wanted");
+    entry.Refuse("a time like 2024-03-07T09:05:03Z is wanted");
   return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
          std::chrono::seconds(second);
 }
 
 // Reads a member that every element may have. Returns false for any other member.
-bool TakeElementMember(ElementText& element, const std::string& key, const Place& place, int depth) {
-  if (depth > kDeepest) place.Refuse("elements are nested too deeply");
+bool TakeElementMember(ElementText& element, const std::string& key, const JsonValue& entry, int depth) {
+  if (depth > kDeepest) entry.Refuse("elements are nested too deeply");
   if (key == "name") {
-    element.name = place.Text();
+    element.name = entry.Text();
   } else if (key == "attributes") {
-    place.Members([&](const std::string& name, const Place& value) {
+    entry.Members([&](const std::string& name, const JsonValue& value) {
       element.attributes.emplace_back(name, value.Text());
     });
   } else if (key == "children") {
-    place.Items([&](const Place& item) {
+    entry.Items([&](const JsonValue& item) {
       ElementText& child = element.children.emplace_back();
-      item.Members([&](const std::string& name, const Place& value) {
+      item.Members([&](const std::string& name, const JsonValue& value) {
         if (name == "text")
           child.text = value.Text();
         else if (!TakeElementMember(child, name, value, depth + 1))
@@ -104,8 +104,8 @@ bool TakeElementMember(ElementText& element, const std::string& key, const Place
   return true;
 }
 
-void TakeEvent(EventText& event, const Place& place) {
-  place.Members([&](const std::string& key, const Place& value) {
+void TakeEvent(EventText& event, const JsonValue& entry) {
+  entry.Members([&](const std::string& key, const JsonValue& value) {
     if (key == "id")
       event.id = value.Number();
     else if (key == "severity")
@@ -132,14 +132,14 @@ ReportText ParseReport(std::string_view json) {
       {"element", &report.element},       {"name", &report.name},
       {"version", &report.version},       {"family", &report.family},
       {"osName", &report.osName},         {"userName", &report.userName}};
-  Place{document, ""}.Members([&](const std::string& key, const Place& place) {
+  JsonValue{document, ""}.Members([&](const std::string& key, const JsonValue& entry) {
     for (const auto& [name, text] : texts) {
       if (key != name) continue;
-      *text = place.Text();
+      *text = entry.Text();
       return;
     }
-    if (key != "events") place.Refuse("not known");
-    place.Items([&](const Place& item) { TakeEvent(report.events.emplace_back(), item); });
+    if (key != "events") entry.Refuse("not known");
+    entry.Items([&](const JsonValue& item) { TakeEvent(report.events.emplace_back(), item); });
   });
   if (report.events.empty()) throw Failure("/events: at least one event is wanted");
   return report;

@@ -99,7 +99,7 @@ bool RepairLogLevel() {
       "administrator");
 }
 
-Checks CheckTraceLevel() {
+Rows CheckTraceLevel() {
   const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, kLogKey, KEY_QUERY_VALUE);
   std::optional<RawValue> before;
   if (key) before = Query(key, kBefore);

@@ -36,6 +36,6 @@ class ScopedLogLevel {
 [[nodiscard]] bool RepairLogLevel();
 
 // Returns a warning if a killed trace has left a log level.
-[[nodiscard]] Checks CheckTraceLevel();
+[[nodiscard]] Rows CheckTraceLevel();
 
 }  // namespace varnel::tool

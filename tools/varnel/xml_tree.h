@@ -14,7 +14,7 @@ namespace varnel::tool {
 class Element;
 
 // Line and column in a file, both from 1. Columns count UTF-16 units.
-struct Place {
+struct Position {
   std::size_t line = 1;
   std::size_t column = 1;
 };
@@ -30,7 +30,7 @@ class XmlTree {
   [[nodiscard]] Element Root() const;
   // Returns the position of an offset in the file, also in a file that is not whole. Takes time in proportion
   // to the offset.
-  [[nodiscard]] Place PlaceOf(std::size_t offset) const;
+  [[nodiscard]] Position PositionOf(std::size_t offset) const;
 
  private:
   friend class Element;
@@ -142,15 +142,15 @@ inline Element XmlTree::Root() const {
   return {*this, 0};
 }
 
-inline Place XmlTree::PlaceOf(std::size_t offset) const {
-  Place place;
+inline Position XmlTree::PositionOf(std::size_t offset) const {
+  Position position;
   for (const char byte : file_.substr(0, offset)) {
     if (byte == '\n')
-      place = {place.line + 1, 1};
+      position = {position.line + 1, 1};
     else if (!ContinuesUtf8(byte))
-      place.column += static_cast<unsigned char>(byte) >= 0xF0 ? 2 : 1;
+      position.column += static_cast<unsigned char>(byte) >= 0xF0 ? 2 : 1;
   }
-  return place;
+  return position;
 }
 
 inline Range<Element::AttributeIterator> Element::Attributes() const {
