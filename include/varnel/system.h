@@ -4,6 +4,10 @@
  * So this header includes <winsock2.h> first; it declares everything that <winsock.h> declares. */
 #pragma once
 
+/* C: declares the method macros, also those of Windows' own interfaces. */
+#if !defined(__cplusplus) && !defined(COBJMACROS)
+#define COBJMACROS
+#endif
 #if !defined(WIN32_LEAN_AND_MEAN) && !defined(_WINSOCKAPI_) && !defined(_WINDOWS_) && !defined(_INC_WINDOWS)
 #include <winsock2.h>
 #endif

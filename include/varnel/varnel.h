@@ -20,9 +20,6 @@
 #pragma GCC diagnostic pop
 #endif
 #else
-#ifndef COBJMACROS
-#define COBJMACROS
-#endif
 #include <varnel/varnel_contract.h>
 /* These repeat names of their base, and as macros they would replace the slots' own names: IOrbaEventInf3_...
  * does. */

@@ -1,5 +1,4 @@
 /* Has the conversation of conversation.txt through varnel.h: talk FILE PART DLL|registered */
-#define COBJMACROS /* also for the interfaces of Windows */
 #include <initguid.h>
 #include <stdio.h>
 #include <stdlib.h>

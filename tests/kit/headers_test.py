@@ -45,6 +45,10 @@ class Headers(unittest.TestCase):
                               ("varnel/self_protection_client.h", "-std=c++98")):
             self.expect_clean(includes(own, "windows.h") + USES, standard)
 
+    def test_c_gets_the_method_macros_of_windows_interfaces_too(self):
+        self.expect_clean(includes("varnel/varnel.h") + "void Use(IClassFactory* factory);\n"
+                          "void Use(IClassFactory* factory) { IClassFactory_Release(factory); }\n", "-std=c99")
+
     def test_another_language_gets_one_line(self):
         for standard in ("-std=c++98", "-std=c++14", "-std=c99"):
             said = compile_text(includes("varnel/varnel.hpp"), standard)
