@@ -25,13 +25,12 @@ enum NodeType : std::uint8_t {
   kDocumentNode = 9,
 };
 
-// One node of a document tree. It is created by its container, in the memory of the document, and lives as
-// long as the document. Names and values are copied. A tree has no lock: the owner of the document serialises
+// One node of a document tree. Its container creates it in the memory of the document, and it lives as long
+// as the document. Names and values are copied. A tree has no lock: the owner of the document serialises
 // access. Every operation that adds to a document may throw std::bad_alloc, also for a text of more than
-// kLongestText units, and then has added nothing.
-//
-// Behaviour is chosen by switching on the type. Nodes have no virtual functions and no destructors, so the
-// arena can drop them all at once.
+// kLongestText units, and then has added nothing. Behaviour is chosen by switching on the type. Nodes have no
+// virtual functions and no destructors, so the arena can drop them all at once.
+// "Not used" in this file: no code of this DLL calls it, because it is part of the XML library.
 class Node {
  public:
   Node(const Node&) = delete;
@@ -42,9 +41,8 @@ class Node {
   // Returns the text of the node and everything below it. Each class says how it treats white space.
   std::wstring GetText() const;
   bool Is(int type) const noexcept { return type == type_; }
-  // Appends a deep copy to `parent` and returns it. The copy of an attribute is added to the attribute of
-  // that name. The copy of a document is a new Document, which the caller deletes.
-  // Not used by this DLL: part of the XML library.
+  // Appends a deep copy to `parent` and returns it. An attribute is added to the attribute of that name. A
+  // document's copy is a new Document, which the caller deletes. Not used.
   Node* Clone(NodeContainer* parent) const;
   // Appends the node's markup to the context (write_context.cpp).
   void Write(WriteContext& context) const;
@@ -111,9 +109,8 @@ class NodeContainer : public LinkedNode {
   // a null node; the next three functions neither.
   void AddText(std::wstring_view value);
 
-  // Append nodes that are written unescaped: their texts must not have the markup that ends them. Attributes
-  // do not take them, nor elements.
-  // Not used by this DLL: part of the XML library.
+  // Append nodes whose texts are written unescaped, so they must not have the markup that ends them. Does
+  // nothing for an attribute. Not used.
   void AddCData(std::wstring_view value);
   void AddComment(std::wstring_view value);
   void AddPi(std::wstring_view target, std::wstring_view data);
@@ -124,8 +121,7 @@ class NodeContainer : public LinkedNode {
   // Returns the text of the first Text child, for any index; an empty text if there is none.
   std::wstring GetChildText(std::size_t index) const;
 
-  // Appends a deep copy of each child to `target`.
-  // Not used by this DLL: part of the XML library.
+  // Appends a deep copy of each child to `target`. Not used.
   void CloneChildrenInto(NodeContainer& target) const;
 
   // Return null if there is no child.
@@ -137,8 +133,7 @@ class NodeContainer : public LinkedNode {
     return Has(kHasOwnText) ? OwnText() : nullptr;
   }
   const StoredName& Tag() const noexcept { return *name_; }
-  // Returns the length of the compact markup of the whole document; for a null node, which has no document,
-  // that of its own.
+  // Returns the length of the document's compact markup; for a null node, which has no document, its own.
   std::uint64_t BytesOfDocument() const noexcept {
     const DocumentStore* const store = Store();
     return store ? store->length.bytes : LengthOf("=\"\"/>");
@@ -159,8 +154,7 @@ class NodeContainer : public LinkedNode {
   const Body* GetBody() const noexcept { return Has(kHasBody) ? body_ : nullptr; }
   // Returns the body, which is allocated if it is missing.
   Body& NeedBody(DocumentStore& store) { return Has(kHasBody) ? *body_ : MakeBody(store); }
-  // Returns the document's shared state; null for null nodes. A container without a body is part of one that
-  // has a body.
+  // Returns the document's state; null for null nodes. The parent of a container without a body has one.
   DocumentStore* Store() const noexcept {
     const Body* body = GetBody();
     if (!body) body = parent_->GetBody();
@@ -193,7 +187,7 @@ class NodeContainer : public LinkedNode {
   };
 };
 
-// Not used by this DLL, like Comment and Pi: part of the XML library.
+// Not used, like Comment and Pi.
 class CData final : public LinkedNode {
  public:
   constexpr explicit CData(Node* container) noexcept : LinkedNode(kCDataNode, container) {}
@@ -216,8 +210,7 @@ class Pi final : public LinkedNode {
   const StoredName* target_;
 };
 
-// An attribute. Its value is the concatenation of its Text children. GetValue and GetText return it without
-// white space at either end.
+// An attribute. Its value is all its Text children. GetValue and GetText trim white space at both ends.
 class Attribute final : public NodeContainer {
  public:
   constexpr Attribute(const StoredName* name, NodeContainer* element) noexcept
@@ -226,8 +219,8 @@ class Attribute final : public NodeContainer {
   Attribute* NextAttribute() const noexcept { return static_cast<Attribute*>(NextSibling()); }
 };
 
-// An element. GetText joins the children's texts, trims white space and removes every CR, unless the element
-// keeps its white space.
+// An element. GetText joins the children's texts, trims white space and removes every CR, unless
+// KeepWhitespace is set.
 class Element final : public NodeContainer {
  public:
   constexpr Element(const StoredName* name, NodeContainer* parent) noexcept
@@ -235,23 +228,20 @@ class Element final : public NodeContainer {
   // Creates a null node, which is its own container.
   constexpr explicit Element(const StoredName* name) noexcept : Element(name, this) {}
 
-  // Appends an element after the last child of this element's parent and returns it. Returns NullElement for
-  // a null node.
+  // Appends an element after the last child of the parent and returns it; NullElement for a null node.
   Element* AddSiblingElement(std::wstring_view name);
 
-  // Returns the attribute with this exact name, which is appended if it is missing. Returns NullAttribute for
-  // a null node.
-  // Not used by this DLL: part of the XML library.
+  // Returns the attribute with this exact name, which is appended if it is missing; NullAttribute for a null
+  // node. Not used.
   Attribute* GetOrAddAttribute(std::wstring_view name);
-  // Appends text to the value of the attribute with this exact name, which is added if it is missing. Does
-  // nothing for a null node.
+  // Appends text to the value of the attribute with this exact name, which is added if it is missing. A null
+  // node stays as it is.
   void AddToAttribute(std::wstring_view name, std::wstring_view value);
-  // Returns the attribute with this exact name; NullAttribute if there is none.
-  // Not used by this DLL: part of the XML library.
+  // Returns the attribute with this exact name; NullAttribute if there is none. Not used.
   Attribute* FindAttribute(std::wstring_view name) const noexcept;
 
   Attribute* FirstAttribute() const noexcept { return GetBody() ? GetBody()->firstAttribute : nullptr; }
-  // Not used by this DLL: part of the XML library.
+  // Not used.
   void KeepWhitespace(bool keep) noexcept { Set(kKeepsWhitespace, keep); }
 
  private:
@@ -279,8 +269,7 @@ class Addition {
 };
 
 // The null nodes, which functions return in place of a missing node. They live as long as the library is
-// loaded. Test a result with IsNull before using it. Adding an element or attribute to a null node returns a
-// null node.
+// loaded. Test with IsNull before use. Adding an element or attribute to a null node returns a null node.
 extern Element NullElement;
 extern Attribute NullAttribute;
 extern CData NullCData;
