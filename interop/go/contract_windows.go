@@ -186,20 +186,20 @@ func describe(code Result) (meaning, remedy string) {
 			"Pass the full path of varnel.dll."
 	case 0x8007000E:
 		return "there is not enough memory",
-			"Free some memory and call again; the report is as it was."
+			"Free some memory and call again. The report has not changed."
 	case 0xFFFFF704:
 		return "the event filter disables this event, or all events of the product",
-			"Do not report this event, or take it (or event 0) out of DisabledEvent in the agent's EvtFiltr.ini."
+			"Do not report this event, or remove its identifier (or 0, which disables all events) from DisabledEvent in the agent's EvtFiltr.ini."
 	case 0xFFFFFFD7:
 		return "the event file could not be created or written",
-			"Make sure that the event folder exists, that this process may write there and that the disk is not full; then save again."
+			"Make sure that the event folder exists, that this process may create files in it and that the disk is not full; then save again."
 	case 0xFFFFFFC9:
 		return "the report is too large, or its file could not be written",
 			"Put fewer events into one report and make sure that the disk is not full; then save again."
 	case 0xFFFFFFFB:
 		return "the software identifier does not begin with ORBAAGENT",
-			"Use Save; agent-only events are for components of the agent."
+			"Use Save. SaveAgentEventOnly is for components of the agent."
 	}
 	return "the call failed",
-		"The trace shows which step failed; the system's messages explain the number."
+		"Run varnel trace to see which step failed, and look the number up in Windows's error messages."
 }

@@ -169,7 +169,7 @@ class Packages(unittest.TestCase):
         prefix.set_up_agent()
         status, output = prefix.run(build / "bin/report_event.exe")
         self.assertEqual(1, status)
-        self.assertIn("run regsvr32 on the varnel.dll of this width", output)
+        self.assertIn("run regsvr32 on the 64-bit varnel.dll for 64-bit programs", output)
         self.assertEqual(0, prefix.run(build / "bin/report_event_side_by_side.exe")[0])
         self.expect_reports(2, prefix)
 

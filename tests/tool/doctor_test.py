@@ -14,7 +14,7 @@ from tool import LIBRARY, PROGRAM, ToolTest
 from wine import FACTS, ROOT
 
 HOLD_MUTEX = BUILT / "hold_mutex.exe"
-RIDDLES = re.compile("this width|another width|way is looked at|stack shows|DLL is another one|Pass every argument|Pass the full path")
+RIDDLES = re.compile("of this width|another width|way is looked at|stack shows|DLL is another one|Pass every argument|Pass the full path")
 DAY = 86_400
 
 
@@ -151,7 +151,7 @@ class Doctor(ToolTest):
 
     def test_little_room(self):
         self.mount("-o", "size=2m")
-        for limit, state, remedy in ((10_000_000, "failure", "Make room on this disk."), (100_000, "warning", "before it is full")):
+        for limit, state, remedy in ((10_000_000, "failure", "Free some space on this disk."), (100_000, "warning", "before it is full")):
             with self.broken({"agent": {"Data Path": "C:\\volume\\", "Brenn Size": limit}}):
                 self.seed("agent folder room", state, "2 MB are free", remedy)
 
@@ -218,7 +218,7 @@ class Doctor(ToolTest):
             self.assertIn("(0x80040154 REGDB_E_CLASSNOTREG)", found["found"])
             found = self.examine("--write", "--dll", "Z:" + str(LIBRARY))[1]["trial report"]
             self.assertEqual("ok", found["state"])
-            self.assertRegex(found["found"], r"written to C:\\Agent\\AgentEvents\\\d+\w+\.xml by Z:.*varnel\.dll, as --dll asks, and removed")
+            self.assertRegex(found["found"], r"written to C:\\Agent\\AgentEvents\\\d+\w+\.xml by Z:.*varnel\.dll, chosen by --dll, and removed")
             self.assertEqual([], self.prefix.events())
         with self.broken({}):
             self.assertEqual("ok", self.examine("--write", "--software", 'a" b\\')[1]["trial report"]["state"])
@@ -255,7 +255,7 @@ class Doctor(ToolTest):
                 self.seed("save mutex", "warning", "free, but a program has ended", "has crashed")
                 self.expect([], *self.examine())  # it was given back
             elif way == "event":
-                self.seed("save mutex", "warning", "uses the name ORBAEVTINFMUTEX for something else", "End that program")
+                self.seed("save mutex", "warning", "uses the name ORBAEVTINFMUTEX for another object", "End that program")
             else:
                 self.expect([Fault("held", "save mutex", "failure", "has held it for two seconds", "End the program that hangs", also={
                     "trial report": "failure"})], *self.examine("--write"))

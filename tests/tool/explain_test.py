@@ -40,8 +40,8 @@ class Explain(ToolTest):
 
     def test_what_cannot_be_explained_gets_one_line(self):
         for arguments, words in (
-                ([], "wants --software, --event and --severity, or --code"),
-                (EVENT[:4], "wants --software"),
+                ([], "pass --software, --event and --severity, or --code"),
+                (EVENT[:4], "pass --software"),
                 (["--code", "ffffffc9"], "ffffffc9: a number like"),
                 (["--code", "0x-5"], "a number like"),
                 (["--code", "-2147483649"], "a number like"),
@@ -61,11 +61,11 @@ class Explain(ToolTest):
         output, _ = self.varnel("explain", *SERVER, "--managed-only")
         self.assertEqual([
             "Initialize3 managed yes", "Initialize3 filter, event 0 not disabled", "CreateEventElement filter, event 7 not disabled",
-            "CreateEventElement trigger policy no trigger event", "Save managed yes", "Save software identifier the server's",
-            r"Save EventsPath C:\Server", "Save save mutex free", r"Save folder C:\Server is made", "Save size limit 500 is below 8912896", "",
+            "CreateEventElement trigger policy not a trigger event", "Save managed yes", "Save software identifier the server's",
+            r"Save EventsPath C:\Server", "Save save mutex free", r"Save folder C:\Server is created", "Save size limit 500 is below 8912896", "",
             "decided by Save, size limit", "result 0x00000000 S_OK", "meaning the call succeeded", "log line at level 5 none",
             r"file C:\Server\<GUID>.xml",
-            "not looked at whether the registered DLL loads; free room on the disk; the self-protection service; the 32-bit registration"], [" ".join(line.split()) for line in output.splitlines()])
+            "not checked whether the registered DLL loads; free room on the disk; the self-protection service; the 32-bit registration"], [" ".join(line.split()) for line in output.splitlines()])
         self.assertEqual(events, self.prefix.events())
         self.assertFalse((self.prefix.drive / "Server").exists())
 
@@ -93,7 +93,7 @@ class Explain(ToolTest):
                 ((), [], 0, "0x00000000", r"C:\Agent\AgentEvents\<time>.xml", ""),
                 (("AgPlcyEnableEventTrigger", "REG_SZ", "1"), [], 0, "0x00000000", r"C:\Agent\AgentEvents\<time>.xml", ""),
                 (("AgPlcyEventTriggerThreshold", "REG_SZ", "3"), [], 0, "0x00000000", r"C:\Agent\AgentEvents\<time>.txml", ""),
-                (("Data Path", "REG_SZ", "C:\\A\x7f\\"), [], 1, "0xFFFFFFD7", "folder", "Make this folder"),
+                (("Data Path", "REG_SZ", "C:\\A\x7f\\"), [], 1, "0xFFFFFFD7", "folder", "Create this folder"),
                 (("Data Path", "REG_SZ", "x" * 260), [], 1, "0x80004005", "Data Path", 'Set "Data Path" to a full path'),
                 (("Data Path", "REG_SZ", "C:\\Agent\\"), [], 1, "0xFFFFF704", "filter, event 7", "Take 7 out of DisabledEvent"),
                 (("Brenn Size", "REG_DWORD", "9"), [], 1, "0xFFFFFFC9", "size limit", 'set "Brenn Size" to more than 500'),

@@ -127,7 +127,7 @@ class Show(ToolTest):
                     left_out = sum(int(number) for label in labels for number in re.findall("events before this one: ([0-9]+)", label.get("left_out", "")))
                     self.assertEqual(count, len(labels) + left_out, name)
                 elif form == "--tree" and name == "depth":
-                    self.assertIn("left out: too much for a file of this size", output)
+                    self.assertIn("lines left out: too long for a file of this size", output)
 
     def test_what_cannot_be_seen_is_shown(self):
         marks = "a" + "\u0301" * 2 + "b" + "\u0e49" * 50
@@ -160,9 +160,9 @@ class Show(ToolTest):
                               "dtd.xml": '<!DOCTYPE Root [<!ENTITY a "b">]>' + REPORT, "right.xml": REPORT, "esc.xml": b"<a>\x1b[2J</a>"})
         output, errors = self.varnel("show", "C:\\mixed", status=1)
         self.assertEqual(2, len(output.splitlines()))
-        self.assertEqual(["varnel: C:\\mixed\\picture.png: not XML", "varnel: C:\\mixed\\settings.xml: no event document",
+        self.assertEqual(["varnel: C:\\mixed\\picture.png: not XML", "varnel: C:\\mixed\\settings.xml: not an event document",
                           "varnel: C:\\mixed\\dtd.xml: a document type; event documents have none",
-                          "varnel: C:\\mixed\\esc.xml: a control character, which XML cannot hold"], errors.splitlines())
+                          "varnel: C:\\mixed\\esc.xml: a control character, which XML does not allow"], errors.splitlines())
         for arguments, status, words in ((["C:\\missing"], 2, "C:\\missing: "), (["C:\\mixed\\cut.xml"], 1, "not finished"),
                                          (["--tree", "--json"], 2, "--tree")):
             output, errors = self.varnel("show", *arguments, status=status)
@@ -227,7 +227,7 @@ class Show(ToolTest):
         self.assertTrue(lines.empty())
         self.assertIsNone(program.poll())
         program.terminate()
-        self.assertEqual(b"varnel: C:\\followed\\broken.xml: </b> where </a> is wanted",
+        self.assertEqual(b"varnel: C:\\followed\\broken.xml: </b> instead of </a>",
                          program.communicate(timeout=20)[1].strip().replace(b"\r", b""))
 
     def test_output_that_cannot_be_written_is_a_failure(self):

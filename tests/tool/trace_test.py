@@ -40,7 +40,7 @@ class Trace(ToolTest):
         reader = self.start("--json", "--level", "8", "--facility", "Quorvel", "--seconds", "10")  # far longer than what follows
         self.wait_for_level(8)
         _, errors = self.varnel("trace", "--seconds", "1", status=2)
-        self.assertIn("another program reads the trace already", errors)
+        self.assertIn("another program already reads the trace", errors)
         self.varnel("send", "--event", "Traced", "--dll", DLL)
         records = [json.loads(line) for line in reader.communicate(timeout=60)[0].decode().splitlines()]
         self.assertEqual(0, reader.returncode)
@@ -69,9 +69,9 @@ class Trace(ToolTest):
     def test_level_that_a_killed_trace_has_left_is_put_back(self):
         left = "    LogLevelBeforeTrace    "
         # What was there before: its type, its data, how doctor calls it, and what puts it back.
-        for kind, data, words, repair in (("REG_DWORD", "0x3", "it was 3", ["doctor", "--repair-trace"]),
-                                          ("REG_SZ", "3x", "it was no number", ["trace", "--seconds", "1"]),
-                                          (None, None, "it was not set", ["trace", "--level", "5", "--seconds", "1"])):
+        for kind, data, words, repair in (("REG_DWORD", "0x3", "the old level was 3", ["doctor", "--repair-trace"]),
+                                          ("REG_SZ", "3x", "the old level was not a number", ["trace", "--seconds", "1"]),
+                                          (None, None, "the old level was not set", ["trace", "--level", "5", "--seconds", "1"])):
             with self.subTest(kind):
                 self.prefix.run("reg", "delete", LOG, "/v", "LogLevel", "/f")
                 if kind:
@@ -80,15 +80,15 @@ class Trace(ToolTest):
                 reader = self.start("--level", "8")
                 self.wait_for_level(8)
                 self.assertNotIn("--repair-trace", self.varnel("doctor", status=None)[0], "it is read")
-                self.assertIn("another program reads the trace", self.varnel("doctor", "--repair-trace", status=2)[1])
+                self.assertIn("another program already reads the trace", self.varnel("doctor", "--repair-trace", status=2)[1])
                 reader.kill()
                 reader.wait()
                 self.assertIn(left, self.prefix.run("reg", "query", LOG)[1])
                 self.assertRegex(self.varnel("doctor", status=None)[0], rf"warning  trace .*{words}.* Run varnel doctor --repair-trace")
                 output, errors = self.varnel(*repair)
-                self.assertIn("it is back now" if repair[0] == "trace" else "as it was before", output + errors)
+                self.assertIn("restored the log level" if repair[0] == "trace" else "Restored the log level", output + errors)
                 self.assertEqual(before, self.prefix.run("reg", "query", LOG))
-                self.assertEqual("No trace has left a log level behind.\n", self.varnel("doctor", "--repair-trace")[0])
+                self.assertEqual("Nothing to restore: no killed trace has left a log level.\n", self.varnel("doctor", "--repair-trace")[0])
 
     def test_messages_of_others(self):
         reader = self.start("--json", "--seconds", "60")

@@ -98,7 +98,7 @@ void Print(std::string_view utf8) {
   if (error == ERROR_SUCCESS || error == ERROR_BROKEN_PIPE || error == ERROR_NO_DATA ||
       error == ERROR_PIPE_NOT_CONNECTED || IsConsole(Output()))
     throw OutputClosed();
-  throw Failure("the output cannot be written; the system's error is " + std::to_string(error));
+  throw Failure("the output cannot be written: Windows error " + std::to_string(error));
 }
 
 void PrintError(std::string_view utf8) {
@@ -145,7 +145,8 @@ std::string ReadInput(std::size_t most) {
   DWORD read = 0;
   while (ReadFile(stream, part, sizeof(part), &read, nullptr) && read > 0) {
     input.append(part, read);
-    if (input.size() > most) throw Failure("standard input has more than " + std::to_string(most) + " bytes");
+    if (input.size() > most)
+      throw Failure("standard input has more than " + std::to_string(most) + " bytes; send a smaller report");
   }
   if (input.starts_with("\xEF\xBB\xBF")) input.erase(0, 3);
   return input;

@@ -83,7 +83,7 @@ class Failure : public std::exception {
 // Thrown by Print.
 class OutputClosed : public Failure {
  public:
-  OutputClosed() : Failure("nobody reads the output any more") {}
+  OutputClosed() : Failure("the reader has closed the output") {}
 };
 
 }  // namespace varnel::tool

@@ -42,9 +42,9 @@ void AddForm(Row& row, const RegistryKey& key, const wchar_t* name, bool isPolic
   const auto number = QueryFourBytes(key, name, 0);
   row.state = std::max(row.state, State::kWarning);
   row.found += "; " + Stated(name, *value) +
-               (!number    ? ", which does not count"
+               (!number    ? ", which is ignored"
                 : isPolicy ? ", neither a number below 48 nor one digit"
-                           : ", which counts as " + std::to_string(*number));
+                           : ", which is read as " + std::to_string(*number));
   if (row.remedy.empty()) row.remedy = "Set \"" + ToUtf8(name) + "\"" + kSetNumber;
 }
 
@@ -73,11 +73,11 @@ Row CheckSizeLimit(const RegistryKey& key) {
   if (limit <= kSmallest) {
     row = {row.name, State::kFailure,
            "reports must stay below " + std::to_string(limit) +
-               " bytes, which is less than any report has: none is saved",
+               " bytes, which is smaller than any report: no report is saved",
            "Set \"Brenn Size\" to 8912896, or remove it."};
   } else if (limit < kLittle) {
-    row = {row.name, State::kWarning, row.found + ", and others are not saved",
-           "Set \"Brenn Size\" to more bytes than a large report has, or remove it."};
+    row = {row.name, State::kWarning, row.found + "; larger reports are not saved",
+           "Set \"Brenn Size\" to more bytes than the largest report has, or remove it."};
   } else if (limit > kMuch) {
     row = {row.name, State::kWarning, row.found + "; readers take files up to 268435456 bytes",
            "Set \"Brenn Size\" to at most 268435456, or remove it."};
@@ -92,15 +92,15 @@ Row CheckTrigger(const RegistryKey& key) {
   const auto threshold = ReadEventTriggerThreshold();
   Row row{"trigger policy", State::kOk,
           threshold ? "files with an event of severity " + std::to_string(*threshold) +
-                          " or above last are .txml, at once"
-                    : "off: no file is .txml, forwarded at once",
+                          " or above last are .txml: the agent forwards them at once"
+                    : "off: no file is .txml, which the agent forwards at once",
           ""};
   const auto enable = ReadValue(key, kEnable);
   if (!threshold && enable && IsPolicy(key, kEnable, *enable) && !ReadValue(key, kThreshold) &&
       !IsOff(QueryFourBytes(key, kEnable, 0).value_or(0)))
     row = {row.name, State::kWarning,
            "off: AgPlcyEnableEventTrigger is on, but AgPlcyEventTriggerThreshold is not set",
-           "Set AgPlcyEventTriggerThreshold to the least severity of urgent events."};
+           "Set AgPlcyEventTriggerThreshold to the lowest severity of trigger events."};
   AddForm(row, key, kEnable, true);
   AddForm(row, key, kThreshold, true);
   return row;
@@ -121,14 +121,15 @@ Row CheckIdentity(const RegistryKey& key) {
   const auto value = ReadValue(key, L"AgentGUID");
   if (!value)
     return {kName, State::kWarning,
-            "AgentGUID is not set: reports carry zeros, and the server cannot tell this machine from others",
+            "AgentGUID is not set: reports have zeros, and the server cannot tell this machine from others",
             kRemedy};
   const std::wstring guid = ReadAgentGuid();
   if (value->type != REG_SZ || !IsGuid(guid))
-    return {kName, State::kWarning,
-            "AgentGUID is " + Described(*value) +
-                ", which has not the form {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}: reports carry it as it is",
-            kRemedy};
+    return {
+        kName, State::kWarning,
+        "AgentGUID is " + Described(*value) +
+            ", which is not of the form {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}: reports have it unchanged",
+        kRemedy};
   if (guid.find_first_not_of(L"{}-0") == guid.npos)
     return {kName, State::kWarning, "AgentGUID is all zeros: the server cannot tell this machine from others",
             kRemedy};
@@ -146,11 +147,11 @@ Row CheckAddress(const RegistryKey& key) {
   const auto value = ReadValue(key, L"IPAddress");
   const std::wstring address = ReadAgentIPAddress();
   if (address.empty())
-    return {kName, State::kOk, "none is set: reports carry the one that the computer's name stands for", ""};
+    return {kName, State::kOk, "not set: reports have the address of the computer's name", ""};
   if (value->type == REG_SZ && IsAddress(address)) return {kName, State::kOk, ToUtf8(address), ""};
   return {kName, State::kWarning,
-          "IPAddress is " + Described(*value) + ", not an address: reports carry it as it is",
-          "Correct IPAddress, or remove it: reports then carry the address of the computer's name."};
+          "IPAddress is " + Described(*value) + ", not an address: reports have it unchanged",
+          "Correct IPAddress, or remove it: reports then have the address of the computer's name."};
 }
 
 }  // namespace
@@ -160,12 +161,12 @@ Rows CheckAgent() {
   const LSTATUS error = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kFrameworkKey, 0, KEY_READ, key.Put());
   const std::string name = "HKLM\\" + ToUtf8(kFrameworkKey);
   if (error == ERROR_FILE_NOT_FOUND)
-    return {{"agent", State::kFailure, "not installed: there is no key " + name,
-             "Install the agent. Without it nothing is saved."}};
+    return {{"agent", State::kFailure, "not installed: missing key " + name,
+             "Install the agent. Without an agent nothing is saved."}};
   if (error != ERROR_SUCCESS)
     return {{"agent", State::kFailure,
              "this account may not read " + name + " (error " + std::to_string(error) + ")",
-             "Let the account of the reporting product read that key."}};
+             "Give the account of the reporting product the right to read this key."}};
   return {{"agent", State::kOk, "installed; its settings can be read", ""},
           CheckManaged(key),
           CheckIdentity(key),

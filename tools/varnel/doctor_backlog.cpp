@@ -119,8 +119,8 @@ Row CheckBacklog(const std::string& folderName, const EventFolder& folder, const
     warn("Move unfinished files away: a program ended, or the disk was full, while it saved them.");
   }
   if (backlog.isSample)
-    row.found += "; of the files between the oldest and newest " + std::to_string(kMostLooks / 2) +
-                 " only the size was looked at";
+    row.found += "; the files between the oldest and the newest " + std::to_string(kMostLooks / 2) +
+                 " were checked by size only";
   return row;
 }
 

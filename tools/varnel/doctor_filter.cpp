@@ -17,7 +17,7 @@ namespace {
 constexpr char kName[] = "event filter";
 constexpr std::string_view kListName = "DisabledEvent";
 constexpr char kForm[] =
-    "Write DisabledEvent=1001;1002; with a \";\" behind each number, and without blanks and line ends.";
+    "Write DisabledEvent=1001;1002; with a \";\" after each number, and without blanks and line ends.";
 
 // A list of any length, shown in one line.
 struct List {
@@ -47,14 +47,13 @@ std::string_view SimilarName(std::string_view content) {
 // Returns the row for a filter in which the library finds no list.
 Row CheckWithoutList(const std::string& file, std::string_view content) {
   if (content.find('\0') != content.npos)
-    return Warning(file + " is not a plain text (UTF-16?), so nothing is disabled",
+    return Warning(file + " is not an ANSI or UTF-8 text (UTF-16?), so nothing is disabled",
                    "Save it as ANSI or UTF-8.");
   if (const std::string_view similar = SimilarName(content); !similar.empty())
-    return Warning(
-        file + " says " + Printable(similar) + ", and only DisabledEvent counts: nothing is disabled",
-        "Write DisabledEvent, in these letters.");
+    return Warning(file + " has " + Printable(similar) + " instead of DisabledEvent, so nothing is disabled",
+                   "Write DisabledEvent with exactly these capital and small letters.");
   if (content.find_first_of("0123456789") != content.npos)
-    return Warning(file + " has no DisabledEvent in it, so nothing is disabled", kForm);
+    return Warning(file + " has no DisabledEvent, so nothing is disabled", kForm);
   return {kName, State::kOk, file + " disables nothing", ""};
 }
 
@@ -74,15 +73,15 @@ Row CheckEntries(const std::string& file, const char* content, std::uint32_t siz
   const std::string found =
       disabled.count == 0 ? file + " disables nothing" : file + " disables " + disabled.Shown();
   if (ListsAsDisabled(content, size, kWholeProduct))
-    return {kName, State::kFailure, found + ", with 0 every product's reporting",
-            "Take 0 out of DisabledEvent in that file."};
+    return {kName, State::kFailure, found + "; 0 disables all reporting",
+            "Remove 0 from DisabledEvent in this file."};
   if (text.find(kListName, list + 1) != text.npos)
-    return Warning(found + "; it has several DisabledEvent, and only the first counts",
-                   "Put all numbers behind the first one.");
+    return Warning(found + "; it has several DisabledEvent, of which only the first is read",
+                   "Write all numbers after the first one.");
   if (text.substr(list + kListName.size()).starts_with("=-"))
-    return Warning(found + "; the minus sign of the first number does not count",
+    return Warning(found + "; the minus sign of the first number is ignored",
                    "Put another number first: DisabledEvent=1;-3;.");
-  if (useless.count != 0) return Warning(found + "; matches no event: " + useless.Shown(), kForm);
+  if (useless.count != 0) return Warning(found + "; these entries match no event: " + useless.Shown(), kForm);
   return {kName, State::kOk, found, ""};
 }
 
@@ -108,9 +107,9 @@ std::string SimilarFile(const wchar_t* path) {
 Row CheckMissing(const std::string& file, const wchar_t* path, DWORD error) {
   if (error == ERROR_ACCESS_DENIED)
     return Warning(file + " is hidden from this account, so nothing is disabled for it",
-                   "Let the account of the reporting product read the folder and the file.");
+                   "Give the account of the reporting product the right to read the folder and the file.");
   if (const std::string similar = SimilarFile(path); !similar.empty())
-    return Warning(file + " does not exist, so nothing is disabled; " + similar + " does",
+    return Warning(file + " does not exist, so nothing is disabled; there is " + similar,
                    "Rename that file to EvtFiltr.ini if it is meant to be the filter.");
   return {kName, State::kOk, file + " does not exist, so nothing is disabled", ""};
 }
@@ -123,11 +122,10 @@ Row CheckUnreadable(const std::string& file, const wchar_t* path, const WIN32_FI
   if (facts.nFileSizeLow == 0 && facts.nFileSizeHigh == 0)
     return {kName, State::kOk, file + " is empty, so nothing is disabled", ""};
   if (IsOutsideCodePage(path))
-    return Warning(
-        file + " cannot be opened: its path has characters that this system's ANSI code page lacks",
-        "Choose a \"Data Path\" without these characters.");
+    return Warning(file + " cannot be opened: its path has characters that are not in the ANSI code page",
+                   "Choose a \"Data Path\" without these characters.");
   return Warning(file + " cannot be read, so nothing is disabled",
-                 "Let this account read it, and end the program that keeps it open for writing.");
+                 "Give this account the right to read it, and end the program that has it open for writing.");
 }
 
 }  // namespace

@@ -62,8 +62,9 @@ struct Folder {
   std::string Path() const { return Printable(place.path); }
   std::string Setting() const { return "\"" + ToUtf8(value) + "\""; }
   std::string Example() const {
-    return place.ofServer ? "Let the server's installer set it, to a full path."
-                          : "Let the agent's installer set it, to a full path with a backslash at the end.";
+    return place.ofServer
+               ? "Repair the management server, whose installer sets it to a full path."
+               : "Repair the agent, whose installer sets it to a full path with a backslash at the end.";
   }
 };
 
@@ -84,10 +85,10 @@ std::optional<Row> CheckSetting(const Folder& folder) {
     return folder.Fault("", folder.Setting() + " is " + Described(*value) + ", not a text (REG_SZ)",
                         folder.Example());
   if (path.size() >= kPathCapacity)
-    return folder.Fault("",
-                        folder.Setting() + " is " + std::to_string(path.size()) +
-                            " characters long, and the library takes 259",
-                        "Choose a folder with a shorter path.");
+    return folder.Fault(
+        "",
+        folder.Setting() + " is " + std::to_string(path.size()) + " characters long; the library accepts 259",
+        "Choose a folder with a shorter path.");
   if (const auto fault = FindPathFault(path))
     return folder.Fault("", folder.Setting() + " " + fault->found, fault->remedy);
   if (!folder.place.ofServer && !path.ends_with(L'\\') && !path.ends_with(L'/'))
@@ -117,20 +118,21 @@ Row MissingFolder(const Folder& folder) {
   const std::wstring obstacle = FirstObstacle(folder.place.path);
   const std::string shown = folder.Path() + ": " + Printable(obstacle);
   if (GetFileAttributesW(obstacle.c_str()) != INVALID_FILE_ATTRIBUTES)
-    return folder.Fault("", shown + " is a file, where a folder is needed",
-                        "Rename or remove that file, then make the folder.");
+    return folder.Fault("", shown + " is a file, not a folder",
+                        "Rename or remove the file, then create the folder.");
   const DWORD error = GetLastError();
   if (error == ERROR_ACCESS_DENIED)
     return folder.Fault(
         "", shown + " is hidden from this account",
-        "Run this from the account of the reporting product; where it is that account, let it "
-        "read the folders above.");
+        "Run varnel doctor as the account of the reporting product; if it is that account, give it the right "
+        "to read the folders above.");
   if ((error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND) || IsOnServer(obstacle))
     return folder.Fault("", shown + " cannot be reached (error " + std::to_string(error) + ")",
                         "Make that drive or network share available, or choose a folder on a local disk.");
   return folder.Fault("", shown + " does not exist",
-                      folder.place.ofServer ? "Make the folder above it; the first report makes the last one."
-                                            : "Repair the agent, which makes this folder, or make it.");
+                      folder.place.ofServer
+                          ? "Create the folder above it; the first report creates the last folder."
+                          : "Repair the agent, which creates this folder, or create it.");
 }
 
 // Returns the row for a folder that exists and refuses new files.
@@ -140,10 +142,10 @@ Row RefusedFile(const Folder& folder, DWORD error) {
     return folder.Fault("", shown + "the volume, or the folder itself, is read-only",
                         "Make it writable, or choose a folder on another volume.");
   if (error == ERROR_ACCESS_DENIED)
-    return folder.Fault("", shown + "this account may not make files there",
+    return folder.Fault("", shown + "this account may not create files there",
                         "Give the account of the reporting product the right to create files in it.");
   return folder.Fault("", shown + "new files are refused (error " + std::to_string(error) + ")",
-                      "Look that error number up, and repair the folder.");
+                      "Look this error number up, and repair the folder.");
 }
 
 bool IsOnReadOnlyVolume(const std::wstring& path) {
@@ -173,12 +175,13 @@ Row CheckPlace(const Folder& folder) {
       made.error == ERROR_SUCCESS && IsOnReadOnlyVolume(path) ? ERROR_WRITE_PROTECT : made.error;
   if (error != ERROR_SUCCESS) return RefusedFile(folder, error);
   Row row{folder.name, State::kOk, folder.Path(), ""};
-  if (folder.isUsed) row.found += ", where this product's reports go";
-  if (made.isMade) row.found += "; it does not exist yet, the first report makes it";
+  if (folder.isUsed) row.found += ", for this product's reports";
+  if (made.isMade) row.found += "; it does not exist yet, the first report creates it";
   if (path.size() + kLongestFile >= MAX_PATH) {
     row.state = State::kWarning;
     row.found +=
-        "; with the names of event files the path is longer than the 259 characters that most programs take";
+        "; with the names of event files the path is longer than the 259 characters that most programs "
+        "accept";
     row.remedy = "Choose a folder with a shorter path.";
   } else if (IsOnNetwork(path)) {
     row.state = State::kWarning;
@@ -190,10 +193,10 @@ Row CheckPlace(const Folder& folder) {
 
 Row CheckSystem(const Folder& folder) {
   const auto rights = RightsOfSystem(folder.place.path);
-  if (!rights) return {folder.name + " for SYSTEM", State::kOk, "not known: Windows does not answer", ""};
+  if (!rights) return {folder.name + " for SYSTEM", State::kOk, "unknown: Windows returns no rights", ""};
   if ((*rights & FILE_ADD_FILE) != 0)
-    return {folder.name + " for SYSTEM", State::kOk, "services may make files there", ""};
-  return folder.Fault(" for SYSTEM", folder.Path() + ": services may not make files there",
+    return {folder.name + " for SYSTEM", State::kOk, "services may create files there", ""};
+  return folder.Fault(" for SYSTEM", folder.Path() + ": services may not create files there",
                       "Give SYSTEM the right to create files in it.");
 }
 
@@ -201,12 +204,13 @@ Row CheckRoom(const Folder& folder) {
   ULARGE_INTEGER room{};
   const std::string name = folder.name + " room";
   if (!GetDiskFreeSpaceExW(folder.place.path.c_str(), &room, nullptr, nullptr))
-    return {name, State::kOk, "not known: Windows does not answer", ""};
+    return {name, State::kOk, "unknown: Windows returns no free space", ""};
   const std::string found = std::to_string(room.QuadPart / kMegabyte) + " MB are free for this account";
   if (room.QuadPart < ReadEventSizeLimit())
-    return folder.Fault(" room", found + ", less than the largest report takes", "Make room on this disk.");
+    return folder.Fault(" room", found + ", less than the size of the largest report",
+                        "Free some space on this disk.");
   if (room.QuadPart < kLittleRoom)
-    return {name, State::kWarning, found, "Make room on this disk before it is full."};
+    return {name, State::kWarning, found, "Free some space on this disk before it is full."};
   return {name, State::kOk, found, ""};
 }
 

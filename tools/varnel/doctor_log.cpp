@@ -24,20 +24,20 @@ std::string FaultOfNumber(const RegistryKey& key, const wchar_t* name, std::uint
                           std::uint32_t most) {
   const auto value = ReadValue(key, name);
   if (!value) return {};
-  if (!value->IsNumber()) return Stated(name, *value) + ", where a number (REG_DWORD) is wanted";
+  if (!value->IsNumber()) return Stated(name, *value) + ", not a number (REG_DWORD)";
   const std::uint32_t number = QueryFourBytes(key, name, 0).value_or(least);
   if (number >= least && number <= most) return {};
-  return Stated(name, *value) + ", outside of " + std::to_string(least) + " to " + std::to_string(most);
+  return Stated(name, *value) + ", not within " + std::to_string(least) + " to " + std::to_string(most);
 }
 
 // `capacity` is the limit in bytes of the ANSI code page, with the terminating zero.
 std::string FaultOfText(const RegistryKey& key, const wchar_t* name, std::size_t capacity) {
   const auto value = ReadValue(key, name);
   if (!value) return {};
-  if (value->type != REG_SZ) return Stated(name, *value) + ", where a text (REG_SZ) is wanted";
+  if (value->type != REG_SZ) return Stated(name, *value) + ", not a text (REG_SZ)";
   if (value->Text().size() < capacity) return {};
   return ToUtf8(name) + " has " + std::to_string(value->Text().size()) + " characters, more than " +
-         std::to_string(capacity - 1) + ", and does not count";
+         std::to_string(capacity - 1) + ", and is ignored";
 }
 
 std::string FaultOfDetailList(const RegistryKey& key) {
@@ -48,11 +48,11 @@ std::string FaultOfDetailList(const RegistryKey& key) {
   if (!fault.empty() || !value) return fault;
   const std::wstring list = value->Text();
   if (list.find_first_of(L", ") != list.npos)
-    return Stated(kName, *value) + ", and its entries are separated by \";\" alone";
+    return Stated(kName, *value) + "; entries must be separated by \";\"";
   if (std::count(list.begin(), list.end(), L';') >= kMostItems && list.find_last_not_of(L';') != list.npos &&
       std::count(list.begin(), list.begin() + static_cast<std::ptrdiff_t>(list.find_last_not_of(L';')),
                  L';') >= kMostItems)
-    return "LogDetailList has more than 15 entries, and the first 15 count";
+    return "LogDetailList has more than 15 entries; only the first 15 are used";
   return {};
 }
 

@@ -117,14 +117,15 @@ Rows CheckRegistryPlaces() {
                         "Set it in HKLM\\" + ToUtf8(read.path) +
                             (other.root == HKEY_CURRENT_USER
                                  ? ": every account reads the machine's settings."
-                                 : ", the 32-bit part of the registry, which 64-bit products read, too.")});
+                                 : ", the 32-bit part of the registry, which 64-bit products read too.")});
     }
     if (const std::string pairs = Misspelt(read); !pairs.empty()) AddTo(misspelt, pairs);
   }
   if (!misspelt.empty())
     rows.push_back(
         {"registry", State::kWarning, "not read: " + misspelt, "Correct the names of these values."});
-  if (rows.empty()) rows.push_back({"registry", State::kOk, "no setting in a place that is not read", ""});
+  if (rows.empty())
+    rows.push_back({"registry", State::kOk, "all settings are in the keys that the library reads", ""});
   return rows;
 }
 

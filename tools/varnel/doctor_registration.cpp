@@ -29,7 +29,7 @@ constexpr View kViews[] = {{"64-bit", KEY_WOW64_64KEY, DllKind::k64Bit},
                            {"32-bit", KEY_WOW64_32KEY, DllKind::k32Bit}};
 
 constexpr char kSafePlace[] =
-    "Install the library where only administrators can write, like C:\\Program Files.";
+    "Install the library in a folder that only administrators can change, like C:\\Program Files.";
 
 std::string Install(const View& view) {
   return std::string("Install the package, or run regsvr32 on the ") + view.bits + " varnel.dll.";
@@ -45,12 +45,12 @@ std::optional<std::string> FaultOfPlace(const RegistryKey& key, const std::wstri
   if (file.empty())
     return value->Text().empty() ? "InprocServer32 names no file: its default value is empty"
                                  : "InprocServer32 names no file: its default value is too long";
-  if (file.find(L'"') != file.npos) return Printable(file) + ": the path has quotation marks in it";
+  if (file.find(L'"') != file.npos) return Printable(file) + ": the path has quotation marks";
   if (!std::filesystem::path(file).is_absolute())
-    return Printable(file) + ": not a full path, so each program would search for it";
+    return Printable(file) + ": not a full path, so each program searches for the file";
   const DWORD attributes = GetFileAttributesW(file.c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES)
-    return Printable(file) + (GetLastError() == ERROR_ACCESS_DENIED ? ": this account may not see the file"
+    return Printable(file) + (GetLastError() == ERROR_ACCESS_DENIED ? ": this account may not access the file"
                                                                     : ": the file does not exist");
   if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return Printable(file) + ": a folder, not a DLL";
   return std::nullopt;
@@ -61,7 +61,7 @@ std::optional<std::string> FaultOfFile(const std::wstring& file, const View& vie
   const FileHandle opened(
       CreateFileW(file.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING, kAnonymously, nullptr));
   if (!opened) return Printable(file) + ": cannot be opened (error " + std::to_string(GetLastError()) + ")";
-  if (IsCutShort(file)) return Printable(file) + ": the file is damaged, its end is missing";
+  if (IsCutShort(file)) return Printable(file) + ": the file is damaged: its end is missing";
   switch (KindOfDll(file)) {
     case DllKind::kNoDll:
       return Printable(file) + ": not a DLL";
@@ -78,8 +78,7 @@ std::optional<std::string> FaultOfFile(const std::wstring& file, const View& vie
 
 // Returns why a DLL creates no report object, in words that follow its path.
 std::string WhyNoObject(std::optional<DWORD> result, int seconds) {
-  if (!result)
-    return "loading it takes longer than " + Counted(static_cast<std::uint64_t>(seconds), "second");
+  if (!result) return "loading takes longer than " + Counted(static_cast<std::uint64_t>(seconds), "second");
   const auto code = static_cast<HRESULT>(*result);
   switch (code) {
     case SystemResult(ERROR_BAD_EXE_FORMAT):
@@ -97,7 +96,8 @@ std::string WhyNoObject(std::optional<DWORD> result, int seconds) {
     case E_ACCESSDENIED:
       return "this account may not load it (error 5)";
     default:
-      return ((*result & 0xF0000000) == 0xC0000000 ? "the program that loads it crashes: " : "no object: ") +
+      return ((*result & 0xF0000000) == 0xC0000000 ? "the program that loads it crashes: "
+                                                   : "it creates no report object: ") +
              WordsOf(code).code;
   }
 }
@@ -110,9 +110,9 @@ std::string FaultsOfKey(HKEY root, REFCLSID classId, const View& view) {
   if (!model)
     AddTo(faults, "ThreadingModel is not set, and must be \"Free\"");
   else if (model->type != REG_SZ || _wcsicmp(model->Text().c_str(), L"Free") != 0)
-    AddTo(faults, "ThreadingModel is " + Described(*model) + ", and must be \"Free\"");
+    AddTo(faults, "ThreadingModel is " + Described(*model) + "; it must be \"Free\"");
   if (const auto other = ReadValue(OpenClassKey(root, classId, L"\\TreatAs", view.flag), L""))
-    AddTo(faults, "TreatAs sends products to another class, " + Printable(other->Text()));
+    AddTo(faults, "TreatAs redirects products to another class, " + Printable(other->Text()));
   return faults;
 }
 
@@ -138,7 +138,7 @@ void CheckElementClass(const View& view, ViewResult& result) {
     Warn(result.row, "the second class, EventElement, is registered with " + Printable(ServerOf(key)),
          Install(view));
   else if (const auto faults = FaultsOfKey(HKEY_LOCAL_MACHINE, CLSID_EventElement, view); !faults.empty())
-    Warn(result.row, "of the second class, EventElement, " + faults, Install(view));
+    Warn(result.row, "the second class, EventElement: " + faults, Install(view));
 }
 
 ViewResult CheckView(const View& view, int seconds) {
@@ -163,7 +163,7 @@ ViewResult CheckView(const View& view, int seconds) {
                 shown + (result.version.empty() ? ", of unknown version" : ", version " + result.version),
                 ""};
   if (const auto danger = WhyNotTrusted(result.file)) {
-    Warn(result.row, "not loaded here, because users could exchange it: " + *danger, kSafePlace);
+    Warn(result.row, "not loaded here, because users could replace it: " + *danger, kSafePlace);
   } else if (view.dll == DllKind::k64Bit) {
     const auto loaded = RunThisProgram({"load", ToUtf8(result.file)}, seconds);
     if (loaded != DWORD{S_OK}) {
@@ -171,7 +171,7 @@ ViewResult CheckView(const View& view, int seconds) {
       return result;
     }
   }
-  if (result.version.empty()) Warn(result.row, "a DLL that does not tell its version", Install(view));
+  if (result.version.empty()) Warn(result.row, "a DLL without a version", Install(view));
   if (const auto faults = FaultsOfKey(HKEY_LOCAL_MACHINE, CLSID_OrbaEventInf, view); !faults.empty())
     Warn(result.row, faults, Install(view));
   CheckElementClass(view, result);
@@ -180,9 +180,9 @@ ViewResult CheckView(const View& view, int seconds) {
 
 Row CheckVersions(const std::string& version64, const std::string& version32) {
   if (version64 == version32)
-    return {"versions", State::kOk, "64-bit and 32-bit products get the same version", ""};
+    return {"versions", State::kOk, "64-bit and 32-bit products use the same version", ""};
   return {"versions", State::kWarning,
-          "64-bit products get version " + version64 + ", 32-bit products " + version32,
+          "64-bit products use version " + version64 + ", 32-bit products version " + version32,
           "Install the same package for both."};
 }
 
@@ -194,9 +194,9 @@ Row CheckAccount() {
             OpenClassKey(HKEY_CURRENT_USER, CLSID_OrbaEventInf, L"\\InprocServer32", view.flag))
       return {kName, State::kWarning,
               "this account has a " + std::string(view.bits) + " registration of its own, " +
-                  Printable(ServerOf(key)) + ": its programs get that DLL, and services do not",
-              "Remove the class below HKCU\\SOFTWARE\\Classes\\CLSID, and install the package."};
-  return {kName, State::kOk, "none: this account uses the machine's", ""};
+                  Printable(ServerOf(key)) + ": its programs use this DLL, and services do not",
+              "Remove the class below HKCU\\SOFTWARE\\Classes\\CLSID and install the package."};
+  return {kName, State::kOk, "none: this account uses the machine's registration", ""};
 }
 
 // Checks the names by which scripts create the class.
@@ -229,7 +229,7 @@ bool HasProxy(REFIID id) {
 
 Row CheckTypeLibrary() {
   constexpr char kName[] = "type library";
-  constexpr char kEffect[] = ": PowerShell, and threads with a window, get no report object";
+  constexpr char kEffect[] = ": PowerShell, and threads with a window, cannot create reports";
   constexpr char kRemedy[] = "Install the package, or run regsvr32 on varnel.dll.";
   BSTR registered = nullptr;
   const HRESULT result = QueryPathOfRegTypeLib(LIBID_VARNELLib, 1, 0, LOCALE_NEUTRAL, &registered);
@@ -241,7 +241,7 @@ Row CheckTypeLibrary() {
   if (!IsFile(file)) return {kName, State::kWarning, shown + ": the file does not exist" + kEffect, kRemedy};
   // Loading a file that is not a type library may run code of a class that the file names.
   if (const auto danger = WhyNotTrusted(file))
-    return {kName, State::kWarning, shown + ": not read here, because users could exchange it: " + *danger,
+    return {kName, State::kWarning, shown + ": not read here, because users could replace it: " + *danger,
             kSafePlace};
   ITypeLib* library = nullptr;
   const HRESULT opened = LoadTypeLibEx(file.c_str(), REGKIND_NONE, &library);
@@ -252,7 +252,7 @@ Row CheckTypeLibrary() {
     isOurs = IsEqualGUID(facts->guid, LIBID_VARNELLib);
     library->ReleaseTLibAttr(facts);
   }
-  if (!isOurs) return {kName, State::kWarning, shown + ": does not hold VARNELLib" + kEffect, kRemedy};
+  if (!isOurs) return {kName, State::kWarning, shown + ": not the type library VARNELLib" + kEffect, kRemedy};
   for (const auto& [name, id] : {std::pair("IOrbaEventInf3", __uuidof(IOrbaEventInf3)),
                                  std::pair("IEventElement", __uuidof(IEventElement))})
     if (!HasProxy(id))
@@ -278,10 +278,11 @@ Rows CheckRegistration(int seconds) {
   const ViewResult results[] = {CheckView(kViews[0], seconds), CheckView(kViews[1], seconds)};
   Rows rows;
   if (!OpenServerKey(kViews[0].flag) && !OpenServerKey(kViews[1].flag)) {
-    rows.push_back({"registration", State::kFailure,
-                    "there is none: products get 0x80040154 (REGDB_E_CLASSNOTREG), but for those that keep "
-                    "varnel.dll and its manifest in their own folder",
-                    "Install the package, or run regsvr32 on varnel.dll."});
+    rows.push_back(
+        {"registration", State::kFailure,
+         "missing: products get 0x80040154 (REGDB_E_CLASSNOTREG), unless they keep varnel.dll and its "
+         "manifest in their own folder",
+         "Install the package, or run regsvr32 on varnel.dll."});
     return rows;
   }
   for (const ViewResult& result : results) rows.push_back(result.row);

@@ -32,9 +32,10 @@ std::string InWords(const Refusal& refusal) {
 
 Row Refused(const std::string& path, const Refusal& refusal) {
   return {
-      kClient, State::kFailure, path + " is refused, and no exception asked for: " + InWords(refusal),
-      "Repair the self-protection service; its client is to lie on a local disk, signed by the publisher of "
-      "varnel.dll. A root certificate that is missing has to be in the machine's store."};
+      kClient, State::kFailure,
+      path + " is refused, so no write permission is requested: " + InWords(refusal),
+      "Repair the self-protection service. Its client must be on a local disk and signed by the publisher of "
+      "varnel.dll, and the root certificate must be in the machine's store."};
 }
 
 }  // namespace
@@ -47,18 +48,18 @@ SaveMutex CheckSaveMutex() {
     return {{kName, State::kOk, "free: no program of this session is saving", ""}};
   if (!mutex && error == ERROR_INVALID_HANDLE)
     return {{kName, State::kWarning,
-             "another program uses the name ORBAEVTINFMUTEX for something else: saves are not kept apart",
+             "another program uses the name ORBAEVTINFMUTEX for another object: saves may overlap",
              "End that program, or change the name that it uses."}};
   if (!mutex)
     return {{kName, State::kWarning,
              "this account may not wait for it (error " + std::to_string(error) +
-                 "): its saves are not kept apart from others'",
-             "Run this from the reporting product's account."}};
+                 "): its saves may overlap with others",
+             "Run varnel doctor as the account of the reporting product."}};
   const MutexLock lock(mutex.Get(), kPatience);  // released at once
   if (lock.TimedOut())
     return {{kName, State::kFailure,
              "a program has held it for two seconds: every save in this session waits for it",
-             "End the program that hangs in a save; products that do not answer come first."},
+             "End the program that hangs in a save: look for a product that does not respond."},
             true};
   if (lock.WasAbandoned())
     return {{kName, State::kWarning, "free, but a program has ended in the middle of a save",
@@ -69,23 +70,24 @@ SaveMutex CheckSaveMutex() {
 Rows CheckProtection() {
   wchar_t path[kLongestClientPath + 2] = {};  // one more character shows that the path is too long
   if (!ReadSelfProtectionClient(path) || !path[0])
-    return {{kClient, State::kOk, "no client is configured, so no exception is asked for", ""}};
+    return {{kClient, State::kOk, "no client is configured, so no write permission is requested", ""}};
   const auto value =
       ReadValue(OpenRegistryKey(HKEY_LOCAL_MACHINE, kFrameworkKey, KEY_QUERY_VALUE), L"SelfProtectionClient");
   if (value && value->type != REG_SZ)
     return {{kClient, State::kFailure,
              "SelfProtectionClient is " + Described(*value) +
-                 ", not a text (REG_SZ), so no exception is asked for",
+                 ", not a text (REG_SZ), so no write permission is requested",
              "Repair the self-protection service, which sets it, or remove it."}};
   if (const auto fault = FindPathFault(path))
     return {{kClient, State::kFailure,
-             "SelfProtectionClient " + fault->found + ", so no exception is asked for", fault->remedy}};
+             "SelfProtectionClient " + fault->found + ", so no write permission is requested",
+             fault->remedy}};
   const std::string shown = Printable(path);
   std::optional<Refusal> refusal;
   const FileHandle file = OpenClientFile(path, refusal);
   if (refusal) return {Refused(shown, *refusal)};
   if (!file)
-    return {{kClient, State::kWarning, shown + " is not there, so no exception is asked for",
+    return {{kClient, State::kWarning, shown + " does not exist, so no write permission is requested",
              "Install the self-protection service, or remove SelfProtectionClient."}};
   wchar_t ownPath[kOwnPathCapacity];
   // Without a registered library the client's publisher is compared with this program's, which is the
@@ -99,7 +101,7 @@ Rows CheckProtection() {
     return {{kClient, State::kOk, shown + " is trusted; 32-bit products do not load it", ""}};
   if (kind == DllKind::k32Bit)
     return {{kClient, State::kOk, shown + " is trusted; 64-bit products do not load it", ""}};
-  return {Refused(shown, {L"it is no DLL for this machine", ERROR_BAD_EXE_FORMAT})};
+  return {Refused(shown, {L"it is not a DLL for this machine", ERROR_BAD_EXE_FORMAT})};
 }
 
 }  // namespace varnel::tool

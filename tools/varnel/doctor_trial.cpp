@@ -72,10 +72,10 @@ Row Failed(const TrialRequest& request, HRESULT result) {
   const std::string code = words.code + (words.name.empty() ? "" : " " + words.name);
   if (!request.dll.empty() || result != REGDB_E_CLASSNOTREG)
     return {kName, State::kFailure, "not saved: " + words.meaning + " (" + code + ")", words.remedy};
-  return {
-      kName, State::kFailure,
-      "not saved: the class is not registered, as products find it, too (" + code + ")",
-      "Install the package, or run regsvr32 on the 64-bit varnel.dll; --dll tries one without registration."};
+  return {kName, State::kFailure,
+          "not saved: the class is not registered (products get this result too: " + code + ")",
+          "Install the package, or run regsvr32 on the 64-bit varnel.dll; or try one without registration "
+          "with --dll."};
 }
 
 Row Try(const TrialRequest& request) {
@@ -83,7 +83,7 @@ Row Try(const TrialRequest& request) {
   const EventFolder folder = FolderOf(ToWide(request.softwareId));
   const std::vector<FolderFile> before = FilesOf(folder);
   const auto result = Save(request, mark);
-  const std::string by = request.dll.empty() ? "" : " by " + Printable(request.dll) + ", as --dll asks";
+  const std::string by = request.dll.empty() ? "" : " by " + Printable(request.dll) + ", chosen by --dll";
   for (const std::wstring& path : NewFiles(folder, before)) {
     if (!RemoveIfOurs(path, mark)) continue;
     if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES)
@@ -92,13 +92,13 @@ Row Try(const TrialRequest& request) {
             "Remove that file."};
   }
   if (!result)
-    return {
-        kName, State::kFailure,
-        "not saved within " + Counted(static_cast<std::uint64_t>(request.seconds), "second") + ", and ended",
-        "See the checks above; a save waits for the save mutex, the self-protection service and the disk."};
+    return {kName, State::kFailure,
+            "not saved within " + Counted(static_cast<std::uint64_t>(request.seconds), "second") +
+                ", and then ended",
+            "See the rows above: a save waits for the save mutex, the self-protection service and the disk."};
   if (FAILED(static_cast<HRESULT>(*result))) return Failed(request, static_cast<HRESULT>(*result));
-  return {kName, State::kFailure, "Save succeeded, and no file was there afterwards",
-          "See the check \"managed\"; where that is ok, an agent has taken the file within moments."};
+  return {kName, State::kFailure, "Save succeeded, but there was no file afterwards",
+          "See the row \"managed\". If it is ok, the agent may already have collected the file."};
 }
 
 }  // namespace
@@ -106,10 +106,10 @@ Row Try(const TrialRequest& request) {
 Rows TryReport(const TrialRequest& request) {
   if (request.isSaveMutexHeld)
     return {{kName, State::kFailure, "not tried: it would wait for the save mutex, as every save does now",
-             "See the check \"save mutex\"."}};
+             "See the row \"save mutex\"."}};
   if (request.dll.empty() && !IsRegisteredDllSafe())
     return {{kName, State::kFailure, "not tried: the registered DLL is not loaded here",
-             "See the check \"64-bit class\"; --dll tries another varnel.dll."}};
+             "See the row \"64-bit class\", or try another varnel.dll with --dll."}};
   return {Try(request)};
 }
 

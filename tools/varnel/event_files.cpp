@@ -105,7 +105,7 @@ EventFileReader::Result EventFileReader::Read(const ListedFile& file) {
       case ERROR_FILE_TOO_LARGE:
         return unreadable("larger than 256 MB");
       case ERROR_BAD_FILE_TYPE:
-        return unreadable("no file on a disk");
+        return unreadable("not a file on a disk");
       default: {
         Result result = unreadable(Describe(error));
         result.isGone = !file.named && (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND);

@@ -35,11 +35,11 @@ class Rules {
       ++count;
     }
     if (count == 0) return Say(root, kNoMachine);
-    if (count == 1) Say(root, "the product's element is missing behind MachineInfo");
+    if (count == 1) Say(root, "the product element is missing after MachineInfo");
   }
 
  private:
-  static constexpr char kNoMachine[] = "MachineInfo is wanted as the first element of the root";
+  static constexpr char kNoMachine[] = "MachineInfo must be the first element of the root";
 
   void Say(std::size_t offset, std::string what) {
     if (faults_.size() < most_) faults_.push_back({offset, std::move(what)});
@@ -51,32 +51,32 @@ class Rules {
   }
 
   void NoAttributes(const Element& element) {
-    if (!element.Attributes().empty()) SayOf(element, " has no attributes");
+    if (!element.Attributes().empty()) SayOf(element, " must not have attributes");
   }
   void NoText(const Element& element) {
-    if (!IsBlank(element.Text())) SayOf(element, " has no text of its own");
+    if (!IsBlank(element.Text())) SayOf(element, " must not have a text of its own");
   }
 
   // Checks one of the library's own elements, which has a text and nothing else.
   void CheckFact(const Element& fact) {
     NoAttributes(fact);
-    if (!fact.Children().empty()) SayOf(fact, " has no elements");
+    if (!fact.Children().empty()) SayOf(fact, " must not have elements");
     if ((fact.Is("TimeZoneBias") || fact.Is("Severity")) && !IsNumber(fact.Text()))
-      SayOf(fact, " wants a number of 32 bits");
+      SayOf(fact, " must be a 32-bit number");
     if (fact.Is("EventID") && (!IsNumber(fact.Text()) || fact.Text() == "0"))
-      Say(fact, "EventID wants a number of 32 bits other than 0");
+      Say(fact, "EventID must be a 32-bit number other than 0");
     if (fact.Is("GMTTime") && !IsTime(fact.Text()) && fact.Text() != kNoTime)
-      Say(fact, "GMTTime wants a time like 2024-03-07T09:05:03");
+      Say(fact, "GMTTime must be a time like 2024-03-07T09:05:03");
     if (fact.Is("RawMACAddress") && !fact.Text().empty() && !IsHardwareAddress(fact.Text()))
-      Say(fact, "RawMACAddress wants twelve lower-case hexadecimal digits, or nothing");
+      Say(fact, "RawMACAddress must be empty or twelve lower-case hexadecimal digits");
   }
 
   // Checks an element of the product, which may be anything except an element with a name in `taken`, which
   // readers would take for the library's.
   void CheckProductsElement(const Element& element, std::span<const std::string_view> taken) {
-    if (IsOneOf(element, taken)) return SayOf(element, " is a name of the library's own here");
+    if (IsOneOf(element, taken)) return SayOf(element, " is a name that only the library may use here");
     if (element.LateText() != 0)
-      Say(element.LateText(), "the text of " + std::string(element.Name()) + " stands before its elements");
+      Say(element.LateText(), "the text of " + std::string(element.Name()) + " must be before its elements");
     constexpr std::string_view kEverywhere[] = {"EventID", "GMTTime"};
     for (const Element child : element.Children()) CheckProductsElement(child, kEverywhere);
   }
@@ -89,13 +89,14 @@ class Rules {
     std::size_t next = 0;  // index of the next fact of the set
     bool addressDue = false;
     for (const Element child : machine.Children()) {
-      if (next > 0 && !child.Is(facts[next])) return Say(child, std::string(facts[next]) + " is wanted here");
+      if (next > 0 && !child.Is(facts[next]))
+        return Say(child, "expected " + std::string(facts[next]) + " here");
       if (child.Is(facts[next])) {
         next = (next + 1) % facts.size();
         addressDue = addressDue || next == 0;
         CheckFact(child);
       } else if (child.Is(kMachineFacts.back())) {
-        if (!addressDue) return SayOf(child, " without the facts of the machine before it");
+        if (!addressDue) return SayOf(child, " must follow the other machine facts");
         addressDue = false;
         CheckFact(child);
       } else if (IsOneOf(child, facts)) {
@@ -105,7 +106,7 @@ class Rules {
       }
     }
     if (next > 0) return Say(machine, std::string(facts[next]) + " is missing at the end of MachineInfo");
-    if (addressDue) Say(machine, "RawMACAddress is missing behind the facts of the machine");
+    if (addressDue) Say(machine, "RawMACAddress is missing after the other machine facts");
   }
 
   void CheckProduct(const Element& product) {
@@ -134,7 +135,7 @@ class Rules {
     if (at < kEventFacts.size()) Say(event, EventBegins(kEventFacts[at]));
   }
   static std::string EventBegins(std::string_view wanted) {
-    return std::string(wanted) + " is wanted here: an event begins with EventID, Severity and GMTTime";
+    return "expected " + std::string(wanted) + " here: an event begins with EventID, Severity and GMTTime";
   }
 
   std::vector<Fault>& faults_;

@@ -39,7 +39,7 @@ class Lines {
   void SayLeftOut() {
     if (leftOut_ == 0) return;
     const std::string notice =
-        "... " + std::to_string(leftOut_) + " left out: too much for a file of this size\n";
+        "... " + std::to_string(leftOut_) + " lines left out: too long for a file of this size\n";
     sink_(notice);
     allowance_.Use(notice.size());
     leftOut_ = 0;

@@ -41,7 +41,8 @@ void PrintWords(const ResultWords& words) {
 Status ExplainCode(const ExplainOptions& options) {
   const auto code = ParseResult(options.code);
   if (!code)
-    throw Failure(Printable(options.code) + ": a number like 0xFFFFFFC9, -55 or 4294967241 is wanted");
+    throw Failure(Printable(options.code) +
+                  ": not a result; pass a number like 0xFFFFFFC9, -55 or 4294967241");
   const ResultWords words = WordsOf(*code);
   if (options.asJson)
     PrintJson(ToJson(words));
@@ -76,8 +77,8 @@ bool AddRegistration(Prediction& prediction) {
   if (key && isThere) return true;
   prediction.result = key ? SystemResult(ERROR_MOD_NOT_FOUND) : REGDB_E_CLASSNOTREG;
   prediction.remedy =
-      L"Install the package, or run regsvr32 on the 64-bit varnel.dll; a product that keeps it "
-      L"in its own folder asks with --own-dll.";
+      L"Install the package, or run regsvr32 on the 64-bit varnel.dll. For a product that keeps it in its "
+      L"own folder, add --own-dll.";
   return false;
 }
 
@@ -89,9 +90,10 @@ void AddSaveMutex(Answer& answer) {
   });
   if (answer.prediction.folder.empty() || path == rules.end()) return;
   answer.waits = CheckSaveMutex().isHeld;
-  rules.insert(path + 1, {"Save", L"save mutex",
-                          answer.waits ? L"held by another program: Save waits until it is free, then goes on"
-                                       : L"free"});
+  rules.insert(
+      path + 1,
+      {"Save", L"save mutex",
+       answer.waits ? L"held by another program: Save waits until it is free, then continues" : L"free"});
   if (answer.waits)
     answer.prediction.remedy = L"End the program that hangs in a save. " + answer.prediction.remedy;
 }
@@ -130,7 +132,7 @@ void PrintAnswer(const Answer& answer) {
   for (const std::wstring& line : prediction.lines) PrintRow("log line at level 5", ToUtf8(line));
   if (prediction.lines.empty()) PrintRow("log line at level 5", "none");
   PrintRow("file", prediction.isWritten ? ToUtf8(prediction.folder + L'\\' + prediction.file) : "none");
-  PrintRow("not looked at", kNotLookedAt);
+  PrintRow("not checked", kNotLookedAt);
 }
 
 ordered_json ToJson(const Answer& answer) {
@@ -148,7 +150,7 @@ ordered_json ToJson(const Answer& answer) {
 
 Status ExplainEvent(const ExplainOptions& options) {
   if (!options.softwareId || !options.event || !options.severity)
-    throw Failure("explain wants --software, --event and --severity, or --code");
+    throw Failure("pass --software, --event and --severity, or --code");
   const Answer answer = Ask(options);
   if (options.asJson)
     PrintJson(ToJson(answer));

@@ -31,7 +31,7 @@ int main() {
   try {
     return RunCommandLine(Arguments());
   } catch (const std::bad_alloc&) {
-    PrintError("there is not enough memory");
+    PrintError("there is not enough memory; end other programs and try again");
   } catch (const std::exception& error) {
     PrintError(error.what());
   }

@@ -13,7 +13,7 @@ namespace {
 std::string_view Template() {
   const HRSRC resource = FindResourceW(nullptr, L"PAGE", MAKEINTRESOURCEW(10));  // RT_RCDATA
   const HGLOBAL loaded = resource ? LoadResource(nullptr, resource) : nullptr;
-  if (!loaded) throw Failure("this program is damaged: its page is missing");
+  if (!loaded) throw Failure("varnel.exe is damaged: its page is missing; install it again");
   return {static_cast<const char*>(LockResource(loaded)), SizeofResource(nullptr, resource)};
 }
 

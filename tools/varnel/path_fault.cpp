@@ -48,19 +48,19 @@ std::optional<PathFault> FindPathFault(const std::wstring& path) {
   const std::string shown = "\"" + Printable(path) + "\"";
   if (path.empty()) return PathFault{"is empty", "Set it to a full path."};
   if (path.find(L'"') != path.npos)
-    return PathFault{shown + " has quotation marks in it", "Write the path without quotation marks."};
+    return PathFault{shown + " has quotation marks", "Write the path without quotation marks."};
   if (path.front() == L' ' || path.back() == L' ')
     return PathFault{shown + " begins or ends with a blank", "Remove the blank."};
   if (HasVariable(path))
-    return PathFault{shown + " has a variable in it, which is not replaced",
+    return PathFault{shown + " has a variable, which is not replaced",
                      "Write the path itself, without variables."};
   if (!IsFull(path))
-    return PathFault{shown + " is not a full path, so each program looks in another place",
+    return PathFault{shown + " is not a full path, so each program uses another folder",
                      "Write the path with its drive, like C:\\Agent\\."};
   if (const auto bad = BadCharacter(path))
-    return PathFault{
-        shown + " has the character '" + Printable(std::wstring(1, *bad)) + "' in it, which no name can have",
-        "Correct the path."};
+    return PathFault{shown + " has the character '" + Printable(std::wstring(1, *bad)) +
+                         "', which Windows does not allow in names",
+                     "Correct the path."};
   if (HasDrive(path) && GetDriveTypeW((path.substr(0, 2) + L"\\").c_str()) == DRIVE_NO_ROOT_DIR)
     return PathFault{shown + ": there is no drive " + Printable(path.substr(0, 2)),
                      "Connect that drive, or choose a folder on a local disk."};

@@ -38,7 +38,7 @@ std::wstring HexadecimalText(HRESULT result) {
 constexpr wchar_t kEnrol[] = L"Enrol the agent at the management server, which sets AgentMode to 1.";
 
 std::wstring SetPath(const std::wstring& value, const std::wstring& form) {
-  return L"Set \"" + value + L"\" to a " + form + L", of at most 259 characters.";
+  return L"Set \"" + value + L"\" to a " + form + L" of at most 259 characters.";
 }
 
 // Returns why a folder refuses a new file.
@@ -51,10 +51,10 @@ std::wstring RemedyOfFolder(DWORD error) {
   switch (error) {
     case ERROR_FILE_NOT_FOUND:
     case ERROR_PATH_NOT_FOUND:
-      return L"Make this folder, or repair what should have made it: the agent, or the server's event "
+      return L"Create this folder, or repair the program that creates it: the agent, or the server's event "
              L"parser.";
     case ERROR_ACCESS_DENIED:
-      return L"Let the account of the reporting product create files in this folder.";
+      return L"Give the account of the reporting product the right to create files in this folder.";
     case ERROR_WRITE_PROTECT:
       return L"Make it writable, or choose a folder on another volume.";
     default:
@@ -103,8 +103,8 @@ bool Predictor::PassesFilter(std::int32_t event) {
   const std::wstring rule = L"filter, event " + std::to_wstring(event);
   if (IsEventDisabled(event))
     return Stop(VARNEL_E_EVENT_DISABLED, rule, L"EvtFiltr.ini disables it",
-                L"Take " + std::to_wstring(event) + L" out of DisabledEvent in the agent's EvtFiltr.ini" +
-                    (event == kWholeProduct ? L": it switches off every product." : L"."));
+                L"Remove " + std::to_wstring(event) + L" from DisabledEvent in the agent's EvtFiltr.ini" +
+                    (event == kWholeProduct ? L": it disables all reporting." : L"."));
   return Pass(rule, L"not disabled");
 }
 
@@ -118,11 +118,11 @@ bool Predictor::Initialize() {
 bool Predictor::CreateEvent() {
   call_ = "CreateEventElement";
   if (!IsEventIdentifier(question_.event))
-    return Stop(E_FAIL, L"identifier", L"an event cannot have this one",
+    return Stop(E_FAIL, L"identifier", L"0 is not an event identifier",
                 L"Choose an event identifier other than 0.");
   if (!PassesFilter(question_.event)) return false;
   ReadEventTriggerPolicy(question_.severity, &triggerFlag_);
-  return Pass(L"trigger policy", triggerFlag_ != 0 ? L"a trigger event" : L"no trigger event");
+  return Pass(L"trigger policy", triggerFlag_ != 0 ? L"a trigger event" : L"not a trigger event");
 }
 
 void Predictor::Save() {
@@ -131,7 +131,7 @@ void Predictor::Save() {
   if (way == SaveWay::kRefused || way == SaveWay::kDropped) {
     const bool refused = way == SaveWay::kRefused;
     Stop(refused ? VARNEL_E_NOT_MANAGED : S_OK, L"managed",
-         refused ? L"no" : L"no: nothing is written, and that is no failure", kEnrol);
+         refused ? L"no" : L"no: nothing is written, and Save succeeds", kEnrol);
     return;
   }
   Pass(L"managed", L"yes");
@@ -155,7 +155,7 @@ bool Predictor::IsSmallEnough() {
 bool Predictor::FolderTakesFile(DWORD error, const wchar_t* finding) {
   std::wstring text = prediction_.folder;
   if (!std::filesystem::path(text).is_absolute())
-    text += L" (no full path: the host's current folder counts)";
+    text += L" (not a full path: relative to the host's current folder)";
   if (error == ERROR_SUCCESS) return Pass(L"folder", text + finding);
   AdvXMLParser::SetOpenError(error);
   return Stop(VARNEL_E_NOT_WRITTEN, L"folder", text + L": " + InWords(error), RemedyOfFolder(error));
@@ -170,7 +170,7 @@ bool Predictor::SaveForServer() {
   prediction_.file = L"<GUID>.xml";
   const std::wstring path = prediction_.folder + L'\\' + prediction_.file;
   const MadeFolder made = WhyNoNewFileInMadeFolder(folder, ServerEventFileName());
-  if (!FolderTakesFile(made.error, made.isMade ? L" is made" : L" takes new files")) {
+  if (!FolderTakesFile(made.error, made.isMade ? L" is created" : L" accepts new files")) {
     Log(FillIn(kServerNotCreated, {L"<object>", path}));
     return false;
   }
@@ -198,7 +198,7 @@ bool Predictor::SaveToAgentFolder() {
   SYSTEMTIME now;
   GetLocalTime(&now);
   const std::wstring name = AgentEventFileName(now, 0, GetCurrentThreadId()) + extension;
-  if (FolderTakesFile(WhyNoNewFile(prediction_.folder + L'\\', name), L" takes new files")) return true;
+  if (FolderTakesFile(WhyNoNewFile(prediction_.folder + L'\\', name), L" accepts new files")) return true;
   Log(FillIn(kAgentNotSaved, {path, AdvXMLParser::GetLastErrorText()}));
   return false;
 }

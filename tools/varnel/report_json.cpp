@@ -32,23 +32,23 @@ struct JsonValue {
   std::string path;
 
   [[noreturn]] void Refuse(const std::string& wanted) const {
-    throw Failure("JSON, " + Printable(path.empty() ? "the whole" : path) + ": " + wanted);
+    throw Failure("JSON, " + Printable(path.empty() ? "the whole text" : path) + ": " + wanted);
   }
   std::string Text() const {
     if (value.is_string()) return value.get<std::string>();
     if (value.is_number() || value.is_boolean()) return value.dump();
-    Refuse("a text or a number is wanted");
+    Refuse("expected a text or a number");
   }
   long Number() const {
     if (!value.is_number_integer() || value < INT32_MIN || value > INT32_MAX ||
         (value.is_number_unsigned() && value.get<std::uint64_t>() > INT32_MAX))
-      Refuse("a whole number of 32 bits is wanted");
+      Refuse("expected a 32-bit whole number");
     return value.get<long>();
   }
   // Calls take(name, value) for each member.
   template <class Take>
   void Members(const Take& take) const {
-    if (!value.is_object()) Refuse("an object is wanted");
+    if (!value.is_object()) Refuse("expected an object");
     std::set<std::string_view> names;
     for (const auto& [key, member] : value.get_ref<const Json::object_t&>()) {
       const JsonValue entry{member, path + "/" + key};
@@ -58,7 +58,7 @@ struct JsonValue {
   }
   template <class Take>
   void Items(const Take& take) const {
-    if (!value.is_array()) Refuse("a list is wanted");
+    if (!value.is_array()) Refuse("expected a list");
     for (std::size_t i = 0; i < value.size(); ++i) take(JsonValue{value[i], path + "/" + std::to_string(i)});
   }
 };
@@ -74,7 +74,7 @@ std::chrono::sys_seconds ParseTime(const JsonValue& entry) {
                                          std::chrono::day(day)};
   if (fields != 6 || end != static_cast<int>(text.size()) || !date.ok() || hour > 23 || minute > 59 ||
       second > 59)
-    entry.Refuse("a time like 2024-03-07T09:05:03Z is wanted");
+    entry.Refuse("expected a time like 2024-03-07T09:05:03Z");
   return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
          std::chrono::seconds(second);
 }
@@ -95,7 +95,7 @@ bool TakeElementMember(ElementText& element, const std::string& key, const JsonV
         if (name == "text")
           child.text = value.Text();
         else if (!TakeElementMember(child, name, value, depth + 1))
-          value.Refuse("not known: an element has name, text, attributes and children");
+          value.Refuse("unknown name; an element has name, text, attributes and children");
       });
     });
   } else {
@@ -113,7 +113,7 @@ void TakeEvent(EventText& event, const JsonValue& entry) {
     else if (key == "time")
       event.time = ParseTime(value);
     else if (!TakeElementMember(event, key, value, 0))
-      value.Refuse("not known: an event has name, id, severity, time, attributes and children");
+      value.Refuse("unknown name; an event has name, id, severity, time, attributes and children");
   });
 }
 
@@ -138,7 +138,7 @@ ReportText ParseReport(std::string_view json) {
       *text = entry.Text();
       return;
     }
-    if (key != "events") entry.Refuse("not known");
+    if (key != "events") entry.Refuse("unknown name; docs/tool.md lists the names of a report");
     entry.Items([&](const JsonValue& item) { TakeEvent(report.events.emplace_back(), item); });
   });
   if (report.events.empty()) throw Failure("/events: at least one event is wanted");

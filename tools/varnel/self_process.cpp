@@ -41,7 +41,7 @@ std::optional<DWORD> RunThisProgram(const std::vector<std::string>& arguments, i
   PROCESS_INFORMATION made{};
   if (!CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
                       &made))
-    throw Failure("this program cannot start itself; the system's error is " +
+    throw Failure("varnel.exe cannot start a second process: Windows error " +
                   std::to_string(GetLastError()));
   const KernelHandle process(made.hProcess);
   const KernelHandle thread(made.hThread);

@@ -14,7 +14,7 @@ constexpr std::size_t kMostInput = 64 * 1024 * 1024;
 // Splits NAME=TEXT. Throws Failure if there is no name.
 std::pair<std::string, std::string> Split(const std::string& pair) {
   const std::size_t equals = pair.find('=');
-  if (equals == std::string::npos || equals == 0) throw Failure(Printable(pair) + ": NAME=TEXT is wanted");
+  if (equals == std::string::npos || equals == 0) throw Failure(Printable(pair) + ": expected NAME=TEXT");
   return {pair.substr(0, equals), pair.substr(equals + 1)};
 }
 
@@ -40,7 +40,8 @@ Status Send(const SendOptions& options) {
   for (const std::wstring& path : fresh) Print(Printable(path) + "\n");
   if (!fresh.empty()) return kDone;
   PrintError(
-      "the library has accepted the report and written nothing: the agent on this machine is not managed");
+      "the library has accepted the report but written no file, because the agent on this machine is not "
+      "managed");
   return kFound;
 }
 

@@ -91,7 +91,7 @@ class Show {
     if (read.state != FileState::kWhole)
       return PassOver(file, read.state == FileState::kUnreadable ? kFailed : kFound, read.fault.text);
     const auto document = DescribeDocument(ToUtf8(file.path), reader_.Tree().Root());
-    if (!document) return PassOver(file, kFound, "no event document");
+    if (!document) return PassOver(file, kFound, "not an event document");
     ShowDocument(*document);
   }
   void ShowDocument(const EventDocument& document) {
@@ -140,7 +140,7 @@ std::vector<std::wstring> Places(const ShowOptions& options) {
         !folder.path.empty() && (paths.empty() || _wcsicmp(paths[0].c_str(), folder.path.c_str()) != 0))
       paths.push_back(std::move(folder.path));
   if (paths.empty())
-    throw Failure("no agent has set an event folder on this machine; name the files, or see varnel doctor");
+    throw Failure("no event folder is set on this machine; pass files or folders, or run varnel doctor");
   return paths;
 }
 

@@ -80,7 +80,7 @@ void PrintRecord(const TraceRecord& record, const TraceOptions& options, bool co
 void Repair(bool isNeeded) {
   try {
     if (RepairLogLevel())
-      PrintError("an earlier trace was ended before it could put the log level back; it is back now");
+      PrintError("restored the log level, which an earlier trace had not restored because it was killed");
   } catch (const Failure& failure) {
     if (isNeeded) throw;
     PrintError(failure.what());
@@ -114,8 +114,8 @@ Status RunTrace(const TraceOptions& options) {
 
 Status RepairTrace() {
   const TraceSlot slot;  // ensures that no trace runs or starts meanwhile
-  Print(RepairLogLevel() ? "The log level is as it was before the trace that was ended.\n"
-                         : "No trace has left a log level behind.\n");
+  Print(RepairLogLevel() ? "Restored the log level of before the killed trace.\n"
+                         : "Nothing to restore: no killed trace has left a log level.\n");
   return kDone;
 }
 

@@ -24,7 +24,7 @@ std::optional<RawValue> Query(const RegistryKey& key, const wchar_t* name) {
   }
   if (status == ERROR_FILE_NOT_FOUND) return std::nullopt;
   if (status != ERROR_SUCCESS)
-    throw Failure("the log level cannot be read; the system's error is " + std::to_string(status));
+    throw Failure("the log level cannot be read: Windows error " + std::to_string(status));
   value.data.resize(size);
   return value;
 }
@@ -57,7 +57,7 @@ RawValue Number(DWORD number) {
 std::string WordsOf(const std::optional<RawValue>& old) {
   DWORD number = 0;
   if (!old) return "not set";
-  if (old->type != REG_DWORD || old->data.size() != sizeof(number)) return "no number";
+  if (old->type != REG_DWORD || old->data.size() != sizeof(number)) return "not a number";
   std::memcpy(&number, old->data.data(), sizeof(number));
   return std::to_string(number);
 }
@@ -95,7 +95,7 @@ bool RepairLogLevel() {
   const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, kLogKey, kAccess);
   if (key && PutBack(key, AsItWas(std::move(before)))) return true;
   throw Failure(
-      "the log level of an ended trace cannot be put back; run varnel doctor --repair-trace as an "
+      "the log level of a killed trace cannot be restored; run varnel doctor --repair-trace as an "
       "administrator");
 }
 
@@ -105,7 +105,7 @@ Rows CheckTraceLevel() {
   if (key) before = Query(key, kBefore);
   if (!before || IsTraceRead()) return {};
   return {{"trace", State::kWarning,
-           "varnel trace --level was ended before it could put the log level back; before, it was " +
+           "varnel trace --level was killed before it could restore the log level; the old level was " +
                WordsOf(AsItWas(std::move(before))),
            "Run varnel doctor --repair-trace as an administrator."}};
 }

@@ -30,8 +30,8 @@ FileHandle MakeMailslot() {
       CreateMailslotW(kTraceMailslot, static_cast<DWORD>(kLongestTraceMessage), kWait, &attributes));
   if (mailslot) return mailslot;
   throw Failure(GetLastError() == ERROR_ALREADY_EXISTS
-                    ? "another program reads the trace already; end it first, there can be only one"
-                    : "the trace mailslot cannot be made; the system's error is " +
+                    ? "another program already reads the trace; end it first"
+                    : "the trace mailslot cannot be created: Windows error " +
                           std::to_string(GetLastError()));
 }
 

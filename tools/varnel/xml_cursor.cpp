@@ -57,7 +57,7 @@ Decoded XmlCursor::Next() const {
   if (AtEnd()) Unfinished();
   const Decoded next = DecodeUtf8(text_.substr(at_, 4));
   if (next.isCut) Unfinished();
-  if (!next.isValid) Refuse(at_, "no UTF-8");
+  if (!next.isValid) Refuse(at_, "invalid UTF-8");
   return next;
 }
 
@@ -100,15 +100,15 @@ char XmlCursor::Quote() {
 
 void XmlCursor::Equals() {
   Blanks();
-  if (!Skip("=")) Refuse(at_, "a name without a value: '=' is wanted here");
+  if (!Skip("=")) Refuse(at_, "a name without a value: expected '='");
   Blanks();
 }
 
 void XmlCursor::Characters() {
   const Decoded next = Next();
   if (!IsXmlCharacter(next.code))
-    Refuse(at_, next.code < 0x20 ? "a control character, which XML cannot hold"
-                                 : "a character that XML cannot hold");
+    Refuse(at_, next.code < 0x20 ? "a control character, which XML does not allow"
+                                 : "a character that XML does not allow");
   at_ += next.length;
   while (!AtEnd() && Is(kPlain, text_[at_])) ++at_;
 }
@@ -130,8 +130,7 @@ void XmlCursor::Reference(Content& content) {
   if (Peek() == '#') ++at_;
   SkipAsciiName();
   const std::string_view name = Since(start + 1);
-  if (name.empty() || Peek() != ';')
-    Refuse(start, "a '&' that begins no reference: a plain one is written &amp;");
+  if (name.empty() || Peek() != ';') Refuse(start, "'&' without a reference: write &amp;");
   at_ = start;
   std::string character;
   constexpr std::pair<std::string_view, char> kEntities[] = {
@@ -139,7 +138,7 @@ void XmlCursor::Reference(Content& content) {
   for (const auto& [entity, meant] : kEntities)
     if (name == entity) character = meant;
   if (name.starts_with('#')) AppendUtf8(character, CharacterOfNumber(start, name.substr(1)));
-  if (character.empty()) Refuse(start, "an entity that XML does not have: &" + Quoted(name) + ";");
+  if (character.empty()) Refuse(start, "an undefined entity: &" + Quoted(name) + ";");
   Replace(content, name.size() + 2, character);
 }
 
@@ -151,7 +150,7 @@ char32_t XmlCursor::CharacterOfNumber(std::size_t start, std::string_view digits
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), code, base);
   const bool isNumber = error == std::errc() && end == digits.data() + digits.size();
   if (!isNumber || !IsXmlCharacter(code) || code > 0x10FFFF || code >> 11 == 0x1B)
-    Refuse(start, "a reference to no character that XML has");
+    Refuse(start, "a reference to a character that XML does not allow");
   return code;
 }
 

@@ -12,9 +12,9 @@ namespace {
 
 constexpr std::size_t kDeepest = 256;
 constexpr std::size_t kMostNodes = 2'000'000;
-constexpr char kNotInDeclaration[] = "something that no XML declaration has";
+constexpr char kNotInDeclaration[] = "text that is not allowed in an XML declaration";
 constexpr char kOutside[] = "text outside of the root element";
-constexpr char kNoNameCharacter[] = "a character that no name has";
+constexpr char kNoNameCharacter[] = "a character that is not allowed in a name";
 
 // True if the texts are equal without regard to case. `letters` is in lower case.
 bool IsInAnyCase(std::string_view text, std::string_view letters) {
@@ -85,7 +85,7 @@ class XmlReader : private XmlCursor {
     if (apart) {
       const std::size_t place = At();
       const auto encoding = Setting("encoding");
-      if (encoding && !IsInAnyCase(*encoding, "utf-8")) Refuse(place, "another encoding than UTF-8");
+      if (encoding && !IsInAnyCase(*encoding, "utf-8")) Refuse(place, "an encoding other than UTF-8");
       if (encoding) apart = Blanks();
     }
     if (apart) {
@@ -129,7 +129,7 @@ class XmlReader : private XmlCursor {
     const bool isComment = Skip("!--");
     if (!isComment && !Skip("![CDATA["))
       Refuse(start, Skip("!DOCTYPE") ? "a document type; event documents have none"
-                                     : "a '<!' that begins neither a comment nor a section");
+                                     : "'<!' without a comment or CDATA section");
     if (!isComment && open_.empty()) Refuse(start, kOutside);
     const std::string_view mark = isComment ? "-->" : "]]>";
     Content content{At()};
@@ -159,7 +159,7 @@ class XmlReader : private XmlCursor {
       else if (Sees('\r'))
         LineEnd(content, "\n");
       else if (Sees("]]>"))
-        Refuse(At(), "']]>' in a text: it is written ]]&gt;");
+        Refuse(At(), "']]>' in a text: write ]]&gt;");
       else
         Characters();
     }
@@ -199,9 +199,9 @@ class XmlReader : private XmlCursor {
       Refuse(place, "more than " + std::to_string(kMostNodes) + " elements and attributes");
   }
   void StartTag(std::size_t start) {
-    if (open_.empty() && !tree_.elements_.empty()) Refuse(start, "another element behind the root element");
+    if (open_.empty() && !tree_.elements_.empty()) Refuse(start, "another element after the root element");
     if (open_.size() == kDeepest)
-      Refuse(start, "elements more than " + std::to_string(kDeepest) + " deep in each other");
+      Refuse(start, "elements nested more than " + std::to_string(kDeepest) + " levels deep");
     const Slice name = Name();
     const bool inNamespace = !open_.empty() && open_.back().inNamespace;
     const std::size_t firstAttribute = tree_.attributes_.size();
@@ -214,7 +214,7 @@ class XmlReader : private XmlCursor {
       Attribute();
     }
     const bool isEmpty = Skip("/>");
-    if (!isEmpty && !Skip(">")) Refuse(At(), "a '/' that is not followed by '>'");
+    if (!isEmpty && !Skip(">")) Refuse(At(), "'/' without '>'");
     CheckNames(name, firstAttribute);
     tree_.elements_.back().inNamespace = open_.back().inNamespace;
     if (isEmpty) Close();
@@ -237,7 +237,7 @@ class XmlReader : private XmlCursor {
   void Declare(std::string_view prefix, std::size_t place, std::string_view name) {
     const bool isXml = name == "http://www.w3.org/XML/1998/namespace";
     if (isXml != (prefix == "xml") || prefix == "xmlns" || name == "http://www.w3.org/2000/xmlns/")
-      Refuse(place, "a namespace that is XML's own");
+      Refuse(place, "a namespace or prefix that is reserved for XML");
     if (prefix.empty()) {
       open_.back().inNamespace = !name.empty();
       return;
@@ -301,7 +301,7 @@ class XmlReader : private XmlCursor {
     MoveTo(At() + 1);
     const std::string_view name = tree_.View(Name());
     const std::string_view wanted = tree_.View(tree_.elements_[open_.back().index].name);
-    if (name != wanted) Refuse(start, "</" + Quoted(name) + "> where </" + Quoted(wanted) + "> is wanted");
+    if (name != wanted) Refuse(start, "</" + Quoted(name) + "> instead of </" + Quoted(wanted) + ">");
     Blanks();
     if (!Skip(">")) Refuse(At(), kNoNameCharacter);
     Close();

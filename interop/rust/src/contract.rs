@@ -208,15 +208,15 @@ pub fn describe(code: HRESULT) -> (&'static str, &'static str) {
         ),
         0x8007000E => (
             "there is not enough memory",
-            "Free some memory and call again; the report is as it was.",
+            "Free some memory and call again. The report has not changed.",
         ),
         0xFFFFF704 => (
             "the event filter disables this event, or all events of the product",
-            "Do not report this event, or take it (or event 0) out of DisabledEvent in the agent's EvtFiltr.ini.",
+            "Do not report this event, or remove its identifier (or 0, which disables all events) from DisabledEvent in the agent's EvtFiltr.ini.",
         ),
         0xFFFFFFD7 => (
             "the event file could not be created or written",
-            "Make sure that the event folder exists, that this process may write there and that the disk is not full; then save again.",
+            "Make sure that the event folder exists, that this process may create files in it and that the disk is not full; then save again.",
         ),
         0xFFFFFFC9 => (
             "the report is too large, or its file could not be written",
@@ -224,11 +224,11 @@ pub fn describe(code: HRESULT) -> (&'static str, &'static str) {
         ),
         0xFFFFFFFB => (
             "the software identifier does not begin with ORBAAGENT",
-            "Use Save; agent-only events are for components of the agent.",
+            "Use Save. SaveAgentEventOnly is for components of the agent.",
         ),
         _ => (
             "the call failed",
-            "The trace shows which step failed; the system's messages explain the number.",
+            "Run varnel trace to see which step failed, and look the number up in Windows's error messages.",
         ),
     }
 }
