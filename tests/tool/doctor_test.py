@@ -14,7 +14,7 @@ from tool import LIBRARY, PROGRAM, ToolTest
 from wine import FACTS, ROOT
 
 HOLD_MUTEX = BUILT / "hold_mutex.exe"
-RIDDLES = re.compile("of this width|another width|way is looked at|stack shows|DLL is another one|Pass every argument|Pass the full path")
+RIDDLES = re.compile("width|way is looked at|stack shows|DLL is another one|Pass every argument|Pass the full path")
 DAY = 86_400
 
 

@@ -45,7 +45,7 @@ class XmlTree {
     std::uint32_t end = 0;              // index after the last element below this one
     std::uint32_t lateText = 0;         // offset in the file of the first text after a child; 0: none
     std::uint32_t attributes : 31 = 0;  // index of the first; the next element's index ends them
-    std::uint32_t inNamespace : 1 = 0;  // a default namespace is declared
+    std::uint32_t inNamespace : 1 = 0;  // the element is in a default namespace
   };
   struct AttributeNode {
     Slice name;
