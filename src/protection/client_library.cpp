@@ -41,9 +41,10 @@ struct LoadedClient {
 std::atomic<DWORD> g_looker{0};           // the thread that is searching, or 0
 std::atomic<bool> g_waitedInVain{false};  // during the current search
 std::atomic<ULONGLONG> g_nextLook{0};
-Candidate g_refused;      // used by the searching thread only
-LoadedClient g_loaded{};  // used by the searching thread only
-SRWLOCK g_clientLock{};   // guards g_client
+std::atomic<bool> g_lookAgain{false};  // at once: not final, or a save was denied since the search began
+Candidate g_refused;                   // used by the searching thread only
+LoadedClient g_loaded{};               // used by the searching thread only
+SRWLOCK g_clientLock{};                // guards g_client
 ProtectionClient g_client;
 
 bool IsSame(const Candidate& left, const Candidate& right) noexcept {
@@ -153,6 +154,7 @@ Finding Look(Candidate& candidate) noexcept {
 // the first one of this file.
 bool LookForAll(Candidate& candidate, Finding& finding) noexcept {
   g_waitedInVain = false;
+  g_lookAgain = false;
   finding = Look(candidate);
   {
     const ExclusiveLock lock(g_clientLock);
@@ -160,7 +162,10 @@ bool LookForAll(Candidate& candidate, Finding& finding) noexcept {
   }
   const bool isNew = finding.refusal && !IsSame(candidate, g_refused);
   if (finding.refusal) g_refused = candidate;
-  if (finding.isFinal) g_nextLook = GetTickCount64() + kMillisecondsBetweenLooks;
+  if (finding.isFinal)
+    g_nextLook = GetTickCount64() + kMillisecondsBetweenLooks;
+  else
+    g_lookAgain = true;
   g_looker = 0;
   return isNew;
 }
@@ -184,7 +189,7 @@ bool WaitForLook(ULONGLONG end) noexcept {
 // Starts a search on this thread. False if none is due or another thread is searching.
 bool BeginLook() noexcept {
   const ULONGLONG end = GetTickCount64() + kLongestWait;
-  while (GetTickCount64() >= g_nextLook) {
+  while (g_lookAgain || GetTickCount64() >= g_nextLook) {
     DWORD nobody = 0;
     if (g_looker.compare_exchange_strong(nobody, GetCurrentThreadId())) return true;
     if (KnownClient() || !WaitForLook(end)) return false;
@@ -206,7 +211,7 @@ ProtectionClient GetProtectionClient() {
 }
 
 void LookForClientAgain() noexcept {
-  g_nextLook = 0;
+  g_lookAgain = true;
 }
 
 }  // namespace varnel

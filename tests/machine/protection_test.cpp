@@ -294,6 +294,28 @@ TEST_F(Protection, SavesThatComeWhileAnotherThreadLooksWaitForTheClient) {
   EXPECT_EQ(kThreads, FilesIn(agentEvents).size());
 }
 
+TEST_F(Protection, SaveThatIsDeniedDuringALookMakesTheNextOneLookAtOnce) {
+  const std::wstring path = folder.File(L"late.dll");
+  std::filesystem::copy_file(Client("unsigned.dll"), path);
+  UseClient(path);
+  const Library library;
+  const ImportHook hooks[] = {{library.Module(), "LoadLibraryExW", &SlowLook::Load},
+                              {library.Module(), "CreateFileW", &Guard::Open}};
+  const auto report = library.CreateReport();
+  Initialize(*report);
+  Fill(*report);
+  SlowLook::pause = [&] {
+    Guard::isUp = true;
+    EXPECT_EQ(VARNEL_E_NOT_WRITTEN, report->Save());
+    Guard::isUp = false;
+  };
+  EXPECT_THAT(Save(library), HasSubstr("it is not signed"));
+  SlowLook::pause = nullptr;
+  std::filesystem::copy_file(Client("trusted.dll"), path, std::filesystem::copy_options::overwrite_existing);
+  EXPECT_EQ("", Save(library));
+  EXPECT_NE(L"not loaded", TakeRecord(L"late.dll"));
+}
+
 TEST_F(Protection, LookThatDoesNotEndIsWaitedForOnceAndFiveSecondsAtMost) {
   UseClient(CopyOfClient(L"endless.dll"));
   const Library library;
