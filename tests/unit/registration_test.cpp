@@ -1,6 +1,6 @@
 #include "base/handles.h"
-#include "runtime/load_restriction.h"
 #include "com/registrar.h"
+#include "runtime/load_restriction.h"
 #include "support/registry_sandbox.h"
 #include "support/text.h"
 
