@@ -197,7 +197,7 @@ TEST_F(ClientReport, ErrorsNameTheCallItsArgumentsAndTheStepThatIsMissing) {
       {[&] { orphan.AddSibling("S"); }, "AddSibling(\"S\"): ", "only until it is closed"},
       {[&] { orphan.SetAttribute("A", 1); }, "SetAttribute(\"A\"): ", "only until it is closed"},
       {[] { Element().AddChild("C"); }, "AddChild(\"C\"): ", "or the element is empty"},
-      {[&] { fresh.Save(); }, "Save: the report has no facts of the machine", "Call AddMachine"},
+      {[&] { fresh.Save(); }, "Save: the report has no machine facts", "Call AddMachine"},
       {[&] { report.Save(); }, "Save: the report has no event", "Call AddEvent"},
       {[&] { report.AddMachine(); }, "AddMachine: the report already has", "once"},
       {[&] {
@@ -214,8 +214,7 @@ TEST_F(ClientReport, ErrorsNameTheCallItsArgumentsAndTheStepThatIsMissing) {
       {[&] { open(&Product::rootName, "1 x"); }, "Report(rootName \"1 x\"): the name", "begins with"},
       {[&] { open(&Product::elementName, "MachineInfo"); },
        "Report(elementName \"MachineInfo\"): ", "another"},
-      {[&] { open(&Product::version, nullptr); }, "Report(version null): a text that is needed",
-       "Pass a text"},
+      {[&] { open(&Product::version, nullptr); }, "Report(version null): a required text", "Pass a text"},
       {[&] { varnel::Report(varnel::Library(), SomeProduct()); }, "Report: COM is not initialised",
        "ComScope"},
       {[] { (void)varnel::Library::FromFile(L"x.dll"); }, "Library::FromFile(\"x.dll\"): the path is",
