@@ -57,7 +57,7 @@ struct Answer {
   bool waits = false;  // Save waits, because another program holds the save mutex
 };
 
-constexpr char kNotLookedAt[] =
+constexpr char kNotChecked[] =
     "whether the registered DLL loads; free room on the disk; the self-protection service; the 32-bit "
     "registration";
 
@@ -132,7 +132,7 @@ void PrintAnswer(const Answer& answer) {
   for (const std::wstring& line : prediction.lines) PrintRow("log line at level 5", ToUtf8(line));
   if (prediction.lines.empty()) PrintRow("log line at level 5", "none");
   PrintRow("file", prediction.isWritten ? ToUtf8(prediction.folder + L'\\' + prediction.file) : "none");
-  PrintRow("not checked", kNotLookedAt);
+  PrintRow("not checked", kNotChecked);
 }
 
 ordered_json ToJson(const Answer& answer) {
@@ -145,7 +145,7 @@ ordered_json ToJson(const Answer& answer) {
   return {{"rules", std::move(rules)},       {"result", ToJson(WordsOf(prediction))},
           {"written", prediction.isWritten}, {"waits", answer.waits},
           {"lines", std::move(lines)},       {"folder", ToUtf8(prediction.folder)},
-          {"file", ToUtf8(prediction.file)}, {"notLookedAt", kNotLookedAt}};
+          {"file", ToUtf8(prediction.file)}, {"notChecked", kNotChecked}};
 }
 
 Status ExplainEvent(const ExplainOptions& options) {
