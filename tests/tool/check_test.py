@@ -42,8 +42,8 @@ FILES = {
     "surrogate": (b"<R>\xed\xa0\x80</R>", ":1:4: invalid UTF-8"),
     "long form": (b"<R>\xc0\xbc</R>", ":1:4: invalid UTF-8"),
     "escape": ("<R>\x1b[2J</R>", ":1:4: a control character"),
-    "escape by its number": ("<R>&#27;[2J</R>", ":1:4: a reference to no character"),
-    "half a reference": ("<R>&amp</R>", ":1:4: a '&' that begins no reference"),
+    "escape by its number": ("<R>&#27;[2J</R>", ":1:4: a reference to a character that XML does not allow"),
+    "half a reference": ("<R>&amp</R>", ":1:4: '&' without a reference"),
     "no entity": ("<R>&nbsp;</R>", ":1:4: an undefined entity: &nbsp;"),
     "beyond the basic plane": ("<R>\U0001f600\x01</R>", ":1:6: a control character"),
     "glued": ('<R a="1"b="2"/>', "no blank between two attributes"),
@@ -121,7 +121,7 @@ class Check(ToolTest):
         self.folder("faults", {"many.xml": RIGHT.replace("</R>", "<EventID/>" * 300_000 + "</R>")})
         lines = self.varnel("check", "C:\\faults", status=1)[0].splitlines()
         self.assertEqual(21, len(lines))
-        self.assertIn(f"many.xml:1:{len(RIGHT) - 4 + 2 + 19 * len('<EventID/>')}: EventID is a name of the library's own", lines[19])
+        self.assertIn(f"many.xml:1:{len(RIGHT) - 4 + 2 + 19 * len('<EventID/>')}: EventID is a name that only the library may use", lines[19])
 
     def test_progress_is_for_consoles(self):
         self.folder("many", {f"{i}.xml": RIGHT for i in range(4000)})

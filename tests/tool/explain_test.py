@@ -35,14 +35,14 @@ class Explain(ToolTest):
         for code in "-55", "4294967241", "0XffffffC9":
             self.assertEqual(too_large, self.varnel("explain", "--code", code)[0])
         for code, status, words in (("0", 0, "0x00000000 S_OK\nmeaning +the call succeeded$"), ("1", 1, "0x00000001\nmeaning +the call succeeded$"),
-                                    ("-1", 1, "0xFFFFFFFF\nmeaning +the call failed\nwhat to do +The trace shows")):
+                                    ("-1", 1, "0xFFFFFFFF\nmeaning +the call failed\nwhat to do +Run varnel trace")):
             self.assertRegex(self.varnel("explain", "--code", code, status=status)[0].strip(), "^result +" + words)
 
     def test_what_cannot_be_explained_gets_one_line(self):
         for arguments, words in (
                 ([], "pass --software, --event and --severity, or --code"),
                 (EVENT[:4], "pass --software"),
-                (["--code", "ffffffc9"], "ffffffc9: a number like"),
+                (["--code", "ffffffc9"], "ffffffc9: not a result; pass a number like"),
                 (["--code", "0x-5"], "a number like"),
                 (["--code", "-2147483649"], "a number like"),
                 (["--code", "4294967296"], "a number like"),
@@ -95,7 +95,7 @@ class Explain(ToolTest):
                 (("AgPlcyEventTriggerThreshold", "REG_SZ", "3"), [], 0, "0x00000000", r"C:\Agent\AgentEvents\<time>.txml", ""),
                 (("Data Path", "REG_SZ", "C:\\A\x7f\\"), [], 1, "0xFFFFFFD7", "folder", "Create this folder"),
                 (("Data Path", "REG_SZ", "x" * 260), [], 1, "0x80004005", "Data Path", 'Set "Data Path" to a full path'),
-                (("Data Path", "REG_SZ", "C:\\Agent\\"), [], 1, "0xFFFFF704", "filter, event 7", "Take 7 out of DisabledEvent"),
+                (("Data Path", "REG_SZ", "C:\\Agent\\"), [], 1, "0xFFFFF704", "filter, event 7", "Remove 7 from DisabledEvent"),
                 (("Brenn Size", "REG_DWORD", "9"), [], 1, "0xFFFFFFC9", "size limit", 'set "Brenn Size" to more than 500'),
                 (("AgentMode", "REG_DWORD", "0"), [], 1, "0x00000000", "managed", "Enrol the agent"),
                 ((), ["--managed-only"], 1, "0xFFFFF703", "managed", "Enrol the agent")):

@@ -38,15 +38,15 @@ class Send(ToolTest):
                 (["--dll", "varnel.dll"], None, "not a full path"),
                 (["--json"], "{", "JSON: "),
                 (["--json"], "[]", "expected an object"),
-                (["--json"], '{"events":[{"id":2147483648}]}', "/events/0/id: a whole number of 32 bits"),
-                (["--json"], '{"events":[{"id":18446744073709551615}]}', "/events/0/id: a whole number of 32 bits"),
+                (["--json"], '{"events":[{"id":2147483648}]}', "/events/0/id: expected a 32-bit whole number"),
+                (["--json"], '{"events":[{"id":18446744073709551615}]}', "/events/0/id: expected a 32-bit whole number"),
                 (["--json"], '{"events":[{"id":1e400}]}', "JSON: "),
                 (["--json"], '{"events":[{"time":"2023-02-29T00:00:00Z"}]}', "/events/0/time: a time like"),
                 (["--json"], '{"evnts\\u001b[2J":1}', "evnts\\u{1b}[2J: unknown name"),
                 (["--json"], deep, "nested too deeply"),
                 (["--json"], '{"events":[{"attributes":{' + many + '},"idd":1}]}', "/events/0/idd: unknown name"),
                 (["--json"], '{"events":[{"attributes":{"a":1,"a":2}}]}', "/events/0/attributes/a: given twice"),
-                (["--json"], '{"events":[]}', "/events: at least one event is wanted"),
+                (["--json"], '{"events":[]}', "/events: expected at least one event"),
                 ([], None, "(0x80040154)")):  # as products get it: nothing is registered, and a DLL beside the program does not count
             output, errors = self.varnel("send", *arguments, status=2, text=text)
             self.assertEqual("", output)
