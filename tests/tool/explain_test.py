@@ -46,7 +46,7 @@ class Explain(ToolTest):
                 (["--code", "0x-5"], "a number like"),
                 (["--code", "-2147483649"], "a number like"),
                 (["--code", "4294967296"], "a number like"),
-                (["--code", "\x1b[2J"], r"\u{1b}[2J: a number like"),
+                (["--code", "\x1b[2J"], r"\u{1b}[2J: not a result; pass a number like"),
                 (["--code", "-5", "--size", "1"], "--code excludes --size"),
                 ([*EVENT, "--size", "-1"], "--size: Value -1 not in range 0 to 4294967295"),
                 ([*EVENT[:2], "--event", "2147483648", "--severity", "1"], "--event"),
