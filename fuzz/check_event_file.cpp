@@ -3,7 +3,7 @@
 // taken for a broken one.
 
 #include "check.h"
-#include "varnel/xml_reader.h"
+#include "eventfile/xml_reader.h"
 
 #include <libxml/parser.h>
 

@@ -1,4 +1,4 @@
-#include "access_rule.h"
+#include "machine/access_rule.h"
 
 #include <windows.h>
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "prediction.h"
+#include "report/prediction.h"
 
 #include "support/captured_output.h"
 #include "support/library.h"

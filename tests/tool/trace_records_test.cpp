@@ -1,9 +1,9 @@
-#include "trace_records.h"
+#include "trace/trace_records.h"
 
-#include "console.h"
+#include "console/console.h"
 #include "logging/line_outputs.h"
 #include "support/import_hook.h"
-#include "trace_slot.h"
+#include "trace/trace_slot.h"
 
 #include <gtest/gtest.h>
 

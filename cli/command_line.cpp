@@ -1,0 +1,196 @@
+#include "command_line.h"
+
+#include "commands/commands.h"
+#include "console/text.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+namespace varnel::tool {
+namespace {
+
+// The options of all commands, and the command that was selected.
+struct Chosen {
+  DoctorOptions doctor;
+  ExplainOptions explain;
+  SendOptions send;
+  ShowOptions show;
+  CheckOptions check;
+  TraceOptions trace;
+  std::string dll;
+  std::function<Status()> run;
+};
+
+void AddDoctor(CLI::App& app, Chosen& chosen) {
+  DoctorOptions& options = chosen.doctor;
+  CLI::App& command = *app.add_subcommand(
+      "doctor",
+      "Finds out why events do not arrive. Prints a row for each check: state, finding, what to do.");
+  command.footer(
+      "Example: varnel doctor --software EXAMPLE__1000 --write\n"
+      "Returns 0 if all is well, 1 with warnings, 2 with failures.");
+  command.add_option("--software", options.softwareId, "Software identifier of the product")
+      ->capture_default_str();
+  command.add_flag("--json", options.asJson,
+                   "Print JSON: a list of objects with check, state, found, remedy");
+  command.add_flag("--write", options.write,
+                   "Also save a trial report as the product would, look for its file and remove it");
+  command.add_option("--dll", options.dll,
+                     "Full path of a varnel.dll to use for the trial report instead of the registered one");
+  command
+      .add_option("--timeout", options.seconds,
+                  "Time limit in seconds for loading a DLL and for the trial report")
+      ->check(CLI::Range(1, 3600))
+      ->capture_default_str();
+  command
+      .add_option("--backlog-files", options.backlogFiles,
+                  "Warn from this number of files in an event folder")
+      ->capture_default_str();
+  command.add_option("--backlog-minutes", options.backlogMinutes, "Warn from this age of the oldest file")
+      ->capture_default_str();
+  command.add_flag("--repair-trace", options.repairTrace,
+                   "Only restore the log level that a killed varnel trace --level has left");
+  command.callback([&chosen] {
+    chosen.run = [&chosen] { return chosen.doctor.repairTrace ? RepairTrace() : RunDoctor(chosen.doctor); };
+  });
+}
+
+void AddExplain(CLI::App& app, Chosen& chosen) {
+  ExplainOptions& options = chosen.explain;
+  CLI::App& command = *app.add_subcommand(
+      "explain",
+      "Predicts what the library would do with an event on this machine, and why; or explains a result.");
+  command.footer(
+      "Examples: varnel explain --software EXAMPLE__1000 --event 1024 --severity 3\n"
+      "          varnel explain --code 0xFFFFFFC9");
+  CLI::Option& code =
+      *command.add_option("--code", options.code, "A result to explain: 0xFFFFFFC9, -55 or 4294967241");
+  const auto option = [&](const char* name, auto& value, const char* meaning) {
+    return command.add_option(name, value, meaning)->excludes(&code);
+  };
+  option("--software", options.softwareId, "Software identifier");
+  option("--event", options.event, "Event identifier");
+  option("--severity", options.severity, "Event severity");
+  option("--size", options.size, "Size of the whole report in bytes")
+      ->check(CLI::Range(std::int64_t{0}, std::int64_t{UINT32_MAX}))
+      ->capture_default_str();
+  command
+      .add_flag("--managed-only", options.managedOnly, "The product calls Initialize3 instead of Initialize")
+      ->excludes(&code);
+  command
+      .add_flag("--own-dll", options.ownDll,
+                "The product keeps varnel.dll in its own folder: ignore the registration")
+      ->excludes(&code);
+  command.add_flag("--json", options.asJson, "Print JSON");
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunExplain(chosen.explain); }; });
+}
+
+void AddSend(CLI::App& app, Chosen& chosen) {
+  SendOptions& options = chosen.send;
+  CLI::App& command =
+      *app.add_subcommand("send", "Reports an event with the real library and prints the path of its file.");
+  command.footer(
+      "Example: varnel send --software EXAMPLE__1000 --event Tried --id 1 --severity 1 -a From=Console");
+  command.add_flag("--json", options.fromInput,
+                   "Read the whole report as JSON from standard input (docs/tool.md)");
+  command.add_flag("--managed-only", options.managedOnly,
+                   "Fail if the agent is not managed, as after Initialize3");
+  const auto option = [&command](const char* name, auto& value, const char* meaning) {
+    command.add_option(name, value, meaning)->capture_default_str();
+  };
+  option("--software", options.report.softwareId, "Software identifier");
+  option("--name", options.report.name, "Product name");
+  option("--product-version", options.report.version, "Product version");
+  option("--family", options.report.family, "Product family");
+  option("--root", options.report.root, "Name of the root element");
+  option("--element", options.report.element, "Name of the product element");
+  option("--event", options.event.name, "Name of the event");
+  option("--id", options.event.id, "Event identifier");
+  option("--severity", options.event.severity, "Event severity");
+  command.add_option("-a,--attribute", options.attributes, "NAME=TEXT, an attribute of the event");
+  command.add_option("-c,--child", options.children, "NAME=TEXT, an element in the event");
+  command.add_option("--repeat", options.repeat, "Save this number of reports")
+      ->check(CLI::Range(1, 100'000));
+  command.add_option("--dll", options.dll, "Full path of a varnel.dll to use instead of the registered one");
+  command.add_flag("--return-result", options.returnResult)->group("");
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunSend(chosen.send); }; });
+}
+
+// For varnel doctor, which runs it in a separate process.
+void AddLoad(CLI::App& app, Chosen& chosen) {
+  CLI::App& command = *app.add_subcommand("load")->group("");
+  command.add_option("dll", chosen.dll)->required();
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunLoad(chosen.dll); }; });
+}
+
+void AddShow(CLI::App& app, Chosen& chosen) {
+  ShowOptions& options = chosen.show;
+  CLI::App& command = *app.add_subcommand("show", "Shows the events in event files, one per line.");
+  command.footer("Example: varnel show --json --follow C:\\Agent\\AgentEvents");
+  command.add_option("path", options.paths,
+                     "Files, or folders with files; by default the agent's and the server's event folder");
+  CLI::Option* const tree = command.add_flag("--tree", options.tree, "Show all elements of the files");
+  command
+      .add_flag("--json", options.json,
+                "Print a JSON object for each event, with the field names of the Elastic Common Schema")
+      ->excludes(tree);
+  command.add_option("--html", options.page, "Write an HTML page with plot, table and details to this file")
+      ->excludes(tree)
+      ->excludes("--json");
+  command.add_flag("--follow", options.follow, "Continue with new files as they appear, until Ctrl+C")
+      ->excludes("--html");
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunShow(chosen.show); }; });
+}
+
+void AddCheck(CLI::App& app, Chosen& chosen) {
+  CLI::App& command =
+      *app.add_subcommand("check", "Checks event files against the rules of docs/event-format.md.");
+  command.footer("Example: varnel check C:\\Agent\\AgentEvents");
+  command.add_option("path", chosen.check.paths, "Files, or folders with files")->required();
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunCheck(chosen.check); }; });
+}
+
+void AddTrace(CLI::App& app, Chosen& chosen) {
+  TraceOptions& options = chosen.trace;
+  CLI::App& command =
+      *app.add_subcommand("trace", "Prints the library's log lines as they arrive, until Ctrl+C.");
+  command.footer(
+      "--level applies to reports whose Initialize is called while the trace runs.\n"
+      "Example: varnel trace --level 8 --facility Quorvel");
+  command
+      .add_option("--level", options.level, "Set the log level, 1 to 8, and restore the old one at the end")
+      ->check(CLI::Range(1, 8));
+  command.add_option("--up-to", options.upTo, "Print only lines up to this level, 1 to 8")
+      ->check(CLI::Range(1, 8));
+  command.add_option("--facility", options.facility, "Print only lines of this facility");
+  command.add_option("--seconds", options.seconds, "Stop after this time")->check(CLI::NonNegativeNumber);
+  command.add_flag("--json", options.json, "Print one JSON object per line");
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunTrace(chosen.trace); }; });
+}
+
+}  // namespace
+
+Status RunCommandLine(const std::vector<std::string>& arguments) {
+  CLI::App app("Answers questions about varnel.dll and its event files.", "varnel");
+  app.require_subcommand(1);
+  app.set_version_flag("--version", VARNEL_VERSION);
+  Chosen chosen;
+  for (const auto add : {AddDoctor, AddExplain, AddSend, AddLoad, AddShow, AddCheck, AddTrace})
+    add(app, chosen);
+  try {
+    app.parse(std::vector<std::string>(arguments.rbegin(),
+                                       arguments.rend()));  // the parser takes them in reverse order
+  } catch (const CLI::CallForVersion& version) {
+    Print(std::string("varnel ") + version.what() + "\n");
+    return kDone;
+  } catch (const CLI::Success&) {
+    Print(app.get_subcommands().empty() ? app.help() : app.get_subcommands()[0]->help());
+    return kDone;
+  } catch (const CLI::ParseError& error) {
+    PrintError(Printable(error.what()) + "; see varnel --help");
+    return kFailed;
+  }
+  return chosen.run();
+}
+
+}  // namespace varnel::tool

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "console/console.h"
+#include "report/report_json.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The commands of the program: a function for each, with the options of the command line as UTF-8. A command
+// that cannot do its work throws Failure or an exception of varnel.hpp.
+namespace varnel::tool {
+
+struct DoctorOptions {
+  std::string softwareId = "EXAMPLE__1000";
+  bool asJson = false;
+  bool write = false;
+  bool repairTrace = false;  // call RepairTrace instead of RunDoctor
+  std::string dll;           // for the trial report; empty: the registered class
+  int seconds = 10;
+  std::uint64_t backlogFiles = 1000;
+  std::uint64_t backlogMinutes = 60;
+};
+[[nodiscard]] Status RunDoctor(const DoctorOptions& options);
+
+struct ExplainOptions {
+  std::string code;  // a result to explain; if empty, the members below describe an event
+  std::optional<std::string> softwareId;
+  std::optional<std::int32_t> event;
+  std::optional<std::int32_t> severity;
+  std::int64_t size = 500;  // about the size of a report with one event
+  bool managedOnly = false;
+  bool ownDll = false;  // the product has its own copy of the DLL: registration does not matter
+  bool asJson = false;
+};
+[[nodiscard]] Status RunExplain(const ExplainOptions& options);
+
+struct SendOptions {
+  ReportText report;  // without its event
+  EventText event = {{"Tried", "", {}, {}}, 1, 1, {}};
+  std::vector<std::string> attributes;  // NAME=TEXT
+  std::vector<std::string> children;
+  std::string dll;
+  int repeat = 1;
+  bool fromInput = false;  // read the whole report from standard input
+  bool managedOnly = false;
+  bool returnResult = false;  // return the HRESULT as the program's status, for varnel doctor
+};
+[[nodiscard]] Status RunSend(const SendOptions& options);
+
+// Creates a report object with a DLL (full path) and returns the HRESULT as status. For varnel doctor.
+[[nodiscard]] Status RunLoad(const std::string& dll);
+
+struct ShowOptions {
+  std::vector<std::string> paths;
+  bool tree = false;
+  bool json = false;
+  bool follow = false;
+  std::string page;  // the file to write as a page
+};
+[[nodiscard]] Status RunShow(const ShowOptions& options);
+
+struct CheckOptions {
+  std::vector<std::string> paths;
+};
+[[nodiscard]] Status RunCheck(const CheckOptions& options);
+
+struct TraceOptions {
+  int level = 0;  // log level to set; 0: keep the current one
+  int upTo = 8;
+  std::string facility;
+  int seconds = 0;  // 0: until Ctrl+C
+  bool json = false;
+};
+[[nodiscard]] Status RunTrace(const TraceOptions& options);
+// Restores the log level that a killed trace has left.
+[[nodiscard]] Status RepairTrace();
+
+}  // namespace varnel::tool

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "eventfile/xml_reader.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace varnel::tool {
+
+// A file to read.
+struct ListedFile {
+  std::wstring path;
+  bool named = false;  // on the command line, not found in a folder
+};
+
+// Returns the file, or the files of the folder, oldest first and without links and folders. Throws Failure if
+// the path cannot be read.
+[[nodiscard]] std::vector<ListedFile> ListFiles(const std::wstring& path);
+
+// Reads event files one after the other, while other programs may write and delete them.
+class EventFileReader {
+ public:
+  // The state of a file that was read. A file that another program has opened exclusively is unfinished and
+  // in use. A file that cannot be read, or has more than 256 MB, is unreadable; the fault says why. A file
+  // that was found in a folder and has been deleted since is gone.
+  struct Result : XmlVerdict {
+    bool isGone = false;
+    bool isInUse = false;
+  };
+  [[nodiscard]] Result Read(const ListedFile& file);
+  // Returns the tree of the file that was read last.
+  [[nodiscard]] const XmlTree& Tree() const { return tree_; }
+
+ private:
+  std::string bytes_;
+  XmlTree tree_;
+};
+
+// Returns the size of a file in bytes; 0 if it does not exist.
+[[nodiscard]] std::uint64_t SizeOf(const std::wstring& path);
+
+}  // namespace varnel::tool

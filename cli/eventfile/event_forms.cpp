@@ -1,0 +1,45 @@
+#include "eventfile/event_forms.h"
+
+#include <charconv>
+#include <chrono>
+#include <cstdint>
+
+namespace varnel::tool {
+namespace {
+
+// Returns the value of a text of digits.
+unsigned Digits(std::string_view text) {
+  unsigned value = 0;
+  for (const char digit : text) value = value * 10 + static_cast<unsigned>(digit - '0');
+  return value;
+}
+
+}  // namespace
+
+bool IsNumber(std::string_view text) {
+  std::int32_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  char shortest[12];
+  const auto written = std::to_chars(shortest, shortest + sizeof(shortest), value);
+  return error == std::errc() && end == text.data() + text.size() &&
+         text == std::string_view(shortest, static_cast<std::size_t>(written.ptr - shortest));
+}
+
+bool IsTime(std::string_view text) {
+  if (text.size() != kNoTime.size()) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isDigit = text[i] >= '0' && text[i] <= '9';
+    if (kNoTime[i] == '0' ? !isDigit : text[i] != kNoTime[i]) return false;
+  }
+  const std::chrono::year_month_day date{std::chrono::year(static_cast<int>(Digits(text.substr(0, 4)))),
+                                         std::chrono::month(Digits(text.substr(5, 2))),
+                                         std::chrono::day(Digits(text.substr(8, 2)))};
+  return date.ok() && date.year() >= std::chrono::year(100) && Digits(text.substr(11, 2)) < 24 &&
+         Digits(text.substr(14, 2)) < 60 && Digits(text.substr(17, 2)) < 60;
+}
+
+bool IsHardwareAddress(std::string_view text) {
+  return text.size() == 12 && text.find_first_not_of("0123456789abcdef") == text.npos;
+}
+
+}  // namespace varnel::tool

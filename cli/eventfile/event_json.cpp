@@ -1,0 +1,183 @@
+#include "eventfile/event_json.h"
+
+#include "eventfile/event_forms.h"
+#include "eventfile/event_labels.h"
+
+#ifdef _WIN32
+#include <winsock2.h>
+#include <ws2tcpip.h>
+#else
+#include <arpa/inet.h>
+#endif
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace varnel::tool {
+namespace {
+
+bool IsAddress(const std::string& text) {
+  std::array<unsigned char, 16> binary;
+  return inet_pton(AF_INET, text.c_str(), binary.data()) == 1 ||
+         inet_pton(AF_INET6, text.c_str(), binary.data()) == 1;
+}
+
+// Returns an address like 01-23-45-67-89-AB.
+std::string HyphenedAddress(std::string_view digits) {
+  std::string text;
+  for (std::size_t i = 0; i < digits.size(); ++i) {
+    if (i > 0 && i % 2 == 0) text += '-';
+    text += static_cast<char>(digits[i] >= 'a' ? digits[i] - 'a' + 'A' : digits[i]);
+  }
+  return text;
+}
+
+std::string Quoted(std::string_view text, JsonUse use) {
+  std::string json;
+  AppendJsonText(json, Cut(text), use);
+  return json;
+}
+
+// Writes the events of one document. Fields that all of them share are formatted once.
+class EventWriter {
+ public:
+  EventWriter(const EventDocument& document, JsonUse use)
+      : use_(use), fileName_(document.FileName()), first_(use), last_(use) {
+    first_("product_family", AttributeOf(document.product, kProductFacts[2]));
+    first_("root", document.root.Name());
+    TakeMachine(document.machine);
+    AddField("observer", {{"product", Text(AttributeOf(document.product, kProductFacts[0]))},
+                          {"version", Text(AttributeOf(document.product, kProductFacts[1]))}});
+    AddField("log", {{"file", "{\"path\":" + Text(document.path) + "}"}});
+    TakeRest(document);
+  }
+
+  // Replaces `json` by the event's line. Returns false if not even the required fields fit.
+  bool Write(const Element& event, std::size_t place, std::size_t limit, std::string& json) {
+    if (limit < kEnding) return false;
+    json.clear();
+    JsonLine line(json, limit - kEnding, use_);
+    LeftOut leftOut = leftOut_;
+    const Facts facts(event, kEventFacts);
+    const std::string_view id = facts.Text(0), severity = facts.Text(1), time = facts.Text(2);
+    if (IsTime(time)) line.Text("@timestamp", std::string(time) + "Z");
+    line.Raw("ecs", R"({"version":"8.11.0"})");
+    line.Open("event");
+    line.Raw("kind", R"("event")");
+    line.Raw("module", R"("varnel")");
+    bool fits = line.Text("action", Cut(event.Name()));
+    if (!id.empty() && !line.Text("code", Cut(id))) ++leftOut.fields;
+    if (IsNumber(severity)) line.Raw("severity", severity);
+    fits = line.Text("id", fileName_ + "#" + std::to_string(place)) && fits;
+    line.Close();
+    if (!fits) return false;
+    for (const auto& [name, value] : fields_)
+      if (!line.Raw(name, value)) ++leftOut.fields;
+
+    line.Open("labels");
+    Labels labels(line, leftOut);
+    labels.Add(first_);
+    // An invalid number in its field would make the receiver refuse the event.
+    if (!IsNumber(severity) && !severity.empty()) labels("Severity", severity);
+    if (!IsTime(time) && !time.empty()) labels("GMTTime", time);
+    std::string path;
+    WalkAttributes(path, event, labels);
+    for (const Element child : event.Children())
+      if (!facts.Have(child)) WalkElement(path, child, labels);
+    labels.Add(last_);
+    line.SetLimit(limit);
+    if (const std::string words = leftOut.Words(); !words.empty()) line.Text("left_out", words);
+    line.Close();
+    line.Close();
+    leftOut_ = {};
+    return true;
+  }
+  void CountLeftOut() { ++leftOut_.events; }
+
+ private:
+  using Members = std::initializer_list<std::pair<std::string_view, std::string>>;
+  static constexpr std::size_t kEnding = 256;  // "labels", "left_out" and the end of the line
+
+  std::string Text(std::string_view text) const { return text.empty() ? std::string() : Quoted(text, use_); }
+  // Returns an object with the members that have a value.
+  std::string Object(Members members) const {
+    std::string json;
+    JsonLine line(json, json.max_size() / 2, use_);
+    for (const auto& [name, value] : members)
+      if (!value.empty()) line.Raw(name, value);
+    line.Close();
+    return json == "{}" ? std::string() : json;
+  }
+  void AddField(const char* name, Members members) {
+    if (std::string json = Object(members); !json.empty()) fields_.emplace_back(name, std::move(json));
+  }
+
+  void TakeMachine(const std::optional<Element>& machine) {
+    const Facts facts(machine, kMachineFacts);
+    const std::string address(facts.Text(2));
+    const std::string_view hardware = facts.Text(6);
+    const bool isAddress = IsAddress(address), isHardware = IsHardwareAddress(hardware);
+    AddField("host", {{"name", Text(facts.Text(0))},
+                      {"ip", isAddress ? "[" + Text(address) + "]" : ""},
+                      {"mac", isHardware ? "[" + Text(HyphenedAddress(hardware)) + "]" : ""},
+                      {"os", Object({{"full", Text(facts.Text(3))}})}});
+    AddField("user", {{"name", Text(facts.Text(4))}});
+    AddField("agent", {{"id", Text(facts.Text(1))}});
+    if (!isAddress && !address.empty()) last_("MachineInfo_IPAddress", address);
+    if (!isHardware && !hardware.empty()) last_("MachineInfo_RawMACAddress", hardware);
+    if (!facts.Text(5).empty()) last_("MachineInfo_TimeZoneBias", facts.Text(5));
+    if (!machine) return;
+    std::string path = "MachineInfo_";
+    WalkAttributes(path, *machine, last_);
+    for (const Element child : machine->Children())
+      if (!facts.Have(child)) WalkElement(path, child, last_);
+  }
+  // Adds the other children of the product element, and the elements after it, as labels.
+  void TakeRest(const EventDocument& document) {
+    std::string path = std::string(document.product.Name()) + "_";
+    const auto add = [this, length = path.size()](std::string_view given, std::string_view value) {
+      const std::string_view name = given.substr(length);
+      if (std::find(kProductFacts.begin(), kProductFacts.end(), name) == kProductFacts.end())
+        last_(given, value);
+    };
+    WalkAttributes(path, document.product, add);
+    for (const Element child : document.product.Children())
+      if (!IsEvent(child)) WalkElement(path, child, last_);
+    path = std::string(document.root.Name()) + "_";
+    for (const Element child : document.root.Children())
+      if (!(child == document.product) && !(document.machine == child)) WalkElement(path, child, last_);
+  }
+
+  const JsonUse use_;
+  const std::string fileName_;
+  std::vector<std::pair<std::string, std::string>> fields_;
+  SharedLabels first_;
+  SharedLabels last_;
+  LeftOut leftOut_;  // parts of earlier events, to be counted in the next event's line
+};
+
+}  // namespace
+
+void WriteEvents(const EventDocument& document, JsonUse use, const Sink& sink) {
+  std::optional<Element> last;
+  for (const Element child : document.product.Children())
+    if (IsEvent(child)) last = child;
+  EventWriter writer(document, use);
+  Allowance allowance;
+  std::string json;
+  std::size_t place = 0;
+  for (const Element event : document.product.Children()) {
+    if (!IsEvent(event)) continue;
+    const std::size_t least = last == event ? Allowance::kEnd : 0;
+    const std::size_t limit = std::min(std::max(allowance.Left(event.LastOffset()), least), kLongestLine);
+    if (!writer.Write(event, ++place, limit, json)) {
+      writer.CountLeftOut();
+      continue;
+    }
+    sink(json);
+    allowance.Use(json.size() + 2);  // with the line end
+  }
+}
+
+}  // namespace varnel::tool

@@ -1,0 +1,102 @@
+#include "eventfile/event_text.h"
+
+#include "console/printable.h"
+#include "console/utf8.h"
+
+#include <algorithm>
+
+namespace varnel::tool {
+namespace {
+
+constexpr std::ptrdiff_t kLongestText = 200;  // characters of a value in one line
+
+std::ptrdiff_t Length(std::string_view text) {
+  return std::count_if(text.begin(), text.end(), [](char byte) { return !ContinuesUtf8(byte); });
+}
+
+// Returns the text padded to |width| characters; right-aligned if `width` is negative.
+std::string Column(std::string_view text, int width) {
+  const std::string shown = Shortened(text);
+  const auto missing = std::max<std::ptrdiff_t>(std::abs(width) - Length(shown), 0);
+  const std::string blanks(static_cast<std::size_t>(missing), ' ');
+  return width < 0 ? blanks + shown : shown + blanks;
+}
+
+// Writes lines as long as the allowance permits, and says where and how many are left out.
+class Lines {
+ public:
+  explicit Lines(const Sink& sink) : sink_(sink) {}
+  // Writes a line about a part of the file that ends at `offset` or later.
+  void Add(std::size_t offset, const std::string& line) {
+    if (line.size() + kNotice > allowance_.Left(offset)) {
+      ++leftOut_;
+      return;
+    }
+    SayLeftOut();
+    sink_(line);
+    allowance_.Use(line.size());
+  }
+  void SayLeftOut() {
+    if (leftOut_ == 0) return;
+    const std::string notice =
+        "... " + std::to_string(leftOut_) + " lines left out: too long for a file of this size\n";
+    sink_(notice);
+    allowance_.Use(notice.size());
+    leftOut_ = 0;
+  }
+
+ private:
+  static constexpr std::size_t kNotice = 100;
+
+  const Sink& sink_;
+  Allowance allowance_;
+  std::size_t leftOut_ = 0;
+};
+
+void AddElement(Lines& lines, const Element& element, std::size_t depth) {
+  std::string line(depth * 2, ' ');
+  line += Shortened(element.Name());
+  std::size_t end = element.Offset() + element.Name().size() + element.Text().size();
+  for (const auto& [name, value] : element.Attributes()) {
+    line += " " + Shortened(name) + "=\"" + Shortened(value) + "\"";
+    end += name.size() + value.size();
+  }
+  if (!IsBlank(element.Text())) line += ": " + Shortened(element.Text());
+  lines.Add(end, line + '\n');
+  for (const Element child : element.Children()) AddElement(lines, child, depth + 1);
+}
+
+}  // namespace
+
+std::string Shortened(std::string_view text) {
+  std::size_t end = 0;
+  for (std::ptrdiff_t length = 0; end < text.size(); ++end)
+    if (!ContinuesUtf8(text[end]) && length++ == kLongestText) break;
+  if (end == text.size()) return Printable(text);
+  return Printable(text.substr(0, end)) + "... (" + std::to_string(Length(text)) + " characters)";
+}
+
+void ListEvents(const EventDocument& document, const Sink& sink) {
+  Lines lines(sink);
+  const std::string file = Shortened(document.FileName());
+  const std::string product = Column(std::string(AttributeOf(document.product, "ProductName")) + " " +
+                                         std::string(AttributeOf(document.product, "ProductVersion")),
+                                     24);
+  for (const Element event : document.product.Children()) {
+    if (!IsEvent(event)) continue;
+    const Facts facts(event, kEventFacts);
+    lines.Add(event.LastOffset(), Column(facts.Text(2), 19) + Column(facts.Text(1), -4) +
+                                      Column(facts.Text(0), -7) + "  " + Column(event.Name(), 24) + "  " +
+                                      product + "  " + file + "\n");
+  }
+  lines.SayLeftOut();
+}
+
+void ListElements(const EventDocument& document, const Sink& sink) {
+  sink(Printable(document.path) + "\n");
+  Lines lines(sink);
+  AddElement(lines, document.root, 1);
+  lines.SayLeftOut();
+}
+
+}  // namespace varnel::tool

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "eventfile/new_file.h"
+
+#include <string>
+#include <string_view>
+
+namespace varnel::tool {
+
+// A self-contained HTML page that shows events. Event texts cannot become part of the page's code, and the
+// page loads nothing. Every function throws Failure if the file cannot be written.
+class PageFile {
+ public:
+  explicit PageFile(std::wstring path);
+  // Adds an event, as WriteEvents formats it for JsonUse::kPage.
+  void Add(std::string_view event);
+  // Completes the page and renames the file to its path.
+  void Finish();
+
+ private:
+  void Write(std::string_view bytes);
+  void Flush();
+
+  const std::wstring path_;
+  NewFile file_;
+  std::string part_;
+  bool hasEvents_ = false;
+};
+
+}  // namespace varnel::tool

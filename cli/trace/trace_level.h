@@ -1,0 +1,42 @@
+#pragma once
+
+#include "base/registry.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace varnel::tool {
+
+// A registry value as it is stored.
+struct RawValue {
+  DWORD type;
+  std::vector<BYTE> data;
+};
+
+// Sets the library's log level and restores the old value in its destructor. Keeps the old value in the
+// registry value LogLevelBeforeTrace too, in case the trace is killed; only accounts that may set the level
+// can write it. The caller must own the trace mailslot.
+class ScopedLogLevel {
+ public:
+  // Throws Failure if this account may not set the level.
+  explicit ScopedLogLevel(int level);
+  ~ScopedLogLevel();
+  ScopedLogLevel(const ScopedLogLevel&) = delete;
+  ScopedLogLevel& operator=(const ScopedLogLevel&) = delete;
+
+ private:
+  RegistryKey key_;
+  bool madeKey_ = false;
+  std::optional<RawValue> old_;
+};
+
+// Restores the log level that a killed trace has left. Returns false if there is none. Throws Failure if this
+// account may not set it. The caller must own the trace mailslot.
+[[nodiscard]] bool RepairLogLevel();
+
+// Returns the level, in words, that a killed trace replaced. Returns an empty text if there is none, or if a
+// trace runs.
+[[nodiscard]] std::string LevelBeforeKilledTrace();
+
+}  // namespace varnel::tool
