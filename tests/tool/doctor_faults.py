@@ -170,7 +170,7 @@ REGISTRATION = (
     Fault("element class missing", "64-bit class", "warning", "EventElement, is not registered", "64-bit varnel.dll", {"element 64": None}),
     value("element class in another file", "32-bit class", "warning", "element 32", "", r"C:\varnel\64.dll",
           r"EventElement, is registered with C:\varnel\64.dll", "32-bit varnel.dll"),
-    Fault("registration of the account's own", "own registration", "warning", r"C:\varnel\32.dll: its programs get that DLL", "HKCU",
+    Fault("registration of the account's own", "own registration", "warning", r"C:\varnel\32.dll: its programs use this DLL", "HKCU",
           {"of user": {"": r"C:\varnel\32.dll"}}),
     Fault("script name missing", "script name", "warning", "Varnel.OrbaEventInf is not registered", "regsvr32", {"script": None}),
     value("script name of another class", "script name", "warning", "script", "", ELEMENT, "leads to another class", "regsvr32"),
@@ -205,7 +205,7 @@ AGENT = (
     value("size limit 100", "size limit", "failure", "agent", "Brenn Size", 100, "no report is saved", "8912896"),
     value("size limit low", "size limit", "warning", "agent", "Brenn Size", 5000, "below 5000 bytes", "remove"),
     value("size limit huge", "size limit", "warning", "agent", "Brenn Size", 0xFFFFFFFF, "268435456", "268435456"),
-    value("size limit of one digit", "size limit", "failure", "agent", "Brenn Size", "5", 'REG_SZ "5", which counts as 53', "remove"),
+    value("size limit of one digit", "size limit", "failure", "agent", "Brenn Size", "5", 'REG_SZ "5", which is read as 53', "remove"),
     value("size limit of 64 bits", "size limit", "warning", "agent", "Brenn Size", QWORD, "which is ignored", "REG_DWORD"),
     value("trigger is a word", "trigger policy", "warning", "agent", "AgPlcyEnableEventTrigger", "yes", "which is ignored", "REG_DWORD"),
     value("trigger is a letter", "trigger policy", "warning", "agent", "AgPlcyEnableEventTrigger", "y", "neither a number below 48 nor one digit", "REG_DWORD"),
@@ -214,13 +214,13 @@ AGENT = (
     value("client without folder", "self-protection", "failure", "agent", "SelfProtectionClient", "client.dll", '"client.dll" is not a full path', "with its drive"),
     value("client is a number", "self-protection", "failure", "agent", "SelfProtectionClient", 5, "SelfProtectionClient is REG_DWORD 5, not a text",
           "Repair"),
-    value("client gone", "self-protection", "warning", "agent", "SelfProtectionClient", r"C:\gone.dll", r"C:\gone.dll is not there", "Install"),
+    value("client gone", "self-protection", "warning", "agent", "SelfProtectionClient", r"C:\gone.dll", r"C:\gone.dll does not exist", "Install"),
     Fault("client of another publisher", "self-protection", "failure", "its publisher is not this library's", "signed by",
           {"agent": {"SelfProtectionClient": path(CLIENTS / "of_other_publisher.dll")}, "64": {"": path(CLIENTS / "varnel_signed.dll")},
            "element 64": {"": path(CLIENTS / "varnel_signed.dll")}}))
 
 LOG = (
-    log("level is a text", "LogLevel", "7", 'LogLevel is REG_SZ "7", where a number (REG_DWORD)'),
+    log("level is a text", "LogLevel", "7", 'LogLevel is REG_SZ "7", not a number (REG_DWORD)'),
     log("level too high", "LogLevel", 9, "LogLevel is REG_DWORD 9, not within 1 to 8"),
     log("level too low for failures", "LogLevel", 4, "logs its failures at level 5", "LogLevel to 5"),
     log("log size 0", "LogSize", 0, "LogSize is REG_DWORD 0, not within 1 to 100"),
@@ -275,7 +275,7 @@ FILTERS = (
                  "disables 1" + ", 7" * 19 + ' and 2 more; these entries match no event: "\\u{d}\\u{a}2"', '";" after each number'),
     event_filter("two lists", b"DisabledEvent=1;\r\nDisabledEvent=2;", "several DisabledEvent", "after the first"),
     event_filter("minus first", b"DisabledEvent=-3;", "minus sign", "another number first"),
-    event_filter("name of a text file", b"DisabledEvent=1;", "EvtFiltr.ini.txt does", "Rename", file=FILTER + ".txt"),
+    event_filter("name of a text file", b"DisabledEvent=1;", "there is EvtFiltr.ini.txt", "Rename", file=FILTER + ".txt"),
     Fault("filter outside of the code page", "event filter", "warning", "ANSI code page", "Choose a", {"agent": {"Data Path": "C:\\\u65e5\\"}},
           {"\u65e5/data/EvtFiltr.ini": b"x", "\u65e5/AgentEvents": FOLDER}))
 

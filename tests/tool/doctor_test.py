@@ -202,7 +202,7 @@ class Doctor(ToolTest):
             status, rows = self.examine()
             self.expect([], status, rows)
             for row, found in (("64-bit class", f"C:\\varnel\\64.dll, version {FACTS.version}.0"), ("server folder", "C:\\Server; it does not exist"),
-                               ("agent folder", "C:\\Agent\\AgentEvents, where"), ("agent folder backlog", "1 file, the oldest 0 minutes old"),
+                               ("agent folder", "C:\\Agent\\AgentEvents, for this product's reports"), ("agent folder backlog", "1 file, the oldest 0 minutes old"),
                                ("event filter", "C:\\Agent\\data\\EvtFiltr.ini disables 1, 2, -3")):
                 self.assertIn(found, rows[row]["found"])
             self.assertEqual(changed, folder.stat().st_mtime_ns)
@@ -215,7 +215,7 @@ class Doctor(ToolTest):
         with self.broken({"64": None, "32": None}):
             found = self.examine("--write")[1]["trial report"]
             self.assertEqual("failure", found["state"])
-            self.assertIn("(0x80040154 REGDB_E_CLASSNOTREG)", found["found"])
+            self.assertIn("0x80040154 REGDB_E_CLASSNOTREG", found["found"])
             found = self.examine("--write", "--dll", "Z:" + str(LIBRARY))[1]["trial report"]
             self.assertEqual("ok", found["state"])
             self.assertRegex(found["found"], r"written to C:\\Agent\\AgentEvents\\\d+\w+\.xml by Z:.*varnel\.dll, chosen by --dll, and removed")

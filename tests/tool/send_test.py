@@ -41,7 +41,7 @@ class Send(ToolTest):
                 (["--json"], '{"events":[{"id":2147483648}]}', "/events/0/id: expected a 32-bit whole number"),
                 (["--json"], '{"events":[{"id":18446744073709551615}]}', "/events/0/id: expected a 32-bit whole number"),
                 (["--json"], '{"events":[{"id":1e400}]}', "JSON: "),
-                (["--json"], '{"events":[{"time":"2023-02-29T00:00:00Z"}]}', "/events/0/time: a time like"),
+                (["--json"], '{"events":[{"time":"2023-02-29T00:00:00Z"}]}', "/events/0/time: expected a time like"),
                 (["--json"], '{"evnts\\u001b[2J":1}', "evnts\\u{1b}[2J: unknown name"),
                 (["--json"], deep, "nested too deeply"),
                 (["--json"], '{"events":[{"attributes":{' + many + '},"idd":1}]}', "/events/0/idd: unknown name"),
