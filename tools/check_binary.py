@@ -15,7 +15,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 VERSION = re.search(r"project\(varnel VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text()).group(1)
 FACTS = ROOT / "tests/golden/binary.txt"
 SCRIPTS = ROOT / "tests/golden/unused_scripts.txt"
-# What must not come back with a runtime or a careless change of the facts: patterns of facts.
+# Patterns of imports that are refused even if the list of facts has them.
 NEVER_IMPORTED = {
     "*.dll Crypt*": "loads libraries by name, in the runtime's case under the loader lock",
     "advapi32.dll SystemFunction036": "makes Windows look for cryptbase.dll in the host's folder",
@@ -31,7 +31,7 @@ NEVER_IMPORTED = {
 KNOWN_DLLS = {f"{name}.dll" for name in (
     "advapi32 clbcatq comdlg32 gdi32 imagehlp imm32 kernel32 msctf msvcrt normaliz nsi ntdll ole32 oleaut32 psapi rpcrt4 sechost "
     "setupapi shell32 shlwapi user32 wldap32 ws2_32").split()}
-# What tells the C++ runtime of GCC 13 and later from that of GCC 12.
+# Imported by the C++ runtime of GCC 13 and later, and not by that of GCC 12.
 LATER_RUNTIME = "kernel32.dll TryEnterCriticalSection"
 # Bytes, by tags; unwinding tables take more room in 32 bits.
 LARGEST = {("x64", "gcc12"): 300_000, ("x64", "gcc13"): 315_000, ("x86", "gcc12"): 320_000, ("x86", "gcc13"): 375_000}

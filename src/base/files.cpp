@@ -46,7 +46,7 @@ void DeleteFileIfStill(const wchar_t* path, const FileIdentity& identity) noexce
   const auto found = file ? IdentifyFile(file.Get()) : std::nullopt;
   if (!found || found->index != identity.index) return;
   FILE_DISPOSITION_INFO disposition{TRUE};
-  // By name where the system cannot.
+  // Deletes by name if the volume cannot delete by handle.
   if (!SetFileInformationByHandle(file.Get(), FileDispositionInfo, &disposition, sizeof(disposition)))
     DeleteFileW(path);
 }

@@ -145,7 +145,7 @@ HRESULT OutArgument::HandBack() noexcept {
   const VARIANT old = *variable_;
   const HRESULT cleared = VariantClear(variable_);
   if (FAILED(cleared)) {
-    *variable_ = old;  // some systems forget what they could not free
+    *variable_ = old;  // VariantClear may have cleared the type although it failed
     return cleared;
   }
   V_VT(variable_) = VT_DISPATCH;

@@ -49,7 +49,7 @@ const wchar_t* NameIn(...) {
   return nullptr;
 }
 
-// What a call that fails has done all the same.
+// Does the part of a failing call that takes effect all the same.
 template <class Function, class... Parameters>
 void DoHalf(Function, Parameters...) {}
 void DoHalf(decltype(&WriteFile) function, HANDLE file, const void* bytes, DWORD size, DWORD* written,

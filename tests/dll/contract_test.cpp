@@ -1,4 +1,4 @@
-// What deployed callers are bound to, each compared whole with its file of facts.
+// Compares the contract that deployed callers rely on, as a whole, with the files of facts.
 
 #include "support/library.h"
 

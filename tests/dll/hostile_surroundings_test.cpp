@@ -1,5 +1,5 @@
-// What somebody who may write the event folder, a client with other rights and a broken system can do to a
-// save. Their moments come through the import table of the loaded library.
+// Attacks on a save by an account that may write the event folder, by an impersonated user with other rights,
+// and by failing calls of Windows. The attacks run inside functions that the loaded library imports.
 
 #include "support/captured_output.h"
 #include "support/import_hook.h"
@@ -115,7 +115,8 @@ struct AtClose {
   }
 };
 
-// An opportunistic lock of somebody else can hold up whoever opens a file to delete it.
+// Records whether the library opens a file for deletion while it holds the save mutex: an opportunistic lock
+// on the file may block that call.
 struct AtDelete {
   static inline int count = 0;
   static inline int withMutex = 0;

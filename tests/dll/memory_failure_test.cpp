@@ -107,8 +107,8 @@ TEST(Unloading, FreesEachRecordOnce) {
   EXPECT_NE(nullptr, LoadLibraryW(Library::Path().c_str())) << "for its owner to free";
 }
 
-// What of its performance needs no clock: two heap calls an event would double the time that it takes, and a
-// second copy of the text what a large report needs.
+// Performance that can be checked without a clock: a second allocation for an event would double its time,
+// and a second copy of the text would double the memory of a large report.
 TEST_F(Failure, AnEventTakesOneAllocationAndASaveTheBytesAlone) {
   constexpr int kEvents = 1000;
   const auto report = library.CreateReport();

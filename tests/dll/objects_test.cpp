@@ -114,7 +114,7 @@ TEST_F(Objects, ModuleServesTwoClassesAndStaysLoadedWhileAnythingOfItIsHeld) {
   EXPECT_EQ(S_OK, library.CanUnloadNow());
 }
 
-// Whoever holds a reference sees the module as in use, whatever other threads take and give back meanwhile.
+// A thread that holds a reference sees the module locked, while other threads add and release references.
 TEST_F(Objects, ManyThreadsGetOneClassObjectThatKeepsTheModuleLoaded) {
   report.Reset();
   std::atomic<IUnknown*> seen = nullptr;

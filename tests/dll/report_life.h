@@ -43,7 +43,7 @@ class ReportLife {
   }
 
  private:
-  // What the method itself returns.
+  // Calls the method through IDispatch and returns the method's own HRESULT.
   HRESULT Call(DISPID id, std::initializer_list<VARIANT> with) {
     std::vector<VARIANT> arguments(with);
     DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
@@ -89,7 +89,7 @@ class Failure : public AgentTest {
     folder.MakeFolder(L"ServerEvents");
   }
 
-  // What a missing setting leads to is no fault of the report.
+  // Returns the text with the agent's GUID replaced by the default, which a failing registry call leads to.
   static std::string WithDefaultGuid(const std::string& text) {
     return Replaced(text, std::string(200, 'g'), "{00000000-0000-0000-0000-000000000000}");
   }

@@ -17,7 +17,8 @@ constexpr const wchar_t* kReserved[] = {L"EventID",        L"Severity",     L"GM
                                         L"MachineName",    L"AgentGUID",    L"IPAddress",     L"OSName",
                                         L"UserName",       L"TimeZoneBias", L"RawMACAddress", L"ProductName",
                                         L"ProductVersion", L"ProductFamily"};
-// What XML treats in a way of its own, and both sides of every border between what names and texts may hold.
+// Characters with a meaning in XML, and both sides of each border of the characters that names and texts
+// allow.
 constexpr wchar_t kUnits[] =
     L"\0\x1\t\r\n\x1F "
     L"&<>\"'-./09:;@AZ[_az{\x7F\x85\xB6\xB7\xB8\xC0\xD7\xF7\xFF\x2FF\x300\x36F\x370\x37D\x37E\x37F"

@@ -1,5 +1,4 @@
-// What a client of the C++ header gets into its reports, and what it is told when something is wrong. The
-// library is the real one, opened by its path.
+// Tests reports and errors of varnel.hpp with the real library, loaded by its path.
 
 #include "support/library.h"
 #include "varnel/varnel.hpp"

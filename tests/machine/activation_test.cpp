@@ -17,7 +17,8 @@ class Activation : public MachineAgentTest {
   Activation() { EXPECT_EQ(S_OK, library.Call("DllRegisterServer")); }
   ~Activation() override { EXPECT_EQ(S_OK, library.Call("DllUnregisterServer")); }
 
-  // What the script prints; it is judged by that and by its file, since the engine's status hides errors.
+  // Runs the script and returns its output. WINE: 8's cscript returns 0 after an error, so tests check the
+  // output.
   std::string RunScript(const std::wstring& path, const std::wstring& arguments = L"") {
     const std::wstring output = folder.File(L"output.txt");
     ChildProcess(L"cmd /c cscript //nologo " + path + L" " + arguments + L" > " + output).Wait(60'000);

@@ -99,8 +99,8 @@ TEST_F(FullDisk, RefusesEveryReportAndLeavesNothingBehindUntilThereIsRoom) {
   std::printf("figures: full disk: %d saves refused, then %zu whole reports\n", refused, std::size(rows));
 }
 
-// What a process can run out of. Memory is what the page file stands for: Wine answers the direct question
-// with zero.
+// Resources that a process can run out of. WINE: 8 reports private memory as zero, so the page file usage is
+// taken.
 struct Usage {
   int handles = CountHandles();
   DWORD tlsSlot = TlsAlloc();  // the one that the next caller gets

@@ -1,5 +1,5 @@
-// A library that somebody has put beside a host's program under a name of the system's: notes that it has
-// run.
+// A planted library: an attacker puts it beside a host's program under the name of a Windows library. It
+// records that it has run.
 
 #include <windows.h>
 

@@ -346,7 +346,7 @@ TEST_F(Protection, LookThatDoesNotEndIsWaitedForOnceAndFiveSecondsAtMost) {
   EXPECT_EQ(1u, RegexMatches(Narrow(TakeRecord(L"endless.dll")), "request").size()) << "the looking thread's";
 }
 
-// Where a signed product vouches for this library, nobody else may speak for it.
+// If this library is signed, a protection client must have the same publisher.
 TEST_F(Protection, SignedLibraryTrustsClientsOfItsOwnPublisherOnly) {
   const std::tuple<const char*, const char*, const char*> rows[] = {
       {"varnel_foreign.dll", "trusted.dll", "this library's own signature is not trusted (0x800B0109)"},
@@ -450,7 +450,8 @@ TEST_F(Protection, ExceptionIsHeldWhileTheFileIsWritten) {
   EXPECT_EQ(L"request: mutex;withdraw:;", save(kServer, VARNEL_E_NOT_WRITTEN));
 }
 
-// What a client of the host may do decides nothing, and the host's thread goes on serving it.
+// The look does not depend on the rights of the impersonated user, and the thread impersonates again
+// afterwards.
 TEST_F(Protection, ThreadKeepsTheIdentityThatItHasTaken) {
   UseClient(Client("trusted.dll"));
   ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));

@@ -44,7 +44,7 @@ void Record(const wchar_t* call) {
   ReleaseSRWLockExclusive(&g_lock);
 }
 
-// Whether somebody could put another file in this one's place while it is being loaded.
+// True if this library's file can be replaced while it is being loaded.
 bool FileCanBeReplaced(HINSTANCE self) {
   wchar_t path[500];
   wchar_t away[510];

@@ -7,8 +7,8 @@
 
 namespace varnel::test {
 
-// What the system answers to the question for its adapters that the library asks. WINE: 10 answers 13, and
-// the library then reports no hardware address.
+// Returns the result of GetAdaptersAddresses with the library's own arguments. WINE: 10 returns 13, and the
+// library then reports no hardware address.
 inline ULONG AskForAdapters() {
   constexpr ULONG kFlags = GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_INCLUDE_PREFIX;
   std::vector<BYTE> buffer(64 * 1024);

@@ -18,7 +18,7 @@ constexpr int kCases = 500;
 constexpr unsigned kSeed = 20240307;
 constexpr DWORD kNone = 0xFFFFFFFF;  // no value at all
 
-// What has become of a report.
+// The outcome of a real report.
 struct Fact {
   HRESULT result = S_OK;
   std::string call;  // that gave the result
@@ -26,7 +26,7 @@ struct Fact {
   std::vector<std::wstring> files;  // full paths
 };
 
-// What differs from report to report becomes the mark that stands for it in a prediction.
+// Replaces the parts that differ between reports by the marks that a prediction has for them.
 std::string Marked(std::string text) {
   const std::pair<const char*, const char*> forms[] = {
       {"[-0-9]{10} [:0-9]{8} E +[0-9]+ Quorvel  ", ""},

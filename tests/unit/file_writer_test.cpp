@@ -122,7 +122,8 @@ TEST_F(FileWriter, FailureOfTheFileItselfNamesTheReason) {
   EXPECT_EQ(L"", Save(path));
 }
 
-// What somebody has put under the name before, to have it written by a process with more rights.
+// An attacker puts a link under the file's name, so that a process with more rights writes to the link's
+// target.
 TEST_F(FileWriter, FileOfAnotherNameIsNotTouchedAndNoChildProcessGetsTheHandle) {
   WriteBytes(folder.File(L"victim"), "precious");
   ASSERT_TRUE(CreateHardLinkW(path.c_str(), folder.File(L"victim").c_str(), nullptr));

@@ -77,7 +77,7 @@ TEST_F(LogTest, BadArgumentGivesAMarkedLineInEveryThread) {
     });
   }
   threads.clear();
-  // A guard page is somebody's trap, which formatting must not spring for good.
+  // Formatting must leave a guard page guarded, because its owner relies on it.
   void* const page = VirtualAlloc(nullptr, 1, MEM_COMMIT, PAGE_READWRITE | PAGE_GUARD);
   logBadly(page);
   MEMORY_BASIC_INFORMATION now{};
