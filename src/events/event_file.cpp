@@ -4,6 +4,7 @@
 
 #include "base/files.h"
 #include "base/locks.h"
+#include "base/process_identity.h"
 #include "base/system_library.h"
 #include "events/save_lines.h"
 #include "logging/log_writer.h"
@@ -102,7 +103,12 @@ KernelHandle OpenSaveMutex() noexcept {
 // CRYPTBASE.dll. That is not among the KnownDLLs, so at its first use Windows would look for it by name, in
 // the host's folder first.
 LoadedLibrary LoadRandomNumbers() {
-  return LoadSystemLibrary(L"cryptbase.dll");
+  constexpr wchar_t kName[] = L"cryptbase.dll";
+  DWORD identityError = ERROR_SUCCESS;
+  LoadedLibrary library = LoadSystemLibrary(kName, &identityError);
+  if (identityError != ERROR_SUCCESS)
+    LogError(kReportFacility, L"%s not loaded: %s (0x%08X)", kName, kNoProcessIdentity, identityError);
+  return library;
 }
 
 EncodedReport EncodeReport(const AdvXMLParser::Document& document) {

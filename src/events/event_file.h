@@ -18,7 +18,8 @@ constexpr wchar_t kSaveMutexName[] = L"ORBAEVTINFMUTEX";
 
 // Loads the library from which Windows takes the random numbers of file names, from the system folder. While
 // the caller holds it, the savers below do not make Windows search the host's folder for it. Returns an empty
-// owner if it does not exist. Throws like LoadSystemLibrary.
+// owner if it does not exist, or if the thread cannot act as its process, which is logged at level 5. Throws
+// like LoadSystemLibrary.
 [[nodiscard]] LoadedLibrary LoadRandomNumbers();
 
 // The bytes of a report.
