@@ -124,15 +124,16 @@ class Check(ToolTest):
         self.assertIn(f"many.xml:1:{len(RIGHT) - 4 + 2 + 19 * len('<EventID/>')}: EventID is a name that only the library may use", lines[19])
 
     def test_progress_is_for_consoles(self):
-        self.folder("many", {f"{i}.xml": RIGHT for i in range(4000)})
+        # As many as take longer than the first report of progress.
+        self.folder("many", {f"{i}.xml": RIGHT for i in range(20_000)})
         ours, theirs = pty.openpty()
         program = subprocess.Popen([ROOT / "scripts/wine-run", PROGRAM, "check", "C:\\many"], env=self.prefix.environment,
                                    stdin=theirs, stdout=subprocess.PIPE, stderr=theirs)
         os.close(theirs)
-        self.assertEqual(b"4000 of 4000 files all right\n", program.communicate(timeout=60)[0])
-        self.assertIn(b" of 4000", os.read(ours, 4096))
+        self.assertEqual(b"20000 of 20000 files all right\n", program.communicate(timeout=60)[0])
+        self.assertIn(b" of 20000", os.read(ours, 4096))
         os.close(ours)
-        self.assertEqual(("4000 of 4000 files all right\n", ""), self.varnel("check", "C:\\many"))
+        self.assertEqual(("20000 of 20000 files all right\n", ""), self.varnel("check", "C:\\many"))
 
     def test_what_cannot_be_read(self):
         closed = self.folder("closed", {"a.xml": RIGHT})

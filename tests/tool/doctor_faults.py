@@ -216,8 +216,9 @@ AGENT = (
           "Repair"),
     value("client gone", "self-protection", "warning", "agent", "SelfProtectionClient", r"C:\gone.dll", r"C:\gone.dll does not exist", "Install"),
     Fault("client of another publisher", "self-protection", "failure", "its publisher is not this library's", "signed by",
-          {"agent": {"SelfProtectionClient": path(CLIENTS / "of_other_publisher.dll")}, "64": {"": path(CLIENTS / "varnel_signed.dll")},
-           "element 64": {"": path(CLIENTS / "varnel_signed.dll")}}))
+          {"agent": {"SelfProtectionClient": path(CLIENTS / "of_other_publisher.dll")}, "64": {"": r"C:\varnel\signed.dll"},
+           "element 64": {"": r"C:\varnel\signed.dll"}},
+          {"varnel/signed.dll": (CLIENTS / "varnel_signed.dll").read_bytes()}))
 
 LOG = (
     log("level is a text", "LogLevel", "7", 'LogLevel is REG_SZ "7", not a number (REG_DWORD)'),
