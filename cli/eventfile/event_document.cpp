@@ -5,13 +5,13 @@
 namespace varnel::tool {
 
 std::string_view AttributeOf(const Element& element, std::string_view name) {
-  for (const auto& [given, value] : element.Attributes())
+  for (const auto [given, value] : element.Attributes())
     if (given == name) return value;
   return {};
 }
 
 bool HasAttribute(const Element& element, std::string_view name) {
-  for (const auto& [given, value] : element.Attributes())
+  for (const auto [given, value] : element.Attributes())
     if (given == name) return true;
   return false;
 }

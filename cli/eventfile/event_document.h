@@ -42,6 +42,8 @@ class Facts {
  private:
   std::array<std::optional<Element>, kCount> facts_;
 };
+template <std::size_t kCount>
+Facts(const std::optional<Element>&, const std::array<std::string_view, kCount>&) -> Facts<kCount>;
 
 // An event file's document.
 struct EventDocument {

@@ -74,7 +74,7 @@ class Labels {
 template <class Add>
 void WalkAttributes(std::string& path, const Element& element, Add& add) {
   const std::size_t length = path.size();
-  for (const auto& [name, value] : element.Attributes()) {
+  for (const auto [name, value] : element.Attributes()) {
     path += name;
     add(path, value);
     path.resize(length);

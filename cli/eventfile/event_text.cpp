@@ -57,7 +57,7 @@ void AddElement(Lines& lines, const Element& element, std::size_t depth) {
   std::string line(depth * 2, ' ');
   line += Shortened(element.Name());
   std::size_t end = element.Offset() + element.Name().size() + element.Text().size();
-  for (const auto& [name, value] : element.Attributes()) {
+  for (const auto [name, value] : element.Attributes()) {
     line += " " + Shortened(name) + "=\"" + Shortened(value) + "\"";
     end += name.size() + value.size();
   }

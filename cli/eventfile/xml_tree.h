@@ -116,7 +116,10 @@ class Element::AttributeIterator {
     const XmlTree::AttributeNode& node = tree_->attributes_[index_];
     return {tree_->View(node.name), tree_->View(node.value)};
   }
-  AttributeIterator& operator++() { return ++index_, *this; }
+  AttributeIterator& operator++() {
+    ++index_;
+    return *this;
+  }
   bool operator!=(const AttributeIterator& other) const { return index_ != other.index_; }
 
  private:

@@ -363,7 +363,8 @@ TEST_F(HostileSurroundings, TokenIsOpenedAsTheClientTooAndFactsThatStayEmptySayW
     const auto logged = RegexMatches(
         lines, " E .*?Quorvel  (\\w+) stays empty: this thread cannot act for its process \\(0x00000005\\)");
     ASSERT_EQ(2u, logged.size()) << lines;
-    EXPECT_THAT(lines, testing::HasSubstr("cryptbase.dll not loaded: this thread cannot act for its process"));
+    EXPECT_THAT(lines,
+                testing::HasSubstr("cryptbase.dll not loaded: this thread cannot act for its process"));
     for (const auto& line : logged)
       EXPECT_THAT(document, testing::HasSubstr("<" + line[1] + "></" + line[1] + ">"));
     EXPECT_NE(logged[0][1], logged[1][1]);
