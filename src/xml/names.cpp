@@ -32,7 +32,7 @@ struct FixedName {
 
   std::size_t length;
   wchar_t name[16] = {};
-  char tags[16 * 2 + kMarkup + Arena::kSlack] = {};
+  char tags[std::size_t{16} * 2 + kMarkup + Arena::kSlack] = {};
 };
 constexpr FixedName kFixedNames[] = {
     {"MachineInfo"},   {"MachineName"},  {"AgentGUID"},     {"IPAddress"},   {"OSName"},

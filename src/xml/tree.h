@@ -152,7 +152,7 @@ class NodeContainer : public LinkedNode {
   constexpr NodeContainer(NodeType type, const StoredName* name, NodeContainer* parent) noexcept
       : LinkedNode(type, parent), name_(name), parent_(parent) {}
   const Body* GetBody() const noexcept { return Has(kHasBody) ? body_ : nullptr; }
-  // Returns the body, which is allocated if it is missing.
+  // Returns the body, allocated if missing. NOLINTNEXTLINE(clang-analyzer-core.uninitialized.UndefReturn)
   Body& NeedBody(DocumentStore& store) { return Has(kHasBody) ? *body_ : MakeBody(store); }
   // Returns the document's state; null for null nodes. The parent of a container without a body has one.
   DocumentStore* Store() const noexcept {
