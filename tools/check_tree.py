@@ -24,9 +24,9 @@ LAYERS = {
 # A folder of cli/ may include itself, these, and what the program takes from src/.
 PROGRAM = {
     "console": set(),
-    "machine": {"console"},
+    "machine": {"console", "eventfile"},
     "eventfile": {"console"},
-    "report": {"console", "machine"},
+    "report": {"console", "eventfile", "machine"},
     "trace": {"console"},
     "doctor": {"console", "machine", "eventfile", "report", "trace"},
     "commands": {"console", "machine", "eventfile", "report", "trace", "doctor"},

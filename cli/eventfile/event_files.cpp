@@ -3,6 +3,7 @@
 #include "base/files.h"
 #include "console/console.h"
 #include "console/text.h"
+#include "eventfile/folder_listing.h"
 
 #include <windows.h>
 
@@ -15,13 +16,6 @@ namespace {
 
 constexpr std::int64_t kLargest = 256 * 1024 * 1024;
 constexpr DWORD kPart = 64 * 1024;  // enough to read nearly every event file in one call
-
-struct FindTraits {
-  using Type = HANDLE;
-  static Type Invalid() noexcept { return INVALID_HANDLE_VALUE; }
-  static void Close(Type handle) noexcept { FindClose(handle); }
-};
-using FindHandle = UniqueResource<FindTraits>;
 
 // Returns Windows' text for an error in one line.
 std::string Describe(DWORD error) {
@@ -72,21 +66,13 @@ std::vector<ListedFile> ListFiles(const std::wstring& path) {
   if (!IsFolder(path)) return {{path, true}};
   const bool closed = path.ends_with(L'\\') || path.ends_with(L'/');
   const std::wstring folder = closed ? path : path + L'\\';
-  std::vector<std::tuple<std::uint64_t, std::wstring>> found;
-  WIN32_FIND_DATAW entry;
-  const FindHandle find(FindFirstFileExW((folder + L'*').c_str(), FindExInfoBasic, &entry,
-                                         FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH));
-  for (bool more = static_cast<bool>(find); more; more = FindNextFileW(find.Get(), &entry) != FALSE) {
-    constexpr DWORD kNoFile = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
-    if (entry.dwFileAttributes & kNoFile) continue;
-    const std::uint64_t high = entry.ftLastWriteTime.dwHighDateTime;
-    found.emplace_back(high << 32 | entry.ftLastWriteTime.dwLowDateTime, folder + entry.cFileName);
-  }
-  if (const DWORD error = GetLastError(); error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND)
-    throw Failure(Printable(path) + ": " + Describe(error));
-  std::sort(found.begin(), found.end());
+  FolderListing listing = ListFolder(folder);
+  if (listing.error != ERROR_SUCCESS) throw Failure(Printable(path) + ": " + Describe(listing.error));
+  std::sort(listing.files.begin(), listing.files.end(), [](const FolderFile& one, const FolderFile& other) {
+    return std::tie(one.written, one.name) < std::tie(other.written, other.name);
+  });
   std::vector<ListedFile> files;
-  for (auto& [time, name] : found) files.push_back({std::move(name)});
+  for (const FolderFile& file : listing.files) files.push_back({folder + file.name});
   return files;
 }
 

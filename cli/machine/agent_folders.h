@@ -1,6 +1,7 @@
 #pragma once
 
-#include <cstdint>
+#include "eventfile/folder_listing.h"
+
 #include <string>
 #include <vector>
 
@@ -12,15 +13,6 @@ struct EventFolder {
   bool ofServer = false;
 };
 [[nodiscard]] EventFolder FolderOf(const std::wstring& softwareId);
-
-// A file of a folder listing.
-struct FolderFile {
-  std::wstring name;
-  std::uint64_t size = 0;
-  std::uint64_t written = 0;  // time of the last change, as FILETIME ticks
-
-  bool operator<(const FolderFile& other) const { return name < other.name; }
-};
 
 // Returns the files of the folder, sorted by name, without folders and links. Lists the folder once and opens
 // no file. Returns no files if the folder cannot be read.
