@@ -45,7 +45,7 @@ struct EventBatch {
   explicit operator bool() const noexcept { return static_cast<bool>(document); }
 };
 
-// The texts that describe the product; views of zero-terminated texts.
+// The texts that describe the product. BuildEventBatch copies them.
 struct ProductTexts {
   std::wstring_view rootName;
   std::wstring_view softwareNodeName;
@@ -57,8 +57,8 @@ struct ProductTexts {
 // Returns a document with a root, an empty "MachineInfo" and the product element with its three attributes.
 [[nodiscard]] EventBatch BuildEventBatch(const ProductTexts& product);
 
-// Appends an event to the product element and makes it the batch's last event. `timeText` is the event's time
-// as written in the document. If there is no memory, the batch does not change.
+// Appends an event to the product element, makes it the batch's last event and returns it. `timeText` is the
+// event's time as written in the document. If there is no memory, the batch does not change.
 AdvXMLParser::Element* AppendEvent(EventBatch& batch, std::wstring_view name, long id, long severity,
                                    std::wstring_view timeText);
 

@@ -23,9 +23,10 @@ using ElementObjectFactory = ComPtr<CEventElement> (*)();
 // The COM object of one element of an event document. It does not keep the document alive: after the event
 // object's DeInitialize every method returns E_FAIL and changes nothing.
 //
-// All methods return S_OK, or E_OUTOFMEMORY with the document unchanged. Null texts count as empty; arguments
-// are copied. Out pointers may be null; they are written on success only and then carry a reference that the
-// caller releases. Methods take no lock: callers serialise their use of one document.
+// Otherwise a method returns S_OK, E_OUTOFMEMORY with the document unchanged, or what its comment adds. Null
+// texts count as empty; arguments are copied. Out pointers may be null; they are written on success only and
+// then carry a reference that the caller releases. Methods take no lock: callers serialise their use of one
+// document.
 //
 // IUnknown and IDispatch come from the object forms in com/.
 class CEventElement : public IEventElement {
@@ -49,8 +50,8 @@ class CEventElement : public IEventElement {
   // Like SetAttributeString, with the decimal text of `ValueName`.
   STDMETHODIMP SetAttributeInt(BSTR strName, long ValueName) override;
   // Adds a sibling: an element with the text `strValue`, after the last child of this element's parent.
-  // Without a parent nothing is added, and *pElement gets an object whose methods add nothing. E_FAIL if no
-  // element is attached.
+  // Without a parent nothing is added, and *pElement gets an object whose methods return S_OK and add
+  // nothing. E_FAIL if no element is attached.
   STDMETHODIMP AppendElement(BSTR strName, BSTR strValue, IEventElement** pElement) override;
   // Adds a child: an element with the text `strValue`, after this element's last child. E_FAIL if no element
   // is attached.

@@ -25,8 +25,9 @@ constexpr wchar_t kSaveMutexName[] = L"ORBAEVTINFMUTEX";
 // The bytes of a report.
 struct EncodedReport {
   std::unique_ptr<char[]> bytes;
-  std::string_view utf8;             // a view of `bytes`
-  const wchar_t* failure = nullptr;  // the reason if there are no bytes; lives as long as the library
+  std::string_view utf8;  // a view of `bytes`
+  // The reason if there are no bytes; the savers then log it and fail. Lives as long as the library.
+  const wchar_t* failure = nullptr;
 };
 
 // Returns the document's bytes. To be called before the save mutex is taken, which covers work on the file
@@ -34,26 +35,29 @@ struct EncodedReport {
 [[nodiscard]] EncodedReport EncodeReport(const AdvXMLParser::Document& document);
 
 // Writes a report as a new file, named by a fresh GUID, into the folder of the server's event parser (full
-// path, created if missing) while holding the save mutex. `owner` identifies the event object in log lines.
+// path; the folder is created if its parent exists) while holding the save mutex. Waits for the mutex without
+// a time limit, and writes without one if it is null. `owner` is the event object's number in log lines.
 // Returns S_OK; VARNEL_E_NOT_WRITTEN if the file cannot be created; VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN if the
 // report is too large or cannot be written. Until the file is complete, other processes can read it, but not
 // move, delete or replace it. If writing fails, deletes the file, unless its path then leads to another file.
+// Throws HResultError if the thread cannot impersonate its user again.
 HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report, HANDLE saveMutex,
                              unsigned owner);
 
 // Writes a report into the agent's event folder (full path without a trailing backslash, never created here)
 // under a unique name with the given extension (without a dot), while holding the save mutex. Returns S_OK;
 // VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN if the report is too large; VARNEL_E_NOT_WRITTEN for any other failure,
-// such as an extension that is more than the end of a file name. Sharing and deleting are as in
-// WriteServerEventFile.
+// such as an extension that is more than the end of a file name. Waiting, sharing, deleting and exceptions
+// are as in WriteServerEventFile.
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension, const EncodedReport& report,
                             HANDLE saveMutex);
 
-// Returns a name for the server's file: a fresh GUID without braces, with the extension.
+// Returns a name for the server's file: a fresh GUID without braces, with the extension ".xml".
 [[nodiscard]] std::wstring ServerEventFileName();
 
-// Returns a name for the agent's file, without extension: local time to the millisecond, a random number and
-// the thread identifier in hexadecimal.
+// Returns a name for the agent's file, without extension: the digits of the local time to the millisecond,
+// `randomValue` scaled to a decimal number from 0001 to 10001, and the thread identifier as eight hexadecimal
+// digits.
 [[nodiscard]] std::wstring AgentEventFileName(const SYSTEMTIME& localTime, std::uint32_t randomValue,
                                               DWORD thread);
 

@@ -170,7 +170,7 @@ STDMETHODIMP COrbaEventInf::CreateMachineElement(BSTR szIPAddress, BSTR szOS, BS
     if (batch_) {
       const std::wstring_view os = TextOf(szOS);
       AddMachineFacts(*batch_.machineElement, os.empty() ? osName_ : os, TextOf(szUserName));
-      macPopulated_ = false;  // the next save looks for the adapter of the new address
+      macPopulated_ = false;  // the next save adds a "RawMACAddress"
       result = S_OK;
     }
     machineCreated_ = true;

@@ -13,10 +13,11 @@ namespace varnel {
 
 // The event information object: one report, from the product's description to the saved file.
 //
-// Every method returns S_OK, a code of varnel/varnel.h, E_FAIL or E_OUTOFMEMORY, and lets no exception out.
-// Once Initialize3 has been called, every method of the three interfaces returns VARNEL_E_NOT_MANAGED, and
-// does nothing, while the agent is not managed. Text arguments are copied. Out pointers are written on
-// success only and then carry a reference that the caller releases.
+// No method lets an exception out. The methods of IOrbaEventInf, IOrbaEventInf2 and IOrbaEventInf3 return
+// S_OK, a code of varnel/varnel.h, E_FAIL, E_OUTOFMEMORY, or E_ACCESSDENIED if the thread cannot impersonate
+// its user again. Once Initialize3 has been called, all of them return VARNEL_E_NOT_MANAGED, and do nothing,
+// while the agent is not managed. Text arguments are copied. Out pointers are written on success only and
+// then carry a reference that the caller releases.
 //
 // The document has no lock: callers serialise their use of one object. Only the getters lock, while they
 // create an element object. The two notifications of IFrameworkObject may arrive on any thread at any time.
@@ -36,7 +37,7 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   void* FindInterface(REFIID iid) noexcept;
 
   // IConnectionPointContainer, over an empty list: an enumerator of nothing, and CONNECT_E_NOCONNECTION for
-  // every interface. E_POINTER for a null out pointer.
+  // every interface. E_POINTER for a null out pointer; a failure sets *ppEnum and *ppCP to null.
   STDMETHODIMP EnumConnectionPoints(IEnumConnectionPoints** ppEnum) override;
   STDMETHODIMP FindConnectionPoint(REFIID riid, IConnectionPoint** ppCP) override;
 
@@ -74,7 +75,8 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
   // added all the same. `GMTTime` is an Automation date in UTC.
   // E_FAIL for a null name, identifier 0, no report, or a date that Windows cannot convert;
   // VARNEL_E_EVENT_DISABLED if the event filter lists the identifier. A failure adds nothing, but a refused
-  // date still sets the trigger flag, which chooses the extension of the next file, from `lSeverity`.
+  // date, or no memory, still sets the trigger flag, which chooses the extension of the next file, from
+  // `lSeverity`.
   STDMETHODIMP CreateEventElement(BSTR strEventNodeName, long lEventID, long lSeverity, DATE GMTTime,
                                   IUnknown** pIEventElemNode) override;
 
@@ -102,9 +104,9 @@ class COrbaEventInf : public IFrameworkObject, public IOrbaEventInf3 {
 
   // Writes the report into the agent's event folder under the extension `strFileExtension` (no dot), whether
   // or not it has events and machine facts, and even if the agent is not managed.
-  // VARNEL_E_BAD_ARGUMENT for a null argument or an extension of more than 200 characters (of any length
-  // before Initialize); VARNEL_E_NOT_AGENT_COMPONENT if `strSoftwareID` does not begin with "ORBAAGENT" in
-  // any letter case; otherwise as Save.
+  // VARNEL_E_BAD_ARGUMENT for a null argument or an extension of more than 200 characters (before the first
+  // successful Initialize: any that is not empty); VARNEL_E_NOT_AGENT_COMPONENT if `strSoftwareID` does not
+  // begin with "ORBAAGENT" in any letter case; otherwise as Save.
   STDMETHODIMP SaveAgentEventOnly(BSTR strSoftwareID, BSTR strFileExtension) override;
 
   // IOrbaEventInf3

@@ -18,26 +18,27 @@ constexpr bool IsEventIdentifier(std::int32_t id) noexcept {
 [[nodiscard]] bool RefusesCall(bool refuseWhenUnmanaged) noexcept;
 
 constexpr wchar_t kServerSoftwareId[] = L"ORBASRVR_3500";
-// True if reports of this software identifier are saved to the folder of the server's event parser. The text
-// is zero-terminated.
+// True if reports of this software identifier are saved to the folder of the server's event parser: it equals
+// kServerSoftwareId, letter case included.
 [[nodiscard]] bool IsServerSoftwareId(const wchar_t* softwareId) noexcept;
 
 // The ways of Save. The first rule that applies decides.
 enum class SaveWay {
-  kRefused,  // see RefusesCall
-  kDropped,  // the agent is not managed: Save writes nothing and succeeds
-  kIncomplete,
+  kRefused,     // see RefusesCall
+  kDropped,     // the agent is not managed: Save writes nothing and succeeds
+  kIncomplete,  // Save writes nothing and fails
   kToServer,
   kToAgent,
 };
 [[nodiscard]] SaveWay ChooseSaveWay(bool refuseWhenUnmanaged, bool isComplete,
                                     const wchar_t* softwareId) noexcept;
 
-// Returns the agent's event folder, without a trailing backslash.
+// Returns the agent's event folder, without a trailing backslash. `dataPath` is that of ReadDataPath; a
+// backslash that is missing at its end is not added.
 [[nodiscard]] std::wstring AgentEventFolder(const wchar_t* dataPath);
 
-// Returns the extension of the agent's event files, without a dot. `triggerFlag` is that of
-// ReadEventTriggerPolicy.
+// Returns the extension of the agent's event files, without a dot: "txml" if `triggerFlag`, that of
+// ReadEventTriggerPolicy, is not 0, otherwise "xml".
 [[nodiscard]] const wchar_t* AgentFileExtension(std::uint32_t triggerFlag) noexcept;
 
 }  // namespace varnel
