@@ -10,7 +10,8 @@ namespace varnel {
 // A row of the table of classes that this module serves.
 struct ClassEntry {
   const CLSID* clsid;
-  // Creates an object, aggregated if `outer` is not null, and queries it for `iid`. May throw.
+  // Creates an object and queries it for `iid`. If `outer` is not null, creates an aggregated object;
+  // CLASS_E_NOAGGREGATION for an `iid` other than IUnknown. `out` is not null. May throw.
   HRESULT (*create)(IUnknown* outer, REFIID iid, void** out);
   WORD registrationScript;  // number of the REGISTRY resource
 };
@@ -19,7 +20,7 @@ struct ClassEntry {
 // locks the module.
 class ClassObject final : public IClassFactory {
  public:
-  // Returns a new object. No caller has a reference to it yet.
+  // Returns a new object. Its one reference is the module's, which only Discard ends.
   [[nodiscard]] static ClassObject* Make(const ClassEntry& entry) { return new ClassObject(entry); }
 
   // Frees the object, whatever its reference count. For process detach only.

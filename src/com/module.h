@@ -28,7 +28,8 @@ class Module {
   void Unlock() noexcept { --locks_; }
   bool IsLocked() const noexcept { return locks_ != 0; }
 
-  // Hands out the type information of a dual interface of the library. The caller releases it.
+  // Hands out the type information of the default interface of one of the library's classes. The caller
+  // releases it. Returns TYPE_E_ELEMENTNOTFOUND for any other interface. A failure leaves *out unchanged.
   HRESULT GetTypeInfo(REFIID iid, ITypeInfo** out) noexcept;
 
  private:

@@ -25,7 +25,7 @@ class OutArgument {
   OutArgument& operator=(const OutArgument&) = delete;
 
   // Returns S_OK if the method can be called; otherwise DISP_E_TYPEMISMATCH or DISP_E_PARAMNOTOPTIONAL, which
-  // the argument at index Position() causes.
+  // the argument at index Position() of the given rgvarg causes. Parameters() is then not to be used.
   HRESULT Refusal() const noexcept { return refusal_; }
   UINT Position() const noexcept { return position_; }
 
