@@ -11,8 +11,8 @@ namespace varnel::tool {
 // The files in an event folder that have not been collected.
 struct Backlog {
   std::uint64_t files = 0;
-  std::uint64_t minutes = 0;             // age of the oldest file
-  std::vector<std::wstring> unfinished;  // files older than a minute without the end of the document
+  std::uint64_t minutes = 0;             // age of the oldest file, from its last change
+  std::vector<std::wstring> unfinished;  // names of files older than a minute without the document's end
   bool isSample = false;                 // only the oldest and newest files were opened
 };
 

@@ -33,7 +33,7 @@ struct BacklogLimits {
 
 // Each function checks one step between a product's call and the reader of its event file, changes nothing,
 // and returns the rows. `softwareId` is the product's identifier; `seconds` is the time limit for loading a
-// DLL.
+// DLL. CheckRegistration throws like RunThisProgram, CheckLog like LevelBeforeKilledTrace.
 [[nodiscard]] Rows CheckRegistration(int seconds);
 [[nodiscard]] Rows CheckRegistryPlaces();
 [[nodiscard]] Rows CheckAgent();
@@ -49,8 +49,9 @@ struct SaveMutex {
 };
 [[nodiscard]] SaveMutex CheckSaveMutex();
 
-// True if the DLL that is registered for 64-bit programs may be loaded by this program: it exists, at a full
-// path that only administrators can change. Also true without a registration.
+// True if the DLL that is registered for 64-bit programs, on the machine and for this account, may be loaded
+// by this program: it exists, at a full path that only administrators can change, and TreatAs does not
+// redirect the class. Also true without a registration.
 [[nodiscard]] bool IsRegisteredDllSafe();
 
 // The trial report of varnel doctor --write.
@@ -61,7 +62,8 @@ struct TrialRequest {
   bool isSaveMutexHeld = false;
 };
 // Saves a trial report in a separate process, which is ended after the time limit; looks for its file and
-// removes it. Returns the row.
+// removes it. Saves none while the save mutex is held, or if IsRegisteredDllSafe is false and `dll` empty.
+// Returns the row. Throws like RunThisProgram, and Error if Windows makes no GUID.
 [[nodiscard]] Rows TryReport(const TrialRequest& request);
 
 }  // namespace varnel::tool

@@ -20,11 +20,11 @@ struct FolderParts {
 
 // Returns the error that creating a file in the folder would give, or 0. Creates no file: looks the name up
 // and opens the folder with the right to add a file, which a read-only volume refuses with
-// ERROR_WRITE_PROTECT. `folder` ends in a backslash.
+// ERROR_WRITE_PROTECT. `folder` ends in a backslash. A file that has the name is no error.
 [[nodiscard]] DWORD WhyNoNewFile(const std::wstring& folder, const std::wstring& name);
 
-// Like WhyNoNewFile, for a folder without a trailing backslash that is created first if it is missing and its
-// parent exists. `isMade` is true if it would be created.
+// Like WhyNoNewFile, for a folder without a trailing backslash that a save creates first if it is missing.
+// `isMade` is true if the folder is missing; `error` is then that of creating it.
 struct MadeFolder {
   DWORD error;
   bool isMade;

@@ -11,8 +11,9 @@ struct PathFault {
   std::string remedy;  // whole sentences
 };
 
-// Returns the fault of a path, or nothing. `path` is the text as stored: a variable, a quotation mark or a
-// blank at either end is a fault.
+// Returns the fault of a path, or nothing. `path` is the text as stored. Faults are an empty path, a
+// quotation mark, a blank at either end, a variable, a path that is not full, a character that Windows does
+// not allow in names, and a drive that does not exist.
 [[nodiscard]] std::optional<PathFault> FindPathFault(const std::wstring& path);
 
 }  // namespace varnel::tool

@@ -33,8 +33,9 @@ struct ReportText {
   std::vector<EventText> events;
 };
 
-// Parses a report in the format of docs/tool.md. Throws Failure with the position in the document for invalid
-// JSON, unknown keys, values of the wrong type, and elements that are nested too deeply.
+// Parses a report in the format of docs/tool.md. Throws Failure with the place in the document for invalid
+// JSON, unknown keys, keys given twice, values of the wrong type, elements that are nested more than 100
+// levels deep, and a report without events.
 [[nodiscard]] ReportText ParseReport(std::string_view json);
 
 }  // namespace varnel::tool

@@ -20,8 +20,8 @@ namespace varnel::tool {
 [[nodiscard]] std::vector<std::wstring> SaveReport(const Library& library, const ReportText& text,
                                                    Unmanaged unmanaged = Unmanaged::kDrop, int count = 1);
 
-// Returns the full paths of the folder's files that are not in `before`, which may include files of other
-// programs.
+// Returns the full paths of the folder's files whose names are not in `before`, a result of FilesOf. They may
+// include files of other programs.
 [[nodiscard]] std::vector<std::wstring> NewFiles(const EventFolder& folder,
                                                  const std::vector<FolderFile>& before);
 

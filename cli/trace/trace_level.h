@@ -19,7 +19,7 @@ struct RawValue {
 // can write it. The caller must own the trace mailslot.
 class ScopedLogLevel {
  public:
-  // Throws Failure if this account may not set the level.
+  // Throws Failure if this account may not read or set the level.
   explicit ScopedLogLevel(int level);
   ~ScopedLogLevel();
   ScopedLogLevel(const ScopedLogLevel&) = delete;
@@ -31,12 +31,12 @@ class ScopedLogLevel {
   std::optional<RawValue> old_;
 };
 
-// Restores the log level that a killed trace has left. Returns false if there is none. Throws Failure if this
+// Restores the log level that a killed trace replaced. Returns false if there is none. Throws Failure if this
 // account may not set it. The caller must own the trace mailslot.
 [[nodiscard]] bool RepairLogLevel();
 
-// Returns the level, in words, that a killed trace replaced. Returns an empty text if there is none, or if a
-// trace runs.
+// Returns the level that a killed trace replaced: its number, "not set" or "not a number". Returns an empty
+// text if there is none, or if a trace runs. Throws Failure if the value cannot be read.
 [[nodiscard]] std::string LevelBeforeKilledTrace();
 
 }  // namespace varnel::tool

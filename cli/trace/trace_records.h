@@ -16,7 +16,8 @@ struct TraceRecord {
   std::uint32_t sequence = 0;  // 0 if its header was not received
   std::uint32_t missing = 0;   // number of lost records of the same process before this one
   std::size_t cut = 0;         // number of bytes dropped at its end
-  std::string line;            // UTF-8, as it was sent
+  std::string line;            // the message up to its first zero, in UTF-8
+  // The parts of the line. A line that the library did not write is `text` as a whole.
   std::string stamp;
   char level = '?';
   std::string tag;
@@ -30,7 +31,7 @@ struct TraceRecord {
 // own records.
 class TraceRecords {
  public:
-  // Takes a message and returns the record that it completes, if any.
+  // Takes a message. Returns nothing for a header, and the record for a text, also if its header is missing.
   [[nodiscard]] std::optional<TraceRecord> Take(std::string_view message);
 
  private:
