@@ -21,7 +21,8 @@ inline bool Impersonates() {
   return OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.Put()) != FALSE;
 }
 
-// Runs a program. The destructor ends it, so that no process outlives a failed test.
+// Runs a program; fails the test if it cannot be started. The destructor ends it, so that no process outlives
+// a failed test.
 class ChildProcess {
  public:
   explicit ChildProcess(std::wstring commandLine);
@@ -31,6 +32,7 @@ class ChildProcess {
 
   // Returns the exit status. Fails the test if the process runs longer than `milliseconds`.
   DWORD Wait(DWORD milliseconds) const;
+  // Ends the process with status 1, without waiting for its end.
   void Kill() const;
 
  private:

@@ -42,8 +42,8 @@ void SetBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::ve
   RegistryKey opened;
   ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExW(HKEY_LOCAL_MACHINE, key, 0, nullptr, REG_OPTION_VOLATILE,
                                            KEY_ALL_ACCESS, nullptr, opened.Put(), nullptr));
-  // For texts the system looks at the characters around the end and stores a terminator that stands behind
-  // it.
+  // For texts, RegSetValueExW reads the characters around the end of the data and stores a terminator that
+  // follows it.
   constexpr std::size_t kGuard = 2;
   std::vector<BYTE> guarded(bytes.size() + 2 * kGuard, 0xFF);
   std::copy(bytes.begin(), bytes.end(), guarded.begin() + kGuard);

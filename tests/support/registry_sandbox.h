@@ -12,7 +12,8 @@ constexpr wchar_t kEventParser[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon\\E
 constexpr wchar_t kLog[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon";
 constexpr wchar_t kProductOptions[] = L"SYSTEM\\CurrentControlSet\\Control\\ProductOptions";
 
-// Set a value below HKEY_LOCAL_MACHINE. A missing key is created as a volatile one.
+// Set or delete a value below HKEY_LOCAL_MACHINE; fail the test if Windows refuses. SetText, SetNumber and
+// SetBytes create a missing key as a volatile one.
 void SetText(const wchar_t* key, const wchar_t* name, const std::wstring& text);
 void SetNumber(const wchar_t* key, const wchar_t* name, DWORD number);
 void SetBytes(const wchar_t* key, const wchar_t* name, DWORD type, const std::vector<BYTE>& bytes);

@@ -24,9 +24,11 @@ class TempFolder {
   std::wstring path_;
 };
 
-// Returns the names of the files in a folder, sorted. Returns an empty list for a missing folder.
+// Returns the names of the files and folders in a folder, sorted. Returns an empty list for a missing folder.
 std::vector<std::wstring> FilesIn(const std::wstring& folder);
+// True for a file and for a folder.
 bool Exists(const std::wstring& path);
+// ReadBytes, WriteBytes and ReadDocument fail the test if the file cannot be opened or written.
 std::string ReadBytes(const std::wstring& path);
 void WriteBytes(const std::wstring& path, const std::string& bytes);
 // Returns the bytes of an event file. If the environment variable VARNEL_KEEP_DOCUMENTS names a folder,

@@ -7,7 +7,8 @@
 
 namespace varnel::test {
 
-// Creates the trace mailslot, as the agent's trace viewer does, and reads it.
+// Creates the trace mailslot, as the agent's trace viewer does, and reads it. Fails the test if another
+// program owns it.
 class TraceReader {
  public:
   TraceReader();
