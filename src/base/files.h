@@ -22,16 +22,18 @@ struct FileIdentity {
   bool isPlain;  // a file with one hard link, neither a folder nor a link
 };
 
-// Returns nothing if Windows cannot tell.
+// Takes any handle from CreateFile. Returns nothing if Windows cannot tell.
 [[nodiscard]] std::optional<FileIdentity> IdentifyFile(HANDLE file) noexcept;
 
 // Opens a file for writing. Other processes may read it meanwhile, but not write, move, delete or replace it.
-// Links are not followed, and child processes do not inherit the handle. `disposition` is that of CreateFile,
-// except those that truncate. Returns an empty owner, with the last error set, on failure.
+// If the path leads to a link, opens the link itself: callers that open existing files check `isPlain`. Links
+// among the path's folders are followed. Child processes do not inherit the handle. `disposition` is that of
+// CreateFile, except those that truncate. Sets the last error as CreateFile does, also on success. Returns an
+// empty owner on failure.
 [[nodiscard]] FileHandle OpenToWrite(const wchar_t* path, DWORD disposition) noexcept;
 
-// Deletes the file if the path still leads to the file with this identity. May block while another process
-// holds an opportunistic lock on it.
+// Deletes the file if the path still leads to the file with this index, plain or not. Reports no failure. May
+// block while another process holds an opportunistic lock on it.
 void DeleteFileIfStill(const wchar_t* path, const FileIdentity& identity) noexcept;
 
 }  // namespace varnel

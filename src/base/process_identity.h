@@ -12,7 +12,8 @@ inline constexpr wchar_t kNoProcessIdentity[] = L"this thread cannot act for its
 class ProcessIdentity {
  public:
   ProcessIdentity() noexcept {
-    // Tries with the user's rights first: the process may have no right to the user's token.
+    // Tries with the process's rights first, then with the user's: the process may have no right to the
+    // user's token.
     if (Open(TRUE) || (error_ != ERROR_NO_TOKEN && Open(FALSE)))
       error_ = SetThreadToken(nullptr, nullptr) ? ERROR_SUCCESS : GetLastError();
     else if (error_ == ERROR_NO_TOKEN)

@@ -6,8 +6,9 @@ namespace varnel {
 
 // Loads a library and its dependencies from the system folder only, never a file of that name from the host's
 // folder. `name` is a file name without a folder. Returns an empty owner on failure. Loads without
-// impersonation; if that cannot be stopped, loads nothing and sets *identityError, otherwise 0, to the Win32
-// error code. Throws HResultError if the thread cannot impersonate its user again.
+// impersonation. If the impersonation cannot be stopped, loads nothing and sets *identityError to the Win32
+// error code; otherwise sets it to 0. Throws HResultError (E_ACCESSDENIED) if the thread cannot impersonate
+// its user again.
 [[nodiscard]] LoadedLibrary LoadSystemLibrary(const wchar_t* name, DWORD* identityError = nullptr);
 
 // Sets `function` to the export `name`. Returns false, with null, if there is none.
