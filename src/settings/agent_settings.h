@@ -9,7 +9,8 @@
 namespace varnel {
 
 // Settings of the agent on this machine. Every call reads the registry, so a change takes effect at the next
-// call. A value that is missing or unreadable gives its default; no error is reported. Any thread may call.
+// call. A value that is missing or unreadable gives its default, which docs/settings.md has; no error is
+// reported. Any thread may call.
 
 // True if the management server manages the agent.
 [[nodiscard]] bool IsAgentManaged() noexcept;
@@ -23,8 +24,8 @@ constexpr wchar_t kEventParserKey[] = L"SOFTWARE\\Wow6432Node\\Kestrane\\Orbacon
 // True if `bytes` is below ReadEventSizeLimit().
 [[nodiscard]] bool EventSizeWithinLimit(std::uint64_t bytes) noexcept;
 
-// Returns the lowest severity that makes an event a trigger event; nothing if the policy is off. The agent
-// forwards trigger events at once.
+// Returns the lowest severity that makes an event a trigger event; nothing if the policy is off or has no
+// threshold. The agent forwards trigger events at once.
 [[nodiscard]] std::optional<std::int32_t> ReadEventTriggerThreshold() noexcept;
 // Sets *triggerOut to 1 if an event of this severity is a trigger event, otherwise to 0. Always returns 0.
 std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* triggerOut) noexcept;
@@ -32,12 +33,13 @@ std::int32_t ReadEventTriggerPolicy(std::int32_t severity, std::uint32_t* trigge
 // Returns the agent's GUID as the registry has it, cut to 500 characters; the all-zero GUID if there is none.
 [[nodiscard]] std::wstring ReadAgentGuid();
 
-// Returns the agent's address. Returns an empty text if the value is missing, empty, longer than 520 bytes or
-// a placeholder, which begins with "N".
+// Returns the agent's address. Returns an empty text if the value is missing, empty, longer than 520 bytes
+// (terminator included) or a placeholder, which begins with a capital "N".
 [[nodiscard]] std::wstring ReadAgentIPAddress();
 
-// The next three read a path into the whole of `path`, zero-terminated and padded with zeros. They return
-// false, with the buffer undefined, if the value cannot be read or does not fit.
+// The next three read a path into `path`, terminate it and fill the rest of the buffer with zeros. An empty
+// value gives an empty path. They return false, with the buffer undefined, if the value cannot be read or
+// does not fit.
 constexpr std::size_t kPathCapacity = 260;  // characters, terminator included
 
 // Reads the agent's data folder, which normally ends in a backslash.
