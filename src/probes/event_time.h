@@ -7,8 +7,8 @@
 
 namespace varnel {
 
-// Converts an Automation date into a calendar date and time, to the second. Returns nothing for a year
-// outside 100 to 9999 and for NaN.
+// Converts an Automation date into a calendar date and time, rounded to the second. Returns nothing for a
+// year outside 100 to 9999 and for NaN.
 [[nodiscard]] std::optional<SYSTEMTIME> SystemTimeFromDate(DATE date) noexcept;
 
 // The text of a date and time in event files: "2024-03-07T09:05:03". Fields are neither checked nor converted

@@ -15,14 +15,14 @@ constexpr std::size_t kHostTextCapacity = 1025;  // bytes of a numeric host text
 // it and every load of this library would load it.
 class Sockets {
  public:
-  // `fact` is the element of the report that needs it, for a log line.
+  // `fact` is the element of the report that needs it, for a log line. Throws like LoadSystemLibrary.
   explicit Sockets(const wchar_t* fact);
   ~Sockets();
   Sockets(const Sockets&) = delete;
   Sockets& operator=(const Sockets&) = delete;
 
   // Returns the result of WSAStartup for version 1.1, or -1 if the library cannot be loaded. The functions
-  // below may be called unless it is -1.
+  // below may be called unless it is -1; after any other failure they return errors of their own.
   int StartResult() const noexcept { return startResult_; }
 
   // Writes the address as numeric text. Returns false on failure.
