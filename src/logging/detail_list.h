@@ -19,10 +19,10 @@ class DetailList {
   DetailList& operator=(const DetailList&) = delete;
 
   // Replaces the list by the first 15 items of `text`: zero-terminated ANSI, separated by ";", empty items
-  // included. Keeps the present list if there is no memory.
+  // included, so that an empty text is one item. Keeps the present list if there is no memory.
   void Replace(const char* text) noexcept;
-  // Replaces the list by `text` and remembers `text`, unless it equals the text remembered last, compared
-  // without regard to case.
+  // Replaces the list by `text` and remembers `text`, even if there is no memory for the list. Does nothing
+  // if `text` equals the text remembered last, compared without regard to case.
   void TakeOver(const char (&text)[kTextCapacity]) noexcept;
   // Frees the list but not the remembered text: TakeOver with the same text then leaves the list empty.
   void Clear() noexcept;

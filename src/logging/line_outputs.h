@@ -4,6 +4,8 @@
 
 namespace varnel {
 
+// docs/settings.md shows the lines of both outputs.
+
 // Created by the trace viewer; without a viewer, no record is sent.
 constexpr wchar_t kTraceMailslot[] = L"\\\\.\\mailslot\\TarvoTrace";
 

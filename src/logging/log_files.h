@@ -32,8 +32,8 @@ struct LogFiles {
 
 LogFiles& GetLogFiles() noexcept;
 
-// File names derived from a base path, zero-terminated and cut to fit. Rotation does not use the two backup
-// names: it numbers its backups.
+// File names derived from a base path ("BASE.log", "BASE_error.log" and so on), zero-terminated and cut to
+// fit. Rotation does not use the two backup names: it numbers its backups.
 struct LogFileNames {
   char main[kLogPathCapacity];
   char error[kLogPathCapacity];

@@ -76,7 +76,8 @@ struct ProcessTagText {
 };
 ProcessTagText ProcessTag() noexcept;
 
-// Reads the settings from the registry. A value that is missing or unusable leaves its setting unchanged.
+// Reads the settings from the registry; docs/settings.md has the values. One that is missing or unusable
+// leaves its setting unchanged, and a number out of range is clamped.
 void ReadLogSettings() noexcept;
 
 // Sets the process tag "Evt", switches mailslot and console on and reads the registry. The constructor of
