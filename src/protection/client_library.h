@@ -16,10 +16,11 @@ struct ProtectionClient {
 // 260 characters) names, or an empty client.
 //
 // Reads the value again one minute after the last search; at once after LookForClientAgain, and after a
-// search that found the file open in another program. Before a library is loaded, its signature is checked on
-// the very file that is loaded (see signature_check.h). A loaded library stays in the process and is used as
-// long as the value names it. A file that is refused, or a path that is not full and local, is logged at
-// level 5 once, until path or file change. A missing value or file is not logged.
+// search that found the file open in another program or could not stop the impersonation. Before a library is
+// loaded, its signature is checked on the very file that is loaded (see signature_check.h). A loaded library
+// stays in the process and is used as long as the value names it. A file that is refused, or a path that is
+// not full and local, is logged at level 5 once, until path or file change. A missing value or file is not
+// logged.
 //
 // Any thread may call, except from DllMain or while it holds the save mutex: checking takes time, and the
 // client's DllMain runs. If another thread is searching and no client is known, waits for it up to five

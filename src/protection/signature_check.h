@@ -6,15 +6,16 @@ namespace varnel {
 
 struct SignatureVerdict {
   const wchar_t* objection;  // the fault, for a log line; null if the file may be trusted
-  DWORD code;                // a Windows error code
+  DWORD code;                // a Win32 error code or an HRESULT
 };
 
 // Checks whether an open file has an intact Authenticode signature by a code-signing certificate that leads
 // without error to a root certificate in the machine's (not the user's) store. A signature of an expired
-// certificate counts only with a time stamp from its period of validity. `path` is the file's own path. If
-// `library`, a file's path, or the module itself for null, is signed, the file must have the same publisher:
-// the same name under the same root. Nothing is fetched from the network: the root must be in the store, and
-// a certificate is refused as revoked only if the machine knows it.
+// certificate counts only with a time stamp from its period of validity. `path` is the file's own path.
+// `library` is the path of another file; null means the file of this module. If that file is signed, the
+// checked one must have the same publisher: the same name under the same root. Nothing is fetched from the
+// network: the root must be in the store, and a certificate is refused as revoked only if the machine knows
+// it. The calling thread must not impersonate: LoadSystemLibrary, which is called here, might throw.
 //
 // WinVerifyTrust alone is not sufficient, because its result depends on policies and trust providers: some
 // check no more than an intact hash. So the chain is built and checked here as well, with its status.
