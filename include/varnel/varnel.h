@@ -37,7 +37,8 @@
 #define VARNEL_RESULT(code) ((HRESULT)(code))
 #endif
 
-/* The methods' results beyond S_OK, E_FAIL and E_OUTOFMEMORY. */
+/* The methods' results beyond S_OK, E_FAIL, E_OUTOFMEMORY, and E_ACCESSDENIED, which means that Windows did
+ * not let the thread impersonate its user again. */
 #define VARNEL_E_NOT_MANAGED VARNEL_RESULT(0xFFFFF703UL)              /* -2301 */
 #define VARNEL_E_EVENT_DISABLED VARNEL_RESULT(0xFFFFF704UL)           /* -2300 */
 #define VARNEL_E_NOT_WRITTEN VARNEL_RESULT(0xFFFFFFD7UL)              /* -41 */

@@ -11,7 +11,8 @@
 // returns the HRESULT and does not throw. Without exceptions (-fno-exceptions) only the second form compiles.
 //
 // A call that fails adds none of the elements, attributes and facts that the caller asked for. If all calls
-// succeed, `varnel check` accepts the event file, whatever the arguments are.
+// succeed, `varnel check` accepts the event file, whatever the arguments are, unless the agent's size limit
+// is above its default.
 //
 // Threads: one report and its elements belong to one thread at a time. Different reports are independent.
 #pragma once

@@ -68,7 +68,7 @@ class Element {
     const HRESULT fault = CheckAttribute(name, value);
     return FAILED(fault) ? fault : Answer(element_->SetAttributeString(name.Get(), value.Get()));
   }
-  // Sets an attribute to any integer, in decimal.
+  // The same with any integer, in decimal.
   template <class Number, std::enable_if_t<detail::kIsInteger<Number>, int> = 0>
   [[nodiscard]] HRESULT TrySetAttribute(const Text& name, Number value) const noexcept {
     if constexpr (sizeof(Number) < sizeof(long) ||

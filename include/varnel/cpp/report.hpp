@@ -28,7 +28,7 @@ struct Machine {
 // How reports behave while the agent is not managed.
 enum class Unmanaged {
   kDrop,    // Save writes nothing and succeeds
-  kRefuse,  // every call fails with VARNEL_E_NOT_MANAGED
+  kRefuse,  // opening a report and every call of a Report fail with VARNEL_E_NOT_MANAGED
 };
 
 namespace detail {
@@ -136,6 +136,7 @@ class Report {
   }
 
   // Get the element "MachineInfo" and the product element, to which a product can add elements of its own.
+  // Both exist as soon as the report is open.
   [[nodiscard]] HRESULT TryGetMachineElement(Element& machine) const noexcept {
     return GetElement(&IOrbaEventInf2::GetMachineElement, Kind::kMachine, machine);
   }
@@ -150,8 +151,9 @@ class Report {
     if (result != E_FAIL) return result;
     return !hasMachine_ ? kNoMachine : !hasEvent_ ? kNoEvent : result;
   }
-  // Writes the report for the agent alone. For components of the agent, whose software identifiers begin with
-  // ORBAAGENT. `extension` has no dot.
+  // Writes the report for the agent alone, even without machine facts or events, and even if the agent is not
+  // managed and the report was opened with kDrop. For components of the agent, whose software identifiers
+  // begin with ORBAAGENT. `extension` has no dot.
   [[nodiscard]] HRESULT TrySaveAgentEventOnly(const Text& softwareId, const Text& extension) const noexcept {
     for (const HRESULT status : {softwareId.StatusAsNeeded(), extension.StatusAsNeeded()})
       if (FAILED(status)) return status;

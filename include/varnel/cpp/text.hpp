@@ -76,7 +76,8 @@ constexpr bool IsName(std::wstring_view text) noexcept {
 
 // A text for one call, copied from a UTF-16 or UTF-8 literal, string or view. A text with broken UTF-8 or
 // surrogates, control characters or zeros makes the call return kBadText. A null pointer gives a null text,
-// and a moved-from text is null too: it is not a name, and not a text where one is required.
+// and a moved-from text is null too: it is not a name, and not a text where one is required; elsewhere it
+// counts as empty.
 class Text {
  public:
   Text() noexcept = default;
@@ -130,7 +131,7 @@ class Text {
   HRESULT Status() const noexcept { return status_; }
   // Returns kNullText for a null text, otherwise Status().
   HRESULT StatusAsNeeded() const noexcept { return SUCCEEDED(status_) && !bstr_ ? kNullText : status_; }
-  // Returns kBadName for a null text or a text that is not an XML name, otherwise Status().
+  // Returns Status() if it is a failure, otherwise kBadName for a null text or one that is not an XML name.
   HRESULT StatusAsName() const noexcept {
     return FAILED(status_) ? status_ : detail::IsName(View()) ? S_OK : kBadName;
   }
