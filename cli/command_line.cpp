@@ -1,15 +1,17 @@
 #include "command_line.h"
 
 #include "commands/commands.h"
-#include "console/text.h"
+#include "console/printable.h"
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <new>
 
 namespace varnel::tool {
 namespace {
 
-// The options of all commands, and the command that was selected.
+// The options of all commands, and the command that was selected. Every program has all commands, so that
+// help and messages name them; outside Windows those of kMachine say only that they work on Windows.
 struct Chosen {
   DoctorOptions doctor;
   ExplainOptions explain;
@@ -21,11 +23,16 @@ struct Chosen {
   std::function<Status()> run;
 };
 
+// The headings of the commands in the help text.
+constexpr char kFiles[] = "Commands for event files, on every system";
+constexpr char kMachine[] = "Commands that ask this machine, on Windows only";
+
 void AddDoctor(CLI::App& app, Chosen& chosen) {
   DoctorOptions& options = chosen.doctor;
   CLI::App& command = *app.add_subcommand(
       "doctor",
       "Finds out why events do not arrive. Prints a row for each check: state, finding, what to do.");
+  command.group(kMachine);
   command.footer(
       "Example: varnel doctor --software EXAMPLE__1000 --write\n"
       "Returns 0 if all is well, 1 with warnings, 2 with failures.");
@@ -59,7 +66,9 @@ void AddExplain(CLI::App& app, Chosen& chosen) {
   ExplainOptions& options = chosen.explain;
   CLI::App& command = *app.add_subcommand(
       "explain",
-      "Predicts what the library would do with an event on this machine, and why; or explains a result.");
+      "Explains a result; or predicts what the library would do with an event on this machine (on Windows "
+      "only), and why.");
+  command.group(kFiles);
   command.footer(
       "Examples: varnel explain --software EXAMPLE__1000 --event 1024 --severity 3\n"
       "          varnel explain --code 0xFFFFFFC9");
@@ -89,6 +98,7 @@ void AddSend(CLI::App& app, Chosen& chosen) {
   SendOptions& options = chosen.send;
   CLI::App& command =
       *app.add_subcommand("send", "Reports an event with the real library and prints the path of its file.");
+  command.group(kMachine);
   command.footer(
       "Example: varnel send --software EXAMPLE__1000 --event Tried --id 1 --severity 1 -a From=Console");
   command.add_flag("--json", options.fromInput,
@@ -126,9 +136,12 @@ void AddLoad(CLI::App& app, Chosen& chosen) {
 void AddShow(CLI::App& app, Chosen& chosen) {
   ShowOptions& options = chosen.show;
   CLI::App& command = *app.add_subcommand("show", "Shows the events in event files, one per line.");
+  command.group(kFiles);
   command.footer("Example: varnel show --json --follow C:\\Agent\\AgentEvents");
-  command.add_option("path", options.paths,
-                     "Files, or folders with files; by default the agent's and the server's event folder");
+  command.add_option(
+      "path", options.paths,
+      "Files, or folders with files; by default, on Windows only, the agent's and the server's event "
+      "folder");
   CLI::Option* const tree = command.add_flag("--tree", options.tree, "Show all elements of the files");
   command
       .add_flag("--json", options.json,
@@ -145,6 +158,7 @@ void AddShow(CLI::App& app, Chosen& chosen) {
 void AddCheck(CLI::App& app, Chosen& chosen) {
   CLI::App& command =
       *app.add_subcommand("check", "Checks event files against the rules of docs/event-format.md.");
+  command.group(kFiles);
   command.footer("Example: varnel check C:\\Agent\\AgentEvents");
   command.add_option("path", chosen.check.paths, "Files, or folders with files")->required();
   command.callback([&chosen] { chosen.run = [&chosen] { return RunCheck(chosen.check); }; });
@@ -154,6 +168,7 @@ void AddTrace(CLI::App& app, Chosen& chosen) {
   TraceOptions& options = chosen.trace;
   CLI::App& command =
       *app.add_subcommand("trace", "Prints the library's log lines as they arrive, until Ctrl+C.");
+  command.group(kMachine);
   command.footer(
       "--level applies to reports whose Initialize is called while the trace runs.\n"
       "Example: varnel trace --level 8 --facility Quorvel");
@@ -168,14 +183,13 @@ void AddTrace(CLI::App& app, Chosen& chosen) {
   command.callback([&chosen] { chosen.run = [&chosen] { return RunTrace(chosen.trace); }; });
 }
 
-}  // namespace
-
+// Throws the exceptions of the commands.
 Status RunCommandLine(const std::vector<std::string>& arguments) {
   CLI::App app("Answers questions about varnel.dll and its event files.", "varnel");
   app.require_subcommand(1);
   app.set_version_flag("--version", VARNEL_VERSION);
   Chosen chosen;
-  for (const auto add : {AddDoctor, AddExplain, AddSend, AddLoad, AddShow, AddCheck, AddTrace})
+  for (const auto add : {AddShow, AddCheck, AddExplain, AddDoctor, AddSend, AddTrace, AddLoad})
     add(app, chosen);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(),
@@ -191,6 +205,19 @@ Status RunCommandLine(const std::vector<std::string>& arguments) {
     return kFailed;
   }
   return chosen.run();
+}
+
+}  // namespace
+
+Status RunProgram(const std::function<std::vector<std::string>()>& arguments) noexcept {
+  try {
+    return RunCommandLine(arguments());
+  } catch (const std::bad_alloc&) {
+    PrintError("there is not enough memory; end other programs and try again");
+  } catch (const std::exception& error) {
+    PrintError(error.what());
+  }
+  return kFailed;
 }
 
 }  // namespace varnel::tool

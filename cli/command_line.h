@@ -2,13 +2,14 @@
 
 #include "console/console.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace varnel::tool {
 
-// Runs the command that the arguments (UTF-8, without the program's name) select, and returns its status.
-// Prints help, or the fault in the arguments. Throws the exceptions of the commands.
-[[nodiscard]] Status RunCommandLine(const std::vector<std::string>& arguments);
+// Runs the command that the arguments (without the program's name; UTF-8 on Windows) select, and returns its
+// status. Prints help, or the fault in the arguments, or why the command failed. Does not throw.
+[[nodiscard]] Status RunProgram(const std::function<std::vector<std::string>()>& arguments) noexcept;
 
 }  // namespace varnel::tool

@@ -2,9 +2,11 @@
 # VARNEL_CHECKED makes a build that stops at undefined behaviour and at broken assertions of the C++ library.
 add_library(varnel_options INTERFACE)
 target_compile_features(varnel_options INTERFACE cxx_std_20)
-# Windows Vista is the oldest system that the statically linked C++ runtime starts on.
-target_compile_definitions(varnel_options INTERFACE
-  UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX WINVER=0x0600 _WIN32_WINNT=0x0600)
+if(WIN32)
+  # Windows Vista is the oldest system that the statically linked C++ runtime starts on.
+  target_compile_definitions(varnel_options INTERFACE
+    UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX WINVER=0x0600 _WIN32_WINNT=0x0600)
+endif()
 
 if(MSVC)
   target_compile_definitions(varnel_options INTERFACE _CRT_SECURE_NO_WARNINGS _WINSOCK_DEPRECATED_NO_WARNINGS)
@@ -30,6 +32,22 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
 endif()
 target_compile_options(varnel_options INTERFACE
   "$<$<COMPILE_LANGUAGE:CXX>:${warnings}>")
+if(NOT WIN32)
+  if(VARNEL_CHECKED)
+    target_compile_definitions(varnel_options INTERFACE _GLIBCXX_ASSERTIONS)
+    set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all)
+    target_compile_options(varnel_options INTERFACE ${sanitizers} -O1 -g -fno-omit-frame-pointer)
+    target_link_options(varnel_options INTERFACE ${sanitizers})
+  else()
+    # Reads files that nobody vouches for; runs on systems with another C++ runtime.
+    target_compile_definitions(varnel_options INTERFACE NDEBUG _FORTIFY_SOURCE=2)
+    target_compile_options(varnel_options INTERFACE
+      -O2 -fPIE -fstack-protector-strong -ffunction-sections -fdata-sections -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+    target_link_options(varnel_options INTERFACE
+      -pie -static-libstdc++ -static-libgcc LINKER:--gc-sections,-z,relro,-z,now,--no-undefined)
+  endif()
+  return()
+endif()
 # -static: the C++ runtime comes inside; no time stamp: the same sources give the same bytes.
 target_link_options(varnel_options INTERFACE
   -static

@@ -17,8 +17,8 @@ namespace {
 constexpr std::size_t kMostFaults = 20;  // reported for one file
 
 void PrintFault(const ListedFile& file, const Position& position, const Fault& fault) {
-  Print(Printable(file.path) + ":" + std::to_string(position.line) + ":" + std::to_string(position.column) +
-        ": " + Shortened(fault.text) + "\n");
+  Print(Printable(ToUtf8(file.path)) + ":" + std::to_string(position.line) + ":" +
+        std::to_string(position.column) + ": " + Shortened(fault.text) + "\n");
 }
 
 // Returns nothing for a file that has been deleted since the folder was listed.
@@ -26,7 +26,7 @@ std::optional<Status> CheckFile(EventFileReader& reader, const ListedFile& file)
   const EventFileReader::Result read = reader.Read(file);
   if (read.isGone) return std::nullopt;
   if (read.state == FileState::kUnreadable) {
-    PrintError(Printable(file.path) + ": " + read.fault.text);
+    PrintError(Printable(ToUtf8(file.path)) + ": " + read.fault.text);
     return kFailed;
   }
   std::vector<Fault> faults;
@@ -46,7 +46,7 @@ Status RunCheck(const CheckOptions& options) {
   std::size_t count = 0, right = 0;
   for (const std::string& path : options.paths) {
     try {
-      const std::vector<ListedFile> files = ListFiles(ToWide(path));
+      const std::vector<ListedFile> files = ListFiles(ToNative(path));
       Progress progress(files.size());
       for (const ListedFile& file : files) {
         progress.Next();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "console/console.h"
+#include "console/text.h"
 #include "report/report_json.h"
 
 #include <cstdint>
@@ -35,6 +36,8 @@ struct ExplainOptions {
   bool asJson = false;
 };
 [[nodiscard]] Status RunExplain(const ExplainOptions& options);
+// Predicts the event. For RunExplain.
+[[nodiscard]] Status ExplainEvent(const ExplainOptions& options);
 
 struct SendOptions {
   ReportText report;  // without its event
@@ -60,6 +63,8 @@ struct ShowOptions {
   std::string page;  // the file to write as a page
 };
 [[nodiscard]] Status RunShow(const ShowOptions& options);
+// Returns the event folders of this machine's agent and server. For RunShow without paths.
+[[nodiscard]] std::vector<NativePath> DefaultEventFolders();
 
 struct CheckOptions {
   std::vector<std::string> paths;

@@ -3,6 +3,7 @@
 #include "commands/commands.h"
 #include "console/console.h"
 #include "console/json_text.h"
+#include "console/streams_windows.h"
 #include "doctor/checks.h"
 #include "varnel/varnel.hpp"
 

@@ -2,7 +2,8 @@
 
 #include "commands/commands.h"
 #include "console/console.h"
-#include "console/text.h"
+#include "console/streams_windows.h"
+#include "console/wide_text.h"
 #include "report/report_json.h"
 #include "report/reporting.h"
 

@@ -2,15 +2,12 @@
 
 #include "commands/commands.h"
 #include "console/console.h"
-#include "console/text.h"
+#include "console/streams.h"
 #include "eventfile/event_files.h"
 #include "eventfile/event_json.h"
 #include "eventfile/event_text.h"
+#include "eventfile/files.h"
 #include "eventfile/page.h"
-#include "events/report_rules.h"
-#include "machine/agent_folders.h"
-
-#include <windows.h>
 
 #include <map>
 #include <optional>
@@ -19,40 +16,50 @@
 namespace varnel::tool {
 namespace {
 
-constexpr DWORD kPollMilliseconds = 250;
+constexpr std::chrono::milliseconds kPoll(250);
 constexpr std::size_t kPart = 65'536;
 
-// Returns the full path: collected lines must name the file independently of the current folder.
-std::wstring FullPath(const std::wstring& path) {
-  std::wstring full(32'768, L'\0');
-  full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
-  return full.empty() ? path : full;
-}
+// What --follow knows of a file between two looks at its folder.
+struct Followed {
+  enum class State {
+    kUnread,      // not read yet, or in use by another program: read it at the next look
+    kUnfinished,  // read it again when its size has changed
+    kFinished,    // shown or refused: do not read it again
+  };
+  State state = State::kUnread;
+  std::uint64_t size = 0;  // when it was read
+  unsigned lastLook = 0;   // the number of the last look that found it
+};
 
 class Show {
  public:
   explicit Show(const ShowOptions& options) : options_(options) {
-    if (!options.page.empty()) page_.emplace(FullPath(ToWide(options.page)));
+    if (!options.page.empty()) page_.emplace(FullPath(ToNative(options.page)));
   }
 
   // Shows the files of these paths that have not been shown yet.
-  void Once(const std::vector<std::wstring>& paths) {
-    std::set<std::wstring> present;
-    allListed_ = true;
-    for (const std::wstring& path : paths) {
-      const std::vector<ListedFile> files = List(path);
-      Progress progress(files.size());
-      for (const ListedFile& file : files) {
+  void Look(const std::vector<NativePath>& paths) {
+    ++look_;
+    bool isComplete = true;
+    for (const NativePath& path : paths) {
+      const std::optional<std::vector<ListedFile>> files = List(path);
+      if (!files) {
+        isComplete = false;
+        continue;
+      }
+      Progress progress(files->size());
+      for (const ListedFile& file : *files) {
         progress.Next();
-        present.insert(file.path);
-        if (!seen_.contains(file.path) && IsWorthALook(file.path)) ShowFile(file);
+        if (options_.follow)
+          Follow(file, followed_[file.path]);
+        else
+          ShowFile(file);
       }
     }
     Flush();
-    if (!allListed_) return;
     // A deleted name may be used again for another file.
-    std::erase_if(seen_, [&present](const std::wstring& name) { return !present.contains(name); });
-    std::erase_if(unfinished_, [&present](const auto& entry) { return !present.contains(entry.first); });
+    if (isComplete)
+      std::erase_if(followed_, [this](const auto& entry) { return entry.second.lastLook != look_; });
   }
   [[nodiscard]] Status Result() const { return status_; }
   void FinishPage() {
@@ -60,34 +67,35 @@ class Show {
   }
 
  private:
-  std::vector<ListedFile> List(const std::wstring& path) {
+  // Returns nothing if the path cannot be listed.
+  std::optional<std::vector<ListedFile>> List(const NativePath& path) {
     // The agent's folders may be created with its first event.
-    if (options_.paths.empty() && GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES &&
-        (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND))
-      return {};
+    if (options_.paths.empty() && FactsOf(path).error.problem == Problem::kMissing)
+      return std::vector<ListedFile>();
     try {
       return ListFiles(path);
     } catch (const Failure& failure) {
       if (complaints_.insert(path).second) PrintError(failure.what());
       status_ = kFailed;
-      allListed_ = false;
-      return {};
+      return std::nullopt;
     }
   }
-  // True unless the file is unfinished and has the size that it had before.
-  bool IsWorthALook(const std::wstring& path) const {
-    const auto entry = unfinished_.find(path);
-    return entry == unfinished_.end() || entry->second != SizeOf(path);
+  void Follow(const ListedFile& file, Followed& known) {
+    known.lastLook = look_;
+    if (known.state == Followed::State::kFinished) return;
+    const std::uint64_t size = FactsOf(file.path).size;  // before reading, because it may grow meanwhile
+    if (known.state == Followed::State::kUnfinished && known.size == size) return;
+    known.size = size;
+    known.state = ShowFile(file);
   }
-  void ShowFile(const ListedFile& file) {
-    if (options_.follow)
-      unfinished_[file.path] = SizeOf(file.path);  // before reading, because it may grow meanwhile
-    EventFileReader::Result read = reader_.Read(file);
-    if (read.isInUse) unfinished_.erase(file.path);  // its size may not change any more
-    if (read.state == FileState::kUnfinished && (options_.follow || !file.named)) return;
-    unfinished_.erase(file.path);
-    if (options_.follow) seen_.insert(file.path);
-    if (read.isGone) return;  // its reader has collected it
+  Followed::State ShowFile(const ListedFile& file) {
+    const EventFileReader::Result read = reader_.Read(file);
+    if (read.state == FileState::kUnfinished && (options_.follow || !file.named))
+      return read.isInUse ? Followed::State::kUnread : Followed::State::kUnfinished;
+    if (!read.isGone) ShowWhole(file, read);  // a reader has collected a file that is gone
+    return Followed::State::kFinished;
+  }
+  void ShowWhole(const ListedFile& file, const XmlVerdict& read) {
     if (read.state != FileState::kWhole)
       return PassOver(file, read.state == FileState::kUnreadable ? kFailed : kFound, read.fault.text);
     const auto document = DescribeDocument(ToUtf8(file.path), reader_.Tree().Root());
@@ -111,7 +119,7 @@ class Show {
   }
   void PassOver(const ListedFile& file, Status status, const std::string& why) {
     Flush();
-    PrintError(Printable(file.path) + ": " + Shortened(why));
+    PrintError(Printable(ToUtf8(file.path)) + ": " + Shortened(why));
     status_ = std::max(status_, status);
   }
   void Flush() {
@@ -124,31 +132,19 @@ class Show {
   std::string output_;
   std::optional<PageFile> page_;
   Status status_ = kDone;
-  bool allListed_ = true;
-  std::set<std::wstring> seen_;
-  std::map<std::wstring, std::uint64_t> unfinished_;  // with their sizes when they were read
-  std::set<std::wstring> complaints_;
+  unsigned look_ = 0;
+  std::map<NativePath, Followed> followed_;  // with --follow only
+  std::set<NativePath> complaints_;          // paths whose fault has been printed
 };
 
-// Returns the paths of the command line, or else the event folders of this machine's agent and server.
-std::vector<std::wstring> Places(const ShowOptions& options) {
-  std::vector<std::wstring> paths;
-  for (const std::string& path : options.paths) paths.push_back(FullPath(ToWide(path)));
-  if (!paths.empty()) return paths;
-  for (const wchar_t* const softwareId : {L"", kServerSoftwareId})
-    if (EventFolder folder = FolderOf(softwareId);
-        !folder.path.empty() && (paths.empty() || _wcsicmp(paths[0].c_str(), folder.path.c_str()) != 0))
-      paths.push_back(std::move(folder.path));
-  if (paths.empty())
-    throw Failure("no event folder is set on this machine; pass files or folders, or run varnel doctor");
-  return paths;
-}
-
 void ShowAll(const ShowOptions& options, Show& show) {
-  const std::vector<std::wstring> paths = Places(options);
-  show.Once(paths);
+  std::vector<NativePath> paths;
+  // A collected line names the file independently of the current folder.
+  for (const std::string& path : options.paths) paths.push_back(FullPath(ToNative(path)));
+  if (paths.empty()) paths = DefaultEventFolders();
+  show.Look(paths);
   show.FinishPage();
-  for (; options.follow; show.Once(paths)) Sleep(kPollMilliseconds);
+  for (; options.follow; show.Look(paths)) Pause(kPoll);
 }
 
 }  // namespace

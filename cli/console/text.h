@@ -7,12 +7,19 @@
 
 namespace varnel::tool {
 
-// Convert between UTF-16, UTF-8 and the ANSI code page, in which the library logs. Invalid input becomes
-// U+FFFD.
-[[nodiscard]] std::wstring ToWide(std::string_view utf8);
-[[nodiscard]] std::wstring FromAnsi(std::string_view ansi);
-[[nodiscard]] std::string ToUtf8(std::wstring_view utf16);
+// A path in the system's form: UTF-16 on Windows, bytes elsewhere.
+#ifdef _WIN32
+using NativePath = std::wstring;
+#else
+using NativePath = std::string;
+#endif
+using NativePathView = std::basic_string_view<NativePath::value_type>;
 
-[[nodiscard]] std::string Printable(std::wstring_view utf16);
+// Returns the path that an argument of the command line names.
+[[nodiscard]] NativePath ToNative(std::string_view argument);
+// Returns the path as UTF-8. On Windows invalid UTF-16 becomes U+FFFD; elsewhere the bytes stay as they are.
+[[nodiscard]] std::string ToUtf8(NativePathView path);
+// Returns the part of a path after its last separator.
+[[nodiscard]] std::string_view FileNameOf(std::string_view path);
 
 }  // namespace varnel::tool

@@ -1,6 +1,6 @@
 // Rows about the agent's settings for all reports: managed, size limit, trigger policy, identity.
 
-#include "console/text.h"
+#include "console/wide_text.h"
 #include "doctor/checks.h"
 #include "machine/registry_value.h"
 #include "settings/agent_settings.h"

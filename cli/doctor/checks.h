@@ -1,6 +1,6 @@
 #pragma once
 
-#include "console/text.h"
+#include "console/wide_text.h"
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 // Rows about the event folders: whether event files can be created in them, and by which accounts.
 
-#include "console/local_memory.h"
+#include "console/streams_windows.h"
 #include "doctor/backlog.h"
 #include "doctor/checks.h"
 #include "events/event_file.h"

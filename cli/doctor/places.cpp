@@ -1,6 +1,6 @@
 // Rows about values that the library does not read, because of their key or their name.
 
-#include "console/text.h"
+#include "console/wide_text.h"
 #include "doctor/checks.h"
 #include "logging/log_settings.h"
 #include "machine/registry_value.h"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "console/text.h"
 #include "eventfile/xml_tree.h"
 
 #include <array>
@@ -51,7 +52,7 @@ struct EventDocument {
   Element root;
   Element product;
   std::optional<Element> machine;  // the first "MachineInfo"
-  [[nodiscard]] std::string FileName() const { return path.substr(path.find_last_of("\\/") + 1); }
+  [[nodiscard]] std::string FileName() const { return std::string(FileNameOf(path)); }
 };
 
 // Returns the attribute's value; an empty text if the attribute is missing.

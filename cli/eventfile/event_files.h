@@ -1,8 +1,9 @@
 #pragma once
 
+#include "console/text.h"
 #include "eventfile/xml_reader.h"
 
-#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,13 +12,13 @@ namespace varnel::tool {
 
 // A file to read.
 struct ListedFile {
-  std::wstring path;
+  NativePath path;
   bool named = false;  // on the command line, not found in a folder
 };
 
 // Returns the file, or the files of the folder, oldest first and without links and folders. Throws Failure if
 // the path cannot be read.
-[[nodiscard]] std::vector<ListedFile> ListFiles(const std::wstring& path);
+[[nodiscard]] std::vector<ListedFile> ListFiles(const NativePath& path);
 
 // Reads event files one after the other, while other programs may write and delete them.
 class EventFileReader {
@@ -37,8 +38,5 @@ class EventFileReader {
   std::string bytes_;
   XmlTree tree_;
 };
-
-// Returns the size of a file in bytes; 0 if it does not exist.
-[[nodiscard]] std::uint64_t SizeOf(const std::wstring& path);
 
 }  // namespace varnel::tool

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <chrono>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace varnel::tool {
@@ -8,10 +11,13 @@ namespace varnel::tool {
 
 // True for a 32-bit number in decimal without redundant zeros or sign.
 [[nodiscard]] bool IsNumber(std::string_view text);
-// True for a time like 2024-03-07T09:05:03 in the years 100 to 9999. False for kNoTime.
-[[nodiscard]] bool IsTime(std::string_view text);
+// Returns the time of a text like 2024-03-07T09:05:03 in the years 100 to 9999; nothing for any other text
+// and for kNoTime.
+[[nodiscard]] std::optional<std::chrono::sys_seconds> ParseTime(std::string_view text);
 // True for twelve lower-case hexadecimal digits.
 [[nodiscard]] bool IsHardwareAddress(std::string_view text);
+// True for an IPv4 or IPv6 address.
+[[nodiscard]] bool IsIpAddress(const std::string& text);
 
 // Written for a date that is none.
 constexpr std::string_view kNoTime = "0000-00-00T00:00:00";

@@ -3,25 +3,11 @@
 #include "eventfile/event_forms.h"
 #include "eventfile/event_labels.h"
 
-#ifdef _WIN32
-#include <winsock2.h>
-#include <ws2tcpip.h>
-#else
-#include <arpa/inet.h>
-#endif
-
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace varnel::tool {
 namespace {
-
-bool IsAddress(const std::string& text) {
-  std::array<unsigned char, 16> binary;
-  return inet_pton(AF_INET, text.c_str(), binary.data()) == 1 ||
-         inet_pton(AF_INET6, text.c_str(), binary.data()) == 1;
-}
 
 // Returns an address like 01-23-45-67-89-AB.
 std::string HyphenedAddress(std::string_view digits) {
@@ -61,7 +47,7 @@ class EventWriter {
     LeftOut leftOut = leftOut_;
     const Facts facts(event, kEventFacts);
     const std::string_view id = facts.Text(0), severity = facts.Text(1), time = facts.Text(2);
-    if (IsTime(time)) line.Text("@timestamp", std::string(time) + "Z");
+    if (ParseTime(time)) line.Text("@timestamp", std::string(time) + "Z");
     line.Raw("ecs", R"({"version":"8.11.0"})");
     line.Open("event");
     line.Raw("kind", R"("event")");
@@ -80,7 +66,7 @@ class EventWriter {
     labels.Add(first_);
     // An invalid number in its field would make the receiver refuse the event.
     if (!IsNumber(severity) && !severity.empty()) labels("Severity", severity);
-    if (!IsTime(time) && !time.empty()) labels("GMTTime", time);
+    if (!ParseTime(time) && !time.empty()) labels("GMTTime", time);
     std::string path;
     WalkAttributes(path, event, labels);
     for (const Element child : event.Children())
@@ -117,7 +103,7 @@ class EventWriter {
     const Facts facts(machine, kMachineFacts);
     const std::string address(facts.Text(2));
     const std::string_view hardware = facts.Text(6);
-    const bool isAddress = IsAddress(address), isHardware = IsHardwareAddress(hardware);
+    const bool isAddress = IsIpAddress(address), isHardware = IsHardwareAddress(hardware);
     AddField("host", {{"name", Text(facts.Text(0))},
                       {"ip", isAddress ? "[" + Text(address) + "]" : ""},
                       {"mac", isHardware ? "[" + Text(HyphenedAddress(hardware)) + "]" : ""},

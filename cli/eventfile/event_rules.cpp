@@ -65,7 +65,7 @@ class Rules {
       SayOf(fact, " must be a 32-bit number");
     if (fact.Is("EventID") && (!IsNumber(fact.Text()) || fact.Text() == "0"))
       Say(fact, "EventID must be a 32-bit number other than 0");
-    if (fact.Is("GMTTime") && !IsTime(fact.Text()) && fact.Text() != kNoTime)
+    if (fact.Is("GMTTime") && !ParseTime(fact.Text()) && fact.Text() != kNoTime)
       Say(fact, "GMTTime must be a time like 2024-03-07T09:05:03");
     if (fact.Is("RawMACAddress") && !fact.Text().empty() && !IsHardwareAddress(fact.Text()))
       Say(fact, "RawMACAddress must be empty or twelve lower-case hexadecimal digits");

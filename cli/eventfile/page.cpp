@@ -1,34 +1,24 @@
 #include "eventfile/page.h"
 
 #include "console/console.h"
-#include "console/text.h"
-
-#include <windows.h>
+#include "eventfile/page_html.h"
 
 #include <utility>
 
 namespace varnel::tool {
 namespace {
 
-std::string_view Template() {
-  const HRSRC resource = FindResourceW(nullptr, L"PAGE", MAKEINTRESOURCEW(10));  // RT_RCDATA
-  const HGLOBAL loaded = resource ? LoadResource(nullptr, resource) : nullptr;
-  if (!loaded) throw Failure("varnel.exe is damaged: its page is missing; install it again");
-  return {static_cast<const char*>(LockResource(loaded)), SizeofResource(nullptr, resource)};
-}
-
 constexpr std::string_view kPlace = "id=\"data\">";
 
-Failure CannotBeWritten(const std::wstring& path) {
-  return Failure(Printable(path) +
+Failure CannotBeWritten(const NativePath& path) {
+  return Failure(Printable(ToUtf8(path)) +
                  ": the page cannot be written; name a file in a folder that this account may write to");
 }
 
 }  // namespace
 
-PageFile::PageFile(std::wstring path) : path_(path), file_(std::move(path)) {
-  const std::string_view page = Template();
-  Write(page.substr(0, page.find(kPlace) + kPlace.size()));
+PageFile::PageFile(NativePath path) : path_(path), file_(std::move(path)) {
+  Write(kPageHtml.substr(0, kPageHtml.find(kPlace) + kPlace.size()));
   Write("[");
 }
 
@@ -38,9 +28,8 @@ void PageFile::Add(std::string_view event) {
 }
 
 void PageFile::Finish() {
-  const std::string_view page = Template();
   Write("]");
-  Write(page.substr(page.find("</script>", page.find(kPlace))));
+  Write(kPageHtml.substr(kPageHtml.find("</script>", kPageHtml.find(kPlace))));
   Flush();
   if (!file_.Finish()) throw CannotBeWritten(path_);
 }

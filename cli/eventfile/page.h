@@ -1,6 +1,6 @@
 #pragma once
 
-#include "eventfile/new_file.h"
+#include "eventfile/files.h"
 
 #include <string>
 #include <string_view>
@@ -11,7 +11,7 @@ namespace varnel::tool {
 // page loads nothing. Every function throws Failure if the file cannot be written.
 class PageFile {
  public:
-  explicit PageFile(std::wstring path);
+  explicit PageFile(NativePath path);
   // Adds an event, as WriteEvents formats it for JsonUse::kPage.
   void Add(std::string_view event);
   // Completes the page and renames the file to its path.
@@ -21,7 +21,7 @@ class PageFile {
   void Write(std::string_view bytes);
   void Flush();
 
-  const std::wstring path_;
+  const NativePath path_;
   NewFile file_;
   std::string part_;
   bool hasEvents_ = false;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "eventfile/folder_listing.h"
+#include "eventfile/files.h"
 
 #include <string>
 #include <vector>

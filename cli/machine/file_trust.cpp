@@ -1,8 +1,8 @@
 #include "machine/file_trust.h"
 
 #include "base/files.h"
-#include "console/local_memory.h"
-#include "console/text.h"
+#include "console/streams_windows.h"
+#include "console/wide_text.h"
 #include "machine/access_rule.h"
 #include "machine/folder_probe.h"
 #include "machine/registry_value.h"

@@ -1,6 +1,6 @@
 #include "machine/path_fault.h"
 
-#include "console/text.h"
+#include "console/wide_text.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 #include "machine/registry_value.h"
 
-#include "console/text.h"
+#include "console/wide_text.h"
 
 #include <cstring>
 #include <iterator>

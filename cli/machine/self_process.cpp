@@ -2,7 +2,7 @@
 
 #include "base/handles.h"
 #include "console/console.h"
-#include "console/text.h"
+#include "console/wide_text.h"
 
 #include <string_view>
 

@@ -1,9 +1,9 @@
 #include "report/report_json.h"
 
 #include "console/console.h"
-#include "console/text.h"
+#include "console/printable.h"
+#include "eventfile/event_forms.h"
 
-#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string_view>
@@ -63,20 +63,13 @@ struct JsonValue {
   }
 };
 
-std::chrono::sys_seconds ParseTime(const JsonValue& entry) {
-  const std::string text = entry.Text();
-  int year = 0;
-  unsigned month = 0, day = 0, hour = 0, minute = 0, second = 0;
-  int end = 0;
-  const int fields = std::sscanf(text.c_str(), "%4d-%2u-%2uT%2u:%2u:%2uZ%n", &year, &month, &day, &hour,
-                                 &minute, &second, &end);
-  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
-                                         std::chrono::day(day)};
-  if (fields != 6 || end != static_cast<int>(text.size()) || !date.ok() || hour > 23 || minute > 59 ||
-      second > 59)
-    entry.Refuse("expected a time like 2024-03-07T09:05:03Z");
-  return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
-         std::chrono::seconds(second);
+std::chrono::sys_seconds TimeOf(const JsonValue& entry) {
+  std::string text = entry.Text();
+  const bool isUtc = text.ends_with('Z');
+  if (isUtc) text.pop_back();
+  const auto time = ParseTime(text);
+  if (!isUtc || !time) entry.Refuse("expected a time like 2024-03-07T09:05:03Z");
+  return *time;
 }
 
 // Reads a member that every element may have. Returns false for any other member.
@@ -111,7 +104,7 @@ void TakeEvent(EventText& event, const JsonValue& entry) {
     else if (key == "severity")
       event.severity = value.Number();
     else if (key == "time")
-      event.time = ParseTime(value);
+      event.time = TimeOf(value);
     else if (!TakeElementMember(event, key, value, 0))
       value.Refuse("unknown name; an event has name, id, severity, time, attributes and children");
   });

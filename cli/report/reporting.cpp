@@ -1,6 +1,6 @@
 #include "report/reporting.h"
 
-#include "console/text.h"
+#include "console/wide_text.h"
 
 #include <algorithm>
 #include <iterator>

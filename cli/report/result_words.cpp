@@ -1,7 +1,6 @@
 #include "report/result_words.h"
 
-#include "console/text.h"
-#include "varnel/varnel.hpp"
+#include "varnel/cpp/result.hpp"
 
 #include <charconv>
 #include <cstdint>
@@ -50,11 +49,18 @@ constexpr struct {
     {SystemResult(ERROR_SXS_CANT_GEN_ACTCTX), "ERROR_SXS_CANT_GEN_ACTCTX"},
 };
 
+// Returns a text of the headers, which is ASCII.
+std::string Narrow(std::wstring_view ascii) {
+  std::string text;
+  for (const wchar_t unit : ascii) text += static_cast<char>(unit);
+  return text;
+}
+
 }  // namespace
 
 ResultWords WordsOf(HRESULT code) {
   char digits[16];
-  std::snprintf(digits, sizeof(digits), "0x%08lX", static_cast<unsigned long>(code));
+  std::snprintf(digits, sizeof(digits), "0x%08X", static_cast<unsigned>(code));
   ResultWords words{digits, "", "the call succeeded", ""};
   for (const auto& [known, name] : kNames)
     if (known == code) words.name = name;
@@ -62,8 +68,8 @@ ResultWords WordsOf(HRESULT code) {
   // The methods' words take precedence, because the product may not use the C++ header.
   VarnelResultText text = VarnelDescribeResult(code);
   if (std::wstring_view(text.meaning) == L"the call failed") text = DescribeResult(code);
-  words.meaning = ToUtf8(text.meaning);
-  words.remedy = ToUtf8(text.remedy);
+  words.meaning = Narrow(text.meaning);
+  words.remedy = Narrow(text.remedy);
   return words;
 }
 

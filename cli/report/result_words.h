@@ -1,6 +1,6 @@
 #pragma once
 
-#include <windows.h>
+#include "varnel/system.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 #include "trace/trace_records.h"
 
-#include "console/text.h"
+#include "console/wide_text.h"
 #include "logging/line_outputs.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #include "base/files.h"
 #include "console/console.h"
-#include "console/local_memory.h"
+#include "console/streams_windows.h"
 #include "logging/line_outputs.h"
 #include "trace/trace_records.h"
 

@@ -1,4 +1,4 @@
-#include "console/text.h"
+#include "console/wide_text.h"
 
 #include <windows.h>
 
@@ -23,12 +23,20 @@ std::wstring FromAnsi(std::string_view ansi) {
   return FromCodePage(CP_ACP, ansi);
 }
 
-std::string ToUtf8(std::wstring_view utf16) {
-  std::string text(utf16.size() * 3, '\0');
-  const int length = WideCharToMultiByte(CP_UTF8, 0, utf16.data(), static_cast<int>(utf16.size()),
-                                         text.data(), static_cast<int>(text.size()), nullptr, nullptr);
+NativePath ToNative(std::string_view argument) {
+  return ToWide(argument);
+}
+
+std::string ToUtf8(NativePathView path) {
+  std::string text(path.size() * 3, '\0');
+  const int length = WideCharToMultiByte(CP_UTF8, 0, path.data(), static_cast<int>(path.size()), text.data(),
+                                         static_cast<int>(text.size()), nullptr, nullptr);
   text.resize(static_cast<std::size_t>(length));
   return text;
+}
+
+std::string_view FileNameOf(std::string_view path) {
+  return path.substr(path.find_last_of("\\/") + 1);
 }
 
 std::string Printable(std::wstring_view utf16) {

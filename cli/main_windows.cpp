@@ -1,15 +1,9 @@
-// varnel.exe: answers questions of integrators and support about the library, with one command for each.
-
 #include "command_line.h"
-#include "console/console.h"
-#include "console/local_memory.h"
+#include "console/streams_windows.h"
 #include "console/text.h"
 
 #include <windows.h>
 #include <shellapi.h>
-
-#include <exception>
-#include <new>
 
 namespace varnel::tool {
 namespace {
@@ -27,13 +21,5 @@ std::vector<std::string> Arguments() {
 }  // namespace varnel::tool
 
 int main() {
-  using namespace varnel::tool;
-  try {
-    return RunCommandLine(Arguments());
-  } catch (const std::bad_alloc&) {
-    PrintError("there is not enough memory; end other programs and try again");
-  } catch (const std::exception& error) {
-    PrintError(error.what());
-  }
-  return kFailed;
+  return varnel::tool::RunProgram(&varnel::tool::Arguments);
 }

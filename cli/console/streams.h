@@ -1,0 +1,30 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+// What the console needs from the system; streams_windows.cpp and streams_posix.cpp.
+namespace varnel::tool {
+
+enum class Stream { kOutput, kErrors };
+
+// An error number of the system; 0 for success.
+using SystemError = unsigned long;
+
+// Returns the system's text for an error, in one line and with its number.
+[[nodiscard]] std::string DescribeError(SystemError error);
+
+[[nodiscard]] bool IsTerminal(Stream stream);
+
+struct WriteResult {
+  bool isWritten = false;
+  bool isClosed = false;  // the reader has closed the stream
+  SystemError error = 0;
+};
+// Writes all of a text, as UTF-8 or in the form of a Windows console.
+WriteResult Write(Stream stream, std::string_view utf8);
+
+void Pause(std::chrono::milliseconds time);
+
+}  // namespace varnel::tool

@@ -1,0 +1,99 @@
+#pragma once
+
+#include "console/streams.h"
+#include "console/text.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+// What event files need from the system: files_windows.cpp and files_posix.cpp.
+namespace varnel::tool {
+
+// Why the system refuses a file.
+enum class Problem {
+  kNone,
+  kMissing,
+  kInUse,    // another program has opened it exclusively
+  kNotFile,  // a folder, a pipe or a device
+  kOther,
+};
+struct FileError {
+  Problem problem = Problem::kNone;
+  SystemError number = 0;
+};
+
+struct PathFacts {
+  FileError error;  // the other members are valid if there is none
+  bool isFolder = false;
+  std::uint64_t size = 0;  // in bytes
+};
+[[nodiscard]] PathFacts FactsOf(const NativePath& path);
+
+// Returns the full path, without resolving links; the path itself if the system cannot tell.
+[[nodiscard]] NativePath FullPath(const NativePath& path);
+// Returns the folder's path with a separator at its end.
+[[nodiscard]] NativePath WithSeparator(NativePath folder);
+
+// A file of a folder listing.
+struct FolderFile {
+  NativePath name;
+  std::uint64_t size = 0;
+  std::uint64_t written = 0;  // time of the last change, in units of 100 ns; on Windows FILETIME ticks
+
+  bool operator<(const FolderFile& other) const { return name < other.name; }
+};
+// The files of a folder, without folders, links, pipes and devices, in no order.
+struct FolderListing {
+  std::vector<FolderFile> files;
+  FileError error;  // why the listing is not complete
+};
+// Lists a folder, whose path ends in a separator, and opens no file.
+[[nodiscard]] FolderListing ListFolder(const NativePath& folder);
+
+// A file that is open for reading. Other programs may read, write, rename and delete it meanwhile. A pipe or
+// a device at the path is refused; opening one neither waits nor changes it.
+class InputFile {
+ public:
+  enum class Links { kFollow, kRefuse };
+  InputFile(const NativePath& path, Links links);
+  ~InputFile();
+  InputFile(const InputFile&) = delete;
+  InputFile& operator=(const InputFile&) = delete;
+
+  // Reads the next bytes until `most` are read or the file ends, and returns their number. Returns 0 after an
+  // error.
+  [[nodiscard]] std::size_t Read(char* bytes, std::size_t most);
+  // Returns the size of the file in bytes; 0 after an error.
+  [[nodiscard]] std::uint64_t Size();
+  // Returns the first error, also of opening.
+  [[nodiscard]] const FileError& Error() const { return error_; }
+
+ private:
+  struct Handle;
+  std::unique_ptr<Handle> handle_;
+  FileError error_;
+};
+
+// A temporary file beside `path` that Finish renames to `path`. It replaces a symbolic or hard link there and
+// never writes through one. The old file stays untouched until then. The destructor deletes a file that has
+// not been finished.
+class NewFile {
+ public:
+  explicit NewFile(NativePath path);
+  ~NewFile();
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+  // Return false on failure.
+  [[nodiscard]] bool Write(std::string_view bytes);
+  [[nodiscard]] bool Finish();
+
+ private:
+  struct Handle;
+  const NativePath path_;
+  std::unique_ptr<Handle> handle_;
+};
+
+}  // namespace varnel::tool

@@ -1,0 +1,12 @@
+#include "eventfile/event_forms.h"
+
+#include <arpa/inet.h>
+
+namespace varnel::tool {
+
+bool IsIpAddress(const std::string& text) {
+  unsigned char binary[16];
+  return inet_pton(AF_INET, text.c_str(), binary) == 1 || inet_pton(AF_INET6, text.c_str(), binary) == 1;
+}
+
+}  // namespace varnel::tool

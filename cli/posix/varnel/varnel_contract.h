@@ -1,0 +1,2 @@
+// Outside Windows, in the place of the generated contract: there are no interfaces.
+#pragma once
