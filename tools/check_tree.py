@@ -33,8 +33,8 @@ PROGRAM = {
 }
 LIBRARY = {"varnel", "base", "xml", "logging", "settings", "protection", "events"}
 # Rules of src/ that fuzzers and sanitizers build on the host.
-PORTABLE = {"xml/arena", "xml/blocks", "xml/compact_writer", "xml/document", "xml/document_store", "xml/names", "xml/node", "xml/text_form", "xml/tree",
-            "xml/walk", "xml/whitespace", "xml/write_context", "settings/disabled_event_list",
+PORTABLE = {"xml/arena", "xml/blocks", "xml/clone", "xml/document", "xml/document_store", "xml/markup_writer", "xml/node",
+            "xml/text_form", "settings/disabled_event_list",
             "probes/os_name_rule", "probes/adapter_table", "com/registration_script", "runtime/load_restriction"}
 # Folders of cli/ that build on every system, except their files whose names end in _windows: they use nothing of src/.
 PORTABLE_FOLDERS = {"console", "eventfile"}

@@ -2,7 +2,6 @@
 
 #include "events/event_file.h"
 #include "events/report_rules.h"
-#include "events/save_lines.h"
 #include "machine/folder_probe.h"
 #include "settings/agent_settings.h"
 #include "settings/event_filter.h"

@@ -1,12 +1,9 @@
 #include "events/event_batch.h"
 
-#include "events/decimal_text.h"
-
 namespace varnel {
 
-using AdvXMLParser::Addition;
 using AdvXMLParser::Element;
-using AdvXMLParser::NodeContainer;
+using AdvXMLParser::Savepoint;
 
 EventBatch BuildEventBatch(const ProductTexts& product) {
   EventBatch batch;
@@ -19,17 +16,14 @@ EventBatch BuildEventBatch(const ProductTexts& product) {
   return batch;
 }
 
-Element* AppendEvent(EventBatch& batch, std::wstring_view name, long id, long severity,
+Element* AppendEvent(const EventBatch& batch, std::wstring_view name, long id, long severity,
                      std::wstring_view timeText) {
-  NodeContainer* const parent =
-      batch.lastEventElement ? batch.lastEventElement->Parent() : batch.softwareElement;
-  Addition addition(*parent);
-  Element* const event = parent->AddElement(name);
+  Savepoint savepoint(*batch.softwareElement);
+  Element* const event = batch.softwareElement->AddElement(name);
   event->AddElement(L"EventID", DecimalText(id).c_str());
   event->AddElement(L"Severity", DecimalText(severity).c_str());
   event->AddElement(L"GMTTime", timeText);
-  addition.Keep();
-  batch.lastEventElement = event;
+  savepoint.Commit();
   return event;
 }
 

@@ -38,7 +38,6 @@ struct EventBatch {
   DocumentOwner document;
   AdvXMLParser::Element* machineElement = nullptr;
   AdvXMLParser::Element* softwareElement = nullptr;
-  AdvXMLParser::Element* lastEventElement = nullptr;  // null before the first event
   ComPtr<CEventElement> machineObject;
   ComPtr<CEventElement> softwareObject;
 
@@ -57,9 +56,9 @@ struct ProductTexts {
 // Returns a document with a root, an empty "MachineInfo" and the product element with its three attributes.
 [[nodiscard]] EventBatch BuildEventBatch(const ProductTexts& product);
 
-// Appends an event to the product element, makes it the batch's last event and returns it. `timeText` is the
-// event's time as written in the document. If there is no memory, the batch does not change.
-AdvXMLParser::Element* AppendEvent(EventBatch& batch, std::wstring_view name, long id, long severity,
+// Appends an event to the product element and returns it. `timeText` is the event's time as written in the
+// document. If there is no memory, the document does not change.
+AdvXMLParser::Element* AppendEvent(const EventBatch& batch, std::wstring_view name, long id, long severity,
                                    std::wstring_view timeText);
 
 }  // namespace varnel

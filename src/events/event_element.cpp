@@ -1,7 +1,6 @@
 #include "events/event_element.h"
 
 #include "base/hresult.h"
-#include "events/decimal_text.h"
 
 namespace varnel {
 

@@ -4,6 +4,7 @@
 #include "varnel/varnel.h"
 #include "xml/document.h"
 
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -76,5 +77,15 @@ class CEventElement : public IEventElement {
 inline std::wstring_view TextOf(BSTR text) noexcept {
   return text ? std::wstring_view(text, AdvXMLParser::WideLength(text)) : std::wstring_view();
 }
+
+// The decimal digits of a number, with a leading minus sign where needed, without the heap.
+class DecimalText {
+ public:
+  explicit DecimalText(long number) noexcept { _ltow(number, digits_, 10); }
+  const wchar_t* c_str() const noexcept { return digits_; }
+
+ private:
+  wchar_t digits_[12];
+};
 
 }  // namespace varnel

@@ -1,11 +1,10 @@
 #include "events/machine_info.h"
 
-#include "events/decimal_text.h"
+#include "events/event_element.h"
 #include "logging/log_writer.h"
 #include "probes/adapters.h"
 #include "probes/host_address.h"
 #include "settings/agent_settings.h"
-#include "xml/tree.h"
 
 #include <iterator>
 
@@ -64,7 +63,7 @@ std::wstring MacOfAdapterWith(const std::wstring& ipAddress) {
 }  // namespace
 
 void AddMachineFacts(Element& machine, std::wstring_view os, std::wstring_view userName) {
-  AdvXMLParser::Addition facts(machine);
+  AdvXMLParser::Savepoint savepoint(machine);
   machine.AddElement(L"MachineName", MachineName());
   machine.AddElement(L"AgentGUID", ReadAgentGuid());
   machine.AddElement(L"IPAddress", MachineAddress());
@@ -74,7 +73,7 @@ void AddMachineFacts(Element& machine, std::wstring_view os, std::wstring_view u
   else
     machine.AddElement(L"UserName", userName);
   machine.AddElement(L"TimeZoneBias", TimeZoneBias());
-  facts.Keep();
+  savepoint.Commit();
 }
 
 bool AddMacAddress(Element* machine) {

@@ -5,7 +5,6 @@
 #include "events/event_file.h"
 #include "events/machine_info.h"
 #include "events/report_rules.h"
-#include "events/save_lines.h"
 #include "logging/log_files.h"
 #include "logging/log_settings.h"
 #include "logging/log_writer.h"

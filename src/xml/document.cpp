@@ -1,7 +1,6 @@
 #include "xml/document.h"
 
-#include "xml/compact_writer.h"
-#include "xml/write_context.h"
+#include "xml/markup_writer.h"
 
 #include <limits>
 
@@ -20,14 +19,6 @@ Document::Document() : NodeContainer(kDocumentNode, &kDocumentName, &NullElement
 
 Document::Document(std::wstring_view rootName) : Document() {
   root_ = AddElement(rootName);
-}
-
-Document* Document::Clone() const {
-  std::unique_ptr<Document> copy(new Document);
-  CloneChildrenInto(*copy);
-  Node* const root = copy->FirstChild();
-  if (root && root->Is(kElementNode)) copy->root_ = static_cast<Element*>(root);
-  return copy.release();
 }
 
 std::wstring Document::ToString(bool indented) const {

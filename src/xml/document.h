@@ -1,6 +1,6 @@
 #pragma once
 
-#include "xml/tree.h"
+#include "xml/node.h"
 
 #include <cstdint>
 #include <memory>

@@ -90,6 +90,20 @@ int ErrnoOf(unsigned long error) noexcept {
   }
 }
 
+// Returns "message: " and the C runtime's text for an error number; the message alone for want of room.
+const wchar_t* TextWithErrno(const wchar_t* message, int number) noexcept {
+  const varnel::ExclusiveLock lock(g_errnoLock);
+  for (std::size_t i = 0; i < g_errnoTextCount; ++i) {
+    const ErrnoText& entry = g_errnoTexts[i];
+    if (entry.message == message && entry.number == number) return entry.text;
+  }
+  if (g_errnoTextCount == kMaxTexts) return message;
+  ErrnoText& entry = g_errnoTexts[g_errnoTextCount];
+  Compose(entry, message, number);
+  ++g_errnoTextCount;
+  return entry.text;
+}
+
 }  // namespace
 
 const wchar_t* GetLastErrorText() noexcept {
@@ -100,23 +114,9 @@ void SetLastErrorText(const wchar_t* message) noexcept {
   g_lastError = message;
 }
 
-void SetErrorWithErrno(const wchar_t* message) noexcept {
-  const int number = errno;
-  const varnel::ExclusiveLock lock(g_errnoLock);
-  for (std::size_t i = 0; i < g_errnoTextCount; ++i) {
-    const ErrnoText& entry = g_errnoTexts[i];
-    if (entry.message == message && entry.number == number) return SetLastErrorText(entry.text);
-  }
-  if (g_errnoTextCount == kMaxTexts) return SetLastErrorText(message);
-  ErrnoText& entry = g_errnoTexts[g_errnoTextCount];
-  Compose(entry, message, number);
-  ++g_errnoTextCount;
-  SetLastErrorText(entry.text);
-}
-
 void SetErrorOfSystem(const wchar_t* message, unsigned long error) noexcept {
   errno = ErrnoOf(error);
-  SetErrorWithErrno(message);
+  SetLastErrorText(TextWithErrno(message, errno));
   SetLastError(error);
 }
 

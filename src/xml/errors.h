@@ -26,12 +26,11 @@ class ReadWriteException final : public Exception {
 // zero-terminated, never changes, and stays valid while the library is loaded.
 const wchar_t* GetLastErrorText() noexcept;
 
-// Set the error text to a text that lives as long as the library.
+// Sets the error text to a text that lives as long as the library.
 void SetLastErrorText(const wchar_t* message) noexcept;
-// Sets the error text to "message: " and the C runtime's text for errno. For this folder only.
-void SetErrorWithErrno(const wchar_t* message) noexcept;
-// Maps a Win32 error to errno as the C runtime's file functions do, sets the same text, and makes the error
-// the thread's last error.
+// Maps a Win32 error to errno as the C runtime's file functions do, sets the error text to "message: " and
+// the C runtime's text for errno, and makes the error the thread's last error. `message` lives as long as the
+// library.
 void SetErrorOfSystem(const wchar_t* message, unsigned long error) noexcept;
 
 }  // namespace AdvXMLParser

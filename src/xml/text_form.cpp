@@ -8,6 +8,8 @@
 namespace AdvXMLParser {
 namespace {
 
+constexpr std::wstring_view kWhitespace = L" \t\r\n";
+
 // Exactly eight bytes, so that one 8-byte copy writes it.
 struct Entity {
   char text[7] = {};
@@ -159,6 +161,27 @@ std::wstring TextFrom(std::string_view utf8, Form form) {
     }
   }
   return text;
+}
+
+std::wstring_view Trim(std::wstring_view text) noexcept {
+  const auto first = text.find_first_not_of(kWhitespace);
+  if (first == std::wstring_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kWhitespace) - first + 1);
+}
+
+std::wstring CollapseWhitespace(std::wstring_view text) {
+  std::wstring collapsed;
+  collapsed.reserve(text.size());
+  bool inRun = false;
+  for (const wchar_t unit : text) {
+    const bool isWhitespace = kWhitespace.find(unit) != std::wstring_view::npos;
+    if (!isWhitespace)
+      collapsed += unit;
+    else if (!inRun)
+      collapsed += L' ';
+    inRun = isWhitespace;
+  }
+  return collapsed;
 }
 
 }  // namespace AdvXMLParser

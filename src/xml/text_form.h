@@ -44,4 +44,12 @@ wchar_t* WriteUtf16(wchar_t* to, std::string_view utf8) noexcept;
 // Returns the text from the bytes of WriteUtf8 with the same `form`.
 std::wstring TextFrom(std::string_view utf8, Form form);
 
+// White space here is space, tab, CR and LF.
+
+// Returns the part of `text` without white space at both ends.
+std::wstring_view Trim(std::wstring_view text) noexcept;
+
+// Returns a copy with each run of white space replaced by one space. Does not trim.
+std::wstring CollapseWhitespace(std::wstring_view text);
+
 }  // namespace AdvXMLParser

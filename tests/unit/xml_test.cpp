@@ -1,11 +1,13 @@
 #include "check.h"
+#include "support/text.h"
 #include "xml/document.h"
 #include "xml/errors.h"
 #include "xml/file_writer.h"
-#include "xml/write_context.h"
+#include "xml/markup_writer.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 namespace AdvXMLParser {
@@ -23,23 +25,68 @@ TEST(Document, ReadsAsItsModel) {
   }
 }
 
-// The bytes that a document has without the system, if any, are those of the system's conversion.
-bool HasBytesOfTheSystem(const Document& document) {
-  const Utf8Text bytes = document.ToUtf8();
-  if (!bytes.bytes) return false;
+// Applies steps to a container: "<NAME" opens an element, ">" closes it, "@NAME=TEXT" adds to an attribute,
+// and a quote, "[", "!" or "?" adds a text, a CDATA section, a comment or an instruction. Returns the rest.
+std::wstring_view Apply(std::wstring_view steps, Element& element) {
+  while (!steps.empty() && steps[0] != L'>') {
+    const std::size_t length = std::min(steps.find(L';'), steps.size());
+    const std::wstring_view operand = steps.substr(1, length - 1);
+    const wchar_t operation = steps[0];
+    steps.remove_prefix(std::min(length + 1, steps.size()));
+    if (operation == L'<') {
+      steps = Apply(steps, *element.AddElement(operand));
+      steps.remove_prefix(std::min<std::size_t>(2, steps.size()));
+    } else if (operation == L'@') {
+      element.AddToAttribute(operand.substr(0, operand.find(L'=')), operand.substr(operand.find(L'=') + 1));
+    } else if (operation == L'"') {
+      element.AddText(operand);
+    } else if (operation == L'[') {
+      element.AddCData(operand);
+    } else if (operation == L'!') {
+      element.AddComment(operand);
+    } else {
+      const std::size_t blank = std::min(operand.find(L' '), operand.size());
+      element.AddPi(operand.substr(0, blank), operand.substr(std::min(blank + 1, operand.size())));
+    }
+  }
+  return steps;
+}
+
+TEST(Document, MarkupIsThatOfTheRules) {
+  constexpr wchar_t kDeclaration[] = L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
+  for (const auto& row : varnel::test::Rules("markup")) {
+    Document document(L"R");
+    Apply(varnel::test::Wide(row[0]), *document.Root());
+    EXPECT_EQ(kDeclaration + varnel::test::Wide(row[1]), document.ToString(false)) << row[0];
+    EXPECT_EQ(kDeclaration + (L"\r\n" + varnel::test::Wide(row[2])), document.ToString(true)) << row[0];
+  }
+}
+
+constexpr char kNoBytes[] = "Only the system's conversion tells the bytes.";
+
+// Returns where the bytes of a document differ from the system's conversion of its text; nothing if they are
+// the same.
+std::string DifferenceFromTheSystem(const Document& document) {
+  const Utf8Text text = document.ToUtf8();
+  if (!text.bytes) return kNoBytes;
   std::string converted;
   EXPECT_EQ(kSaved, ToUtf8(document.ToString(false), converted));
-  EXPECT_TRUE(converted == std::string_view(bytes.bytes.get(), bytes.size));
-  return true;
+  const std::string_view bytes(text.bytes.get(), text.size);
+  if (converted == bytes) return "";
+  const auto at =
+      std::mismatch(bytes.begin(), bytes.end(), converted.begin(), converted.end()).first - bytes.begin();
+  return "Differs from byte " + std::to_string(at) + " on, \"" +
+         std::string(bytes.substr(static_cast<std::size_t>(at), 20)) + "\".";
 }
 
 // Each unit at different places of a block, and characters of every length next to each other, cut anywhere.
 TEST(Document, BytesAreWhatTheSystemMakesOfItsText) {
-  Document document(L"R");
-  for (unsigned unit = 1; unit <= 0xFFFF; ++unit)
-    if (unit < 0xD800 || unit > 0xDFFF)
-      document.Root()->AddElement(L"u", std::wstring(unit % 20, L'a') + static_cast<wchar_t>(unit));
-  EXPECT_TRUE(HasBytesOfTheSystem(document));
+  for (unsigned unit = 1; unit <= 0xFFFF; ++unit) {
+    if (unit >= 0xD800 && unit <= 0xDFFF) continue;
+    Document document(L"R");
+    document.Root()->AddElement(L"u", std::wstring(unit % 20, L'a') + static_cast<wchar_t>(unit));
+    ASSERT_EQ("", DifferenceFromTheSystem(document)) << "unit " << std::hex << unit;
+  }
   const std::wstring kinds[] = {L"a",      L"&",      L"\x7F",  L"\x80", L"\x7FF", L"\x800", L"\xD83D\xDE00",
                                 L"\xD800", L"\xDC00", L"\xFFFF"};
   for (const std::wstring& first : kinds)
@@ -48,11 +95,12 @@ TEST(Document, BytesAreWhatTheSystemMakesOfItsText) {
         Document pair(first);
         pair.Root()->AddElement(L"p", first + (isCut ? L"" : second))->AddText(isCut ? second : L"");
         const auto isHalf = [](const std::wstring& text) { return text == L"\xD800" || text == L"\xDC00"; };
-        EXPECT_EQ(!isHalf(first) && !isHalf(second), HasBytesOfTheSystem(pair))
+        EXPECT_EQ(isHalf(first) || isHalf(second) ? kNoBytes : "", DifferenceFromTheSystem(pair))
             << testing::PrintToString(first + second);
       }
-  document.Root()->AddText(std::wstring_view(L"\0", 1));
-  EXPECT_FALSE(HasBytesOfTheSystem(document)) << "what is saved ends at the zero, which the conversion finds";
+  Document cut(L"R");
+  cut.Root()->AddText(std::wstring_view(L"\0", 1));
+  EXPECT_EQ(kNoBytes, DifferenceFromTheSystem(cut)) << "what is saved ends at the zero";
 }
 
 TEST(Blocks, LengthIsThatOfTheCLibraryWhereverTheTextLies) {
@@ -77,7 +125,7 @@ TEST(Document, LongTextsAreStoredWhateverMustBeReplaced) {
       expected += text;
     }
   EXPECT_EQ(expected, document.GetText());
-  EXPECT_TRUE(HasBytesOfTheSystem(document));
+  EXPECT_EQ("", DifferenceFromTheSystem(document));
 }
 
 // The names all share one bucket of the name table: comparing each with each would take minutes.
@@ -97,7 +145,7 @@ TEST(Document, ManyAttributesAreFoundInOrderAndInTime) {
   EXPECT_TRUE(IsNull(element.FindAttribute(L"A1")));
   EXPECT_EQ(L"12", element.FindAttribute(L"A1000000A1000000A")->GetText());
   EXPECT_EQ(element.FindAttribute(L"A1000017A1000017A"), element.GetOrAddAttribute(L"A1000017A1000017A"));
-  EXPECT_TRUE(HasBytesOfTheSystem(document));
+  EXPECT_EQ("", DifferenceFromTheSystem(document));
 }
 
 // A name takes its memory once: what is written of it may be more than 32 bits count.
@@ -110,7 +158,6 @@ TEST(Document, LengthIsCountedWhateverThereIsMemoryFor) {
 
 TEST(Document, CloneIsIndependent) {
   Document document(L"R");
-  EXPECT_EQ(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?><R/>", document.ToString(false));
   Element& root = *document.Root();
   root.AddToAttribute(L"A", L"x<y");
   root.AddElement(L"E")->AddText(L"");
@@ -122,19 +169,21 @@ TEST(Document, CloneIsIndependent) {
   EXPECT_EQ(text, clone->ToString(true));
 }
 
-TEST(Document, AdditionsThatAreNotKeptLeaveNoTrace) {
+TEST(Document, SavepointRollsBackWithoutATraceUnlessCommitted) {
   Document document(L"R");
   for (const wchar_t* const first : {L"a", L"b"}) {
     NodeContainer& container = *document.Root();
     const std::wstring before = document.ToString(false);
     {
-      const Addition trial(container);
+      const Savepoint savepoint(container);
       container.AddText(std::wstring_view(L"\0\xE9", 2));
       container.AddElement(L"trial", L"<")->AddElement(L"deeper");
     }
     EXPECT_EQ(before, document.ToString(false));
     EXPECT_EQ(before.size(), document.ToUtf8().size);
+    Savepoint savepoint(container);
     container.AddElement(first, L"kept");
+    savepoint.Commit();
   }
   EXPECT_EQ(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?><R><a>kept</a><b>kept</b></R>",
             document.ToString(false));
@@ -203,10 +252,11 @@ TEST(Tree, EachNodeWritesItself) {
   attribute->AddText(L"'");
   root.AddText(L"a  b");
   root.AddPi(L"p", L"d");
-  const std::tuple<const Node*, bool, const wchar_t*> rows[] = {
-      {attribute, false, L"A=\"&apos;\""}, {attribute, true, L"A=\"&apos;\""},
-      {root.FirstChild(), false, L"a  b"}, {root.LastChild(), false, L"<?p d?>"},
-      {&NullElement, false, L"</>"},       {&root, false, L"<R A=\"&apos;\">a  b<?p d?></R>"}};
+  const std::tuple<const Node*, bool, const wchar_t*> rows[] = {{attribute, false, L"A=\"&apos;\""},
+                                                                {attribute, true, L"A=\"&apos;\""},
+                                                                {root.FirstChild(), false, L"a  b"},
+                                                                {root.LastChild(), false, L"<?p d?>"},
+                                                                {&NullElement, false, L"</>"}};
   for (const auto& [node, indented, markup] : rows) {
     std::wstring text;
     WriteContext context(indented, &text);

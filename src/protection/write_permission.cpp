@@ -1,4 +1,4 @@
-#include "protection/protection_exception.h"
+#include "protection/write_permission.h"
 
 #include "logging/log_writer.h"
 

@@ -42,9 +42,9 @@ class Node {
   std::wstring GetText() const;
   bool Is(int type) const noexcept { return type == type_; }
   // Appends a deep copy to `parent` and returns it. An attribute is added to the attribute of that name. A
-  // document's copy is a new Document, which the caller deletes. Not used.
+  // document's copy is a new Document, which the caller deletes (clone.cpp). Not used.
   Node* Clone(NodeContainer* parent) const;
-  // Appends the node's markup to the context (write_context.cpp).
+  // Appends the node's markup to the context (markup_writer.cpp).
   void Write(WriteContext& context) const;
 
   NodeType Type() const noexcept { return type_; }
@@ -75,7 +75,7 @@ class Node {
  private:
   friend class NodeContainer;
   friend class Element;
-  friend class Addition;
+  friend class Savepoint;
 
   std::uint32_t length_ = 0;  // bytes of a leaf's value, or number of an element's attributes
   NodeType type_;
@@ -90,7 +90,7 @@ class LinkedNode : public Node {
  private:
   friend class Node;
   friend class NodeContainer;
-  friend class Addition;
+  friend class Savepoint;
 
   Node* next_;  // the last sibling's points to its container
 };
@@ -171,7 +171,7 @@ class NodeContainer : public LinkedNode {
 
  private:
   friend class Node;
-  friend class Addition;
+  friend class Savepoint;
 
   Body& MakeBody(DocumentStore& store);
   Node* OwnText() const noexcept;
@@ -251,25 +251,25 @@ class Element final : public NodeContainer {
   Attribute* AddAttribute(DocumentStore& store, const StoredName* name, MakeAttribute make);
 };
 
-// A savepoint. Unless Keep has been called, the destructor removes all children that were added to the
-// container since, with everything below them. So several additions succeed together or not at all.
-class Addition {
+// The state of a container to which the destructor rolls back, unless Commit has been called: it removes all
+// children added since, with everything below them. So several additions succeed together or not at all.
+class Savepoint {
  public:
-  explicit Addition(NodeContainer& container) noexcept;
-  ~Addition();
-  Addition(const Addition&) = delete;
-  Addition& operator=(const Addition&) = delete;
+  explicit Savepoint(NodeContainer& container) noexcept;
+  ~Savepoint();
+  Savepoint(const Savepoint&) = delete;
+  Savepoint& operator=(const Savepoint&) = delete;
 
-  void Keep() noexcept { container_ = nullptr; }
+  void Commit() noexcept { container_ = nullptr; }
 
  private:
-  NodeContainer* container_;  // null after Keep
+  NodeContainer* container_;  // null after Commit
   LinkedNode* lastChild_;     // not the own text
   DocumentStore::Length length_;
 };
 
-// The null nodes, which functions return in place of a missing node. They live as long as the library is
-// loaded. Test with IsNull before use. Adding an element or attribute to a null node returns a null node.
+// The null nodes, which functions return in place of a missing node. They live as long as the library. Test
+// with IsNull before use. Adding an element or attribute to a null node returns a null node.
 extern Element NullElement;
 extern Attribute NullAttribute;
 extern CData NullCData;

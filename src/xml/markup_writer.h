@@ -1,5 +1,7 @@
 #pragma once
 
+#include "xml/node.h"
+
 #include <cstdint>
 #include <string>
 
@@ -18,5 +20,10 @@ struct WriteContext {
   bool lastWasClosed = false;
   bool atLineStart = false;
 };
+
+// Writes the compact markup of a node and everything below it, on one line and with texts as stored, as UTF-8
+// and returns its end. Half a surrogate pair is written as three bytes. Overwrites up to Arena::kSlack bytes
+// after the end.
+char* WriteCompactUtf8(const Node& node, char* to);
 
 }  // namespace AdvXMLParser

@@ -1,6 +1,4 @@
-#include "xml/compact_writer.h"
-
-#include "xml/walk.h"
+#include "xml/markup_writer.h"
 
 #include <algorithm>
 #include <cstring>
@@ -8,6 +6,23 @@
 
 namespace AdvXMLParser {
 namespace {
+
+// Visits a node and everything below it in the order of the markup, without recursion or a list, because
+// callers choose the depth of a document. The visitor's WriteHead returns the first child to visit, or null.
+// WriteTail is called after the last child.
+template <class Visitor>
+void Walk(const Node& start, Visitor& visitor) {
+  const Node* node = &start;
+  for (;;) {
+    if (const Node* const child = visitor.WriteHead(*node)) {
+      node = child;
+      continue;
+    }
+    for (; node != &start && !node->NextSibling(); node = node->Parent()) visitor.WriteTail(*node->Parent());
+    if (node == &start) return;
+    node = node->NextSibling();
+  }
+}
 
 template <class Unit>
 Unit* PutAscii(Unit* to, std::string_view ascii) noexcept {
@@ -31,11 +46,11 @@ struct Utf8 {
 
 // Writes to memory that is large enough and has a block of slack.
 template <class Encoding>
-class Writer {
+class CompactWriter {
  public:
   using Unit = typename Encoding::Unit;
 
-  explicit Writer(Unit* to) noexcept : at_(to) {}
+  explicit CompactWriter(Unit* to) noexcept : at_(to) {}
 
   Unit* End() const noexcept { return at_; }
 
@@ -118,22 +133,128 @@ std::uint64_t MostBytesOf(const Node& node) noexcept {
   return LengthOf("<![CDATA[]]>") + target + node.StoredValue().size();
 }
 
-}  // namespace
-
+// Appends the compact markup of a node.
 void AppendCompact(const Node& node, std::wstring& out) {
   const std::size_t start = out.size();
   const std::uint64_t most = start + MostBytesOf(node) + kBlockUnits;
   if (most > out.max_size()) throw std::bad_alloc();
   out.resize(static_cast<std::size_t>(most));
-  Writer<Utf16> writer(out.data() + start);
+  CompactWriter<Utf16> writer(out.data() + start);
   Walk(node, writer);
   out.resize(static_cast<std::size_t>(writer.End() - out.data()));
 }
 
+// Writes the indented form: two spaces a level and CR LF between lines. Written for simplicity, because
+// nothing that is saved has this form.
+// Not used by this DLL: part of the XML library.
+class IndentedWriter {
+ public:
+  explicit IndentedWriter(WriteContext& context) noexcept : context_(context) {}
+
+  const Node* WriteHead(const Node& node) {
+    switch (node.Type()) {
+      case kElementNode:
+        return WriteStartTag(static_cast<const Element&>(node));
+      case kTextNode:
+        Append(
+            CollapseWhitespace(TextFrom(node.StoredValue(), Form::kAsItIs)));  // entities hold no white space
+        return nullptr;
+      case kDocumentNode:
+        Append(std::wstring(kXmlDeclaration.begin(), kXmlDeclaration.end()));
+        BreakLine();
+        return static_cast<const NodeContainer&>(node).FirstChild();
+      case kAttributeNode:
+        WriteAttribute(static_cast<const Attribute&>(node));
+        return nullptr;
+      default:
+        ++context_.depth;
+        StartLine();
+        AppendCompact(node, *context_.out);
+        context_.atLineStart = false;
+        BreakLine();
+        --context_.depth;
+        context_.lastWasClosed = true;
+        return nullptr;
+    }
+  }
+
+  void WriteTail(const NodeContainer& node) {
+    if (!node.Is(kElementNode)) return;
+    if (context_.lastWasClosed) {
+      BreakLine();
+      WriteIndent();
+    }
+    --context_.depth;
+    context_.lastWasClosed = true;
+    Append(L"</");
+    Append(node.Name());
+    Append(L">");
+  }
+
+ private:
+  const Node* WriteStartTag(const Element& element) {
+    ++context_.depth;
+    StartLine();
+    Append(L"<");
+    Append(element.Name());
+    for (const Attribute* attribute = element.FirstAttribute(); attribute;
+         attribute = attribute->NextAttribute()) {
+      Append(L" ");
+      WriteAttribute(*attribute);
+    }
+    if (element.FirstChild()) {
+      Append(L">");
+      return element.FirstChild();
+    }
+    Append(L"/>");
+    --context_.depth;
+    context_.lastWasClosed = true;
+    return nullptr;
+  }
+
+  void WriteAttribute(const Attribute& attribute) {
+    Append(attribute.Name());
+    Append(L"=\"");
+    for (const Node* child = attribute.FirstChild(); child; child = child->NextSibling()) WriteHead(*child);
+    Append(L"\"");
+  }
+
+  void Append(std::wstring_view markup) {
+    context_.atLineStart = false;
+    context_.out->append(markup);
+  }
+  // Ends the line unless it has just been ended.
+  void BreakLine() {
+    if (context_.atLineStart) return;
+    Append(L"\r\n");
+    context_.atLineStart = true;
+  }
+  // The outermost level is not indented.
+  void WriteIndent() {
+    context_.atLineStart = false;
+    for (std::int32_t level = 1; level < context_.depth; ++level) Append(context_.indent);
+  }
+  void StartLine() {
+    BreakLine();
+    WriteIndent();
+    context_.lastWasClosed = false;
+  }
+
+  WriteContext& context_;
+};
+
+}  // namespace
+
 char* WriteCompactUtf8(const Node& node, char* to) {
-  Writer<Utf8> writer(to);
+  CompactWriter<Utf8> writer(to);
   Walk(node, writer);
   return writer.End();
+}
+
+void Node::Write(WriteContext& context) const {
+  if (!context.indented) return AppendCompact(*this, *context.out);
+  IndentedWriter writer(context);
+  Walk(*this, writer);
 }
 
 }  // namespace AdvXMLParser

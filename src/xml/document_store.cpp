@@ -1,6 +1,4 @@
-#include "xml/names.h"
-
-#include "xml/text_form.h"
+#include "xml/document_store.h"
 
 #include <algorithm>
 #include <iterator>
