@@ -3,7 +3,6 @@
 #include <windows.h>
 #include <unknwn.h>
 
-#include <atomic>
 #include <utility>
 
 namespace varnel {
@@ -51,17 +50,6 @@ class ComPtr {
 
  private:
   T* pointer_ = nullptr;
-};
-
-// The reference count of a COM object. Starts at one: the creator's reference.
-class ReferenceCount {
- public:
-  ULONG Increment() noexcept { return ++count_; }
-  // Returns the new count. The caller destroys the object when it is 0.
-  [[nodiscard]] ULONG Decrement() noexcept { return --count_; }
-
- private:
-  std::atomic<ULONG> count_{1};
 };
 
 }  // namespace varnel

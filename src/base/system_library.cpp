@@ -24,4 +24,9 @@ LoadedLibrary LoadSystemLibrary(const wchar_t* name, DWORD* identityError) {
   return library;
 }
 
+bool GetModulePath(HMODULE module, std::span<wchar_t> path) noexcept {
+  const DWORD length = GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
+  return length != 0 && length < path.size();
+}
+
 }  // namespace varnel

@@ -2,6 +2,8 @@
 
 #include "base/handles.h"
 
+#include <span>
+
 namespace varnel {
 
 // Loads a library and its dependencies from the system folder only, never a file of that name from the host's
@@ -10,6 +12,10 @@ namespace varnel {
 // error code; otherwise sets it to 0. Throws HResultError (E_ACCESSDENIED) if the thread cannot impersonate
 // its user again.
 [[nodiscard]] LoadedLibrary LoadSystemLibrary(const wchar_t* name, DWORD* identityError = nullptr);
+
+// Gets the full path of a module's file, zero-terminated. Returns false if Windows does not tell it, or if it
+// does not fit.
+[[nodiscard]] bool GetModulePath(HMODULE module, std::span<wchar_t> path) noexcept;
 
 // Sets `function` to the export `name`. Returns false, with null, if there is none.
 template <class Function>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/com_ptr.h"
+#include "base/counted_object.h"
 
 #include <windows.h>
 #include <objbase.h>

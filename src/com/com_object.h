@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/com_ptr.h"
+#include "base/counted_object.h"
 #include "com/dispatch.h"
 #include "com/module.h"
 
@@ -18,55 +18,25 @@ namespace varnel {
 // A stand-alone object, which counts its own references. Starts with one.
 // ModuleReference is the first base class and so the last one destroyed: the module stays locked until then.
 template <class Impl>
-class StandAloneObject final : private ModuleReference, public DispatchImpl<Impl> {
+class StandAloneObject final : private ModuleReference,
+                               public CountedObject<StandAloneObject<Impl>, DispatchImpl<Impl>> {
  public:
-  template <class... Args>
-  explicit StandAloneObject(Args&&... args) : DispatchImpl<Impl>(std::forward<Args>(args)...) {}
-
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-    if (!out) return E_POINTER;
-    *out = this->FindInterface(iid);
-    if (!*out) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return references_.Increment(); }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = references_.Decrement();
-    if (left == 0) delete this;
-    return left;
-  }
-
- private:
-  ReferenceCount references_;
+  using CountedObject<StandAloneObject<Impl>, DispatchImpl<Impl>>::CountedObject;
 };
 
 // An aggregated object. It is the inner unknown, which the outer object holds and which counts its own
 // references, from one on. The interfaces of the implementation delegate IUnknown to the outer object.
 template <class Impl>
-class AggregatedObject final : private ModuleReference, public IUnknown {
+class AggregatedObject final : private ModuleReference,
+                               public CountedObject<AggregatedObject<Impl>, IUnknown> {
  public:
   template <class... Args>
   explicit AggregatedObject(IUnknown* outer, Args&&... args)
       : contained_(outer, std::forward<Args>(args)...) {}
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-    if (!out) return E_POINTER;
-    if (iid == IID_IUnknown) {
-      *out = static_cast<IUnknown*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *out = contained_.FindInterface(iid);
-    if (!*out) return E_NOINTERFACE;
-    contained_.AddRef();  // counts in the outer object, because the pointer is one of its interfaces
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return references_.Increment(); }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = references_.Decrement();
-    if (left == 0) delete this;
-    return left;
+  void* FindInterface(REFIID iid) noexcept {
+    if (iid == IID_IUnknown) return static_cast<IUnknown*>(this);
+    return contained_.FindInterface(iid);
   }
 
  private:
@@ -85,10 +55,7 @@ class AggregatedObject final : private ModuleReference, public IUnknown {
     IUnknown* outer_;
   };
 
-  ~AggregatedObject() = default;
-
   Contained contained_;
-  ReferenceCount references_;
 };
 
 }  // namespace varnel

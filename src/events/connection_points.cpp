@@ -1,26 +1,17 @@
 #include "events/connection_points.h"
 
+#include "base/counted_object.h"
 #include "base/hresult.h"
 
 namespace varnel {
 namespace {
 
-class EmptyEnumerator final : public IEnumConnectionPoints {
+class EmptyEnumerator final : public CountedObject<EmptyEnumerator, IEnumConnectionPoints> {
  public:
   explicit EmptyEnumerator(IUnknown* owner) noexcept : owner_(owner) {}
 
-  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-    if (!out) return E_POINTER;
-    *out = iid == IID_IUnknown || iid == IID_IEnumConnectionPoints ? this : nullptr;
-    if (!*out) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return references_.Increment(); }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = references_.Decrement();
-    if (left == 0) delete this;
-    return left;
+  void* FindInterface(REFIID iid) noexcept {
+    return iid == IID_IUnknown || iid == IID_IEnumConnectionPoints ? this : nullptr;
   }
 
   STDMETHODIMP Next(ULONG count, IConnectionPoint** points, ULONG* fetched) override {
@@ -40,10 +31,7 @@ class EmptyEnumerator final : public IEnumConnectionPoints {
   }
 
  private:
-  ~EmptyEnumerator() = default;
-
   ComPtr<IUnknown> owner_;
-  ReferenceCount references_;
 };
 
 }  // namespace

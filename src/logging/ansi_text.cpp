@@ -1,5 +1,7 @@
 #include "logging/ansi_text.h"
 
+#include "base/characters.h"
+
 #include <windows.h>
 
 #include <cstdarg>
@@ -10,15 +12,11 @@
 namespace varnel {
 namespace {
 
-bool IsSurrogatePair(const wchar_t* text) noexcept {
-  return text[0] >= 0xD800 && text[0] <= 0xDBFF && text[1] >= 0xDC00 && text[1] <= 0xDFFF;
-}
-
 // Converts character by character until the next one does not fit, so that no character is cut in half.
 std::size_t ConvertAsManyAsFit(const wchar_t* text, char* buffer, std::size_t room) noexcept {
   std::size_t used = 0;
   while (*text != L'\0') {
-    const int units = IsSurrogatePair(text) ? 2 : 1;
+    const int units = IsHighSurrogate(text[0]) && IsLowSurrogate(text[1]) ? 2 : 1;
     char bytes[16];
     const int count = WideCharToMultiByte(CP_ACP, 0, text, units, bytes, sizeof(bytes), nullptr, nullptr);
     if (count <= 0 || static_cast<std::size_t>(count) > room - used) break;

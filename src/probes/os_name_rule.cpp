@@ -1,6 +1,6 @@
 #include "probes/os_name_rule.h"
 
-#include "base/ascii_case.h"
+#include "base/characters.h"
 
 namespace varnel {
 namespace {

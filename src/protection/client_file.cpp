@@ -1,5 +1,6 @@
 #include "protection/client_file.h"
 
+#include "base/characters.h"
 #include "base/files.h"
 #include "protection/signature_check.h"
 
@@ -9,14 +10,10 @@
 namespace varnel {
 namespace {
 
-bool IsLetter(wchar_t c) noexcept {
-  return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z');
-}
-
 const wchar_t* WhatIsWrongWith(const wchar_t* path) noexcept {
   if (std::wcslen(path) > kLongestClientPath) return L"its path is too long";
   if (path[0] == L'\\' && path[1] == L'\\') return L"it is not on a local disk";
-  if (!IsLetter(path[0]) || path[1] != L':' || path[2] != L'\\') return L"its path is not a full one";
+  if (!IsAsciiLetter(path[0]) || path[1] != L':' || path[2] != L'\\') return L"its path is not a full one";
   const wchar_t root[] = {path[0], L':', L'\\', L'\0'};
   return GetDriveTypeW(root) == DRIVE_REMOTE ? L"it is not on a local disk" : nullptr;
 }

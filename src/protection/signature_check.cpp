@@ -8,7 +8,6 @@
 #include <wincrypt.h>
 #include <wintrust.h>
 
-#include <iterator>
 #include <optional>
 
 namespace varnel {
@@ -193,7 +192,7 @@ bool GetOwnFile(wchar_t (&path)[1024]) noexcept {
   constexpr DWORD kFlags =
       GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
   return GetModuleHandleExW(kFlags, reinterpret_cast<const wchar_t*>(&CheckSignature), &self) &&
-         GetModuleFileNameW(self, path, static_cast<DWORD>(std::size(path))) < std::size(path);
+         GetModulePath(self, path);
 }
 
 // If the library is signed, its publisher must be the client's too.

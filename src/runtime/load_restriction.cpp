@@ -1,6 +1,6 @@
 #include "runtime/load_restriction.h"
 
-#include "base/ascii_case.h"
+#include "base/characters.h"
 
 #include <algorithm>
 

@@ -1,5 +1,7 @@
 #include "xml/text_form.h"
 
+#include "base/characters.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -7,6 +9,9 @@
 
 namespace AdvXMLParser {
 namespace {
+
+using varnel::IsHighSurrogate;
+using varnel::IsLowSurrogate;
 
 constexpr std::wstring_view kWhitespace = L" \t\r\n";
 
@@ -31,13 +36,6 @@ constexpr std::array<Entity, 64> kEntities = [] {
 const Entity& EntityFor(wchar_t unit, Form form) noexcept {
   const auto code = static_cast<std::size_t>(unit);
   return kEntities[form == Form::kEscaped && code < kEntities.size() ? code : 0];
-}
-
-bool IsHighSurrogate(std::uint32_t unit) noexcept {
-  return unit >> 10 == 0xD800 >> 10;
-}
-bool IsLowSurrogate(std::uint32_t unit) noexcept {
-  return unit >> 10 == 0xDC00 >> 10;
 }
 
 // Returns the character at text[at] and advances `at` past it. Half a surrogate pair counts as a character.
