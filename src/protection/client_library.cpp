@@ -7,11 +7,11 @@
 #include "base/system_library.h"
 #include "logging/log_writer.h"
 #include "protection/client_file.h"
+#include "protection/search_turn.h"
 #include "settings/agent_settings.h"
 
 #include <atomic>
 #include <cwchar>
-#include <iterator>
 #include <optional>
 
 namespace varnel {
@@ -38,8 +38,7 @@ struct LoadedClient {
 
 // Checking and loading run foreign code, which may call this file again or wait for a thread that does. So no
 // lock is held during a search, and waiting for a search has a limit.
-std::atomic<DWORD> g_looker{0};           // the thread that is searching, or 0
-std::atomic<bool> g_waitedInVain{false};  // during the current search
+SearchTurn g_turn;
 std::atomic<ULONGLONG> g_nextLook{0};
 std::atomic<bool> g_lookAgain{false};  // at once: not final, or a save was denied since the search began
 Candidate g_refused;                   // used by the searching thread only
@@ -58,8 +57,7 @@ bool IsSame(const Candidate& left, const Candidate& right) noexcept {
 // verified.
 bool IsMappedFrom(const LoadedLibrary& library, HANDLE file) noexcept {
   wchar_t path[kOwnPathCapacity];
-  const DWORD length = GetModuleFileNameW(library.Get(), path, static_cast<DWORD>(std::size(path)));
-  if (length == 0 || length == std::size(path)) return false;
+  if (!GetModulePath(library.Get(), path)) return false;
   const FileHandle mapped(
       CreateFileW(path, 0, FILE_SHARE_READ, nullptr, OPEN_EXISTING, kAnonymously, nullptr));
   BY_HANDLE_FILE_INFORMATION verified;
@@ -153,7 +151,6 @@ Finding Look(Candidate& candidate) noexcept {
 // Searches and publishes the result to the other threads. True if a refusal is to be logged, because it is
 // the first one of this file.
 bool LookForAll(Candidate& candidate, Finding& finding) noexcept {
-  g_waitedInVain = false;
   g_lookAgain = false;
   finding = Look(candidate);
   {
@@ -166,19 +163,19 @@ bool LookForAll(Candidate& candidate, Finding& finding) noexcept {
     g_nextLook = GetTickCount64() + kMillisecondsBetweenLooks;
   else
     g_lookAgain = true;
-  g_looker = 0;
+  g_turn.End();
   return isNew;
 }
 
 // Waits until no other thread is searching, or until the tick `end`. False after a timeout, and if this
-// thread is the one that is searching. After one timeout, later calls do not wait for the same search, which
-// may never end.
-bool WaitForLook(ULONGLONG end) noexcept {
-  if (g_waitedInVain) return false;
-  while (const DWORD looker = g_looker) {
+// thread is the one that is searching. `first` is the search for which the caller has waited all the time. It
+// may never end, so after one timeout no later call waits for it.
+bool WaitForLook(SearchTurn::Search first, ULONGLONG end) noexcept {
+  if (g_turn.Current().isGivenUp) return false;
+  while (const DWORD looker = g_turn.Current().thread) {
     if (looker == GetCurrentThreadId()) return false;
     if (GetTickCount64() >= end) {
-      g_waitedInVain = true;
+      g_turn.GiveUp(first);
       return false;
     }
     Sleep(kWaitStep);
@@ -189,10 +186,10 @@ bool WaitForLook(ULONGLONG end) noexcept {
 // Starts a search on this thread. False if none is due or another thread is searching.
 bool BeginLook() noexcept {
   const ULONGLONG end = GetTickCount64() + kLongestWait;
+  const SearchTurn::Search first = g_turn.Current();
   while (g_lookAgain || GetTickCount64() >= g_nextLook) {
-    DWORD nobody = 0;
-    if (g_looker.compare_exchange_strong(nobody, GetCurrentThreadId())) return true;
-    if (KnownClient() || !WaitForLook(end)) return false;
+    if (g_turn.Begin(GetCurrentThreadId())) return true;
+    if (KnownClient() || !WaitForLook(first, end)) return false;
   }
   return false;
 }
