@@ -9,8 +9,10 @@
 #include "xml/errors.h"
 #include "xml/file_writer.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <initializer_list>
+#include <span>
 #include <utility>
 
 namespace varnel::tool {
@@ -88,9 +90,11 @@ class Predictor {
   void Save();
   bool SaveForServer();
   bool SaveToAgentFolder();
+  template <class Probe>
+  const FileStep* FirstBroken(std::span<const FileStep> steps, Probe probe);
   bool PassesFilter(std::int32_t event);
-  bool IsSmallEnough();
-  bool FolderTakesFile(DWORD error, const wchar_t* finding);
+  bool IsSmallEnough(HRESULT failure);
+  bool FolderTakesFile(DWORD error, const wchar_t* finding, HRESULT failure);
 
   const Question& question_;
   Prediction prediction_;
@@ -143,21 +147,44 @@ void Predictor::Save() {
                {L"<object>", AgentFileExtension(triggerFlag_), HexadecimalText(prediction_.result)}));
 }
 
-bool Predictor::IsSmallEnough() {
+bool Predictor::IsSmallEnough(HRESULT failure) {
   const std::wstring size = std::to_wstring(question_.size);
   const std::wstring limit = std::to_wstring(ReadEventSizeLimit());
   if (EventSizeWithinLimit(question_.size)) return Pass(L"size limit", size + L" is below " + limit);
-  return Stop(VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, L"size limit", size + L" is not below " + limit,
+  return Stop(failure, L"size limit", size + L" is not below " + limit,
               L"Put fewer events into one report, or set \"Brenn Size\" to more than " + size + L".");
 }
 
-bool Predictor::FolderTakesFile(DWORD error, const wchar_t* finding) {
+bool Predictor::FolderTakesFile(DWORD error, const wchar_t* finding, HRESULT failure) {
   std::wstring text = prediction_.folder;
   if (!std::filesystem::path(text).is_absolute())
     text += L" (not a full path: relative to the host's current folder)";
   if (error == ERROR_SUCCESS) return Pass(L"folder", text + finding);
   AdvXMLParser::SetOpenError(error);
-  return Stop(VARNEL_E_NOT_WRITTEN, L"folder", text + L": " + InWords(error), RemedyOfFolder(error));
+  return Stop(failure, L"folder", text + L": " + InWords(error), RemedyOfFolder(error));
+}
+
+// Returns the first rule that the report breaks, or null. `probe` asks the folder. Whether a report encodes
+// and is written shows only when it is saved.
+template <class Probe>
+const FileStep* Predictor::FirstBroken(std::span<const FileStep> steps, Probe probe) {
+  const auto holds = [&](const FileStep& step) {
+    switch (step.rule) {
+      case FileRule::kIsSmall:
+        return IsSmallEnough(step.failure);
+      case FileRule::kIsOpened: {
+        const MadeFolder made = probe();
+        return FolderTakesFile(made.error, made.isMade ? L" is created" : L" accepts new files",
+                               step.failure);
+      }
+      case FileRule::kEncodes:
+      case FileRule::kIsWritten:
+        break;
+    }
+    return true;
+  };
+  const auto broken = std::find_if_not(steps.begin(), steps.end(), holds);
+  return broken == steps.end() ? nullptr : &*broken;
 }
 
 bool Predictor::SaveForServer() {
@@ -168,14 +195,13 @@ bool Predictor::SaveForServer() {
   prediction_.folder = folder;
   prediction_.file = L"<GUID>.xml";
   const std::wstring path = prediction_.folder + L'\\' + prediction_.file;
-  const MadeFolder made = WhyNoNewFileInMadeFolder(folder, ServerEventFileName());
-  if (!FolderTakesFile(made.error, made.isMade ? L" is created" : L" accepts new files")) {
+  const FileStep* const broken =
+      FirstBroken(kServerFileSteps, [&] { return WhyNoNewFileInMadeFolder(folder, ServerEventFileName()); });
+  if (broken && broken->rule == FileRule::kIsOpened)
     Log(FillIn(kServerNotCreated, {L"<object>", path}));
-    return false;
-  }
-  if (IsSmallEnough()) return true;
-  Log(FillIn(kServerNotWritten, {L"<object>", path, kServerTooLarge}));
-  return false;
+  else if (broken)
+    Log(FillIn(kServerNotWritten, {L"<object>", path, kServerTooLarge}));
+  return !broken;
 }
 
 bool Predictor::SaveToAgentFolder() {
@@ -190,16 +216,17 @@ bool Predictor::SaveToAgentFolder() {
   const std::wstring extension = std::wstring(L".") + AgentFileExtension(triggerFlag_);
   prediction_.file = L"<time>" + extension;
   const std::wstring path = prediction_.folder + L'\\' + prediction_.file;
-  if (!IsSmallEnough()) {
-    Log(FillIn(kAgentNotSaved, {path, kAgentTooLarge}));
-    return false;
-  }
-  SYSTEMTIME now;
-  GetLocalTime(&now);
-  const std::wstring name = AgentEventFileName(now, 0, GetCurrentThreadId()) + extension;
-  if (FolderTakesFile(WhyNoNewFile(prediction_.folder + L'\\', name), L" accepts new files")) return true;
-  Log(FillIn(kAgentNotSaved, {path, AdvXMLParser::GetLastErrorText()}));
-  return false;
+  const FileStep* const broken = FirstBroken(kAgentFileSteps, [&]() -> MadeFolder {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    const std::wstring name = AgentEventFileName(now, 0, GetCurrentThreadId()) + extension;
+    return {.error = WhyNoNewFile(prediction_.folder + L'\\', name), .isMade = false};
+  });
+  if (broken)
+    Log(FillIn(
+        kAgentNotSaved,
+        {path, broken->rule == FileRule::kIsSmall ? kAgentTooLarge : AdvXMLParser::GetLastErrorText()}));
+  return !broken;
 }
 
 }  // namespace

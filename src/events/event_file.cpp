@@ -17,6 +17,7 @@
 #include <objbase.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cwchar>
 #include <optional>
@@ -43,9 +44,11 @@ bool IsPlainExtension(std::wstring_view extension) noexcept {
 // a console without a reader may block the log line, and an opportunistic lock on the file its deletion, for
 // which no other process should wait.
 struct Outcome {
-  HRESULT result;
+  const FileStep* broken = nullptr;  // the first rule that the report breaks; null if the file is written
   const wchar_t* reason = L"";
   std::optional<FileIdentity> failed{};  // the file to delete
+
+  HRESULT Result() const noexcept { return broken ? broken->failure : S_OK; }
 };
 
 // Why the file writer could not open or write a file: the last error text and the last error.
@@ -54,40 +57,44 @@ const wchar_t* ReasonOfSystem() noexcept {
   return AdvXMLParser::GetLastErrorText();
 }
 
-// The handle stays open from the creation, which reserves the name, until the report is written.
-Outcome WriteServerFile(const wchar_t* folder, const std::wstring& path,
-                        const EncodedReport& report) noexcept {
-  // The folder usually exists. A failure to make it shows when the file is created.
-  const DWORD folderError = CreateDirectoryW(folder, nullptr) ? ERROR_SUCCESS : GetLastError();
-  const FileHandle file = OpenToWrite(path.c_str(), CREATE_NEW);
-  if (!file) {
-    ScopedWritePermission::NoteFailure(GetLastError());
-    ScopedWritePermission::NoteFailure(folderError);
-    return {VARNEL_E_NOT_WRITTEN};
-  }
-  Outcome outcome{VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN};
-  if (report.failure)
-    outcome.reason = report.failure;
-  else if (!EventSizeWithinLimit(report.utf8.size()))
-    outcome.reason = kServerTooLarge;
-  else if (AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved)
-    return {S_OK};
-  else
-    outcome.reason = ReasonOfSystem();
-  outcome.failed = IdentifyFile(file.Get());
-  return outcome;
+// Applies the rules in their order. `open` returns the file, or an empty owner with the last error set.
+template <std::size_t kCount, class Open>
+Outcome WriteByRules(const FileStep (&steps)[kCount], const wchar_t* tooLarge, const EncodedReport& report,
+                     Open open) noexcept {
+  FileHandle file;
+  const auto whyBroken = [&](FileRule rule) noexcept -> const wchar_t* {
+    switch (rule) {
+      case FileRule::kEncodes:
+        return report.failure;
+      case FileRule::kIsSmall:
+        return EventSizeWithinLimit(report.utf8.size()) ? nullptr : tooLarge;
+      case FileRule::kIsOpened:
+        file = open();
+        return file ? nullptr : ReasonOfSystem();
+      case FileRule::kIsWritten:
+        break;
+    }
+    return AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved ? nullptr : ReasonOfSystem();
+  };
+  for (const FileStep& step : steps)
+    if (const wchar_t* const reason = whyBroken(step.rule))
+      return {&step, reason, file ? IdentifyFile(file.Get()) : std::nullopt};
+  return {};
 }
 
-Outcome WriteAgentFile(const std::wstring& path, bool isPlain, const EncodedReport& report) noexcept {
-  if (report.failure) return {VARNEL_E_NOT_WRITTEN, report.failure};
-  if (!EventSizeWithinLimit(report.utf8.size())) return {VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN, kAgentTooLarge};
-  FileHandle file;
-  if (isPlain)
-    file = AdvXMLParser::OpenForText(path);
-  else
-    AdvXMLParser::SetOpenError(ERROR_INVALID_NAME);
-  if (file && AdvXMLParser::WriteText(file, report.utf8) == AdvXMLParser::kSaved) return {S_OK};
-  return {VARNEL_E_NOT_WRITTEN, ReasonOfSystem(), file ? IdentifyFile(file.Get()) : std::nullopt};
+// Creates the server's file. It stays open, which reserves the name, until the report is written.
+FileHandle CreateServerFile(const wchar_t* folder, const std::wstring& path) noexcept {
+  // The folder usually exists. A failure to make it shows when the file is created.
+  const DWORD folderError = CreateDirectoryW(folder, nullptr) ? ERROR_SUCCESS : GetLastError();
+  FileHandle file = OpenToWrite(path.c_str(), CREATE_NEW);
+  if (!file) ScopedWritePermission::NoteFailure(folderError);
+  return file;
+}
+
+FileHandle OpenAgentFile(const std::wstring& path, bool isPlain) noexcept {
+  if (isPlain) return AdvXMLParser::OpenForText(path);
+  AdvXMLParser::SetOpenError(ERROR_INVALID_NAME);
+  return FileHandle();
 }
 
 }  // namespace
@@ -131,28 +138,29 @@ EncodedReport EncodeReport(const AdvXMLParser::Document& document) {
 HRESULT WriteServerEventFile(const wchar_t* folder, const EncodedReport& report, HANDLE saveMutex,
                              unsigned owner) {
   const std::wstring path = folder + (L"\\" + ServerEventFileName());
-  Outcome outcome{VARNEL_E_NOT_WRITTEN};
+  Outcome outcome;
   {
     ScopedWritePermission permission;  // withdrawn after the mutex is released
     {
       const MutexLock lock(saveMutex, INFINITE);
       permission.Request(path);
-      outcome = WriteServerFile(folder, path, report);
+      outcome = WriteByRules(kServerFileSteps, kServerTooLarge, report,
+                             [&]() noexcept { return CreateServerFile(folder, path); });
     }
     if (outcome.failed) DeleteFileIfStill(path.c_str(), *outcome.failed);
   }
-  if (outcome.result == VARNEL_E_NOT_WRITTEN)
+  if (outcome.broken && outcome.broken->rule == FileRule::kIsOpened)
     LogError(kReportFacility, kServerNotCreated, owner, path.c_str());
-  else if (FAILED(outcome.result))
+  else if (outcome.broken)
     LogError(kReportFacility, kServerNotWritten, owner, path.c_str(), outcome.reason);
-  return outcome.result;
+  return outcome.Result();
 }
 
 HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension, const EncodedReport& report,
                             HANDLE saveMutex) {
   const bool isPlain = IsPlainExtension(extension);
   std::wstring path;
-  Outcome outcome{VARNEL_E_NOT_WRITTEN};
+  Outcome outcome;
   // May run the loader, which must not be waited for under the mutex.
   const std::uint32_t random = RandomValue();
   {
@@ -163,12 +171,13 @@ HRESULT WriteAgentEventFile(const std::wstring& folder, const wchar_t* extension
       GetLocalTime(&now);
       path = folder + L'\\' + AgentEventFileName(now, random, GetCurrentThreadId()) + L'.' + extension;
       if (isPlain) permission.Request(path);
-      outcome = WriteAgentFile(path, isPlain, report);
+      outcome = WriteByRules(kAgentFileSteps, kAgentTooLarge, report,
+                             [&]() noexcept { return OpenAgentFile(path, isPlain); });
     }
     if (outcome.failed) DeleteFileIfStill(path.c_str(), *outcome.failed);
   }
-  if (FAILED(outcome.result)) LogError(kReportFacility, kAgentNotSaved, path.c_str(), outcome.reason);
-  return outcome.result;
+  if (outcome.broken) LogError(kReportFacility, kAgentNotSaved, path.c_str(), outcome.reason);
+  return outcome.Result();
 }
 
 std::wstring ServerEventFileName() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "varnel/varnel.h"
+
 #include <cstdint>
 #include <string>
 
@@ -40,6 +42,27 @@ enum class SaveWay {
 // Returns the extension of the agent's event files, without a dot: "txml" if `triggerFlag`, that of
 // ReadEventTriggerPolicy, is not 0, otherwise "xml".
 [[nodiscard]] const wchar_t* AgentFileExtension(std::uint32_t triggerFlag) noexcept;
+
+// The rules about the file of a report. A saver and the prediction apply the same list, up to the first rule
+// that the report breaks.
+enum class FileRule {
+  kEncodes,   // the text converts to UTF-8
+  kIsSmall,   // the bytes are below the size limit
+  kIsOpened,  // the folder takes a new file
+  kIsWritten,
+};
+struct FileStep {
+  FileRule rule;
+  HRESULT failure;  // the result of a save that breaks the rule
+};
+inline constexpr FileStep kServerFileSteps[] = {{FileRule::kIsOpened, VARNEL_E_NOT_WRITTEN},
+                                                {FileRule::kEncodes, VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN},
+                                                {FileRule::kIsSmall, VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN},
+                                                {FileRule::kIsWritten, VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN}};
+inline constexpr FileStep kAgentFileSteps[] = {{FileRule::kEncodes, VARNEL_E_NOT_WRITTEN},
+                                               {FileRule::kIsSmall, VARNEL_E_TOO_LARGE_OR_NOT_WRITTEN},
+                                               {FileRule::kIsOpened, VARNEL_E_NOT_WRITTEN},
+                                               {FileRule::kIsWritten, VARNEL_E_NOT_WRITTEN}};
 
 // Error lines of a save, as formats for LogMessage.
 
