@@ -1,10 +1,16 @@
 #include "events/event_file.h"
 #include "events/machine_info.h"
-#include "probes/adapters.h"
+#include "support/import_hook.h"
 #include "support/text.h"
 #include "unit/log_fixture.h"
 
+#include <winsock2.h>
 #include <gmock/gmock.h>
+#include <iphlpapi.h>
+
+#include <memory>
+#include <string_view>
+#include <utility>
 
 namespace varnel {
 namespace {
@@ -27,18 +33,54 @@ TEST(MachineInfo, BiasAddsDaylightTimeOnly) {
     EXPECT_EQ(row[1], test::Narrow(TimeZoneBiasFrom(std::stoul(row[0]), zone))) << row[0];
 }
 
-TEST_F(LogTest, MacAddressIsThatOfTheFirstAdapterWhereNoAddressIsKnown) {
+// Two made-up adapters in place of the machine's.
+struct MadeUpAdapters {
+  static inline std::unique_ptr<test::ImportHook> hook;
+  static inline sockaddr_in sockets[2];
+  static inline IP_ADAPTER_UNICAST_ADDRESS addresses[2];
+  static inline IP_ADAPTER_ADDRESSES second;
+
+  static void Fill(IP_ADAPTER_ADDRESSES& adapter, std::size_t place, BYTE index) {
+    sockets[place].sin_family = AF_INET;
+    sockets[place].sin_addr.s_addr = htonl(0xC0000200U + index);  // 192.0.2.index
+    addresses[place].Address = {reinterpret_cast<sockaddr*>(&sockets[place]), sizeof(sockaddr_in)};
+    adapter.FirstUnicastAddress = &addresses[place];
+    adapter.IfIndex = index;
+    adapter.IfType = IF_TYPE_ETHERNET_CSMACD;
+    adapter.OperStatus = IfOperStatusUp;
+    adapter.PhysicalAddressLength = 6;
+    adapter.PhysicalAddress[5] = index;
+  }
+  static ULONG WINAPI List(ULONG, ULONG, void*, IP_ADAPTER_ADDRESSES* list, ULONG*) {
+    Fill(*list, 0, 12);
+    Fill(second, 1, 7);
+    list->Next = &second;
+    return ERROR_SUCCESS;
+  }
+  static FARPROC WINAPI Find(HMODULE module, const char* name) {
+    if (std::string_view(name) == "GetAdaptersAddresses")
+      return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&List));
+    return reinterpret_cast<decltype(&Find)>(hook->Original())(module, name);
+  }
+};
+
+TEST_F(LogTest, MacAddressIsThatOfTheAddressOrElseOfTheFirstAdapter) {
   Document document(L"R");
   Element& machine = *document.Root();
   machine.AddElement(L"AgentGUID");
   EXPECT_FALSE(AddMacAddress(&machine));
   EXPECT_THAT(lines, testing::ElementsAre("5 Quorvel: PopulateMAC() called with uninitialized IP element"));
-  machine.AddElement(L"IPAddress")->AddText(L"");
-  EXPECT_TRUE(AddMacAddress(&machine));
-  CandidateTable table;
-  const std::string mac = SelectMacAddress(table) ? table.adapters.begin()->second.mac : "";
-  EXPECT_THAT(document.ToString(false),
-              testing::EndsWith(L"<RawMACAddress>" + test::Wide(mac) + L"</RawMACAddress></R>"));
+  MadeUpAdapters::hook =
+      std::make_unique<test::ImportHook>(GetModuleHandleW(nullptr), "GetProcAddress", &MadeUpAdapters::Find);
+  for (const auto& [address, mac] :
+       {std::pair(L"", L"000000000007"), {L"192.0.2.12", L"00000000000c"}, {L"192.0.2.13", L""}}) {
+    Document report(L"R");
+    report.Root()->AddElement(L"AgentGUID");
+    report.Root()->AddElement(L"IPAddress", address);
+    EXPECT_TRUE(AddMacAddress(report.Root()));
+    EXPECT_EQ(mac, static_cast<Element*>(report.Root()->LastChild())->GetText()) << test::Narrow(address);
+  }
+  MadeUpAdapters::hook.reset();
 }
 
 }  // namespace
