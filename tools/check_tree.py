@@ -33,9 +33,9 @@ PROGRAM = {
 }
 LIBRARY = {"varnel", "base", "xml", "logging", "settings", "protection", "events"}
 # Rules of src/ that fuzzers and sanitizers build on the host.
-PORTABLE = {"xml/arena", "xml/blocks", "xml/clone", "xml/document", "xml/document_store", "xml/markup_writer", "xml/node",
-            "xml/text_form", "settings/disabled_event_list",
-            "probes/os_name_rule", "probes/adapter_table", "com/registration_script", "runtime/load_restriction"}
+PORTABLE = {"base/characters", "xml/arena", "xml/blocks", "xml/clone", "xml/document", "xml/document_store",
+            "xml/markup_writer", "xml/node", "xml/text_form", "settings/disabled_event_list", "probes/os_name_rule",
+            "probes/adapter_table", "com/registration_script", "runtime/load_restriction"}
 # Folders of cli/ that build on every system, except their files whose names end in _windows: they use nothing of src/.
 PORTABLE_FOLDERS = {"console", "eventfile"}
 WINDOWS = re.compile(r"^#include <(windows|winsock2|ws2tcpip|io)\.h>")
