@@ -59,6 +59,7 @@ inline std::string Quoted(std::wstring_view text) {
 }
 inline std::string Quoted(const Text& text) {
   if (text.Get()) return Quoted(text.View());
+  if (text.Status() == E_OUTOFMEMORY) return "a text for which there is no memory";
   return text.Status() == kBadText ? "not UTF-8" : "null";
 }
 

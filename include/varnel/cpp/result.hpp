@@ -86,9 +86,11 @@ inline constexpr DescribedResult kDescribedResults[] = {
     {SystemResult(ERROR_PATH_NOT_FOUND), kNoFile},
     {SystemResult(ERROR_MOD_NOT_FOUND), kNoFile},
     {E_ACCESSDENIED,
-     {L"the file does not exist, or this account may not read it",
+     {L"the file does not exist, or this account may not read it; after a call of a report: Windows did not "
+      L"let the thread impersonate its user again",
       L"Give this account the right to read varnel.dll and its folder. If the component is registered, "
-      L"install the package again."}},
+      L"install the package again. After a call of a report, impersonate the user again and repeat the "
+      L"call."}},
     {SystemResult(ERROR_BAD_EXE_FORMAT),
      {L"the file is not a DLL, or it is a 32-bit DLL in a 64-bit program or the reverse",
       L"Use the 64-bit varnel.dll in 64-bit programs and the 32-bit varnel.dll in 32-bit programs."}},
