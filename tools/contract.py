@@ -171,18 +171,16 @@ def results():
     return found
 
 
-def described_results():
-    """Number, meaning and remedy of each result that include/varnel/varnel.h has words for, and those for all others."""
-    text = (ROOT / "include/varnel/varnel.h").read_text()
-    numbers = STANDARD_RESULTS | dict(results())
+def described_results(header="varnel.h"):
+    """Name, meaning and remedy of each result that this header below include/varnel has words for."""
+    text = (ROOT / "include/varnel" / header).read_text()
     words = r'((?:L"(?:[^"\\]|\\.)*"\s*)+)'
 
     def joined(literals):
         return re.sub(r"\\(.)", r"\1", "".join(re.findall(r'L"((?:[^"\\]|\\.)*)"', literals)))
 
-    entries = re.findall(r"\{(\w+),\s*\{" + words + r",\s*" + words + r"\}\}", text)
-    if {name for name, _, _ in entries} != set(numbers):
-        sys.exit("words of the result codes: not understood")
-    unknown = only(r"unknown = \{\s*" + words + r",\s*" + words + r"\};", text, "words of other results")
-    return ([(numbers[name], joined(meaning), joined(remedy)) for name, meaning, remedy in entries],
-            tuple(map(joined, unknown.groups())))
+    pair = r"\{\s*" + words + r",\s*" + words + r"\}"
+    named = {name: (joined(meaning), joined(remedy)) for name, meaning, remedy in re.findall(r"(\w+) = " + pair + ";", text)}
+    entries = re.findall(r"\{(?:SystemResult\()?(\w+)\)?,\s*(?:" + pair + r"|(\w+))\}", text)
+    return named | {name: named[other] if other else (joined(meaning), joined(remedy))
+                    for name, meaning, remedy, other in entries}

@@ -5,68 +5,55 @@ make_bindings.py --check   names the files that are not what it would write, and
 The files are committed, because Cargo and Go build from the sources that they find. Both come out as rustfmt and gofmt
 lay them out.
 """
+import re
 import sys
 
 import contract
 
 RUST = contract.ROOT / "interop/rust/src/contract.rs"
 GO = contract.ROOT / "interop/go/contract_windows.go"
-# What the bindings answer before the library is asked, or in place of its E_FAIL. The numbers are Windows's; the words
-# replace those of varnel.h where that speaks of methods which a user of the bindings does not call.
+# What the bindings answer before the library is asked: their names, that of varnel.hpp and the number.
 OWN_RESULTS = [
-    ("BAD_TEXT", "0x80070459", "a text is not well-formed Unicode, or holds a character that XML cannot hold",
-     "Correct it where it comes from, or pass it through {repaired}, which puts U+FFFD in the place of each fault."),
-    ("BAD_NAME", "0x8007007B", "the name of an element or attribute is not an XML name",
-     "Begin it with a letter or '_', and go on with letters, digits, '-', '_' and '.', at most 10,000 characters."),
-    ("RESERVED_NAME", "0x80071392", "the name belongs to an element or attribute that the library writes itself",
-     "Choose another name; docs/event-format.md lists the reserved ones."),
-    ("BAD_TIME", "0x8007076D", "the time is outside of the years 100 to 9999", "Pass the time of the event."),
-    ("BAD_EVENT_ID", "0x80070057", "0 is not an event identifier", "Pass the number of the event, other than 0."),
-    ("BAD_PATH", "0x800700A1", "the path is not a full one",
-     "Pass the path with its drive: other paths are searched for, and a search can find an attacker's file."),
-    ("TOO_DEEP", "0x800700D7", "the element would be more than 256 levels deep",
-     "Nest less deeply: XML readers stop there."),
-    ("NOT_OPEN", "0x80070006", "the report is not open, or the element belongs to no open report",
-     "Use a report and its elements only until the report is closed."),
-    ("NO_LIBRARY", "0x80040007", "the library is closed", "Close the library after its last report was made."),
-    ("NO_MACHINE", "0x8007139F", "the report has no facts of the machine yet", "Call {add_machine} before {save}."),
-    ("NO_EVENT", "0x800710D2", "the report has no event yet", "Call {add_event} before {save}."),
-    ("MACHINE_TWICE", "0x800700B7", "the report already has the facts of the machine",
-     "Call {add_machine} once for each report."),
+    ("BAD_TEXT", "kBadText", "0x80070459"),
+    ("BAD_NAME", "kBadName", "0x8007007B"),
+    ("RESERVED_NAME", "kReservedName", "0x80071392"),
+    ("BAD_TIME", "kBadTime", "0x8007076D"),
+    ("BAD_EVENT_ID", "kBadEventId", "0x80070057"),
+    ("BAD_PATH", "kBadPath", "0x800700A1"),
+    ("TOO_DEEP", "kTooDeep", "0x800700D7"),
+    ("NOT_OPEN", "kNotOpen", "0x80070006"),
+    ("NO_LIBRARY", "kNoLibrary", "0x80040007"),
+    ("NO_MACHINE", "kNoMachine", "0x8007139F"),
+    ("NO_EVENT", "kNoEvent", "0x800710D2"),
+    ("MACHINE_TWICE", "kMachineTwice", "0x800700B7"),
 ]
-OTHER_WORDS = [
-    ("0x80004005", "the agent's event folder is not set, or its path is too long",
-     "Set \"Data Path\", or \"EventsPath\" for the management server's own reports, to fewer than 260 characters; "
-     "docs/settings.md has both."),
-    ("0xFFFFF703", "the agent on this machine is not managed",
-     "Enrol the agent at the management server, or make the report with {drop}."),
-    ("0xFFFFFFF3", "the file extension is missing or too long", "Pass an extension of 1 to 200 characters."),
-    ("0x80040154", "the component is not registered for programs of this kind, 32-bit or 64-bit",
-     "Install the package, or run regsvr32 on the varnel.dll of this kind; or load it by its path."),
-    ("0x8007007E", "the file does not exist", "Pass the full path of varnel.dll; if it is registered, install it again."),
-    ("0x80070003", "the folder does not exist", "Pass the full path of varnel.dll; if it is registered, install it again."),
-    ("0x80070005", "the file does not exist, or this account may not read it",
-     "Let this account read varnel.dll and its folder; if it is registered, install it again."),
-    ("0x800700C1", "the file is not a DLL of this program's kind, 32-bit or 64-bit",
-     "Use the 64-bit varnel.dll in 64-bit programs and the 32-bit one in 32-bit programs."),
-    ("0x8007007F", "the DLL is not varnel.dll", "Pass the full path of varnel.dll."),
-]
-NOT_CALLED = {"0x800401F0"}  # the bindings take care of COM
+# What Windows answers when the DLL is loaded.
+LOADING = {"ERROR_PATH_NOT_FOUND": "0x80070003", "E_ACCESSDENIED": "0x80070005", "ERROR_MOD_NOT_FOUND": "0x8007007E",
+           "ERROR_PROC_NOT_FOUND": "0x8007007F", "ERROR_BAD_EXE_FORMAT": "0x800700C1"}
+NOT_CALLED = {"CO_E_NOTINITIALIZED"}  # the bindings take care of COM
+# The words of varnel.hpp, and of varnel.h for the other results, hold for the bindings with these replacements.
+COMMON = {r"varnel\.dll or varnel\.sxs\.manifest": "varnel.dll", r"the varnel::Library has been moved from": "the library is closed",
+          r"Use the Library object that it was moved to, or open a new one\.": "Close the library after its last report."}
 CALLS = {
-    "rust": {"repaired": "Text::repaired", "add_machine": "add_machine", "add_event": "add_event", "save": "save",
-             "drop": "Unmanaged::Drop"},
-    "go": {"repaired": "varnel.Repaired", "add_machine": "AddMachine", "add_event": "AddEvent", "save": "Save",
-           "drop": "varnel.Drop"},
+    "rust": {r"varnel::Text::Repaired": "Text::repaired", r"\bAddMachine\b": "add_machine", r"\bAddEvent\b": "add_event",
+             r"\bSave\b": "save", r"\bSaveAgentEventOnly\b": "save_agent_event_only", r"varnel::Unmanaged::kDrop": "Unmanaged::Drop"},
+    "go": {r"varnel::Text::Repaired": "varnel.Repaired", r"varnel::Unmanaged::kDrop": "varnel.Drop"},
 }
 
 
 def words(language):
     """Number, meaning and remedy of each result, and the words for all others."""
-    described, unknown = contract.described_results()
-    own = [(number, *texts) for _, number, *texts in OWN_RESULTS] + OTHER_WORDS
-    replaced = {entry[0] for entry in own} | NOT_CALLED
-    return [(number, meaning, remedy.format(**CALLS[language]))
-            for number, meaning, remedy in own + [entry for entry in described if entry[0] not in replaced]], unknown
+    general, described = contract.described_results(), contract.described_results("cpp/result.hpp")
+    numbers = {**{name: number for _, name, number in OWN_RESULTS}, **LOADING,
+               **contract.STANDARD_RESULTS, **dict(contract.results())}
+
+    def adapted(text):
+        for pattern, replacement in (COMMON | CALLS[language]).items():
+            text = re.sub(pattern, replacement, text)
+        return text
+
+    known = [(number, *map(adapted, (general | described)[name])) for name, number in numbers.items() if name not in NOT_CALLED]
+    return known, tuple(map(adapted, general["unknown"]))
 
 
 def quoted(text):
@@ -154,7 +141,7 @@ def rust(facts):
     for name, number in contract.results():
         yield f"pub const {name.removeprefix('VARNEL_')}: HRESULT = {number}u32 as i32;"
     yield "\n// Of the bindings themselves, before the library is asked."
-    for name, number, *_ in OWN_RESULTS:
+    for name, _, number in OWN_RESULTS:
         yield f"pub const {name}: HRESULT = {number}u32 as i32;"
     known, unknown = words("rust")
     yield "\n/// Returns what a result means, and what to do."
@@ -208,7 +195,7 @@ def go(facts):
     yield "const (\n" + "\n\n".join(
         f"\t// {go_name(name)} means: {meanings[number]}.\n\t{go_name(name)} Result = {number}"
         for name, number in [(name.removeprefix("VARNEL_E_"), number) for name, number in contract.results()] +
-        [entry[:2] for entry in OWN_RESULTS]) + "\n)\n"
+        [(name, number) for name, _, number in OWN_RESULTS]) + "\n)\n"
     yield "// describe returns what a result means, and what to do."
     yield "func describe(code Result) (meaning, remedy string) {\n\tswitch code {"
     for number, meaning, remedy in known:

@@ -75,13 +75,13 @@ const (
 	// TooLargeOrNotWritten means: the report is too large, or its file could not be written.
 	TooLargeOrNotWritten Result = 0xFFFFFFC9
 
-	// BadArgument means: the file extension is missing or too long.
+	// BadArgument means: the file extension is too long.
 	BadArgument Result = 0xFFFFFFF3
 
 	// NotAgentComponent means: the software identifier does not begin with ORBAAGENT.
 	NotAgentComponent Result = 0xFFFFFFFB
 
-	// BadText means: a text is not well-formed Unicode, or holds a character that XML cannot hold.
+	// BadText means: a text is not valid Unicode, or has a character that XML does not allow.
 	BadText Result = 0x80070459
 
 	// BadName means: the name of an element or attribute is not an XML name.
@@ -96,25 +96,25 @@ const (
 	// BadEventID means: 0 is not an event identifier.
 	BadEventID Result = 0x80070057
 
-	// BadPath means: the path is not a full one.
+	// BadPath means: the path is not a full path.
 	BadPath Result = 0x800700A1
 
-	// TooDeep means: the element would be more than 256 levels deep.
+	// TooDeep means: the element would be more than 255 levels deep.
 	TooDeep Result = 0x800700D7
 
-	// NotOpen means: the report is not open, or the element belongs to no open report.
+	// NotOpen means: the report is not open, or the element is empty, or its report has been closed.
 	NotOpen Result = 0x80070006
 
 	// NoLibrary means: the library is closed.
 	NoLibrary Result = 0x80040007
 
-	// NoMachine means: the report has no facts of the machine yet.
+	// NoMachine means: the report has no machine facts.
 	NoMachine Result = 0x8007139F
 
-	// NoEvent means: the report has no event yet.
+	// NoEvent means: the report has no event.
 	NoEvent Result = 0x800710D2
 
-	// MachineTwice means: the report already has the facts of the machine.
+	// MachineTwice means: the report already has its machine facts.
 	MachineTwice Result = 0x800700B7
 )
 
@@ -122,71 +122,68 @@ const (
 func describe(code Result) (meaning, remedy string) {
 	switch code {
 	case 0x80070459:
-		return "a text is not well-formed Unicode, or holds a character that XML cannot hold",
-			"Correct it where it comes from, or pass it through varnel.Repaired, which puts U+FFFD in the place of each fault."
+		return "a text is not valid Unicode, or has a character that XML does not allow",
+			"Correct the text at its source, or pass varnel.Repaired(text), which replaces the invalid parts by U+FFFD."
 	case 0x8007007B:
 		return "the name of an element or attribute is not an XML name",
-			"Begin it with a letter or '_', and go on with letters, digits, '-', '_' and '.', at most 10,000 characters."
+			"Use a name that begins with a letter or '_', goes on with letters, digits, '-', '_' and '.', and has at most 10,000 characters."
 	case 0x80071392:
 		return "the name belongs to an element or attribute that the library writes itself",
 			"Choose another name; docs/event-format.md lists the reserved ones."
 	case 0x8007076D:
 		return "the time is outside of the years 100 to 9999",
-			"Pass the time of the event."
+			"Pass the time of the event, in UTC."
 	case 0x80070057:
 		return "0 is not an event identifier",
-			"Pass the number of the event, other than 0."
+			"Pass an event identifier other than 0."
 	case 0x800700A1:
-		return "the path is not a full one",
-			"Pass the path with its drive: other paths are searched for, and a search can find an attacker's file."
+		return "the path is not a full path",
+			"Pass the path with its drive: Windows would search unsafe folders for any other."
 	case 0x800700D7:
-		return "the element would be more than 256 levels deep",
-			"Nest less deeply: XML readers stop there."
+		return "the element would be more than 255 levels deep",
+			"Nest elements less deeply: XML readers stop at that depth."
 	case 0x80070006:
-		return "the report is not open, or the element belongs to no open report",
-			"Use a report and its elements only until the report is closed."
+		return "the report is not open, or the element is empty, or its report has been closed",
+			"Open the report with a library and a product, and use its elements only until it is closed."
 	case 0x80040007:
 		return "the library is closed",
-			"Close the library after its last report was made."
+			"Close the library after its last report."
 	case 0x8007139F:
-		return "the report has no facts of the machine yet",
+		return "the report has no machine facts",
 			"Call AddMachine before Save."
 	case 0x800710D2:
-		return "the report has no event yet",
+		return "the report has no event",
 			"Call AddEvent before Save."
 	case 0x800700B7:
-		return "the report already has the facts of the machine",
-			"Call AddMachine once for each report."
-	case 0x80004005:
-		return "the agent's event folder is not set, or its path is too long",
-			"Set \"Data Path\", or \"EventsPath\" for the management server's own reports, to fewer than 260 characters; docs/settings.md has both."
-	case 0xFFFFF703:
-		return "the agent on this machine is not managed",
-			"Enrol the agent at the management server, or make the report with varnel.Drop."
-	case 0xFFFFFFF3:
-		return "the file extension is missing or too long",
-			"Pass an extension of 1 to 200 characters."
-	case 0x80040154:
-		return "the component is not registered for programs of this kind, 32-bit or 64-bit",
-			"Install the package, or run regsvr32 on the varnel.dll of this kind; or load it by its path."
+		return "the report already has its machine facts",
+			"Call AddMachine only once for each report."
+	case 0x80070003:
+		return "the file does not exist",
+			"Pass the full path of varnel.dll. If the component is registered, install the package again."
+	case 0x80070005:
+		return "the file does not exist, or this account may not read it; after a call of a report: Windows did not let the thread impersonate its user again",
+			"Give this account the right to read varnel.dll and its folder. If the component is registered, install the package again. After a call of a report, impersonate the user again and repeat the call."
 	case 0x8007007E:
 		return "the file does not exist",
-			"Pass the full path of varnel.dll; if it is registered, install it again."
-	case 0x80070003:
-		return "the folder does not exist",
-			"Pass the full path of varnel.dll; if it is registered, install it again."
-	case 0x80070005:
-		return "the file does not exist, or this account may not read it",
-			"Let this account read varnel.dll and its folder; if it is registered, install it again."
-	case 0x800700C1:
-		return "the file is not a DLL of this program's kind, 32-bit or 64-bit",
-			"Use the 64-bit varnel.dll in 64-bit programs and the 32-bit one in 32-bit programs."
+			"Pass the full path of varnel.dll. If the component is registered, install the package again."
 	case 0x8007007F:
 		return "the DLL is not varnel.dll",
 			"Pass the full path of varnel.dll."
+	case 0x800700C1:
+		return "the file is not a DLL, or it is a 32-bit DLL in a 64-bit program or the reverse",
+			"Use the 64-bit varnel.dll in 64-bit programs and the 32-bit varnel.dll in 32-bit programs."
+	case 0x80004005:
+		return "the agent's event folder is not set, or its path is too long",
+			"Set \"Data Path\", or \"EventsPath\" for the management server's own reports, to a full path of fewer than 260 characters; see docs/settings.md."
 	case 0x8007000E:
 		return "there is not enough memory",
 			"Free some memory and call again. The report has not changed."
+	case 0x80040154:
+		return "the component is not registered for this kind of program, 64-bit or 32-bit",
+			"Install the package, or run regsvr32 on the 64-bit varnel.dll for 64-bit programs and on the 32-bit one for 32-bit programs; or keep varnel.dll and its side-by-side manifest in the program's folder."
+	case 0xFFFFF703:
+		return "the agent on this machine is not managed",
+			"Enrol the agent at the management server, or open the report with varnel.Drop."
 	case 0xFFFFF704:
 		return "the event filter disables this event, or all events of the product",
 			"Do not report this event, or remove its identifier (or 0, which disables all events) from DisabledEvent in the agent's EvtFiltr.ini."
@@ -196,6 +193,9 @@ func describe(code Result) (meaning, remedy string) {
 	case 0xFFFFFFC9:
 		return "the report is too large, or its file could not be written",
 			"Put fewer events into one report and make sure that the disk is not full; then save again."
+	case 0xFFFFFFF3:
+		return "the file extension is too long",
+			"Pass an extension of at most 200 characters."
 	case 0xFFFFFFFB:
 		return "the software identifier does not begin with ORBAAGENT",
 			"Use Save. SaveAgentEventOnly is for components of the agent."

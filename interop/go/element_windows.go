@@ -16,7 +16,7 @@ const (
 	kindEvent
 )
 
-const deepest = 256 // levels of a document; the root is the first
+const deepest = 255 // levels of a document; the root is the first
 
 var reservedChildren = map[kind][]string{
 	kindRoot: {"MachineInfo"},
@@ -101,7 +101,7 @@ func (element Element) SetAttributeInt(name string, value int64) error {
 	return check("SetAttribute", result)
 }
 
-// AddChild adds a child behind the other children of this element. It fails with TooDeep below the 256th level.
+// AddChild adds a child behind the other children of this element. It fails with TooDeep below the 255th level.
 func (element Element) AddChild(name, value string) (Element, error) {
 	if element.depth >= deepest {
 		return Element{}, &Error{"AddChild", TooDeep}

@@ -57,8 +57,8 @@ MISUSE = """
     event 0: 0x80070057
     a time in the year 50: 0x8007076D
     a time in the year 20000: 0x8007076D
-    a child on level 257: 0x800700D7
-    a sibling on level 256: 0x00000000
+    a child on level 256: 0x800700D7
+    a sibling on level 255: 0x00000000
     a relative path: 0x800700A1
     a zero in the path: 0x800700A1
     a path without a file: 0x8007007E

@@ -123,12 +123,12 @@ pub const MACHINE_TWICE: HRESULT = 0x800700B7u32 as i32;
 pub fn describe(code: HRESULT) -> (&'static str, &'static str) {
     match code as u32 {
         0x80070459 => (
-            "a text is not well-formed Unicode, or holds a character that XML cannot hold",
-            "Correct it where it comes from, or pass it through Text::repaired, which puts U+FFFD in the place of each fault.",
+            "a text is not valid Unicode, or has a character that XML does not allow",
+            "Correct the text at its source, or pass Text::repaired(text), which replaces the invalid parts by U+FFFD.",
         ),
         0x8007007B => (
             "the name of an element or attribute is not an XML name",
-            "Begin it with a letter or '_', and go on with letters, digits, '-', '_' and '.', at most 10,000 characters.",
+            "Use a name that begins with a letter or '_', goes on with letters, digits, '-', '_' and '.', and has at most 10,000 characters.",
         ),
         0x80071392 => (
             "the name belongs to an element or attribute that the library writes itself",
@@ -136,79 +136,75 @@ pub fn describe(code: HRESULT) -> (&'static str, &'static str) {
         ),
         0x8007076D => (
             "the time is outside of the years 100 to 9999",
-            "Pass the time of the event.",
+            "Pass the time of the event, in UTC.",
         ),
         0x80070057 => (
             "0 is not an event identifier",
-            "Pass the number of the event, other than 0.",
+            "Pass an event identifier other than 0.",
         ),
         0x800700A1 => (
-            "the path is not a full one",
-            "Pass the path with its drive: other paths are searched for, and a search can find an attacker's file.",
+            "the path is not a full path",
+            "Pass the path with its drive: Windows would search unsafe folders for any other.",
         ),
         0x800700D7 => (
-            "the element would be more than 256 levels deep",
-            "Nest less deeply: XML readers stop there.",
+            "the element would be more than 255 levels deep",
+            "Nest elements less deeply: XML readers stop at that depth.",
         ),
         0x80070006 => (
-            "the report is not open, or the element belongs to no open report",
-            "Use a report and its elements only until the report is closed.",
+            "the report is not open, or the element is empty, or its report has been closed",
+            "Open the report with a library and a product, and use its elements only until it is closed.",
         ),
         0x80040007 => (
             "the library is closed",
-            "Close the library after its last report was made.",
+            "Close the library after its last report.",
         ),
         0x8007139F => (
-            "the report has no facts of the machine yet",
+            "the report has no machine facts",
             "Call add_machine before save.",
         ),
         0x800710D2 => (
-            "the report has no event yet",
+            "the report has no event",
             "Call add_event before save.",
         ),
         0x800700B7 => (
-            "the report already has the facts of the machine",
-            "Call add_machine once for each report.",
+            "the report already has its machine facts",
+            "Call add_machine only once for each report.",
         ),
-        0x80004005 => (
-            "the agent's event folder is not set, or its path is too long",
-            "Set \"Data Path\", or \"EventsPath\" for the management server's own reports, to fewer than 260 characters; docs/settings.md has both.",
+        0x80070003 => (
+            "the file does not exist",
+            "Pass the full path of varnel.dll. If the component is registered, install the package again.",
         ),
-        0xFFFFF703 => (
-            "the agent on this machine is not managed",
-            "Enrol the agent at the management server, or make the report with Unmanaged::Drop.",
-        ),
-        0xFFFFFFF3 => (
-            "the file extension is missing or too long",
-            "Pass an extension of 1 to 200 characters.",
-        ),
-        0x80040154 => (
-            "the component is not registered for programs of this kind, 32-bit or 64-bit",
-            "Install the package, or run regsvr32 on the varnel.dll of this kind; or load it by its path.",
+        0x80070005 => (
+            "the file does not exist, or this account may not read it; after a call of a report: Windows did not let the thread impersonate its user again",
+            "Give this account the right to read varnel.dll and its folder. If the component is registered, install the package again. After a call of a report, impersonate the user again and repeat the call.",
         ),
         0x8007007E => (
             "the file does not exist",
-            "Pass the full path of varnel.dll; if it is registered, install it again.",
-        ),
-        0x80070003 => (
-            "the folder does not exist",
-            "Pass the full path of varnel.dll; if it is registered, install it again.",
-        ),
-        0x80070005 => (
-            "the file does not exist, or this account may not read it",
-            "Let this account read varnel.dll and its folder; if it is registered, install it again.",
-        ),
-        0x800700C1 => (
-            "the file is not a DLL of this program's kind, 32-bit or 64-bit",
-            "Use the 64-bit varnel.dll in 64-bit programs and the 32-bit one in 32-bit programs.",
+            "Pass the full path of varnel.dll. If the component is registered, install the package again.",
         ),
         0x8007007F => (
             "the DLL is not varnel.dll",
             "Pass the full path of varnel.dll.",
         ),
+        0x800700C1 => (
+            "the file is not a DLL, or it is a 32-bit DLL in a 64-bit program or the reverse",
+            "Use the 64-bit varnel.dll in 64-bit programs and the 32-bit varnel.dll in 32-bit programs.",
+        ),
+        0x80004005 => (
+            "the agent's event folder is not set, or its path is too long",
+            "Set \"Data Path\", or \"EventsPath\" for the management server's own reports, to a full path of fewer than 260 characters; see docs/settings.md.",
+        ),
         0x8007000E => (
             "there is not enough memory",
             "Free some memory and call again. The report has not changed.",
+        ),
+        0x80040154 => (
+            "the component is not registered for this kind of program, 64-bit or 32-bit",
+            "Install the package, or run regsvr32 on the 64-bit varnel.dll for 64-bit programs and on the 32-bit one for 32-bit programs; or keep varnel.dll and its side-by-side manifest in the program's folder.",
+        ),
+        0xFFFFF703 => (
+            "the agent on this machine is not managed",
+            "Enrol the agent at the management server, or open the report with Unmanaged::Drop.",
         ),
         0xFFFFF704 => (
             "the event filter disables this event, or all events of the product",
@@ -222,9 +218,13 @@ pub fn describe(code: HRESULT) -> (&'static str, &'static str) {
             "the report is too large, or its file could not be written",
             "Put fewer events into one report and make sure that the disk is not full; then save again.",
         ),
+        0xFFFFFFF3 => (
+            "the file extension is too long",
+            "Pass an extension of at most 200 characters.",
+        ),
         0xFFFFFFFB => (
             "the software identifier does not begin with ORBAAGENT",
-            "Use Save. SaveAgentEventOnly is for components of the agent.",
+            "Use save. save_agent_event_only is for components of the agent.",
         ),
         _ => (
             "the call failed",

@@ -43,7 +43,7 @@ impl Kind {
 }
 
 /// Levels of a document; the root is the first.
-const DEEPEST: u16 = 256;
+const DEEPEST: u16 = 255;
 
 /// An element of a report, which it borrows. Names that the library uses itself fail with
 /// [`RESERVED_NAME`](crate::contract::RESERVED_NAME) where they stand for its own elements; docs/event-format.md
@@ -85,7 +85,7 @@ impl<'report> Element<'report> {
     }
 
     /// Adds a child behind the other children of this element. Fails with
-    /// [`TOO_DEEP`](crate::contract::TOO_DEEP) below the 256th level.
+    /// [`TOO_DEEP`](crate::contract::TOO_DEEP) below the 255th level.
     pub fn add_child(&self, name: impl Into<Text>, value: impl Into<Text>) -> Result<Element<'report>> {
         if self.depth >= DEEPEST {
             return Err(Error::new("add_child", TOO_DEEP));

@@ -76,11 +76,11 @@ func showMisuse(dll string) {
 	tell("a time in the year 50", errorOf(report.AddEventAt("Event", 1, 1, year(50))))
 	tell("a time in the year 20000", errorOf(report.AddEventAt("Event", 1, 1, year(20000))))
 	deep := must(report.AddEvent("Event", 1, 1))
-	for level := 3; level < 256; level++ {
+	for level := 3; level < 255; level++ {
 		deep = must(deep.AddChild("E", ""))
 	}
-	tell("a child on level 257", errorOf(deep.AddChild("E", "")))
-	tell("a sibling on level 256", errorOf(deep.AddSibling("E", "")))
+	tell("a child on level 256", errorOf(deep.AddChild("E", "")))
+	tell("a sibling on level 255", errorOf(deep.AddSibling("E", "")))
 
 	tell("a relative path", errorOf(varnel.Load("varnel.dll")))
 	tell("a zero in the path", errorOf(varnel.Load("C:\\varnel.dll\x00")))

@@ -74,11 +74,11 @@ pub fn show(dll: &str) {
     tell("a time in the year 50", report.add_event_at("Event", 1, 1, UNIX_EPOCH - year(1920)));
     tell("a time in the year 20000", report.add_event_at("Event", 1, 1, UNIX_EPOCH + year(18_030)));
     let mut deep = report.add_event("Event", 1, 1).unwrap();
-    for _ in 3..256 {
+    for _ in 3..255 {
         deep = deep.add_child("E", "").unwrap();
     }
-    tell("a child on level 257", deep.add_child("E", ""));
-    tell("a sibling on level 256", deep.add_sibling("E", ""));
+    tell("a child on level 256", deep.add_child("E", ""));
+    tell("a sibling on level 255", deep.add_sibling("E", ""));
 
     tell("a relative path", Library::load("varnel.dll"));
     tell("a zero in the path", Library::load("C:\\varnel.dll\0"));
