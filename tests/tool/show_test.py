@@ -9,11 +9,11 @@ import threading
 import time
 import unittest
 
-from tool import DLL, PROGRAM, ROOT, ToolTest
+from tool import DLL, NATIVE, ROOT, ToolTest, natively, windows_only
 from wine import AGENT
 
 REPORT = (ROOT / "tests/schema/report.xml").read_text(encoding="utf-8")
-MANY = 10_000
+MANY = 10_000 if NATIVE else 2_000
 SENT = {"softwareId": "EXAMPLE__1000", "name": "Né", "version": "2.0", "family": "Server", "osName": "Some OS", "userName": "ann",
         "events": [{"name": "Found", "id": 7, "severity": 2, "time": "2024-03-07T09:05:03Z", "attributes": {"From": "a"},
                     "children": [{"name": "File", "text": "x", "attributes": {"K.1": "v"}, "children": [{"name": "Part", "text": "p"}]},
@@ -61,14 +61,7 @@ def field(event, path):
 class Show(ToolTest):
     PREFIX = "tool_show"
 
-    def folder(self, name, files):
-        folder = self.prefix.drive / name
-        folder.mkdir()
-        for number, (file, content) in enumerate(files.items()):
-            (folder / file).write_bytes(content if isinstance(content, bytes) else content.encode())
-            os.utime(folder / file, (number, number))
-        return folder
-
+    @windows_only
     def test_a_report_that_was_sent(self):
         path = self.varnel("send", "--json", "--dll", DLL, text=json.dumps(SENT))[0].strip()
         output, _ = self.varnel("show", "--json")
@@ -87,18 +80,20 @@ class Show(ToolTest):
                        "File_2": "y"}}, event)
         self.assertRegex(event["agent"]["id"], "^{?[-0-9A-F]{36}}?$")
 
+    @natively
     def test_fields_of_what_is_not_as_usual(self):
         for number, (old, new, expected) in enumerate(FIELDS):
             with self.subTest(new):
                 self.folder(f"f{number}", {"a b.xml": REPORT.replace(old, new, 1) if old else REPORT})
-                output, _ = self.varnel("show", "--json", f"C:\\f{number}")
+                output, _ = self.varnel("show", "--json", self.path(f"f{number}"))
                 event = json.loads(output.splitlines()[0])
                 self.assertEqual(expected, {path: field(event, path) for path in expected})
                 self.assertTrue(output.isascii())
 
+    @natively
     def test_more_than_a_receiver_takes(self):
         self.folder("rich", {"a.xml": REPORT.replace("<Scan>", "<a/>" * 200_000 + "<Scan>").replace("heuristics", "x" + "é" * 20_000)})
-        output, _ = self.varnel("show", "--json", "C:\\rich")
+        output, _ = self.varnel("show", "--json", self.path("rich"))
         labels = json.loads(output.splitlines()[0])["labels"]
         self.assertEqual(900, len(labels))
         self.assertIn("a_800", labels)
@@ -106,18 +101,19 @@ class Show(ToolTest):
         self.assertEqual("x" + "é" * 16_382, labels["Engine"])
         # Each event repeats what stands beside it.
         self.folder("repeated", {"a.xml": REPORT.replace("<Scan>", ("<x>" + "x" * 30_000 + "</x>") * 50 + "<Scan>", 1)})
-        output, _ = self.varnel("show", "--json", "C:\\repeated")
+        output, _ = self.varnel("show", "--json", self.path("repeated"))
         self.assertGreater(400_000, max(map(len, output.splitlines())))
 
+    @natively
     def test_no_file_becomes_more_than_ten_times_as_much(self):
         self.folder("g" * 200, {f"{number}.xml": text for number, (text, _) in enumerate(GREEDY.values())})
         for number, (name, (text, isShort)) in enumerate(GREEDY.items()):
             most = 10 * len(text.encode()) + 1024 * 1024
-            path = "C:\\" + "g" * 200 + f"\\{number}.xml"
-            for form in ("--json", "--tree", "--html=C:\\page.html", None):
+            path = self.path("g" * 200 + f"/{number}.xml")
+            for form in ("--json", "--tree", f"--html={self.path('page.html')}", None):
                 with self.subTest(name, form=form):
                     output, _ = self.varnel("show", path, *filter(None, [form]))
-                    page = self.prefix.drive / "page.html"
+                    page = self.drive / "page.html"
                     self.assertGreater(most, len(output.encode()) + (page.stat().st_size if page.exists() else 0))
                     page.unlink(missing_ok=True)
                 if form == "--json":
@@ -129,41 +125,44 @@ class Show(ToolTest):
                 elif form == "--tree" and name == "depth":
                     self.assertIn("lines left out: too long for a file of this size", output)
 
+    @natively
     def test_what_cannot_be_seen_is_shown(self):
         marks = "a" + "\u0301" * 2 + "b" + "\u0e49" * 50
         unseen = "\u200b\u202e\u2066\u061c\ufeff\U000e0041\ufe0f\u2028"
         self.folder("unseen", {"a.xml": REPORT.replace("First", "Fi\u200crst").replace(">on access<", f">{unseen}{marks}<")})
         shown = "\\u{200b}\\u{202e}\\u{2066}\\u{61c}\\u{feff}\\u{e0041}\\u{fe0f}\\u{2028}a\u0301\u0301b\u0e49\u0e49" + "\\u{e49}" * 48
-        self.assertIn("Scan: " + shown, self.varnel("show", "--tree", "C:\\unseen")[0])
-        self.assertIn("Fi\\u{200c}rst ", self.varnel("show", "C:\\unseen")[0])
-        self.varnel("show", "--html", "C:\\unseen.html", "C:\\unseen")
-        page = (self.prefix.drive / "unseen.html").read_text(encoding="utf-8")
+        self.assertIn("Scan: " + shown, self.varnel("show", "--tree", self.path("unseen"))[0])
+        self.assertIn("Fi\\u{200c}rst ", self.varnel("show", self.path("unseen"))[0])
+        self.varnel("show", "--html", self.path("unseen.html"), self.path("unseen"))
+        page = (self.drive / "unseen.html").read_text(encoding="utf-8")
         event = json.loads(re.search('id="data">(.*?)</script>', page, re.DOTALL).group(1))[0]
         self.assertEqual((shown, "Fi\\u{200c}rst"), (event["labels"]["Scan"], event["event"]["action"]))
-        event = json.loads(self.varnel("show", "--json", "C:\\unseen")[0].splitlines()[0])
+        event = json.loads(self.varnel("show", "--json", self.path("unseen"))[0].splitlines()[0])
         self.assertEqual((unseen + marks, "Fi\u200crst"), (event["labels"]["Scan"], event["event"]["action"]))
 
     def test_list_and_tree(self):
         self.folder("Liste é", {"2.xml": REPORT.replace("First", "Né").replace(">on access<", ">\u202eturned " + "x" * 300 + "<"),
                                 "1.txt": REPORT})
-        output, _ = self.varnel("show", "C:\\Liste é")
+        output, _ = self.varnel("show", self.path("Liste é"))
         self.assertEqual(["2024-03-07T09:05:03   3   1024  Né                        Name 1.2                  2.xml",
                           "0000-00-00T00:00:00   0     -5  Second                    Name 1.2                  2.xml",
                           "2024-03-07T09:05:03   3   1024  First                     Name 1.2                  1.txt"], output.splitlines()[:3])
-        output, _ = self.varnel("show", "--tree", "C:\\Liste é\\2.xml")
-        self.assertIn('C:\\Liste é\\2.xml\n  Root\n    MachineInfo Site="1" Room="2"\n', output)
+        output, _ = self.varnel("show", "--tree", self.path("Liste é/2.xml"))
+        self.assertIn(self.path("Liste é/2.xml") + '\n  Root\n    MachineInfo Site="1" Room="2"\n', output)
         self.assertIn('        File Action="quarantined" Size="0": C:\\a.exe\n          Part: text\n            Inner\n', output)
         self.assertRegex(output, r"Scan: \\u\{202e\}turned x{192}\.\.\. \(308 characters\)\n")
 
     def test_other_files_are_passed_over(self):
         self.folder("mixed", {"cut.xml": REPORT[:300], "empty.xml": "", "picture.png": b"\x89PNG\n", "settings.xml": "<Settings/>",
                               "dtd.xml": '<!DOCTYPE Root [<!ENTITY a "b">]>' + REPORT, "right.xml": REPORT, "esc.xml": b"<a>\x1b[2J</a>"})
-        output, errors = self.varnel("show", "C:\\mixed", status=1)
+        output, errors = self.varnel("show", self.path("mixed"), status=1)
         self.assertEqual(2, len(output.splitlines()))
-        self.assertEqual(["varnel: C:\\mixed\\picture.png: not XML", "varnel: C:\\mixed\\settings.xml: not an event document",
-                          "varnel: C:\\mixed\\dtd.xml: a document type; event documents have none",
-                          "varnel: C:\\mixed\\esc.xml: a control character, which XML does not allow"], errors.splitlines())
-        for arguments, status, words in ((["C:\\missing"], 2, "C:\\missing: "), (["C:\\mixed\\cut.xml"], 1, "not finished"),
+        self.assertEqual([f"varnel: {self.path('mixed/' + name)}: {words}" for name, words in (
+            ("picture.png", "not XML"), ("settings.xml", "not an event document"),
+            ("dtd.xml", "a document type; event documents have none"),
+            ("esc.xml", "a control character, which XML does not allow"))], errors.splitlines())
+        missing = self.path("missing")
+        for arguments, status, words in (([missing], 2, missing + ": "), ([self.path("mixed/cut.xml")], 1, "not finished"),
                                          (["--tree", "--json"], 2, "--tree")):
             output, errors = self.varnel("show", *arguments, status=status)
             self.assertEqual("", output)
@@ -179,30 +178,29 @@ class Show(ToolTest):
         for name in ("dangling.html", "new.html.1.new"):
             os.symlink(folder / "missing", folder / name)
         for name in ("new.html", "hard.html", "link.html", "dangling.html", "hard.html"):
-            self.varnel("show", "--html", f"C:\\paged\\{name}", "C:\\paged\\a.xml")
+            self.varnel("show", "--html", self.path(f"paged/{name}"), self.path("paged/a.xml"))
             self.assertIn("</html>", (folder / name).read_text(encoding="utf-8"), name)
             self.assertFalse((folder / name).is_symlink(), name)
         self.assertEqual("mine", kept.read_text())
         self.assertFalse((folder / "missing").exists())
         (folder / "no file.html").mkdir()
         names = sorted(os.listdir(folder))
-        for name in ("no file.html", "no folder\\a.html"):
-            _, errors = self.varnel("show", "--html", f"C:\\paged\\{name}", "C:\\paged\\a.xml", status=2)
+        for name in ("no file.html", "no folder/a.html"):
+            _, errors = self.varnel("show", "--html", self.path(f"paged/{name}"), self.path("paged/a.xml"), status=2)
             self.assertIn("the page cannot be written", errors)
         self.assertEqual(names, sorted(os.listdir(folder)))
 
     def test_ten_thousand_files(self):
         self.folder("many", {f"{number}.xml": REPORT for number in range(MANY)})
         start = time.monotonic()
-        output, _ = self.varnel("show", "--json", "C:\\many")
+        output, _ = self.varnel("show", "--json", self.path("many"))
         self.assertLess(time.monotonic() - start, 60)  # it takes a few seconds
         self.assertEqual([f"{number}.xml#{event}" for number in range(MANY) for event in (1, 2)],
                          re.findall(r'"id":"([0-9]+\.xml#[12])"', output))
 
     def test_follow(self):
         folder = self.folder("followed", {"old.xml": REPORT})
-        program = subprocess.Popen([ROOT / "scripts/wine-run", PROGRAM, "show", "--follow", "C:\\followed"], env=self.prefix.environment,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        program = self.start("show", "--follow", self.path("followed"), stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         lines = queue.Queue()
         threading.Thread(target=lambda: [lines.put(line.decode()) for line in program.stdout], daemon=True).start()
 
@@ -227,18 +225,19 @@ class Show(ToolTest):
         self.assertTrue(lines.empty())
         self.assertIsNone(program.poll())
         program.terminate()
-        self.assertEqual(b"varnel: C:\\followed\\broken.xml: </b> instead of </a>",
-                         program.communicate(timeout=20)[1].strip().replace(b"\r", b""))
+        self.assertEqual(f"varnel: {self.path('followed/broken.xml')}: </b> instead of </a>",
+                         program.communicate(timeout=20)[1].strip().replace(b"\r", b"").decode())
 
     def test_output_that_cannot_be_written_is_a_failure(self):
         self.folder("full", {"a.xml": REPORT})
         for arguments in ([], ["--follow"]):
             with open("/dev/full", "w") as full:
-                program = subprocess.run([ROOT / "scripts/wine-run", PROGRAM, "show", "C:\\full", *arguments], env=self.prefix.environment,
-                                         stdout=full, stderr=subprocess.PIPE, timeout=60)
+                program = self.start("show", self.path("full"), *arguments, stdout=full, stderr=subprocess.PIPE)
+                errors = program.communicate(timeout=60)[1]
             self.assertEqual(2, program.returncode)
-            self.assertIn(b"the output cannot be written", program.stderr)
+            self.assertIn(b"the output cannot be written", errors)
 
+    @windows_only
     def test_folder_that_cannot_be_looked_at_is_a_failure(self):
         self.prefix.run("reg", "add", AGENT, "/v", "Data Path", "/d", "C:\\a|b\\", "/f")
         self.addCleanup(self.prefix.run, "reg", "add", AGENT, "/v", "Data Path", "/d", "C:\\Agent\\", "/f")
@@ -247,8 +246,7 @@ class Show(ToolTest):
 
     def test_follow_ends_with_its_reader(self):
         folder = self.folder("closing", {"old.xml": REPORT})
-        program = subprocess.Popen([ROOT / "scripts/wine-run", PROGRAM, "show", "--follow", "C:\\closing"], env=self.prefix.environment,
-                                   stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        program = self.start("show", "--follow", self.path("closing"), stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         program.stdout.readline()
         program.stdout.close()
         (folder / "new.xml").write_text(REPORT)
