@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include "commands/commands.h"
+#include "console/build_identifier.h"
 #include "console/printable.h"
 
 #include <CLI/CLI.hpp>
@@ -18,6 +19,7 @@ struct Chosen {
   SendOptions send;
   ShowOptions show;
   CheckOptions check;
+  VerifyOptions verify;
   TraceOptions trace;
   std::string dll;
   std::function<Status()> run;
@@ -25,6 +27,7 @@ struct Chosen {
 
 // The headings of the commands in the help text.
 constexpr char kFiles[] = "Commands for event files, on every system";
+constexpr char kPackages[] = "Commands for packages, on every system";
 constexpr char kMachine[] = "Commands that ask this machine, on Windows only";
 
 void AddDoctor(CLI::App& app, Chosen& chosen) {
@@ -164,6 +167,17 @@ void AddCheck(CLI::App& app, Chosen& chosen) {
   command.callback([&chosen] { chosen.run = [&chosen] { return RunCheck(chosen.check); }; });
 }
 
+void AddVerify(CLI::App& app, Chosen& chosen) {
+  CLI::App& command = *app.add_subcommand(
+      "verify", "Compares a package with its SBOM and names the files that differ, are missing or were added.");
+  command.group(kPackages);
+  command.footer(
+      "Example: varnel verify varnel-1.0.0-win64.zip\n"
+      "Returns 0 if all is as packaged, 1 if something differs.");
+  command.add_option("path", chosen.verify.path, "The package: its folder, or the zip")->required();
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunVerify(chosen.verify); }; });
+}
+
 void AddTrace(CLI::App& app, Chosen& chosen) {
   TraceOptions& options = chosen.trace;
   CLI::App& command =
@@ -187,9 +201,9 @@ void AddTrace(CLI::App& app, Chosen& chosen) {
 Status RunCommandLine(const std::vector<std::string>& arguments) {
   CLI::App app("Answers questions about varnel.dll and its event files.", "varnel");
   app.require_subcommand(1);
-  app.set_version_flag("--version", VARNEL_VERSION);
+  app.set_version_flag("--version", VARNEL_VERSION " (build " + BuildIdentifier() + ")");
   Chosen chosen;
-  for (const auto add : {AddShow, AddCheck, AddExplain, AddDoctor, AddSend, AddTrace, AddLoad})
+  for (const auto add : {AddShow, AddCheck, AddExplain, AddVerify, AddDoctor, AddSend, AddTrace, AddLoad})
     add(app, chosen);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(),

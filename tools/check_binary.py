@@ -100,9 +100,19 @@ def library_offences(path, image, tags):
                       if name in ("REGISTRY 102", "REGISTRY 103"))
     if scripts.replace("\r", "") != SCRIPTS.read_text():
         yield f"holds other scripts than {SCRIPTS.name}"
-    said = list(versions(image))
+
+
+def origin_offences(image):
+    """What is missing to tell whose file this is, and of which build."""
+    said = list(versions(image)) if hasattr(image, "FileInfo") else []
     if len(said) < 4 or set(said) != {VERSION}:
         yield f"says it is version {said}, not {VERSION}"
+    texts = image.FileInfo[0][0].StringTable[0].entries if said else {}
+    for name in ("CompanyName", "LegalCopyright", "FileDescription"):
+        if not texts.get(name.encode()):
+            yield f"does not say its {name}"
+    if not any(entry.entry and entry.entry.Signature_Data1 for entry in getattr(image, "DIRECTORY_ENTRY_DEBUG", [])):
+        yield "has no build identifier, so its symbols cannot be found"
 
 
 def offences(path):
@@ -117,6 +127,7 @@ def offences(path):
         yield f"imports {library}, which Windows looks for in the program's folder"
     if image.is_dll():
         yield from library_offences(path, image, tags)
+    yield from origin_offences(image)
     for flag, on_x86 in HARDENING.items():
         if (on_x86 or tags[0] == "x64") and not getattr(image.OPTIONAL_HEADER, flag):
             yield f"lacks {flag}"

@@ -71,6 +71,11 @@ struct CheckOptions {
 };
 [[nodiscard]] Status RunCheck(const CheckOptions& options);
 
+struct VerifyOptions {
+  std::string path;  // a package: a folder or a zip
+};
+[[nodiscard]] Status RunVerify(const VerifyOptions& options);
+
 struct TraceOptions {
   int level = 0;  // log level to set; 0: keep the current one
   int upTo = 8;

@@ -20,9 +20,10 @@ class Planted(ToolTest):
         program = shutil.copy(PROGRAM, folder)
         for name in NAMES:
             shutil.copy(PLANTED, folder / f"{name}.dll")
+        (folder / "varnel.spdx.json").write_text('{"spdxVersion": "SPDX-2.3", "name": "", "files": []}')
         # WINE: prefers its own libraries; Windows the program's folder.
         self.prefix.environment["WINEDLLOVERRIDES"] = "mscoree,mshtml=;" + ",".join(NAMES) + "=n,b"
-        for arguments in (["doctor", "--write"], ["explain"], ["show"], ["trace", "--seconds", "1"]):
+        for arguments in (["doctor", "--write"], ["explain"], ["show"], ["trace", "--seconds", "1"], ["verify", "C:\\download"]):
             self.assertIn(self.prefix.run(program, *arguments)[0], (0, 1, 2))
         self.assertEqual([], [file.name for file in folder.glob("*.ran")])
         self.prefix.run("regsvr32", "/s", "C:\\download\\wintrust.dll")

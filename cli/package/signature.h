@@ -1,0 +1,17 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace varnel::tool {
+
+enum class SignatureState { kNone, kTrusted, kBad, kNotChecked };
+struct Signature {
+  SignatureState state = SignatureState::kNotChecked;
+  std::string fault;  // of kBad, as a clause
+};
+// Checks the Authenticode signature of a program or DLL, as the library checks its self-protection client.
+// Elsewhere than on Windows nothing is checked.
+[[nodiscard]] Signature SignatureOf(const std::filesystem::path& program);
+
+}  // namespace varnel::tool
