@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""make_installer.py OUT X64_DLL X86_DLL   makes the MSI that installs and registers the DLLs of both widths.
+"""make_installer.py OUT FOLDER COMPANY CONTACT URL   makes the MSI that installs and registers the DLLs of both widths.
 
-Its registry entries are those that the DLLs would write themselves: the classes' from the same registration scripts, the
-type library's as the system writes them. The same DLLs give the same bytes; SOURCE_DATE_EPOCH is the time in it.
+FOLDER has the files of each width in win64 and win32; varnel.exe is a feature of its own, which can be left out. The registry
+entries are those that the DLLs would write themselves: the classes' from the same registration scripts, the type library's as
+the system writes them. The same files give the same bytes; SOURCE_DATE_EPOCH is the time in it.
 """
 import hashlib
 import os
@@ -19,6 +20,9 @@ import contract
 WIX = "http://schemas.microsoft.com/wix/2006/wi"
 # Width in the type library's keys, folder of the system, attributes of the component.
 WIDTHS = {"win64": ("ProgramFiles64Folder", {"Win64": "yes"}), "win32": ("ProgramFilesFolder", {})}
+# Windows wants a short name before a long one.
+SHORT_NAMES = {"varnel.spdx.json": "VARSPDX.JSO|varnel.spdx.json"}
+TOOL = "win64"  # the program is 64-bit
 EMPTY_KEY = "*"  # instead of a value's name: the key itself, made and removed
 
 
@@ -45,12 +49,8 @@ def add(parent, name, **attributes):
     return xml.SubElement(parent, name, {key: str(value) for key, value in attributes.items()})
 
 
-def add_component(facts, parent, width):
-    system_folder, attributes = WIDTHS[width]
-    folder = add(add(parent, "Directory", Id=system_folder), "Directory", Id=f"varnel_{width}", Name="varnel")
-    component = add(folder, "Component", Id=width, Guid=guid(facts, f"component {width}"), **attributes)
-    add(component, "File", Id=f"dll_{width}", Name="varnel.dll", Source=f"{width}.dll", KeyPath="yes")
-    module = f"[#dll_{width}]"
+def add_registration(facts, component, width):
+    module = f"[#varnel.dll_{width}]"
     keys = [key for entry in contract.load(module).served for key in entry.keys]
     for path, values in keys + list(type_library_keys(facts, width, module, f"[varnel_{width}]")):
         for name, text in values or [(EMPTY_KEY, "")]:
@@ -58,20 +58,36 @@ def add_component(facts, parent, width):
             add(component, "RegistryValue", Root="HKCR", Key=path, Type="string", Value=text, **named)
 
 
-def description(facts):
+def add_component(facts, folder, width, name, files):
+    """A component with these files, of which the first decides whether it is installed."""
+    component = add(folder, "Component", Id=name, Guid=guid(facts, f"component {name}"), **WIDTHS[width][1])
+    for number, file in enumerate(files):
+        add(component, "File", Id=f"{file}_{width}", Name=file, Source=f"{width}/{file}", KeyPath="no" if number else "yes")
+    return component
+
+
+def description(facts, company, contact, url):
     root = xml.Element("Wix", xmlns=WIX)
     product = add(root, "Product", Id=guid(facts, f"product {facts.version}"), Name="varnel", Language=1033,
-                  Version=facts.version, Manufacturer="varnel", UpgradeCode=guid(facts, "upgrade"))
+                  Version=facts.version, Manufacturer=company, UpgradeCode=guid(facts, "upgrade"))
     add(product, "Package", InstallerVersion=200, Compressed="yes", InstallScope="perMachine",
         Description=f"varnel {facts.version}", Comments="Event reporting, for 64-bit and 32-bit products")
     add(product, "Media", Id=1, Cabinet="varnel.cab", EmbedCab="yes")
     add(product, "MajorUpgrade", DowngradeErrorMessage="A newer version of varnel is installed. Remove it first.")
     add(product, "Condition", Message="Install varnel as an administrator.").text = "Privileged"
+    for name, text in (("ARPCONTACT", contact), ("ARPHELPLINK", url), ("ARPURLINFOABOUT", url)):
+        add(product, "Property", Id=name, Value=text)
     target = add(product, "Directory", Id="TARGETDIR", Name="SourceDir")
-    feature = add(product, "Feature", Id="varnel", Level=1)
-    for width in WIDTHS:
-        add_component(facts, target, width)
-        add(feature, "ComponentRef", Id=width)
+    library = add(product, "Feature", Id="varnel", Title="varnel.dll", Level=1,
+                  Description="The libraries for 64-bit and 32-bit products, registered.")
+    tool = add(product, "Feature", Id="tool", Title="varnel.exe", Level=1, Description="The program for support.")
+    for width, (system_folder, _) in WIDTHS.items():
+        folder = add(add(target, "Directory", Id=system_folder), "Directory", Id=f"varnel_{width}", Name="varnel")
+        add_registration(facts, add_component(facts, folder, width, width, ["varnel.dll", "NOTICES.txt", "varnel.spdx.json"]), width)
+        add(library, "ComponentRef", Id=width)
+        if width == TOOL:
+            add_component(facts, folder, width, "tool", ["varnel.exe"])
+            add(tool, "ComponentRef", Id="tool")
     return xml.tostring(root, encoding="unicode")
 
 
@@ -94,18 +110,22 @@ def rows_of(msi, table):
 
 
 def settle(facts, msi, folder, code):
-    """Replaces what the compiler takes from chance and from the clock, and says which version the files are: an
-    installer replaces a file by a newer one only if both have one."""
+    """Replaces what the compiler takes from chance and from the clock, and says which version the programs are: an
+    installer replaces a file by a newer one only if both have one. Files without a version keep their hash."""
     moment = time.strftime("%Y/%m/%d %H:%M:%S", time.gmtime(int(os.environ["SOURCE_DATE_EPOCH"])))
     settled = {"9": code, "12": moment, "13": moment}
     summary = rows_of(msi, "_SummaryInformation")
     import_table(msi, folder, "_SummaryInformation", summary[:3] + [[row[0], settled.get(row[0], row[1])] for row in summary[3:]])
     files = rows_of(msi, "File")
-    version, language = files[0].index("Version"), files[0].index("Language")
+    version, language, name = (files[0].index(column) for column in ("Version", "Language", "FileName"))
     for row in files[3:]:
+        row[name] = SHORT_NAMES.get(row[name], row[name])
+    programs = [row for row in files[3:] if row[0].startswith(("varnel.dll_", "varnel.exe_"))]
+    for row in programs:
         row[version], row[language] = facts.version + ".0", "1033"
     import_table(msi, folder, "File", files)
-    import_table(msi, folder, "MsiFileHash", rows_of(msi, "MsiFileHash")[:3])  # for files without a version
+    hashes = rows_of(msi, "MsiFileHash")
+    import_table(msi, folder, "MsiFileHash", hashes[:3] + [row for row in hashes[3:] if row[0] not in {row[0] for row in programs}])
     # An older version goes within the same transaction: when this one cannot be installed, that one stays.
     steps = rows_of(msi, "InstallExecuteSequence")
     order = {row[0]: row for row in steps}
@@ -114,15 +134,16 @@ def settle(facts, msi, folder, code):
 
 
 def main():
-    target, *dlls = sys.argv[1:]
+    target, source, *maker = sys.argv[1:]
     facts, epoch = contract.load(""), int(os.environ["SOURCE_DATE_EPOCH"])
-    text = description(facts)
+    text = description(facts, *maker)
     content = hashlib.sha256(f"{text}{epoch}".encode())
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
-        for width, dll in zip(WIDTHS, dlls, strict=True):
-            copy = folder / f"{width}.dll"
-            copy.write_bytes(pathlib.Path(dll).read_bytes())
+        for file in sorted(pathlib.Path(source).glob("*/*")):
+            copy = folder / file.parent.name / file.name
+            copy.parent.mkdir(exist_ok=True)
+            copy.write_bytes(file.read_bytes())
             os.utime(copy, (epoch, epoch))
             content.update(copy.read_bytes())
         (folder / "varnel.wxs").write_text(text, encoding="utf-8")

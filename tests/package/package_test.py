@@ -1,69 +1,29 @@
 #!/usr/bin/python3
-"""Makes the packages and uses them as those do who get them: unpacks, builds against them, installs, registers nothing.
-
-The prefix beside which the tests make their own stands in WINEPREFIX.
-"""
-import os
-import pathlib
+"""Uses the packages as those do who get them: builds against them, installs, updates, registers nothing."""
 import re
 import shutil
 import subprocess
-import sys
-import tempfile
 import unittest
 import zipfile
 
-import pefile
+from packaged import CROSS, ENVIRONMENT, NAME, ROOT, VERSION, PackageTest, run
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-from wine import ROOT, Prefix
-
-VERSION = re.search(r"project\(varnel VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text()).group(1)
-NAME = f"varnel-{VERSION}"
-WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wconversion", "-Wsign-conversion", "-Werror"]
-CROSS = {"64": "x86_64-w64-mingw32", "32": "i686-w64-mingw32"}
-COCLASS = "5"
 # The prefix shows these in both views already when a 64-bit library writes them.
 WIDE_ONLY = re.compile(r"wow6432node|\\interface\\")
-# What a parameter's type is in the type library.
-CSHARP = {
-    "[MarshalAs(UnmanagedType.BStr)] string": "BSTR",
-    "int": "long",
-    "DateTime": "DATE",
-    "IntPtr": "void*",
-    "[MarshalAs(UnmanagedType.IUnknown)] out object": "out IUnknown**",
-    "[MarshalAs(UnmanagedType.Interface)] out IEventElement": "out IEventElement**",
+HOLD = """#include <stdio.h>
+#include <windows.h>
+int main(int count, char** words) {
+  HANDLE file = CreateFileA(words[1], GENERIC_READ, FILE_SHARE_READ, NULL, OPEN_EXISTING, 0, NULL);
+  puts(file != INVALID_HANDLE_VALUE && count == 2 ? "held" : "not held");
+  fflush(stdout);
+  getchar();
+  return 0;
 }
-ENVIRONMENT = dict(os.environ)
-ENVIRONMENT.setdefault("SOURCE_DATE_EPOCH", subprocess.run(["git", "log", "-1", "--format=%ct"], cwd=ROOT, text=True,
-                                                           capture_output=True).stdout.strip() or "1")
+"""
+NEWER = b"newer"  # at the end of the files of a newer version
 
 
-def run(*command, folder=ROOT, **more):
-    """The exit status, and all that was printed."""
-    done = subprocess.run([str(word) for word in command], cwd=folder, env=dict(ENVIRONMENT, **more), text=True,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    return done.returncode, done.stdout
-
-
-class Packages(unittest.TestCase):
-    maxDiff = None
-
-    @classmethod
-    def setUpClass(cls):
-        temporary = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(temporary.cleanup)
-        cls.folder = pathlib.Path(temporary.name)
-        cls.dist = cls.folder / "dist"
-        status, output = run("./scripts/package", cls.dist)
-        if status != 0:
-            raise AssertionError(output)
-        cls.kit = {}
-        for width in CROSS:
-            cls.kit[width] = cls.folder / f"{NAME}-win{width}"
-            with zipfile.ZipFile(cls.dist / f"{NAME}-win{width}.zip") as package:
-                package.extractall(cls.folder)
-
+class Packages(PackageTest):
     def copy_sources(self):
         """Returns a copy of the sources in another folder."""
         copy = self.folder / "elsewhere"
@@ -74,14 +34,6 @@ class Packages(unittest.TestCase):
                 (copy / name).parent.mkdir(parents=True, exist_ok=True)
                 shutil.copy2(ROOT / name, copy / name)
         return copy
-
-    def succeed(self, *command, **more):
-        status, output = run(*command, **more)
-        self.assertEqual(0, status, output)
-        return output
-
-    def prefix(self, name):
-        return self.enterContext(Prefix(f"package_{name}", ENVIRONMENT))
 
     def expect_reports(self, count, prefix):
         events = prefix.events()
@@ -95,51 +47,11 @@ class Packages(unittest.TestCase):
                           "-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_C_COMPILER={CROSS[width]}-gcc-posix",
                           f"-DCMAKE_CXX_COMPILER={CROSS[width]}-g++-posix", f"-DCMAKE_PREFIX_PATH={self.kit[package]}")
 
-    def test_contents_are_those_that_are_listed(self):
-        files = "".join(f"{path.relative_to(kit).as_posix()}\n" for kit in [self.kit["64"]]
-                        for path in sorted(kit.rglob("*")) if path.is_file())
-        self.assertEqual((ROOT / "tests/golden/package.txt").read_text(), files)
-        kits = [{file.relative_to(kit).as_posix() for file in kit.rglob("*")} for kit in self.kit.values()]
-        self.assertEqual({"bin/varnel.exe"}, kits[0] ^ kits[1])
-        self.assertEqual({f"{NAME}-win64.zip", f"{NAME}-win32.zip", f"{NAME}-symbols.zip", f"{NAME}.msi", "SHA256SUMS"},
-                         {file.name for file in self.dist.iterdir()})
-        self.succeed("sha256sum", "--check", "--strict", "SHA256SUMS", folder=self.dist)
-
-    def test_pages_lead_to_what_is_there(self):
-        for page in self.kit["64"].rglob("*.md"):
-            for link in re.findall(r"\]\((?!https:)([^)#]+)[^)]*\)", page.read_text(encoding="utf-8")):
-                self.assertTrue((page.parent / link).exists(), f"{page.name}: {link}")
-
     @unittest.skipUnless("VARNEL_SOAK" in ENVIRONMENT, "builds everything a second time: part of scripts/soak")
     def test_same_sources_in_another_folder_give_the_same_bytes(self):
         copy = self.copy_sources()
         self.succeed("./scripts/package", "there", folder=copy)
         self.assertEqual((self.dist / "SHA256SUMS").read_text(), (copy / "there/SHA256SUMS").read_text())
-
-    def test_symbols_are_those_of_the_library(self):
-        with zipfile.ZipFile(self.dist / f"{NAME}-symbols.zip") as package:
-            package.extractall(self.folder)
-        for width, tools in CROSS.items():
-            library = pefile.PE(self.kit[width] / "bin/varnel.dll")
-            symbols = self.succeed(f"{tools}-nm", self.folder / f"{NAME}-symbols/win{width}/varnel.dll.debug")
-            for export in library.DIRECTORY_ENTRY_EXPORT.symbols:
-                address = library.OPTIONAL_HEADER.ImageBase + export.address
-                self.assertRegex(symbols, rf"(?m)^0*{address:x} T _?{export.name.decode()}(@\d+)?$")
-
-    def test_headers_compile_without_a_warning(self):
-        for width, tools in CROSS.items():
-            include = ["-I", self.kit[width] / "include", "-fsyntax-only", *WARNINGS]
-            samples = self.kit[width] / "samples"
-            for standard in ("c++17", "c++20"):
-                self.succeed(f"{tools}-g++-posix", f"-std={standard}", *include, samples / "report_event.cpp")
-            for standard in ("c99", "c11"):
-                self.succeed(f"{tools}-gcc-posix", f"-std={standard}", *include, samples / "report_event.c")
-
-    def test_csharp_declarations_compile_and_say_what_the_type_library_says(self):
-        source = self.kit["64"] / "interop/Varnel.cs"
-        self.succeed("mcs", "-warnaserror", "-warn:4", f"-out:{self.folder / 'report.exe'}", source,
-                     self.kit["64"] / "samples/report_event.cs")
-        self.assertEqual(type_library_facts(), csharp_facts(source.read_text()))
 
     def test_every_command_of_the_quick_start(self):
         place, prefix = self.folder / "quick", self.prefix("quick")
@@ -172,6 +84,58 @@ class Packages(unittest.TestCase):
         self.assertIn("run regsvr32 on the 64-bit varnel.dll for 64-bit programs", output)
         self.assertEqual(0, prefix.run(build / "bin/report_event_side_by_side.exe")[0])
         self.expect_reports(2, prefix)
+
+    def test_product_starts_where_no_compiler_is(self):
+        """A product's own CMake project, and its program alone in an empty folder."""
+        product, place = self.folder / "product", self.folder / "empty"
+        product.mkdir()
+        place.mkdir()
+        (product / "CMakeLists.txt").write_text("cmake_minimum_required(VERSION 3.16)\nproject(product LANGUAGES CXX)\n"
+                                                "find_package(varnel CONFIG REQUIRED)\nadd_executable(product main.cpp)\n"
+                                                "target_link_libraries(product PRIVATE varnel::varnel)\n")
+        shutil.copy(self.kit["64"] / "samples/report_event.cpp", product / "main.cpp")
+        prefix = self.prefix("product")
+        prefix.set_up_agent()
+        self.assertEqual((0, ""), prefix.run("regsvr32", "/s", self.kit["64"] / "bin/varnel.dll"))
+        self.succeed("cmake", "-G", "Ninja", "-S", product, "-B", product / "build", "-DCMAKE_SYSTEM_NAME=Windows",
+                     f"-DCMAKE_CXX_COMPILER={CROSS['64']}-g++-posix", f"-DCMAKE_PREFIX_PATH={self.kit['64']}")
+        self.succeed("cmake", "--build", product / "build")
+        shutil.copy(product / "build/product.exe", place)
+        status, output = prefix.run(place / "product.exe", folder=place)
+        self.assertEqual(0, status, output)
+        self.expect_reports(2, prefix)
+
+    def test_side_by_side_wants_its_exact_version(self):
+        build, (status, output) = self.build_samples()
+        self.assertEqual(0, status, output)
+        self.succeed("cmake", "--build", build, "--target", "report_event_side_by_side")
+        manifest = build / "bin/varnel.sxs.manifest"
+        manifest.write_text(manifest.read_text().replace(f'version="{VERSION}.0"', 'version="99.0.0.0"'))
+        status, output = self.prefix("exact").run(build / "bin/report_event_side_by_side.exe")
+        self.assertNotEqual(0, status, output)
+
+    def test_packages_are_as_packaged(self):
+        prefix, program = self.prefix("verified"), self.kit["64"] / "bin/varnel.exe"
+        for name in ("win64", "win32", "symbols"):
+            status, output = prefix.run(program, "verify", f"Z:{self.dist}/{NAME}-{name}.zip")
+            self.assertEqual(0, status, output)
+            self.assertIn(f"{NAME}-{name}.zip: ", output)
+        status, output = prefix.run(program, "verify", f"Z:{self.kit['32']}")
+        self.assertEqual(0, status, output)
+        self.assertIn("bin/varnel.dll: is not signed", output)
+
+    def test_crash_address_becomes_function_and_line(self):
+        """rundll32 calls DllGetClassObject with a window handle, which is no class identifier."""
+        prefix, library = self.prefix("crash"), self.kit["64"] / "bin/varnel.dll"
+        prefix.environment["WINEDEBUG"] = "-all,trace+seh,trace+loaddll"
+        _, output = prefix.run("rundll32", f"Z:{library},DllGetClassObject")
+        start = int(re.search(r"varnel\.dll\\?\"* at ([0-9A-Fa-f]+)", output).group(1), 16)
+        address = int(re.search(r"code=c0000005 .*addr=(?:0x)?([0-9A-Fa-f]+)", output).group(1), 16)
+        symbolize = ["python3", self.folder / f"{NAME}-symbols/symbolize", self.dist / f"{NAME}-symbols.zip"]
+        self.assertRegex(self.succeed(*symbolize, library, hex(address - start)),
+                         r"(?m)^0x\w+  varnel::GetClassObject\(.*  \S*/src/com/class_table\.cpp:\d+$")
+        build = re.search(r"build (\w{32})", prefix.run(self.kit["64"] / "bin/varnel.exe", "--version")[1]).group(1)
+        self.assertIn("1000  ", self.succeed(*symbolize, build, "1000"))
 
     def test_package_of_the_other_width_is_refused(self):
         _, (status, output) = self.build_samples("64", "32")
@@ -207,13 +171,28 @@ class Packages(unittest.TestCase):
         self.assertEqual({}, prefix.classes())
         self.assertEqual(files, prefix.files())
 
-    def test_newer_version_replaces_the_older_and_not_the_other_way_round(self):
-        newer, older = self.folder / "newer.msi", self.dist / f"{NAME}.msi"
-        tree = self.folder / "next"
+    def make_newer(self):
+        """Returns an MSI of a newer version, whose files tell it from the shipped one."""
+        newer, tree = self.folder / "newer.msi", self.folder / "next"
+        if newer.exists():
+            return newer
         for name in ("tools", "src/com", "include"):
             shutil.copytree(ROOT / name, tree / name)
         (tree / "CMakeLists.txt").write_text((ROOT / "CMakeLists.txt").read_text().replace(VERSION, "99.0.0", 1))
-        self.succeed(tree / "tools/make_installer.py", newer, *(self.kit[width] / "bin/varnel.dll" for width in CROSS))
+        for width in CROSS:
+            folder = tree / "files" / f"win{width}"
+            folder.mkdir(parents=True)
+            for name in ("bin/varnel.dll", *(["bin/varnel.exe"] if width == "64" else []), "NOTICES.txt", "varnel.spdx.json"):
+                file = self.kit[width] / name
+                (folder / file.name).write_bytes(file.read_bytes() + NEWER)
+        self.succeed(tree / "tools/make_installer.py", newer, tree / "files", "Newer", "nobody", "https://varnel.example/")
+        return newer
+
+    def installed_dlls(self, prefix):
+        return [prefix.drive / folder / "varnel/varnel.dll" for folder in ("Program Files", "Program Files (x86)")]
+
+    def test_newer_version_replaces_the_older_and_not_the_other_way_round(self):
+        newer, older = self.make_newer(), self.dist / f"{NAME}.msi"
         prefix = self.prefix("upgraded")
         files = prefix.files()
         for msi, installed in ((older, True), (newer, True), (older, False)):
@@ -222,6 +201,24 @@ class Packages(unittest.TestCase):
         self.assertEqual((0, ""), prefix.run("msiexec", "/x", newer, "/qn"))
         self.assertEqual({}, prefix.classes())
         self.assertEqual(files, prefix.files())
+
+    def test_newer_version_over_a_dll_in_use_agrees_after_a_restart(self):
+        prefix, newer = self.prefix("in_use"), self.make_newer()
+        self.assertEqual((0, ""), prefix.run("msiexec", "/i", self.dist / f"{NAME}.msi", "/qn", "/norestart"))
+        # WINE: replaces a loaded DLL at once, but like Windows no file that is open without the right to delete it.
+        (self.folder / "hold.c").write_text(HOLD)
+        self.succeed(f"{CROSS['64']}-gcc-win32", "-o", "hold.exe", "hold.c", folder=self.folder)
+        held, other = self.installed_dlls(prefix)
+        holder = subprocess.Popen([ROOT / "scripts/wine-run", self.folder / "hold.exe", f"Z:{held}"], env=prefix.environment, text=True,
+                                  stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.addCleanup(holder.communicate)
+        self.assertEqual("held", holder.stdout.readline().strip())
+        self.assertEqual(3010 & 0xFF, prefix.run("msiexec", "/i", newer, "/qn", "/norestart")[0])  # a shell sees eight bits
+        self.assertEqual([False, True], [dll.read_bytes().endswith(NEWER) for dll in (held, other)])
+        holder.communicate("end")
+        prefix.run("wineboot", "--restart")
+        self.assertEqual([True, True], [dll.read_bytes().endswith(NEWER) for dll in (held, other)])
+        self.assertEqual(4, len(list(held.parent.iterdir())))
 
     def test_installation_that_fails_leaves_nothing(self):
         prefix = self.prefix("refused")
@@ -242,7 +239,7 @@ class Packages(unittest.TestCase):
                 package.extractall(signed)
         self.succeed("msiextract", "--directory", signed, signed / f"{NAME}.msi")
         programs = [file for file in signed.rglob("*") if file.suffix in (".dll", ".exe", ".msi")]
-        self.assertEqual(4 + 3 + 2 + 1, len(programs))
+        self.assertEqual(4 + 4 + 3 + 1, len(programs))
         for file in programs:
             self.succeed("osslsigncode", "verify", "-CAfile", certificate, "-in", file)
         status, _ = run("osslsigncode", "verify", "-CAfile", certificate, "-in", self.dist / f"{NAME}.msi")
@@ -271,32 +268,6 @@ def without_places(keys):
     """Paths differ, and the type library's flags are what each system makes of them."""
     return {key: [re.sub(r'"[^"]*\\\\[^"]*"', '"..."', value) for value in values]
             for key, values in keys.items() if not key.endswith("flags")}
-
-
-def types(parameters):
-    return [word.rsplit(" ", 1)[0] for word in parameters.split(", ") if word]
-
-
-def type_library_facts():
-    """Identifier and methods, those of the bases first, of each interface in the type library."""
-    found = {}
-    for block in (ROOT / "tests/golden/type_library.txt").read_text().split("\n\n")[1:]:
-        name, guid, kind, base = re.match(r"(\w+) '[^']*' \{([^}]*)\} kind (\d) \S+ \S+\n  ([^\n]*)", block).groups()
-        if kind != COCLASS:
-            methods = [(number, method, types(parameters))
-                       for number, method, parameters in re.findall(r"id (\d+) HRESULT (\w+) '[^']*'\((.*)\)", block)]
-            found[name] = (guid, found.get(base, ("", []))[1] + methods)
-    return found
-
-
-def csharp_facts(text):
-    """The same of the declarations for C#."""
-    found = {}
-    for guid, name, body in re.findall(r'Guid\("([^"]+)"\), Interface.*\n    public interface (\w+).*\n    {\n((?:     .*\n)*)', text):
-        methods = re.findall(r"DispId\((\d+)\)\] (?:new )?void (\w+)\((.*)\);", body)
-        found[name] = (guid.upper(), [(number, method, [CSHARP[kind] for kind in types(parameters)])
-                                      for number, method, parameters in methods])
-    return found
 
 
 if __name__ == "__main__":
