@@ -68,7 +68,7 @@ else()
   # For the library itself, whose symbols are kept apart (src/com/CMakeLists.txt).
   set(VARNEL_SYMBOLS -g)
   # --gc-sections removes 8 KB of constants that no code uses, most of them identifiers of libuuid. Functions stay, because
-  # the linker keeps .pdata, which refers to each: one that is to be left out needs a file of its own, as src/xml/clone.cpp.
+  # the linker keeps .pdata, which refers to each: one that is to be left out needs a file of its own, like src/xml/clone.cpp.
   # Sections that lie in the file as in memory can be mapped, which makes loading faster than reading them.
   target_link_options(varnel_options INTERFACE LINKER:--gc-sections,--file-alignment=4096)
 endif()

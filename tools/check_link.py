@@ -12,7 +12,8 @@ OURS = re.compile(r"/runtime/(compiler_runtime|stack_guard)\.cpp\.obj$")
 REPLACED = ("cxa_get_globals", "cxa_get_globals_fast", "gnu_cxx::__verbose_terminate_handler()", "std::__throw_bad_alloc()",
             "std::__throw_length_error(char const*)", "std::__throw_logic_error(char const*)", "stack_chk_guard",
             "stack_chk_fail", "chk_fail")
-# Ours that some runtimes do not use: that of 64-bit code has another unwinder, that of GCC 12 does not read the environment.
+# Ours that some runtimes do not use: only the unwinder of 32-bit code needs a semaphore, and GCC 12's runtime takes no slot
+# and does not read the environment.
 # The list of imports in tests/golden/binary.txt notices when these no longer replace what a runtime uses.
 OPTIONAL = re.compile(r"imp_.*(TlsAlloc|CreateSemaphoreW)|getenv|std::__throw_")
 # What a compiler adds to every object, and the function that our own code calls.
