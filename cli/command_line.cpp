@@ -169,7 +169,8 @@ void AddCheck(CLI::App& app, Chosen& chosen) {
 
 void AddVerify(CLI::App& app, Chosen& chosen) {
   CLI::App& command = *app.add_subcommand(
-      "verify", "Compares a package with its SBOM and names the files that differ, are missing or were added.");
+      "verify",
+      "Compares a package with its SBOM and names the files that differ, are missing or were added.");
   command.group(kPackages);
   command.footer(
       "Example: varnel verify varnel-1.0.0-win64.zip\n"

@@ -2,6 +2,7 @@
 
 #include "doctor/checks.h"
 #include "eventfile/event_forms.h"
+#include "eventfile/files.h"
 #include "events/report_rules.h"
 #include "machine/registry_value.h"
 #include "settings/disabled_event_list.h"
@@ -10,6 +11,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cwchar>
 
 namespace varnel::tool {
 namespace {
@@ -96,12 +98,12 @@ bool IsOutsideCodePage(const wchar_t* path) {
 
 // Returns another file of the folder whose name begins like the filter's, such as EvtFiltr.ini.txt.
 std::string SimilarFile(const wchar_t* path) {
-  const std::wstring start(path, std::wstring_view(path).find_last_of(L'.') - 2);
-  WIN32_FIND_DATAW found;
-  const HANDLE find = FindFirstFileW((start + L"*").c_str(), &found);
-  if (find == INVALID_HANDLE_VALUE) return {};
-  FindClose(find);
-  return Printable(found.cFileName);
+  const std::wstring_view whole = path;
+  const std::size_t name = whole.find_last_of(L'\\') + 1;
+  const std::wstring_view start = whole.substr(name, whole.find_last_of(L'.') - 2 - name);
+  for (const FolderFile& file : ListFolder(NativePath(whole.substr(0, name))).files)
+    if (_wcsnicmp(file.name.c_str(), start.data(), start.size()) == 0) return Printable(file.name);
+  return {};
 }
 
 Row CheckMissing(const std::string& file, const wchar_t* path, DWORD error) {

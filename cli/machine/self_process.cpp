@@ -1,6 +1,7 @@
 #include "machine/self_process.h"
 
 #include "base/handles.h"
+#include "base/system_library.h"
 #include "console/console.h"
 #include "console/wide_text.h"
 
@@ -24,8 +25,8 @@ std::wstring Quoted(std::wstring_view argument) {
 
 std::wstring ThisProgram() {
   std::wstring path(32'768, L'\0');
-  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-  return path;
+  if (!GetModulePath(nullptr, path)) throw Failure("Windows does not tell the path of varnel.exe");
+  return path.c_str();
 }
 
 }  // namespace
