@@ -16,7 +16,7 @@ namespace varnel::tool {
 enum class Problem {
   kNone,
   kMissing,
-  kInUse,    // another program has opened it exclusively
+  kInUse,    // another program has opened it exclusively, or has a lease on it
   kNotFile,  // a folder, a pipe or a device
   kOther,
 };
@@ -41,7 +41,7 @@ struct PathFacts {
 struct FolderFile {
   NativePath name;
   std::uint64_t size = 0;
-  std::uint64_t written = 0;  // time of the last change, in units of 100 ns; on Windows FILETIME ticks
+  std::uint64_t written = 0;  // time of the last change, as FILETIME ticks
 
   bool operator<(const FolderFile& other) const { return name < other.name; }
 };

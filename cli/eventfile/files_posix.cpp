@@ -37,12 +37,15 @@ struct FolderCloser {
 
 FileError LastError() {
   const auto number = static_cast<SystemError>(errno);
-  return {errno == ENOENT || errno == ENOTDIR ? Problem::kMissing : Problem::kOther, number};
+  if (errno == ENOENT || errno == ENOTDIR) return {Problem::kMissing, number};
+  // Another program has a lease on the file, and InputFile does not wait for it.
+  return {errno == EWOULDBLOCK ? Problem::kInUse : Problem::kOther, number};
 }
 
+// FILETIME counts from the year 1601.
 std::uint64_t TicksOf(const timespec& time) {
-  return static_cast<std::uint64_t>(time.tv_sec) * 10'000'000 +
-         static_cast<std::uint64_t>(time.tv_nsec) / 100;
+  constexpr std::int64_t kEpoch = 11'644'473'600;
+  return static_cast<std::uint64_t>((time.tv_sec + kEpoch) * 10'000'000 + time.tv_nsec / 100);
 }
 
 }  // namespace
