@@ -122,7 +122,7 @@ class Check(ToolTest):
         right = f"{count} of {count} files all right\n"
         self.folder("many", {f"{i}.xml": RIGHT for i in range(count)})
         ours, theirs = pty.openpty()
-        program = self.start("check", self.path("many"), stdin=theirs, stdout=subprocess.PIPE, stderr=theirs)
+        program = self.launch("check", self.path("many"), stdin=theirs, stdout=subprocess.PIPE, stderr=theirs)
         os.close(theirs)
         self.assertEqual(right, program.communicate(timeout=60)[0].decode().replace("\r", ""))
         self.assertIn(f" of {count}".encode(), os.read(ours, 4096))

@@ -45,7 +45,7 @@ class Posix(ToolTest):
         for start, path, full in ((folder, ".", f"{folder}/a.xml"), (folder, "./a.xml", f"{folder}/a.xml"),
                                   (self.drive / "there", "link/../a.xml", f"{self.drive}/there/link/../a.xml")):
             with self.subTest(path):
-                output = self.start("show", "--tree", path, cwd=start, stdout=subprocess.PIPE).communicate(timeout=20)[0]
+                output = self.launch("show", "--tree", path, cwd=start, stdout=subprocess.PIPE).communicate(timeout=20)[0]
                 self.assertEqual(full, output.decode().splitlines()[0])
 
     def test_what_asks_a_windows_machine_says_so(self):

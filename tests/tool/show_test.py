@@ -200,7 +200,7 @@ class Show(ToolTest):
 
     def test_follow(self):
         folder = self.folder("followed", {"old.xml": REPORT})
-        program = self.start("show", "--follow", self.path("followed"), stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        program = self.launch("show", "--follow", self.path("followed"), stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         lines = queue.Queue()
         threading.Thread(target=lambda: [lines.put(line.decode()) for line in program.stdout], daemon=True).start()
 
@@ -232,7 +232,7 @@ class Show(ToolTest):
         self.folder("full", {"a.xml": REPORT})
         for arguments in ([], ["--follow"]):
             with open("/dev/full", "w") as full:
-                program = self.start("show", self.path("full"), *arguments, stdout=full, stderr=subprocess.PIPE)
+                program = self.launch("show", self.path("full"), *arguments, stdout=full, stderr=subprocess.PIPE)
                 errors = program.communicate(timeout=60)[1]
             self.assertEqual(2, program.returncode)
             self.assertIn(b"the output cannot be written", errors)
@@ -246,7 +246,7 @@ class Show(ToolTest):
 
     def test_follow_ends_with_its_reader(self):
         folder = self.folder("closing", {"old.xml": REPORT})
-        program = self.start("show", "--follow", self.path("closing"), stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        program = self.launch("show", "--follow", self.path("closing"), stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         program.stdout.readline()
         program.stdout.close()
         (folder / "new.xml").write_text(REPORT)

@@ -49,12 +49,12 @@ class ToolTest(unittest.TestCase):
             os.utime(folder / file, (number, number))
         return folder
 
-    def start(self, *arguments, **streams):
+    def launch(self, *arguments, **streams):
         return subprocess.Popen([*self.command, *arguments], env=self.environment, **streams)
 
     def varnel(self, *arguments, status=0, text=None):
         """Standard output and standard error of the program, which has to return that status; None: any."""
-        program = self.start(*arguments, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        program = self.launch(*arguments, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         output, errors = (stream.decode().replace("\r", "") for stream in program.communicate((text or "").encode(), timeout=120))
         self.assertIn(status, (None, program.returncode), output + errors)
         return output, errors
