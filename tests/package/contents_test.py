@@ -6,6 +6,7 @@ import pathlib
 import re
 import tempfile
 import unittest
+import xml.etree.ElementTree as xml
 
 import jsonschema
 import pefile
@@ -32,12 +33,15 @@ class Contents(PackageTest):
         self.assertEqual((ROOT / "tests/golden/package.txt").read_text(), files)
         kits = [{file.relative_to(kit).as_posix() for file in kit.rglob("*")} for kit in self.kit.values()]
         self.assertEqual(set(), kits[0] ^ kits[1])
-        self.assertEqual({f"{NAME}-win64.zip", f"{NAME}-win32.zip", f"{NAME}-symbols.zip", f"{NAME}.msi", "SHA256SUMS"},
+        self.assertEqual({f"{NAME}-win64.zip", f"{NAME}-win32.zip", f"{NAME}-symbols.zip", f"{NAME}.msi",
+                          f"varnel.{VERSION}.nupkg", f"{NAME}-linux-x86_64.tar.gz", "SHA256SUMS"},
                          {file.name for file in self.dist.iterdir()})
         self.succeed("sha256sum", "--check", "--strict", "SHA256SUMS", folder=self.dist)
 
     def test_pages_lead_to_what_is_there(self):
-        for page in self.kit["64"].rglob("*.md"):
+        pages = list(self.folder.rglob("*.md"))
+        self.assertLess(4 * 5, len(pages))
+        for page in pages:
             for link in re.findall(r"\]\((?!https:)([^)#]+)[^)]*\)", page.read_text(encoding="utf-8")):
                 self.assertTrue((page.parent / link).exists(), f"{page.name}: {link}")
 
@@ -50,7 +54,7 @@ class Contents(PackageTest):
     def test_every_package_has_an_sbom_that_names_every_file(self):
         schema = jsonschema.Draft7Validator(json.loads((ROOT / "tests/package/spdx-2.3.schema.json").read_text()))
         packages = list(self.packages())
-        self.assertEqual(5, len(packages), packages)
+        self.assertEqual(7, len(packages), packages)
         for name, folder in packages:
             with self.subTest(name):
                 sbom = json.loads((folder / "varnel.spdx.json").read_text())
@@ -67,12 +71,13 @@ class Contents(PackageTest):
     def test_notices_and_sbom_are_for_what_is_linked(self):
         runtime = {"GCC runtime libraries", "mingw-w64 runtime"}
         linked = {"varnel.dll": runtime, "report_event.exe": runtime, "report_event_c.exe": runtime,
-                  "varnel.exe": runtime | {"CLI11", "JSON for Modern C++", "zlib"}}
+                  "varnel.exe": runtime | {"CLI11", "JSON for Modern C++", "zlib"},
+                  "varnel": {"CLI11", "JSON for Modern C++", "zlib", "GCC runtime libraries", "GNU C Library", "Linux headers"}}
         for name, folder in self.packages():
             sbom = json.loads((folder / "varnel.spdx.json").read_text())
             names = {entry["SPDXID"]: pathlib.PurePath(entry.get("fileName", entry.get("name"))).name
                      for entry in sbom["files"] + sbom["packages"]}
-            for file in (file for file in folder.rglob("*") if file.name.removesuffix(".debug") in linked):
+            for file in (file for file in folder.rglob("*") if file.is_file() and file.name.removesuffix(".debug") in linked):
                 relations = {names[relation["relatedSpdxElement"]] for relation in sbom["relationships"]
                              if names.get(relation["spdxElementId"]) == file.name}
                 self.assertEqual(linked[file.name.removesuffix(".debug")], relations, f"{name}: {file.name}")
@@ -105,6 +110,35 @@ class Contents(PackageTest):
                 status, output = run("./tools/linked_components.py", build)
                 self.assertEqual(fault is None, status == 0, output)
                 self.assertIn(fault or "mingw-w64 runtime", output)
+
+    def test_nuget_package_is_laid_out_for_native_projects(self):
+        root, spaces = self.folder / "nuget", {"n": "http://schemas.microsoft.com/developer/msbuild/2003"}
+        nuspec = xml.parse(root / "varnel.nuspec").getroot()
+        stated = {element.tag.rpartition("}")[2]: element.text for element in nuspec[0]}
+        self.assertEqual(("varnel", VERSION), (stated["id"], stated["version"]))
+        self.assertLessEqual({"authors", "description"}, set(stated))
+        # What names the package's identifier is imported; each path in it exists for each platform.
+        for name in ("props", "targets"):
+            self.assertEqual("Project", xml.parse(root / f"build/native/varnel.{name}").getroot().tag.rpartition("}")[2])
+        targets = xml.parse(root / "build/native/varnel.targets").getroot()
+        folders = [element.text for element in targets.iterfind(".//n:VarnelFolder", spaces)]
+        self.assertEqual(2, len(folders))
+        text = (root / "build/native/varnel.targets").read_text()
+        for folder in folders:
+            place = root / "build/native" / folder.replace("$(MSBuildThisFileDirectory)", "").replace("\\", "/")
+            for path in re.findall(r"\$\(VarnelFolder\)([\w.\\]+)", text):
+                self.assertTrue((place / path.replace("\\", "/")).exists(), path)
+            for path in ("include/varnel/varnel_contract.h", "lib/varnel.tlb", "lib/cmake/varnel/varnel-config.cmake"):
+                self.assertTrue((place / path).is_file(), path)
+        types = xml.parse(root / "[Content_Types].xml").getroot()
+        known = {element.get("Extension") for element in types}
+        self.assertLessEqual({file.name.rpartition(".")[2] for file in root.rglob("*") if file.is_file()} - {"xml"}, known)
+        relation = xml.parse(root / "_rels/.rels").getroot()[0]
+        self.assertTrue((root / relation.get("Target").lstrip("/")).is_file())
+
+    def test_program_for_linux_verifies_itself(self):
+        folder = self.folder / f"{NAME}-linux-x86_64"
+        self.assertIn(": all as packaged", self.succeed(folder / "bin/varnel", "verify", folder).replace(" files, all", ": all"))
 
     def test_properties_say_whose_files_these_are(self):
         cache = dict(re.findall(r"^(VARNEL_\w+):STRING=(.*)$", (ROOT / "build/mingw-x64/CMakeCache.txt").read_text(), re.M))

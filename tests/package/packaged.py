@@ -9,6 +9,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import tarfile
 import tempfile
 import unittest
 import zipfile
@@ -45,9 +46,11 @@ class PackageTest(unittest.TestCase):
             if status != 0:
                 raise AssertionError(output)
         cls.kit = {width: cls.folder / f"{NAME}-win{width}" for width in CROSS}
-        for package in cls.dist.glob("*.zip"):
+        for package in [*cls.dist.glob("*.zip"), *cls.dist.glob("*.nupkg")]:
             with zipfile.ZipFile(package) as content:
-                content.extractall(cls.folder)
+                content.extractall(cls.folder if package.suffix == ".zip" else cls.folder / "nuget")
+        with tarfile.open(cls.dist / f"{NAME}-linux-x86_64.tar.gz") as content:
+            content.extractall(cls.folder)
 
     def succeed(self, *command, **more):
         status, output = run(*command, **more)
