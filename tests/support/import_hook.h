@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstddef>
+#include <string_view>
 
 namespace varnel::test {
 
@@ -25,6 +26,26 @@ class ImportHook {
 
   void** place_;
   void* original_ = nullptr;
+};
+
+// Replaces what a loaded module gets from GetProcAddress for one name, during its lifetime. One at a time.
+class ExportHook {
+ public:
+  template <class Function>
+  ExportHook(HMODULE module, const char* name, Function* replacement)
+      : hook_(module, "GetProcAddress", &Find) {
+    name_ = name;
+    replacement_ = reinterpret_cast<FARPROC>(reinterpret_cast<void*>(replacement));
+  }
+
+ private:
+  static FARPROC WINAPI Find(HMODULE module, const char* name) {
+    return name_ == name ? replacement_ : GetProcAddress(module, name);
+  }
+
+  static inline std::string_view name_;
+  static inline FARPROC replacement_;
+  ImportHook hook_;
 };
 
 // A replacement for malloc without memory.
