@@ -1,4 +1,3 @@
-#include "base/files.h"
 #include "machine/reports.h"
 #include "support/process.h"
 
@@ -59,67 +58,6 @@ TEST_F(Workers, LoseNothingWhileOthersReadAndAreKilled) {
   EXPECT_LE(saved.cut, 2u * static_cast<unsigned>(kills)) << "a kill cuts one report of each thread at most";
   std::printf("figures: writers: %zu whole reports, %d kills, %zu files cut, %d looks of a reader\n",
               saved.marks.size(), kills, saved.cut, looks.load());
-}
-
-// Takes event files as soon as the system lets it, by each way that a consumer has.
-class Consumer {
- public:
-  Consumer(const TempFolder& folder, const std::initializer_list<std::wstring>& from)
-      : taken(folder.MakeFolder(L"taken")), from_(from), other_(folder.File(L"other")) {}
-
-  void TakeAll() {
-    for (const auto& where : from_)
-      for (const auto& file : FilesIn(where)) Take(where + L"\\" + file, taken + L"\\" + file);
-  }
-
-  const std::wstring taken;
-
- private:
-  void Take(const std::wstring& path, const std::wstring& to) {
-    switch (++turn_ % 3) {
-      case 0:
-        MoveFileExW(path.c_str(), to.c_str(), 0);
-        return;
-      case 1:
-        WriteBytes(other_, "other");
-        if (ReplaceFileW(path.c_str(), other_.c_str(), to.c_str(), 0, nullptr, nullptr))
-          DeleteFileW(path.c_str());
-        return;
-      default:
-        const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ | DELETE, kShareAll, nullptr,
-                                          OPEN_EXISTING, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-        if (file) CopyFileW(path.c_str(), to.c_str(), TRUE);
-    }
-  }
-
-  std::vector<std::wstring> from_;
-  std::wstring other_;
-  unsigned turn_ = 0;
-};
-
-TEST_F(Workers, WriteWholeFilesWhileAConsumerTakesThemAway) {
-  const int saves = Count(5, 60);  // of each
-  const Library library;
-  const auto forServer = library.CreateReport(), forAgent = library.CreateReport();
-  ASSERT_EQ(S_OK, FillMarked(*forServer, kServer, L"server", 4'000'000));
-  ASSERT_EQ(S_OK, FillMarked(*forAgent, kAgent, L"agent", 4'000'000));
-  folder.MakeFolder(L"ServerEvents");
-  Consumer consumer(folder, {agentEvents, serverEvents});
-  std::jthread taking([&](const std::stop_token& stop) {
-    while (!stop.stop_requested()) consumer.TakeAll();
-  });
-  for (int i = 0; i < saves; ++i) {
-    EXPECT_EQ(S_OK, forServer->Save()) << i;
-    EXPECT_EQ(S_OK, forAgent->Save()) << i;
-  }
-  taking.request_stop();
-  taking.join();
-  const Reports saved = ReadReports({consumer.taken, agentEvents, serverEvents});
-  EXPECT_EQ(0u, saved.cut);
-  EXPECT_EQ(static_cast<std::size_t>(saves), saved.marks.count("server"));
-  EXPECT_EQ(static_cast<std::size_t>(saves), saved.marks.count("agent"));
-  std::printf("figures: consumer: %zu of %d reports whole, %zu of them taken\n", saved.marks.size(),
-              2 * saves, FilesIn(consumer.taken).size());
 }
 
 }  // namespace

@@ -1,10 +1,8 @@
-// Attacks on a save by an account that may write the event folder, by an impersonated user with other rights,
-// and by failing calls of Windows. The attacks run inside functions that the loaded library imports.
+// Attacks on a save by an account that may write the event folder. They run inside functions that the loaded
+// library imports.
 
-#include "support/captured_output.h"
+#include "dll/hostile.h"
 #include "support/import_hook.h"
-#include "support/library.h"
-#include "support/process.h"
 #include "support/trace_reader.h"
 
 #include <gmock/gmock.h>
@@ -20,22 +18,7 @@
 namespace varnel::test {
 namespace {
 
-class HostileSurroundings : public AgentTest {
- protected:
-  HostileSurroundings() { folder.MakeFolder(L"ServerEvents"); }
-
-  static HRESULT Save(IOrbaEventInf3& report, const wchar_t* softwareId = kServer) {
-    const CapturedOutput output;
-    EXPECT_EQ(S_OK, Initialize(report, softwareId));
-    Fill(report);
-    return report.Save();
-  }
-  HRESULT Save(const wchar_t* softwareId = kServer) const {
-    return Save(*library.CreateReport(), softwareId);
-  }
-
-  Library library;
-};
+using HostileFolder = Hostile;
 
 // Acts twice at the moment when the library writes an event file: before its bytes are there, and after.
 struct AtWrite {
@@ -57,7 +40,7 @@ FileHandle Open(const std::wstring& path, DWORD access, DWORD sharing) {
 }
 
 // A consumer that took a file before all of it is written would have half a report, and the save answer S_OK.
-TEST_F(HostileSurroundings, NobodyMovesDeletesOrReplacesAFileThatIsBeingWrittenAndReadersRead) {
+TEST_F(HostileFolder, NobodyMovesDeletesOrReplacesAFileThatIsBeingWrittenAndReadersRead) {
   constexpr DWORD kAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   const ImportHook hook(library.Module(), "WriteFile", &AtWrite::Write);
   const std::wstring other = folder.File(L"other"), backup = folder.File(L"backup");
@@ -69,16 +52,12 @@ TEST_F(HostileSurroundings, NobodyMovesDeletesOrReplacesAFileThatIsBeingWrittenA
   } rows[] = {
       {"move", [&](auto& path) { return MoveFileExW(path.c_str(), backup.c_str(), 0); }, {32}},
       {"delete", [](auto& path) { return DeleteFileW(path.c_str()); }, {32}},
-      {"replace by renaming",
-       [&](auto& path) { return MoveFileExW(other.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING); },
-       {32, 5}},
       {"replace",
        [&](auto& path) {
          return ReplaceFileW(path.c_str(), other.c_str(), backup.c_str(), 0, nullptr, nullptr);
        },
        {32, 5}},
       {"write", [](auto& path) { return bool(Open(path, GENERIC_WRITE, kAll)); }, {32}},
-      {"open to delete", [](auto& path) { return bool(Open(path, GENERIC_READ | DELETE, kAll)); }, {32}},
       {"read and lock out", [](auto& path) { return bool(Open(path, GENERIC_READ, FILE_SHARE_READ)); }, {32}},
       {"read", [](auto& path) { return bool(Open(path, GENERIC_READ, kAll)); }, {0}},
       {"read, not to be deleted",
@@ -136,7 +115,7 @@ struct AtDelete {
 };
 
 // The size limit refuses the server's report after its file has been created.
-TEST_F(HostileSurroundings, FileThatFailedIsDeletedWithoutTheMutexAndOnlyIfItIsStillOurs) {
+TEST_F(HostileFolder, FileThatFailedIsDeletedWithoutTheMutexAndOnlyIfItIsStillOurs) {
   SetNumber(kFramework, L"Brenn Size", 1);
   const ImportHook hooks[] = {{library.Module(), "CloseHandle", &AtClose::Close},
                               {library.Module(), "CreateFileW", &AtDelete::Open}};
@@ -205,7 +184,7 @@ struct Openings {
   }
 };
 
-TEST_F(HostileSurroundings, NoOpeningGivesTheProcessAway) {
+TEST_F(HostileFolder, NoOpeningGivesTheProcessAway) {
   const ImportHook wide(library.Module(), "CreateFileW", &Openings::Wide);
   const ImportHook narrow(library.Module(), "CreateFileA", &Openings::Narrow);
   const TraceReader reader;
@@ -218,181 +197,7 @@ TEST_F(HostileSurroundings, NoOpeningGivesTheProcessAway) {
   EXPECT_EQ(2, Openings::ofEventFiles) << "a file that is opened again may have become another";
 }
 
-// Libraries are looked for as the process.
-struct Loading {
-  static inline int count = 0;
-  static inline int asClient = 0;
-  static inline bool refuseToRestore = false;
-
-  static HMODULE WINAPI Library(const wchar_t* path, HANDLE file, DWORD flags) {
-    ++count;
-    asClient += Impersonates();
-    return LoadLibraryExW(path, file, flags);
-  }
-  static HRESULT WINAPI TypeLibrary(const OLECHAR* path, REGKIND kind, ITypeLib** library) {
-    ++count;
-    asClient += Impersonates();
-    return LoadTypeLibEx(path, kind, library);
-  }
-  static BOOL WINAPI SetToken(HANDLE* thread, HANDLE token) {
-    return refuseToRestore && token ? FALSE : SetThreadToken(thread, token);
-  }
-};
-
-TEST_F(HostileSurroundings, LibrariesAreLoadedAsTheProcessAndTheClientsIdentityComesBack) {
-  const ImportHook hooks[] = {{library.Module(), "LoadLibraryExW", &Loading::Library},
-                              {library.Module(), "LoadTypeLibEx", &Loading::TypeLibrary},
-                              {library.Module(), "SetThreadToken", &Loading::SetToken}};
-  ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
-  const auto report = library.CreateReport();
-  ComPtr<ITypeInfo> info;
-  Loading::refuseToRestore = true;
-  const bool refused = FAILED(report->GetTypeInfo(0, LOCALE_NEUTRAL, info.Put()));
-  RevertToSelf();
-  ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
-  EXPECT_EQ(E_ACCESSDENIED, Initialize(*report));
-  RevertToSelf();
-  ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
-  Loading::refuseToRestore = false;
-  EXPECT_EQ(S_OK, Initialize(*report));
-  Fill(*report);
-  Loading::refuseToRestore = true;
-  EXPECT_EQ(E_ACCESSDENIED, report->Save()) << "the adapters' library was loaded as the process";
-  RevertToSelf();
-  Loading::refuseToRestore = false;
-  ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
-  const HRESULT described = report->GetTypeInfo(0, LOCALE_NEUTRAL, info.Put());
-  const HRESULT saved = Save(*report);
-  const bool still = Impersonates();
-  RevertToSelf();
-  EXPECT_TRUE(refused) << "a thread that has more rights than its client must not go on";
-  EXPECT_EQ(S_OK, described);
-  EXPECT_EQ(S_OK, saved);
-  EXPECT_TRUE(still);
-  EXPECT_LT(2, Loading::count);
-  EXPECT_EQ(0, Loading::asClient);
-}
-
-// CRYPTBASE.dll, which not every system has: a library of this test's takes its place.
-struct RandomNumbers {
-  static inline int uses = 0;
-  static inline int usesWithout = 0;
-
-  static bool IsLoaded() { return GetModuleHandleW(L"xmllite.dll") != nullptr; }
-  static void Use() {
-    ++uses;
-    usesWithout += !IsLoaded();
-  }
-  static HMODULE WINAPI Load(const wchar_t* path, HANDLE file, DWORD flags) {
-    wchar_t system[MAX_PATH];
-    GetSystemDirectoryW(system, MAX_PATH);
-    if (_wcsicmp(path, (std::wstring(system) + L"\\cryptbase.dll").c_str()) != 0 ||
-        flags != LOAD_LIBRARY_SEARCH_SYSTEM32)
-      return LoadLibraryExW(path, file, flags);
-    return LoadLibraryW(L"xmllite.dll");
-  }
-  static HRESULT WINAPI MakeGuid(GUID* guid) {
-    Use();
-    return CoCreateGuid(guid);
-  }
-  static errno_t __cdecl Number(unsigned* number) {
-    Use();
-    *number = 1;
-    return 0;
-  }
-  static FARPROC WINAPI Find(HMODULE module, const char* name) {
-    if (std::string_view(name) == "rand_s")
-      return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&Number));
-    return GetProcAddress(module, name);
-  }
-};
-
-TEST_F(HostileSurroundings, LibraryOfRandomNumbersIsTheSystemsAndHeldWhileTheyAreUsed) {
-  const ImportHook hooks[] = {{library.Module(), "LoadLibraryExW", &RandomNumbers::Load},
-                              {library.Module(), "CoCreateGuid", &RandomNumbers::MakeGuid},
-                              {library.Module(), "GetProcAddress", &RandomNumbers::Find}};
-  ASSERT_FALSE(RandomNumbers::IsLoaded());
-  {
-    const auto report = library.CreateReport();
-    for (const wchar_t* const softwareId : {kServer, kAgent})
-      EXPECT_EQ(S_OK, Save(*report, softwareId)) << Narrow(softwareId);
-    EXPECT_EQ(2, RandomNumbers::uses);
-    EXPECT_EQ(0, RandomNumbers::usesWithout);
-    EXPECT_EQ(S_OK, report->DeInitialize());
-    EXPECT_FALSE(RandomNumbers::IsLoaded());
-    EXPECT_EQ(S_OK, Initialize(*report));
-  }
-  EXPECT_FALSE(RandomNumbers::IsLoaded()) << "also when DeInitialize is not called";
-}
-
-// A client's token that the process may not open, nor, perhaps, the client itself.
-struct ClientToken {
-  static inline bool refusesClient = false;
-
-  static BOOL WINAPI Open(HANDLE thread, DWORD access, BOOL asProcess, HANDLE* token) {
-    if (!asProcess && !refusesClient) return OpenThreadToken(thread, access, asProcess, token);
-    SetLastError(ERROR_ACCESS_DENIED);
-    return FALSE;
-  }
-};
-
-TEST_F(HostileSurroundings, TokenIsOpenedAsTheClientTooAndFactsThatStayEmptySayWhy) {
-  const ImportHook hooks[] = {{library.Module(), "OpenThreadToken", &ClientToken::Open},
-                              {library.Module(), "LoadLibraryExW", &Loading::Library}};
-  DeleteValue(kFramework, L"IPAddress");
-  for (const bool refuses : {false, true}) {
-    SCOPED_TRACE(refuses ? "nobody may open it" : "the client may open it");
-    ClientToken::refusesClient = refuses;
-    Loading::count = Loading::asClient = 0;
-    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
-    const std::string lines = OutputOf([&] {
-      const auto report = library.CreateReport();
-      EXPECT_EQ(S_OK, Initialize(*report, kAgent));
-      Fill(*report);
-      EXPECT_EQ(S_OK, report->Save());
-    });
-    EXPECT_TRUE(Impersonates());
-    RevertToSelf();
-    EXPECT_EQ(refuses, Loading::count == 0);
-    EXPECT_EQ(0, Loading::asClient);
-    const std::string document = TakeFiles(agentEvents);
-    if (!refuses) {
-      EXPECT_EQ("", lines);
-      continue;
-    }
-    const auto logged = RegexMatches(
-        lines, " E .*?Quorvel  (\\w+) stays empty: this thread cannot act for its process \\(0x00000005\\)");
-    ASSERT_EQ(2u, logged.size()) << lines;
-    EXPECT_THAT(lines,
-                testing::HasSubstr("cryptbase.dll not loaded: this thread cannot act for its process"));
-    for (const auto& line : logged)
-      EXPECT_THAT(document, testing::HasSubstr("<" + line[1] + "></" + line[1] + ">"));
-    EXPECT_NE(logged[0][1], logged[1][1]);
-  }
-}
-
-// The system's adapter query, failing with a size that nobody has made room for.
-struct AdapterQuery {
-  static inline std::vector<ULONG> sizes;
-
-  static ULONG WINAPI Get(ULONG, ULONG, void*, void*, ULONG* size) {
-    sizes.push_back(std::exchange(*size, 1'000'000));
-    return ERROR_INVALID_FUNCTION;
-  }
-  static FARPROC WINAPI Find(HMODULE module, const char* name) {
-    if (std::string_view(name) == "GetAdaptersAddresses")
-      return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&Get));
-    return GetProcAddress(module, name);
-  }
-};
-
-TEST_F(HostileSurroundings, FailingAdapterQueryGetsTheSizeOfItsBuffer) {
-  const ImportHook hook(library.Module(), "GetProcAddress", &AdapterQuery::Find);
-  EXPECT_EQ(S_OK, Save());
-  EXPECT_THAT(AdapterQuery::sizes, testing::ElementsAre(448, 448));
-}
-
-TEST_F(HostileSurroundings, MutexOfAnotherAccountIsWaitedForAndAnAbandonedOneTaken) {
+TEST_F(HostileFolder, MutexOfAnotherAccountIsWaitedForAndAnAbandonedOneTaken) {
   constexpr wchar_t kName[] = L"ORBAEVTINFMUTEX";
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), nullptr, FALSE};
   ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:(A;;0x100000;;;WD)", SDDL_REVISION_1,
