@@ -1,6 +1,7 @@
 #include "com/out_argument.h"
 
 #include <optional>
+#include <span>
 
 namespace varnel {
 namespace {
@@ -45,9 +46,12 @@ std::optional<OutParameter> FindOutParameter(ITypeInfo& info, DISPID member) noe
     const FunctionDescription function(info, i);
     if (!function) return std::nullopt;
     if (function->memid != member) continue;
-    for (UINT p = 0; p < static_cast<UINT>(function->cParams); ++p) {
-      const VARTYPE type = InterfaceTypeBehind(function->lprgelemdescParam[p]);
-      if (type != VT_EMPTY) return OutParameter{p, type};
+    UINT index = 0;
+    for (const ELEMDESC& parameter :
+         std::span(function->lprgelemdescParam, static_cast<std::size_t>(function->cParams))) {
+      const VARTYPE type = InterfaceTypeBehind(parameter);
+      if (type != VT_EMPTY) return OutParameter{index, type};
+      ++index;
     }
     return std::nullopt;
   }
