@@ -20,7 +20,7 @@ TEST_F(Objects, OneTableAnswersForAllDualInterfacesAndAnotherForTheContainer) {
   IUnknown* const first = report.Get();
   for (const IID& iid :
        {IID_IUnknown, IID_IDispatch, IID_IOrbaEventInf, IID_IOrbaEventInf2, IID_IOrbaEventInf3})
-    EXPECT_EQ(first, Ask<IUnknown>(*first, iid).Get());
+    EXPECT_EQ(first, Ask<IUnknown>(*first, iid).Get()) << iid.Data1;
   EXPECT_NE(static_cast<void*>(first), ContainerOf(*report).Get());
   EXPECT_EQ(first, Ask<IUnknown>(*ContainerOf(*report).Get(), IID_IUnknown).Get());
   void* none = first;
@@ -70,6 +70,7 @@ class Outer final : public IUnknown {
 TEST_F(Objects, AggregatedObjectDelegatesToItsOuter) {
   report.Reset();
   for (const CLSID& clsid : {CLSID_OrbaEventInf, CLSID_EventElement}) {
+    SCOPED_TRACE(clsid == CLSID_EventElement ? "an element" : "a report");
     Outer outer;
     ComPtr<IClassFactory> factory;
     ASSERT_EQ(S_OK, library.GetClassObject(clsid, IID_IClassFactory, factory.PutVoid()));
@@ -172,20 +173,23 @@ HRESULT Get(IDispatch& report, DISPID id, VARIANT argument) {
 TEST_F(Objects, ReferencesOfEveryKindReceiveAnElement) {
   ASSERT_EQ(S_OK, Initialize(*report));
   for (const DISPID id : {3, 8}) {
+    SCOPED_TRACE(id);
     ComPtr<IDispatch> dispatch;
     EXPECT_EQ(S_OK, Get(*report.Get(), id, ByReference(VT_DISPATCH, dispatch.Put())));
     EXPECT_TRUE(dispatch);
     ComPtr<IUnknown> unknown;
     EXPECT_EQ(S_OK, Get(*report.Get(), id, ByReference(VT_UNKNOWN, unknown.Put())));
     EXPECT_TRUE(unknown);
-    // Wrapped once more, as a script procedure passes its own by-reference parameter on.
-    VARIANT wrapped = ByReference(VT_DISPATCH, dispatch.Put());
-    EXPECT_EQ(S_OK, Get(*report.Get(), id, ByReference(VT_VARIANT, &wrapped)));
+    // Wrapped, as script procedures pass their own by-reference parameters on.
+    VARIANT levels[9] = {ByReference(VT_DISPATCH, dispatch.Put())};
+    for (int i = 1; i < 9; ++i) levels[i] = ByReference(VT_VARIANT, &levels[i - 1]);
+    EXPECT_EQ(DISP_E_TYPEMISMATCH, Get(*report.Get(), id, levels[8])) << "nine levels";
+    EXPECT_EQ(S_OK, Get(*report.Get(), id, levels[7])) << "eight levels";
     EXPECT_TRUE(dispatch);
     VARIANT variable;
     V_VT(&variable) = VT_BSTR;  // freed when the element takes its place
     V_BSTR(&variable) = SysAllocString(L"old");
-    wrapped = ByReference(VT_VARIANT, &variable);
+    VARIANT wrapped = ByReference(VT_VARIANT, &variable);
     EXPECT_EQ(S_OK, Get(*report.Get(), id, ByReference(VT_VARIANT, &wrapped)));
     ASSERT_EQ(VT_DISPATCH, V_VT(&variable));
     EXPECT_EQ(dispatch.Get(), V_DISPATCH(&variable));

@@ -79,7 +79,7 @@ TEST_F(FullDisk, RefusesEveryReportAndLeavesNothingBehindUntilThereIsRoom) {
   const Library library;
   int refused = 0;
   for (const auto& row : rows) {
-    SCOPED_TRACE(&row - rows);
+    SCOPED_TRACE(Narrow(row.softwareId) + ", " + std::to_string(row.left) + " bytes left");
     const auto report = library.CreateReport();
     ASSERT_EQ(S_OK, FillMarked(*report, row.softwareId, L"full", row.bodySize));
     ASSERT_NO_FATAL_FAILURE(LeaveOnly(row.left));

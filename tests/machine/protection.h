@@ -82,15 +82,15 @@ class Protection : public MachineAgentTest {
   // Once for all tests: a process keeps the roots that it has seen.
   static void SetUpTestSuite() {
     authority.emplace("authority.cer");
-    second.emplace("second_authority.cer");
+    secondAuthority.emplace("second_authority.cer");
   }
   static void TearDownTestSuite() {
-    second.reset();
+    secondAuthority.reset();
     authority.reset();
   }
 
   static inline std::optional<TrustedAuthority> authority;
-  static inline std::optional<TrustedAuthority> second;
+  static inline std::optional<TrustedAuthority> secondAuthority;
 };
 
 }  // namespace varnel::test

@@ -47,7 +47,7 @@ TEST_F(TraceRecordsTest, WhatIsNoLineOfOursIsAllText) {
         "2024-03-07 09:05:03 X Evt 812 net_if"}) {
     const TraceRecord record = Body(text);
     EXPECT_EQ(std::string(text) + "?", record.text + record.level);
-    EXPECT_EQ("", record.stamp + record.facility);
+    EXPECT_EQ("", record.stamp + record.facility) << text;
   }
 }
 
@@ -55,6 +55,7 @@ TEST_F(TraceRecordsTest, WhatIsNoLineOfOursIsAllText) {
 TEST_F(TraceRecordsTest, LongMessageIsCutAndSaysSo) {
   for (const std::string start : {"", "2024-03-07 09:05:03.120 E Evt  812 net_if   "})
     for (const std::size_t more : {0u, 1u, 70'000u}) {
+      SCOPED_TRACE(start + std::to_string(more));
       const TraceRecord record = Body(start + std::string(4095 - start.size() + more, '\x80'));
       EXPECT_TRUE(record.text.ends_with("\xE2\x82\xAC"));
       EXPECT_EQ(more, record.cut);
@@ -80,6 +81,8 @@ TEST_F(TraceRecordsTest, EachProcessMissesItsOwnRecords) {
   EXPECT_EQ(1u, MissingBefore(4));
   EXPECT_EQ(0u, MissingBefore(1'000'000)) << "and one that has been at it for long";
   EXPECT_EQ(0u, MissingBefore(63));
+  EXPECT_EQ(10'000u, MissingBefore(10'064));
+  EXPECT_EQ(0u, MissingBefore(20'066)) << "too far to be the same one";
 }
 
 // Stands in for a system that leaves a message in the mailslot when the buffer cannot hold it: Windows, and
@@ -107,6 +110,7 @@ TEST(TraceSlot, MessageOfAnyLengthIsReadAndLeavesTheWayFree) {
   const test::ImportHook read(GetModuleHandleW(nullptr), "ReadFile", &StrictMailslot::Read);
   const test::ImportHook look(GetModuleHandleW(nullptr), "GetMailslotInfo", &StrictMailslot::Look);
   for (const DWORD size : {5'000u, 1'000'000u, 3u, 0u, 70'000u}) {
+    SCOPED_TRACE(size);
     StrictMailslot::sizes = {size, 7};
     EXPECT_EQ(size, slot.Next().value_or("none").size());
     EXPECT_EQ(7u, slot.Next().value_or("none").size());

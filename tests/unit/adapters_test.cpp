@@ -133,6 +133,29 @@ TEST_F(Adapters, MaskOfAnIPv6AddressComesFromThePrefixOfItsKind) {
       Told());
 }
 
+// The answer of a system with two IPv4 interfaces.
+int WSAAPI ListTwoInterfaces(SOCKET, DWORD, void*, DWORD, void* out, DWORD, DWORD* size, WSAOVERLAPPED*,
+                             LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
+  INTERFACE_INFO interfaces[2] = {};
+  interfaces[0].iiAddress.AddressIn.sin_addr.s_addr = inet_addr("192.0.2.5");
+  interfaces[0].iiNetmask.AddressIn.sin_addr.s_addr = inet_addr("255.255.255.0");
+  interfaces[1].iiAddress.AddressIn.sin_addr.s_addr = inet_addr("198.51.100.25");
+  interfaces[1].iiNetmask.AddressIn.sin_addr.s_addr = inet_addr("255.255.255.240");
+  std::memcpy(out, interfaces, *size = sizeof(interfaces));
+  return 0;
+}
+
+TEST_F(Adapters, MaskOfAnIPv4AddressComesFromItsInterface) {
+  sockets.WSAIoctl = &ListTwoInterfaces;
+  Add(5, 6, {"192.0.2.5", "192.0.2.6", "198.51.100.25"});
+  ASSERT_TRUE(AddCandidates(sockets, list, table));
+  EXPECT_EQ(
+      "5 000000000005 192.0.2.5 mask 255.255.255.0 network 192.0.2.0\n"
+      "5 000000000005 192.0.2.6 mask  network \n"
+      "5 000000000005 198.51.100.25 mask 255.255.255.240 network 198.51.100.16\n",
+      Told());
+}
+
 TEST_F(Adapters, RealOnesAreListed) {
   if (const ULONG error = test::AskForAdapters())
     GTEST_SKIP() << "this system does not name its adapters: GetAdaptersAddresses answers " << error;

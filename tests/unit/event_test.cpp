@@ -21,7 +21,7 @@ using AdvXMLParser::Element;
 TEST(AgentEventFile, NameIsTimeRandomPartAndThread) {
   const SYSTEMTIME time{2024, 3, 5, 15, 14, 30, 25, 123};
   for (const auto& row : test::Rules("agent file"))
-    EXPECT_EQ(row[1], test::Narrow(AgentEventFileName(time, std::stoul(row[0]), 0x12A4)));
+    EXPECT_EQ(row[1], test::Narrow(AgentEventFileName(time, std::stoul(row[0]), 0x12A4))) << row[0];
 }
 
 TEST(MachineInfo, BiasAddsDaylightTimeOnly) {

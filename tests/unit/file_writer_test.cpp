@@ -2,11 +2,16 @@
 
 #include "support/import_hook.h"
 #include "support/temp_folder.h"
+#include "support/text.h"
 #include "xml/errors.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstring>
+#include <cwchar>
 #include <memory>
+#include <set>
 #include <tuple>
 
 namespace AdvXMLParser {
@@ -109,7 +114,7 @@ TEST_F(FileWriter, FailureOfTheConversionNamesTheReason) {
         {2, -1, reason + L". WideCharToMultiByte returned negative number"}}) {
     Conversion::untilAnswer = call;
     Conversion::answer = answer;
-    EXPECT_EQ(text, Save(path));
+    EXPECT_EQ(text, Save(path)) << "call " << call << " returns " << answer;
   }
   Conversion::hook.reset();
 }
@@ -120,6 +125,27 @@ TEST_F(FileWriter, FailureOfTheFileItselfNamesTheReason) {
   EXPECT_EQ(L"Couldn't open to write: Permission denied", Save(folder.Path()));
   EXPECT_STREQ(L"Couldn't open to write: No such file or directory", first) << "a text never changes";
   EXPECT_EQ(L"", Save(path));
+}
+
+// The texts are composed once for each message and number. A text without a place in their table is the
+// message alone.
+TEST_F(FileWriter, ReasonIsTheCLibrarysUntilTheTableIsFull) {
+  std::set<std::wstring> texts;
+  for (const Row& row : Rules("errno")) {
+    SetOpenError(std::stoul(row[0]));
+    EXPECT_EQ(row[0], std::to_string(GetLastError()));
+    EXPECT_EQ(std::string("Couldn't open to write: ") + std::strerror(std::stoi(row[1])),
+              Narrow(GetLastErrorText()))
+        << row[0];
+    texts.insert(GetLastErrorText());
+  }
+  static std::array<wchar_t[8], 40> messages;  // each at an address of its own
+  for (auto& message : messages) {
+    std::swprintf(message, std::size(message), L"text %zu", &message - messages.data());
+    SetErrorOfSystem(message, ERROR_FILE_NOT_FOUND);
+    if (GetLastErrorText() != message) texts.insert(GetLastErrorText());
+  }
+  EXPECT_EQ(32u, texts.size());
 }
 
 // An attacker puts a link under the file's name, so that a process with more rights writes to the link's

@@ -85,6 +85,7 @@ TEST_F(FrameworkNotifications, AnswerOfTheRegistrationDecides) {
 
 TEST_F(FrameworkNotifications, MissingComponentChangesNothingAndTerminationMayComeAnyTime) {
   for (const bool available : {false, true}) {
+    SCOPED_TRACE(available ? "available" : "not available");
     EXPECT_EQ(REGDB_E_CLASSNOTREG, object->OnFrameworkAvailable());
     EXPECT_EQ(available, object->IsFrameworkAvailable());
     component.callsBack = true;  // while it registers the object: the success that follows wins

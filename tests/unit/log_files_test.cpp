@@ -70,7 +70,7 @@ TEST_F(LogFilesTest, FileThatReachesTheLimitMovesThroughTheBackups) {
     settings.sizeLimit = row[0] == "0" ? 1 : static_cast<std::uint32_t>(std::stoul(row[0]) * lineSize);
     for (int i = 1; i <= std::stoi(row[2]); ++i) LogError(L"facility", L"%d", i);
     CloseLogFiles();
-    EXPECT_EQ(row[3], Content());
+    EXPECT_EQ(row[3], Content()) << testing::PrintToString(row);
     for (const auto& file : test::FilesIn(folder.Path())) EXPECT_TRUE(DeleteFileW(folder.File(file).c_str()));
   }
 }
@@ -98,7 +98,7 @@ TEST_F(LogFilesTest, MutexIsWaitedForReleasedAndNoHindranceWhenItDoesNotCome) {
   }).join();
   LogInfo(L"facility", L"free");
   std::jthread holder([&](const std::stop_token& stop) {
-    WaitForSingleObject(mutex, INFINITE);
+    WaitForSingleObject(mutex, 10'000);
     while (!stop.stop_requested()) Sleep(1);
     ReleaseMutex(mutex);
   });

@@ -64,7 +64,7 @@ TEST_F(LogTest, FormatsFollowTheMicrosoftRuntime) {
                           "7 seventeen letters: a pair takes two bytes and is not cut"));
   for (const unsigned length : {4095u, 4096u, 4097u, 10'000u}) {
     LogInfo(L"f", L"%s", std::wstring(length, L'm').c_str());
-    EXPECT_EQ("7 f: " + std::string(std::min(length, 4096u), 'm'), lines.back());
+    EXPECT_EQ("7 f: " + std::string(std::min(length, 4096u), 'm'), lines.back()) << length;
   }
 }
 
@@ -164,7 +164,7 @@ TEST_F(LogTest, RegistryValuesAreTakenOverWhereTheyCanBeUsed) {
       {L"LogSize", REG_QWORD, std::vector<BYTE>(8), 8, 2}, {L"LogSize", REG_DWORD, {101, 0, 0, 0}, 8, 100},
       {L"LogSize", REG_DWORD, {255, 255, 255, 255}, 8, 1}};
   for (const auto& [name, type, bytes, level, megabytes] : rows)
-    EXPECT_EQ(std::pair(level, megabytes), log(name, type, bytes));
+    EXPECT_EQ(std::pair(level, megabytes), log(name, type, bytes)) << testing::PrintToString(bytes);
   SetLogUserName(1);
   log(L"LogFlags", REG_BINARY, std::vector<BYTE>(33, 'a'));
   EXPECT_TRUE(settings.userInLines) << "too long for its buffer";

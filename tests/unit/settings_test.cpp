@@ -4,6 +4,7 @@
 #include "settings/disabled_event_list.h"
 #include "settings/event_filter.h"
 #include "settings/registry_text.h"
+#include "support/import_hook.h"
 #include "support/registry_sandbox.h"
 #include "support/temp_folder.h"
 #include "support/text.h"
@@ -63,7 +64,7 @@ TEST_F(Settings, FollowTheRules) {
     if (text.size() < 260) text += L'\0';
     const auto* const begin = reinterpret_cast<const BYTE*>(text.data());
     SetBytes(kFramework, L"IPAddress", REG_SZ, {begin, begin + text.size() * 2});
-    EXPECT_EQ(row[1], Narrow(ReadAgentIPAddress()));
+    EXPECT_EQ(row[1], Narrow(ReadAgentIPAddress())) << row[0];
   }
   EXPECT_EQ(L"{00000000-0000-0000-0000-000000000000}", ReadAgentGuid());
   SetText(kFramework, L"AgentGUID", std::wstring(3000, L'g'));
@@ -109,6 +110,34 @@ TEST(DisabledEventList, FollowsTheRulesAndItsModel) {
   }
 }
 
+// A filter file of any size, and the bytes that are allocated for it.
+struct FilterSize {
+  static inline DWORD size = 0;
+  static inline std::size_t allocated = 0;
+
+  static DWORD WINAPI Get(HANDLE, DWORD*) { return size; }
+  static void* Allocate(std::size_t count, std::size_t size) {
+    allocated = count * size;
+    return nullptr;
+  }
+};
+
+TEST(EventFilter, SizeOfTheFileMustFitInto32BitsWithItsTwoZeros) {
+  const TempFolder folder;
+  WriteBytes(folder.File(L"filter"), "x");
+  const ImportHook hooks[] = {{GetModuleHandleW(nullptr), "GetFileSize", &FilterSize::Get},
+                              {GetModuleHandleW(nullptr), "calloc", &FilterSize::Allocate}};
+  const std::pair<DWORD, std::size_t> rows[] = {
+      {0, 0}, {1, 3}, {0xFFFFFFFD, 0xFFFFFFFF}, {0xFFFFFFFE, 0}, {0xFFFFFFFF, 0}};
+  for (const auto& [size, allocated] : rows) {
+    FilterSize::size = size;
+    FilterSize::allocated = 0;
+    std::uint32_t read = 0;
+    EXPECT_EQ(nullptr, ReadWholeFile(Narrow(folder.File(L"filter")).c_str(), &read));
+    EXPECT_EQ(allocated, FilterSize::allocated) << size;
+  }
+}
+
 TEST_F(Settings, EveryFailureOfTheFilterLetsTheEventThrough) {
   const TempFolder folder;
   const std::wstring path = folder.MakeFolder(L"data") + L"\\EvtFiltr.ini";
@@ -116,8 +145,8 @@ TEST_F(Settings, EveryFailureOfTheFilterLetsTheEventThrough) {
   EXPECT_FALSE(IsEventDisabled(5)) << "no agent folder is set";
   for (const std::wstring& dataPath : {folder.Path(), folder.Path() + L"\\"}) {
     SetText(kFramework, L"Data Path", dataPath);
-    EXPECT_TRUE(IsEventDisabled(5));
-    EXPECT_FALSE(IsEventDisabled(6));
+    EXPECT_TRUE(IsEventDisabled(5)) << Narrow(dataPath);
+    EXPECT_FALSE(IsEventDisabled(6)) << Narrow(dataPath);
   }
   {
     const FileHandle writer(

@@ -128,24 +128,27 @@ TEST(Document, LongTextsAreStoredWhateverMustBeReplaced) {
   EXPECT_EQ("", DifferenceFromTheSystem(document));
 }
 
-// The names all share one bucket of the name table: comparing each with each would take minutes.
+// The names all share one bucket of the name table: comparing each with each would take minutes. From the
+// seventeenth attribute on there is an index.
 TEST(Document, ManyAttributesAreFoundInOrderAndInTime) {
-  constexpr int kCount = 20'000;
-  Document document(L"R");
-  Element& element = *document.Root();
-  std::wstring expected = L"<?xml version=\"1.0\" encoding=\"UTF-8\"?><R";
-  for (const wchar_t* const value : {L"1", L"2"})
-    for (int i = 0; i < kCount; ++i) {
-      const std::wstring name =
-          L"A" + std::to_wstring(1'000'000 + i) + L"A" + std::to_wstring(1'000'000 + i) + L"A";
-      element.AddToAttribute(name, value);
-      if (*value == L'1') expected += L" " + name + L"=\"12\"";
-    }
-  EXPECT_TRUE(document.ToString(false) == expected + L"/>");
-  EXPECT_TRUE(IsNull(element.FindAttribute(L"A1")));
-  EXPECT_EQ(L"12", element.FindAttribute(L"A1000000A1000000A")->GetText());
-  EXPECT_EQ(element.FindAttribute(L"A1000017A1000017A"), element.GetOrAddAttribute(L"A1000017A1000017A"));
-  EXPECT_EQ("", DifferenceFromTheSystem(document));
+  for (const int count : {15, 16, 17, 20'000}) {
+    SCOPED_TRACE(count);
+    Document document(L"R");
+    Element& element = *document.Root();
+    std::wstring expected = L"<?xml version=\"1.0\" encoding=\"UTF-8\"?><R";
+    for (const wchar_t* const value : {L"1", L"2"})
+      for (int i = 0; i < count; ++i) {
+        const std::wstring name =
+            L"A" + std::to_wstring(1'000'000 + i) + L"A" + std::to_wstring(1'000'000 + i) + L"A";
+        element.AddToAttribute(name, value);
+        if (*value == L'1') expected += L" " + name + L"=\"12\"";
+      }
+    EXPECT_TRUE(document.ToString(false) == expected + L"/>");
+    EXPECT_TRUE(IsNull(element.FindAttribute(L"A1")));
+    EXPECT_EQ(L"12", element.FindAttribute(L"A1000000A1000000A")->GetText());
+    EXPECT_EQ(element.FindAttribute(L"A1000014A1000014A"), element.GetOrAddAttribute(L"A1000014A1000014A"));
+    EXPECT_EQ("", DifferenceFromTheSystem(document));
+  }
 }
 
 // A name takes its memory once: what is written of it may be more than 32 bits count.
@@ -201,6 +204,7 @@ TEST(Document, DepthIsLimitedByMemoryOnly) {
 TEST(Tree, NullNodesStandForWhatIsMissing) {
   Document document(L"R");
   Element& root = *document.Root();
+  EXPECT_EQ(L"#document", document.Name());
   EXPECT_EQ(&NullElement, document.Parent());
   EXPECT_EQ(static_cast<NodeContainer*>(&document), root.Parent());
   EXPECT_EQ(&NullAttribute, root.FindAttribute(L"A"));
