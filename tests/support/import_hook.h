@@ -36,15 +36,17 @@ class ExportHook {
       : hook_(module, "GetProcAddress", &Find) {
     name_ = name;
     replacement_ = reinterpret_cast<FARPROC>(reinterpret_cast<void*>(replacement));
+    original_ = reinterpret_cast<decltype(&GetProcAddress)>(hook_.Original());
   }
 
  private:
   static FARPROC WINAPI Find(HMODULE module, const char* name) {
-    return name_ == name ? replacement_ : GetProcAddress(module, name);
+    return name_ == name ? replacement_ : original_(module, name);
   }
 
   static inline std::string_view name_;
   static inline FARPROC replacement_;
+  static inline decltype(&GetProcAddress) original_;
   ImportHook hook_;
 };
 

@@ -8,8 +8,6 @@
 #include <gmock/gmock.h>
 #include <iphlpapi.h>
 
-#include <memory>
-#include <string_view>
 #include <utility>
 
 namespace varnel {
@@ -35,7 +33,6 @@ TEST(MachineInfo, BiasAddsDaylightTimeOnly) {
 
 // Two made-up adapters in place of the machine's.
 struct MadeUpAdapters {
-  static inline std::unique_ptr<test::ImportHook> hook;
   static inline sockaddr_in sockets[2];
   static inline IP_ADAPTER_UNICAST_ADDRESS addresses[2];
   static inline IP_ADAPTER_ADDRESSES second;
@@ -57,11 +54,6 @@ struct MadeUpAdapters {
     list->Next = &second;
     return ERROR_SUCCESS;
   }
-  static FARPROC WINAPI Find(HMODULE module, const char* name) {
-    if (std::string_view(name) == "GetAdaptersAddresses")
-      return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&List));
-    return reinterpret_cast<decltype(&Find)>(hook->Original())(module, name);
-  }
 };
 
 TEST_F(LogTest, MacAddressIsThatOfTheAddressOrElseOfTheFirstAdapter) {
@@ -70,8 +62,7 @@ TEST_F(LogTest, MacAddressIsThatOfTheAddressOrElseOfTheFirstAdapter) {
   machine.AddElement(L"AgentGUID");
   EXPECT_FALSE(AddMacAddress(&machine));
   EXPECT_THAT(lines, testing::ElementsAre("5 Quorvel: PopulateMAC() called with uninitialized IP element"));
-  MadeUpAdapters::hook =
-      std::make_unique<test::ImportHook>(GetModuleHandleW(nullptr), "GetProcAddress", &MadeUpAdapters::Find);
+  const test::ExportHook hook(GetModuleHandleW(nullptr), "GetAdaptersAddresses", &MadeUpAdapters::List);
   for (const auto& [address, mac] :
        {std::pair(L"", L"000000000007"), {L"192.0.2.12", L"00000000000c"}, {L"192.0.2.13", L""}}) {
     Document report(L"R");
@@ -80,7 +71,6 @@ TEST_F(LogTest, MacAddressIsThatOfTheAddressOrElseOfTheFirstAdapter) {
     EXPECT_TRUE(AddMacAddress(report.Root()));
     EXPECT_EQ(mac, static_cast<Element*>(report.Root()->LastChild())->GetText()) << test::Narrow(address);
   }
-  MadeUpAdapters::hook.reset();
 }
 
 }  // namespace
