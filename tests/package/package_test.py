@@ -133,7 +133,7 @@ class Packages(PackageTest):
         address = int(re.search(r"code=c0000005 .*addr=(?:0x)?([0-9A-Fa-f]+)", output).group(1), 16)
         symbolize = ["python3", self.folder / f"{NAME}-symbols/symbolize", self.dist / f"{NAME}-symbols.zip"]
         self.assertRegex(self.succeed(*symbolize, library, hex(address - start)),
-                         r"(?m)^0x\w+  varnel::GetClassObject\(.*  \S*/src/com/class_table\.cpp:\d+$")
+                         r"(?m)^0x\w+  varnel::GetClassObject\(.*  src/com/class_table\.cpp:\d+$")
         build = re.search(r"build (\w{32})", prefix.run(self.kit["64"] / "bin/varnel.exe", "--version")[1]).group(1)
         self.assertIn("1000  ", self.succeed(*symbolize, build, "1000"))
 
@@ -219,6 +219,12 @@ class Packages(PackageTest):
         prefix.run("wineboot", "--restart")
         self.assertEqual([True, True], [dll.read_bytes().endswith(NEWER) for dll in (held, other)])
         self.assertEqual(4, len(list(held.parent.iterdir())))
+
+    def test_program_can_be_left_out(self):
+        prefix = self.prefix("without_program")
+        self.assertEqual((0, ""), prefix.run("msiexec", "/i", self.dist / f"{NAME}.msi", "/qn", "/norestart", "ADDLOCAL=varnel"))
+        self.assertEqual([True, True], [dll.is_file() for dll in self.installed_dlls(prefix)])
+        self.assertFalse((prefix.drive / "Program Files/varnel/varnel.exe").exists())
 
     def test_installation_that_fails_leaves_nothing(self):
         prefix = self.prefix("refused")
