@@ -57,6 +57,11 @@ class PackageTest(unittest.TestCase):
         self.assertEqual(0, status, output)
         return output
 
+    def expect_reports(self, count, prefix):
+        events = prefix.events()
+        self.assertEqual(count, len(events))
+        self.succeed("xmllint", "--noout", "--relaxng", self.kit["64"] / "schema/event-document.rng", *events)
+
     def prefix(self, name):
         return self.enterContext(Prefix(f"package_{name}", ENVIRONMENT))
 
