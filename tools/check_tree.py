@@ -27,7 +27,7 @@ PROGRAM = {
     "machine": {"console", "eventfile"},
     "eventfile": {"console"},
     "report": {"console", "eventfile", "machine"},
-    "trace": {"console"},
+    "trace": {"console", "machine"},
     "package": {"console"},
     "doctor": {"console", "machine", "eventfile", "report", "trace"},
     "commands": {"console", "machine", "eventfile", "package", "report", "trace", "doctor"},

@@ -4,7 +4,10 @@
 #include "logging/log_settings.h"
 #include "trace/trace_slot.h"
 
+#include <cstdint>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 namespace varnel::tool {
 namespace {
@@ -14,51 +17,51 @@ constexpr wchar_t kBefore[] = L"LogLevelBeforeTrace";
 constexpr DWORD kAccess = KEY_QUERY_VALUE | KEY_SET_VALUE;
 
 // Reads a value; returns nothing if it is missing. Throws Failure if it cannot be read.
-std::optional<RawValue> Query(const RegistryKey& key, const wchar_t* name) {
-  RawValue value{REG_NONE, {}};
+std::optional<RegistryValue> Query(const RegistryKey& key, const wchar_t* name) {
+  RegistryValue value;
   DWORD size = 0;
   LSTATUS status = ERROR_MORE_DATA;  // the value may grow between two calls
-  while (status == ERROR_MORE_DATA || (status == ERROR_SUCCESS && value.data.size() < size)) {
-    value.data.resize(size);
-    status = RegQueryValueExW(key.Get(), name, nullptr, &value.type, value.data.data(), &size);
+  while (status == ERROR_MORE_DATA || (status == ERROR_SUCCESS && value.bytes.size() < size)) {
+    value.bytes.resize(size);
+    status = RegQueryValueExW(key.Get(), name, nullptr, &value.type, value.bytes.data(), &size);
   }
   if (status == ERROR_FILE_NOT_FOUND) return std::nullopt;
   if (status != ERROR_SUCCESS)
     throw Failure("the log level cannot be read: Windows error " + std::to_string(status));
-  value.data.resize(size);
+  value.bytes.resize(size);
   return value;
 }
 
 // Writes the value, or deletes it for nothing. Returns true on success.
-bool Put(const RegistryKey& key, const wchar_t* name, const std::optional<RawValue>& value) {
+bool Put(const RegistryKey& key, const wchar_t* name, const std::optional<RegistryValue>& value) {
   if (value)
-    return RegSetValueExW(key.Get(), name, 0, value->type, value->data.data(),
-                          static_cast<DWORD>(value->data.size())) == ERROR_SUCCESS;
+    return RegSetValueExW(key.Get(), name, 0, value->type, value->bytes.data(),
+                          static_cast<DWORD>(value->bytes.size())) == ERROR_SUCCESS;
   const LSTATUS status = RegDeleteValueW(key.Get(), name);
   return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
 }
 
 // Returns the value to store for a level that was not set: a value without type and data.
-std::optional<RawValue> AsItWas(std::optional<RawValue> before) {
-  if (before && before->type == REG_NONE && before->data.empty()) before.reset();
+std::optional<RegistryValue> AsItWas(std::optional<RegistryValue> before) {
+  if (before && before->type == REG_NONE && before->bytes.empty()) before.reset();
   return before;
 }
 
-bool PutBack(const RegistryKey& key, const std::optional<RawValue>& old) {
+bool PutBack(const RegistryKey& key, const std::optional<RegistryValue>& old) {
   return Put(key, kLevel, old) && Put(key, kBefore, std::nullopt);
 }
 
-RawValue Number(DWORD number) {
-  RawValue value{REG_DWORD, std::vector<BYTE>(sizeof(number))};
-  std::memcpy(value.data.data(), &number, sizeof(number));
+RegistryValue Number(DWORD number) {
+  RegistryValue value{REG_DWORD, std::vector<std::uint8_t>(sizeof(number))};
+  std::memcpy(value.bytes.data(), &number, sizeof(number));
   return value;
 }
 
-std::string WordsOf(const std::optional<RawValue>& old) {
+std::string WordsOf(const std::optional<RegistryValue>& old) {
   DWORD number = 0;
   if (!old) return "not set";
-  if (old->type != REG_DWORD || old->data.size() != sizeof(number)) return "not a number";
-  std::memcpy(&number, old->data.data(), sizeof(number));
+  if (!old->IsNumber()) return "not a number";
+  std::memcpy(&number, old->bytes.data(), sizeof(number));
   return std::to_string(number);
 }
 
@@ -70,7 +73,7 @@ ScopedLogLevel::ScopedLogLevel(int level) {
                                       key_.Put(), &disposition) == ERROR_SUCCESS;
   madeKey_ = disposition == REG_CREATED_NEW_KEY;
   if (isOpen) old_ = Query(key_, kLevel);
-  if (isOpen && Put(key_, kBefore, old_.value_or(RawValue{REG_NONE, {}})) &&
+  if (isOpen && Put(key_, kBefore, old_.value_or(RegistryValue())) &&
       Put(key_, kLevel, Number(static_cast<DWORD>(level))))
     return;
   if (isOpen) Put(key_, kBefore, std::nullopt);
@@ -89,7 +92,7 @@ ScopedLogLevel::~ScopedLogLevel() {
 
 bool RepairLogLevel() {
   const RegistryKey looking = OpenRegistryKey(HKEY_LOCAL_MACHINE, kLogKey, KEY_QUERY_VALUE);
-  std::optional<RawValue> before;
+  std::optional<RegistryValue> before;
   if (looking) before = Query(looking, kBefore);
   if (!before) return false;
   const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, kLogKey, kAccess);
@@ -101,7 +104,7 @@ bool RepairLogLevel() {
 
 std::string LevelBeforeKilledTrace() {
   const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, kLogKey, KEY_QUERY_VALUE);
-  std::optional<RawValue> before;
+  std::optional<RegistryValue> before;
   if (key) before = Query(key, kBefore);
   return before && !IsTraceRead() ? WordsOf(AsItWas(std::move(before))) : "";
 }

@@ -1,18 +1,12 @@
 #pragma once
 
 #include "base/registry.h"
+#include "machine/registry_value.h"
 
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace varnel::tool {
-
-// A registry value as it is stored.
-struct RawValue {
-  DWORD type;
-  std::vector<BYTE> data;
-};
 
 // Sets the library's log level and restores the old value in its destructor. Keeps the old value in the
 // registry value LogLevelBeforeTrace too, in case the trace is killed; only accounts that may set the level
@@ -28,7 +22,7 @@ class ScopedLogLevel {
  private:
   RegistryKey key_;
   bool madeKey_ = false;
-  std::optional<RawValue> old_;
+  std::optional<RegistryValue> old_;
 };
 
 // Restores the log level that a killed trace replaced. Returns false if there is none. Throws Failure if this
