@@ -56,16 +56,21 @@ bool JsonLine::Text(std::string_view name, std::string_view value) {
   const std::size_t start = json_.size();
   Name(name);
   AppendJsonText(json_, value, use_);
-  if (json_.size() <= limit_) return true;
-  json_.resize(start);
-  return false;
+  return Keep(start);
 }
 
 bool JsonLine::Raw(std::string_view name, std::string_view value) {
-  if (!HasRoom(name.size() + value.size() + 4)) return false;
+  if (!HasRoom(name.size() + value.size())) return false;
+  const std::size_t start = json_.size();
   Name(name);
   json_ += value;
-  return true;
+  return Keep(start);
+}
+
+bool JsonLine::Keep(std::size_t start) {
+  if (json_.size() <= limit_) return true;
+  json_.resize(start);
+  return false;
 }
 
 void JsonLine::Name(std::string_view name) {

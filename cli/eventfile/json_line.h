@@ -13,7 +13,9 @@ enum class JsonUse { kData, kPage };
 // Appends a text in quotes and in ASCII. Invalid UTF-8 becomes U+FFFD.
 void AppendJsonText(std::string& json, std::string_view utf8, JsonUse use);
 
-// Writes one JSON object into a string of limited length. A member that does not fit is left out.
+// Writes one JSON object into a string of limited length. A member that does not fit is left out. `limit` is
+// the length of the whole string in bytes. Open and Close are not limited: leave room for them. Call Close
+// once for each Open and once for the object.
 class JsonLine {
  public:
   JsonLine(std::string& json, std::size_t limit, JsonUse use) : json_(json), limit_(limit), use_(use) {
@@ -33,6 +35,8 @@ class JsonLine {
 
  private:
   void Name(std::string_view name);
+  // Removes the member from `start` on if it does not fit; returns whether it fits.
+  bool Keep(std::size_t start);
 
   std::string& json_;
   std::size_t limit_;

@@ -103,6 +103,17 @@ class Show(ToolTest):
         self.assertGreater(400_000, max(map(len, output.splitlines())))
 
     @natively
+    def test_names_that_are_longer_in_json(self):
+        for count, left_out in ((3, None), (4, "labels: 1"), (5, "labels: 2"), (6, "labels: 3")):
+            with self.subTest(count):
+                names = "".join(f"<{'é' * 16_000}{i}/>" for i in range(count))
+                text = HEAD.replace("<MachineInfo/>", f"<MachineInfo><t>{'x' * 30_000}</t>{names}</MachineInfo>")
+                self.folder(f"names{count}", {"a.xml": text + ">" + EVENT + "</S></R>"})
+                output, _ = self.varnel("show", "--json", self.path(f"names{count}"))
+                self.assertGreaterEqual(384 * 1024, len(output.rstrip("\n")))
+                self.assertEqual(left_out, json.loads(output)["labels"].get("left_out"))
+
+    @natively
     def test_no_file_becomes_more_than_ten_times_as_much(self):
         self.folder("g" * 200, {f"{number}.xml": text for number, (text, _) in enumerate(GREEDY.values())})
         for number, (name, (text, isShort)) in enumerate(GREEDY.items()):
