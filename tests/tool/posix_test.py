@@ -1,5 +1,6 @@
 #!/usr/bin/python3
 """The program outside Windows: files that only such systems have, and commands that only Windows has."""
+import json
 import os
 import subprocess
 import unittest
@@ -35,7 +36,9 @@ class Posix(ToolTest):
                     self.assertEqual(("", [shown] * 2), (errors, [line.split("  ")[-1] for line in output.splitlines()]))
                 self.assertIn(f"{folder}/{shown}\n", self.varnel("show", "--tree", path)[0])
                 output = self.varnel("show", "--json", path)[0]
-                self.assertTrue(output.isascii() and len(output.splitlines()) == 2, output)
+                self.assertTrue(output.isascii(), output)
+                identifier = name.decode(errors="backslashreplace").replace("\\x", "/")
+                self.assertEqual([f"{identifier}#1", f"{identifier}#2"], [json.loads(line)["event"]["id"] for line in output.splitlines()])
                 os.unlink(path)
 
     def test_relative_paths_are_printed_in_full(self):
