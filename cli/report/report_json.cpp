@@ -134,7 +134,7 @@ ReportText ParseReport(std::string_view json) {
     if (key != "events") entry.Refuse("unknown name; docs/tool.md lists the names of a report");
     entry.Items([&](const JsonValue& item) { TakeEvent(report.events.emplace_back(), item); });
   });
-  if (report.events.empty()) throw Failure("/events: expected at least one event");
+  if (report.events.empty()) throw Failure("JSON, /events: expected at least one event");
   return report;
 }
 

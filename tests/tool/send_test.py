@@ -46,7 +46,7 @@ class Send(ToolTest):
                 (["--json"], deep, "nested too deeply"),
                 (["--json"], '{"events":[{"attributes":{' + many + '},"idd":1}]}', "/events/0/idd: unknown name"),
                 (["--json"], '{"events":[{"attributes":{"a":1,"a":2}}]}', "/events/0/attributes/a: given twice"),
-                (["--json"], '{"events":[]}', "/events: expected at least one event"),
+                (["--json"], '{"events":[]}', "JSON, /events: expected at least one event"),
                 ([], None, "(0x80040154)")):  # as products get it: nothing is registered, and a DLL beside the program does not count
             output, errors = self.varnel("send", *arguments, status=2, text=text)
             self.assertEqual("", output)
