@@ -23,6 +23,7 @@ struct DoctorOptions {
   std::uint64_t backlogFiles = 1000;
   std::uint64_t backlogMinutes = 60;
 };
+// Returns kFound for a warning, kFailed for a failure row.
 [[nodiscard]] Status RunDoctor(const DoctorOptions& options);
 
 struct ExplainOptions {
@@ -35,6 +36,7 @@ struct ExplainOptions {
   bool ownDll = false;  // the product has its own copy of the DLL: registration does not matter
   bool asJson = false;
 };
+// Returns kFound if no file would be written, Save waits, or the result is unknown.
 [[nodiscard]] Status RunExplain(const ExplainOptions& options);
 // Predicts the event. For RunExplain.
 [[nodiscard]] Status ExplainEvent(const ExplainOptions& options);
@@ -84,7 +86,7 @@ struct TraceOptions {
   bool json = false;
 };
 [[nodiscard]] Status RunTrace(const TraceOptions& options);
-// Restores the log level that a killed trace has left.
+// Restores the log level that a killed trace has left. Returns kDone also if there is nothing to restore.
 [[nodiscard]] Status RepairTrace();
 
 }  // namespace varnel::tool

@@ -13,14 +13,14 @@ namespace varnel::tool {
 enum Status : int {
   kDone = 0,
   kFound = 1,   // the command ran and found something that needs attention
-  kFailed = 2,  // the command failed; standard error says why
+  kFailed = 2,  // the command failed and standard error says why, or doctor has a failure row
 };
 
 // Writes UTF-8 to standard output; to a Windows console in UTF-16, independent of the code page. Throws
 // OutputClosed if the reader has closed the output, so that the command ends, and Failure if the disk is
-// full.
+// full. Adds no line end.
 void Print(std::string_view utf8);
-// Writes one line to standard error.
+// Writes "varnel: " and one line to standard error. Ignores a failure.
 void PrintError(std::string_view utf8);
 
 // Shows the progress of long work as a line on standard error and removes it at the end. Shows nothing if

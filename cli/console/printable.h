@@ -8,7 +8,7 @@ namespace varnel::tool {
 enum class LineEnds { kEscape, kKeep };
 
 // Returns a text in printable form, for a terminal and for the page. Characters that are invisible or control
-// the output become \\u{...}: control characters, marks that change the direction of writing, zero-width
+// the output become \u{...}: control characters, marks that change the direction of writing, zero-width
 // characters, and combining marks after the first two of a letter. Invalid UTF-8 becomes U+FFFD. Line feeds
 // and tabs are escaped too, so that the text stays in one line, unless `lineEnds` is kKeep.
 [[nodiscard]] std::string Printable(std::string_view utf8, LineEnds lineEnds = LineEnds::kEscape);

@@ -25,7 +25,8 @@ class ConsoleColours {
 };
 
 // Redirects the library's log lines from standard output to standard error during its lifetime, printable and
-// in UTF-8. Print still writes to standard output.
+// in UTF-8. Print still writes to standard output. Afterwards the lines go to standard error as the library
+// writes them. If Windows refuses the pipe or the thread, nothing is redirected.
 class LogLines {
  public:
   LogLines();

@@ -17,6 +17,7 @@ struct Decoded {
 // invalid.
 [[nodiscard]] Decoded DecodeUtf8(std::string_view text);
 
+// Appends a code point up to U+10FFFF that is not a surrogate.
 void AppendUtf8(std::string& text, char32_t code);
 
 // True for a byte that continues a character.

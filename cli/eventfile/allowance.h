@@ -10,8 +10,9 @@ namespace varnel::tool {
 // Receives a part of the output.
 using Sink = std::function<void(std::string_view)>;
 
-// Limits the output for one file to ten times its size and 1 MB, however often the file makes a text repeat.
-// The caller must say which parts it leaves out.
+// Limits the output for one file to nine times the bytes shown so far and 512 KB, however often the file
+// makes a text repeat. kEnd comes on top, for the last part: together below ten times the file's size and 1
+// MB. The caller must say which parts it leaves out.
 class Allowance {
  public:
   // Returns how many bytes may still be printed when the file has been shown up to `offset`.
@@ -21,7 +22,7 @@ class Allowance {
   }
   void Use(std::size_t bytes) { used_ += bytes; }
 
-  // Bytes that are reserved for the end of the output.
+  // Bytes that are reserved for the end of the output. Left does not include it.
   static constexpr std::size_t kEnd = 256 * 1024;
 
  private:

@@ -58,11 +58,12 @@ struct EventDocument {
 // Returns the attribute's value; an empty text if the attribute is missing.
 [[nodiscard]] std::string_view AttributeOf(const Element& element, std::string_view name);
 [[nodiscard]] bool HasAttribute(const Element& element, std::string_view name);
-// True if a child of the product element is an event.
+// True if a child of the product element is an event: it has a child "EventID" or "GMTTime".
 [[nodiscard]] bool IsEvent(const Element& element);
 
 // Returns the event document with this root; nothing if it has no product element and so is no event
-// document.
+// document. The product element is the root's first child, other than "MachineInfo", with the attribute
+// "ProductName".
 [[nodiscard]] std::optional<EventDocument> DescribeDocument(std::string path, const Element& root);
 
 }  // namespace varnel::tool

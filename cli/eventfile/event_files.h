@@ -31,7 +31,7 @@ class EventFileReader {
     bool isInUse = false;
   };
   [[nodiscard]] Result Read(const ListedFile& file);
-  // Returns the tree of the file that was read last.
+  // Returns the tree of the file that was read last. Valid until the next Read.
   [[nodiscard]] const XmlTree& Tree() const { return tree_; }
 
  private:

@@ -9,7 +9,7 @@ namespace varnel::tool {
 
 // The formats in which the library writes its own values (docs/event-format.md).
 
-// True for a 32-bit number in decimal without redundant zeros or sign.
+// True for a signed 32-bit number in its shortest decimal form: no plus sign, no leading zeros, no -0.
 [[nodiscard]] bool IsNumber(std::string_view text);
 // Returns the time of a text like 2024-03-07T09:05:03 in the years 100 to 9999; nothing for any other text
 // and for kNoTime.

@@ -6,9 +6,9 @@
 
 namespace varnel::tool {
 
-// Passes each event of a document to the sink as one line with a JSON object, whose field names are those of
-// the Elastic Common Schema (docs/tool.md has the table). The label "left_out" counts the parts that do not
-// fit.
+// Calls the sink once for each event, with a JSON object in one line, without a line end. The field names are
+// those of the Elastic Common Schema (docs/tool.md has the table). The label "left_out" counts the parts that
+// do not fit.
 void WriteEvents(const EventDocument& document, JsonUse use, const Sink& sink);
 
 }  // namespace varnel::tool

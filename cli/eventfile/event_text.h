@@ -8,8 +8,10 @@
 
 namespace varnel::tool {
 
-// Returns the text in printable form, cut if it is too long for a line.
+// Returns the text in printable form, cut to 200 characters, with their number, if it is longer.
 [[nodiscard]] std::string Shortened(std::string_view text);
+
+// ListEvents and ListElements pass whole lines with their ends; a line says how many are left out.
 
 // Writes a line for each event: time, severity, identifier, name, product, file.
 void ListEvents(const EventDocument& document, const Sink& sink);

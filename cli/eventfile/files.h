@@ -79,7 +79,7 @@ class InputFile {
 
 // A temporary file beside `path` that Finish renames to `path`. It replaces a symbolic or hard link there and
 // never writes through one. The old file stays untouched until then. The destructor deletes a file that has
-// not been finished.
+// not been finished. If it cannot be created, Write of any bytes, and Finish, return false.
 class NewFile {
  public:
   explicit NewFile(NativePath path);

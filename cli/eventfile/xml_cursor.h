@@ -40,13 +40,15 @@ class XmlCursor {
   [[nodiscard]] std::string_view Since(std::size_t start) const { return text_.substr(start, at_ - start); }
 
   void MoveTo(std::size_t at) { at_ = at; }
-  // Moves past the mark if the text goes on with it; returns whether it did.
+  // Moves past the mark if the text goes on with it; returns whether it did. A text that ends within the mark
+  // is unfinished.
   bool Skip(std::string_view mark) { return (AtEnd() || text_[at_] == mark[0]) && SkipAll(mark); }
   // Move past blanks; return whether there were any. Only OuterBlanks may reach the end of the text.
   bool Blanks();
   bool OuterBlanks();
   // Moves past a name without a prefix.
   void NamePart();
+  // Moves past ASCII name characters, possibly none.
   void SkipAsciiName();
   // Moves past a quote and returns it.
   char Quote();
@@ -59,7 +61,8 @@ class XmlCursor {
   void Reference(Content& content);
   void LineEnd(Content& content, std::string_view end);
   void Replace(Content& content, std::size_t length, std::string_view text);
-  // Moves to the mark that ends a comment, a processing instruction or a CDATA section.
+  // Moves to the mark that ends a comment, a processing instruction or a CDATA section, with line ends
+  // replaced by line feeds in the content.
   void Until(std::string_view mark, Content& content);
 
  private:
