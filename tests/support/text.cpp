@@ -47,8 +47,9 @@ std::vector<Row> Rules(const std::string& section) {
   std::vector<Row> rows;
   bool here = false;
   for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with("[")) here = line == "[" + section + "]";
-    if (!here || line.empty() || line.starts_with("[") || line.starts_with("#")) continue;
+    const bool isHeading = line.starts_with("[") && line.ends_with("]");
+    if (isHeading) here = line == "[" + section + "]";
+    if (!here || isHeading || line.empty() || line.starts_with("#")) continue;
     line = Replaced(Replaced(line, "\\r", "\r"), "\\n", "\n");
     Row& row = rows.emplace_back();
     for (const auto& match : RegexMatches(line + " | ", "([\\s\\S]*?) \\| ")) row.push_back(match[1]);
