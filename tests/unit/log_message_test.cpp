@@ -64,6 +64,7 @@ TEST_F(LogTest, FormatsFollowTheMicrosoftRuntime) {
                           "7 seventeen letters: a pair takes two bytes and is not cut"));
   for (const unsigned length : {4095u, 4096u, 4097u, 10'000u}) {
     LogInfo(L"f", L"%s", std::wstring(length, L'm').c_str());
+    ASSERT_FALSE(lines.empty()) << length;
     EXPECT_EQ("7 f: " + std::string(std::min(length, 4096u), 'm'), lines.back()) << length;
   }
 }
