@@ -32,8 +32,9 @@ struct FileIdentity {
 // empty owner on failure.
 [[nodiscard]] FileHandle OpenToWrite(const wchar_t* path, DWORD disposition) noexcept;
 
-// Deletes the file if the path still leads to the file with this index, plain or not. Reports no failure. May
-// block while another process holds an opportunistic lock on it.
+// Deletes the file if the path still leads to the file with this index, plain or not. The caller has closed
+// the handle of OpenToWrite, which does not let the file be deleted. Reports no failure. May block while
+// another process holds an opportunistic lock on the file.
 void DeleteFileIfStill(const wchar_t* path, const FileIdentity& identity) noexcept;
 
 }  // namespace varnel

@@ -7,6 +7,7 @@
 namespace varnel {
 
 // Loads a library and its dependencies from the system folder only, never a file of that name from the host's
+// folder. WINDOWS 7 without KB2533623: only the library itself; its dependencies may come from the host's
 // folder. `name` is a file name without a folder. Returns an empty owner on failure. Loads without
 // impersonation. If the impersonation cannot be stopped, loads nothing and sets *identityError to the Win32
 // error code; otherwise sets it to 0. Throws HResultError (E_ACCESSDENIED) if the thread cannot impersonate
