@@ -17,15 +17,15 @@ struct Refusal {
   DWORD code;             // a Win32 error code or an HRESULT
 };
 
-// Opens the client file. While it is open, no process can write, rename or delete it. Returns an empty owner
-// and sets `refusal` if the path is not full, not local or too long, or if the file cannot be opened; returns
-// an empty owner without a refusal if the file does not exist.
+// Opens the client file for reading. While it is open, no process can write, rename or delete it. Returns an
+// empty owner and sets `refusal` if the path is not full, not local or too long, or if the file cannot be
+// opened; otherwise leaves `refusal` as it is, and returns an empty owner only if the file does not exist.
 [[nodiscard]] FileHandle OpenClientFile(const wchar_t* path, std::optional<Refusal>& refusal) noexcept;
 
-// Checks whether the open file may be loaded; returns nothing if so, otherwise the reason. `ownPath` gets the
-// file's own path: links are resolved and the prefix \\?\ is kept, so that Windows does not interpret it.
-// While the file is open, no folder of that path can be replaced. `library` and the rule for threads are
-// those of CheckSignature.
+// Checks the path and the signature of the open file; returns nothing if it may be loaded, otherwise the
+// reason. `ownPath` gets the file's own path: links are resolved and the prefix \\?\ is kept, so that Windows
+// does not interpret it. While the file is open, no folder of that path can be replaced. `library` and the
+// rule for threads are those of CheckSignature.
 [[nodiscard]] std::optional<Refusal> CheckClientFile(HANDLE file, wchar_t (&ownPath)[kOwnPathCapacity],
                                                      const wchar_t* library) noexcept;
 

@@ -19,13 +19,14 @@ struct ProtectionClient {
 // search that found the file open in another program or could not stop the impersonation. Before a library is
 // loaded, its signature is checked on the very file that is loaded (see signature_check.h). A loaded library
 // stays in the process and is used as long as the value names it. A file that is refused, or a path that is
-// not full and local, is logged at level 5 once, until path or file change. A missing value or file is not
-// logged.
+// not full and local, is logged at level 5 once, until path or file change; so is an impersonation that
+// cannot be stopped or restored. A missing value or file is not logged.
 //
 // Any thread may call, except from DllMain or while it holds the save mutex: checking takes time, and the
-// client's DllMain runs. If another thread is searching and no client is known, waits for it up to five
-// seconds; a call from within the search gets an empty client. Throws HResultError if the thread cannot
-// impersonate its user again.
+// client's DllMain runs. While another thread searches, returns the client of the last search; if there is
+// none, first waits up to five seconds, unless a thread has waited so long for the same search before. A call
+// from within the search does not wait. Throws HResultError (E_ACCESSDENIED) if the thread cannot impersonate
+// its user again.
 [[nodiscard]] ProtectionClient GetProtectionClient();
 
 // Makes the next call of GetProtectionClient search at once.

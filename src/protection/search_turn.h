@@ -6,7 +6,7 @@
 namespace varnel {
 
 // Lets one thread at a time search. A thread that has waited for a search in vain gives it up, so that no
-// other thread waits for the same one. Any thread may call.
+// other thread waits for the same one; the search itself continues and ends as usual. Any thread may call.
 class SearchTurn {
  public:
   // One word, so that a search that is given up is never a later one.

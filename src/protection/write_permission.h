@@ -7,13 +7,14 @@
 namespace varnel {
 
 // The self-protection service's permission for this process to write one file, from Request until the
-// destructor. Does nothing if there is no service. If the service refuses, the destructor logs it at level 5;
-// the caller proceeds in any case and lets the file system decide.
+// destructor withdraws it. Does nothing if there is no service. If the service refuses, the destructor logs
+// that at level 5 instead; the caller proceeds in any case and lets the file system decide.
 //
 // Create it before taking the save mutex and destroy it after releasing the mutex: checking and loading the
 // client, and the log line, may take time, for which no other process should wait.
 class ScopedWritePermission {
  public:
+  // Waits and throws like GetProtectionClient.
   ScopedWritePermission() : client_(GetProtectionClient()) {}
   ~ScopedWritePermission();
   ScopedWritePermission(const ScopedWritePermission&) = delete;
