@@ -16,7 +16,8 @@ constexpr bool IsEventIdentifier(std::int32_t id) noexcept {
   return id != kWholeProduct;
 }
 
-// True if a call is refused because the agent is not managed. Only Initialize3 sets `refuseWhenUnmanaged`.
+// True if a call is refused, with VARNEL_E_NOT_MANAGED, because the agent is not managed at the moment. Only
+// Initialize3 sets `refuseWhenUnmanaged`.
 [[nodiscard]] bool RefusesCall(bool refuseWhenUnmanaged) noexcept;
 
 constexpr wchar_t kServerSoftwareId[] = L"ORBASRVR_3500";
@@ -24,19 +25,20 @@ constexpr wchar_t kServerSoftwareId[] = L"ORBASRVR_3500";
 // kServerSoftwareId, letter case included.
 [[nodiscard]] bool IsServerSoftwareId(const wchar_t* softwareId) noexcept;
 
-// The ways of Save. The first rule that applies decides.
+// The ways of Save. The first rule that applies decides. A report is complete if CreateMachineElement and at
+// least one event have succeeded.
 enum class SaveWay {
-  kRefused,     // see RefusesCall
+  kRefused,     // see RefusesCall: Save writes nothing and fails
   kDropped,     // the agent is not managed: Save writes nothing and succeeds
-  kIncomplete,  // Save writes nothing and fails
+  kIncomplete,  // Save writes nothing and fails with E_FAIL
   kToServer,
   kToAgent,
 };
 [[nodiscard]] SaveWay ChooseSaveWay(bool refuseWhenUnmanaged, bool isComplete,
                                     const wchar_t* softwareId) noexcept;
 
-// Returns the agent's event folder, without a trailing backslash. `dataPath` is that of ReadDataPath; a
-// backslash that is missing at its end is not added.
+// Returns the agent's event folder, `dataPath` and "AgentEvents", without a trailing backslash. `dataPath` is
+// that of ReadDataPath; a backslash that is missing at its end is not added.
 [[nodiscard]] std::wstring AgentEventFolder(const wchar_t* dataPath);
 
 // Returns the extension of the agent's event files, without a dot: "txml" if `triggerFlag`, that of
@@ -47,8 +49,8 @@ enum class SaveWay {
 // that the report breaks.
 enum class FileRule {
   kEncodes,   // the text converts to UTF-8
-  kIsSmall,   // the bytes are below the size limit
-  kIsOpened,  // the folder takes a new file
+  kIsSmall,   // the bytes are below the size limit, see ReadEventSizeLimit
+  kIsOpened,  // the file can be created or, in the agent folder, truncated
   kIsWritten,
 };
 struct FileStep {
