@@ -9,7 +9,8 @@ namespace AdvXMLParser {
 // Allocates the memory of one document, in chunks that grow with the document, and frees all of it at once.
 class Arena {
  public:
-  // Bytes after an allocation that CopyBlocks may read or overwrite.
+  // Bytes after an allocation that CopyBlocks may always read, and overwrite until the next allocation, which
+  // may begin there.
   static constexpr std::size_t kSlack = kCopyBlock;
 
   Arena() noexcept {}  // leaves first_ uninitialised
@@ -27,8 +28,8 @@ class Arena {
     return piece;
   }
 
-  // Resizes the latest allocation and returns its new address; its content is lost. Throws std::bad_alloc,
-  // and the old memory is then lost too.
+  // Resizes the latest allocation from `bytes` to `newBytes` and returns its new address; its content is
+  // lost. Throws std::bad_alloc, and the old memory is then lost too.
   void* Reallocate(void* piece, std::size_t bytes, std::size_t newBytes);
 
  private:

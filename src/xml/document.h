@@ -27,11 +27,12 @@ class Document final : private DocumentStore, public NodeContainer {
   // Returns the root element, or NullElement if there is none.
   Element* Root() const noexcept { return root_; }
 
-  // Returns the markup on one line; or indented by two spaces a level, with CR LF between lines.
+  // Returns the markup, which begins with the XML declaration, on one line; or indented by two spaces a
+  // level, with CR LF between lines.
   // The indented form is not used by this DLL: part of the XML library.
   std::wstring ToString(bool indented) const;
-  // Returns the markup on one line in UTF-8, equal to Windows' conversion of the whole text but with much
-  // less memory. Returns nothing if only that conversion can tell the result: for zeros, for halves of
+  // Returns ToString(false) in UTF-8, equal to Windows' conversion of the whole text but with much less
+  // memory. Returns null bytes if only that conversion can tell the result: for zeros, for halves of
   // surrogate pairs, and for more bytes than an int can count.
   Utf8Text ToUtf8() const;
 

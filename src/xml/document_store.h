@@ -78,8 +78,8 @@ struct DocumentStore {
       needsConversion |= name.needsConversion;
     }
   };
-  // The attributes of elements with many attributes, by element and name. Ordered, not hashed, so that no
-  // choice of names makes lookups slow.
+  // The attributes of elements with more than 16 attributes, by element and name. Null for an attribute that
+  // could not be added. Ordered, not hashed, so that no choice of names makes lookups slow.
   using AttributeIndex = std::map<std::pair<const NodeContainer*, std::wstring_view>, Attribute*>;
 
   Arena arena;

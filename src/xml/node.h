@@ -41,13 +41,14 @@ class Node {
   // Returns the text of the node and everything below it. Each class says how it treats white space.
   std::wstring GetText() const;
   bool Is(int type) const noexcept { return type == type_; }
-  // Appends a deep copy to `parent` and returns it. An attribute is added to the attribute of that name. A
-  // document's copy is a new Document, which the caller deletes (clone.cpp). Not used.
+  // Appends a deep copy to `parent`, an attribute to that of the same name, and returns it; null for an
+  // attribute if `parent` is no element. A document's copy is new, and the caller deletes it. Not used.
   Node* Clone(NodeContainer* parent) const;
-  // Appends the node's markup to the context (markup_writer.cpp).
+  // Appends the node's markup to the context's text (markup_writer.cpp).
   void Write(WriteContext& context) const;
 
   NodeType Type() const noexcept { return type_; }
+  // Returns the name; for a node without one DOM's, such as "#text".
   std::wstring_view Name() const noexcept;
   // Returns the container of this node; NullElement for a null node and a document.
   NodeContainer* Parent() const noexcept;
@@ -100,13 +101,12 @@ class LinkedNode : public Node {
 // allocated when it is needed.
 class NodeContainer : public LinkedNode {
  public:
-  // Appends an empty element and returns it. Returns NullElement for a null node.
+  // Append an element, without content or with one text, and return it; NullElement for a null node and an
+  // attribute. An empty text is written as "<a></a>", no content as "<a/>".
   Element* AddElement(std::wstring_view name);
-  // Appends an element with one text and returns it. If there is no memory, adds nothing.
   Element* AddElement(std::wstring_view name, std::wstring_view text);
 
-  // Appends a Text child. An attribute that is given text twice reads as both texts joined. Does nothing for
-  // a null node; the next three functions neither.
+  // Appends a Text child. Does nothing for a null node, like the next three functions.
   void AddText(std::wstring_view value);
 
   // Append nodes whose texts are written unescaped, so they must not have the markup that ends them. Does
@@ -133,7 +133,8 @@ class NodeContainer : public LinkedNode {
     return Has(kHasOwnText) ? OwnText() : nullptr;
   }
   const StoredName& Tag() const noexcept { return *name_; }
-  // Returns the length of the document's compact markup; for a null node, which has no document, its own.
+  // Returns the length of the document's compact markup in UTF-8 bytes; for a null node, which has no
+  // document, an upper bound of its own.
   std::uint64_t BytesOfDocument() const noexcept {
     const DocumentStore* const store = Store();
     return store ? store->length.bytes : LengthOf("=\"\"/>");
@@ -231,11 +232,9 @@ class Element final : public NodeContainer {
   // Appends an element after the last child of the parent and returns it; NullElement for a null node.
   Element* AddSiblingElement(std::wstring_view name);
 
-  // Returns the attribute with this exact name, which is appended if it is missing; NullAttribute for a null
-  // node. Not used.
+  // Returns the attribute with this exact name, added if missing; NullAttribute for a null node. Not used.
   Attribute* GetOrAddAttribute(std::wstring_view name);
-  // Appends text to the value of the attribute with this exact name, which is added if it is missing. A null
-  // node stays as it is.
+  // Appends text to the attribute with this exact name, added if missing. Does nothing for a null node.
   void AddToAttribute(std::wstring_view name, std::wstring_view value);
   // Returns the attribute with this exact name; NullAttribute if there is none. Not used.
   Attribute* FindAttribute(std::wstring_view name) const noexcept;
@@ -253,6 +252,7 @@ class Element final : public NodeContainer {
 
 // The state of a container to which the destructor rolls back, unless Commit has been called: it removes all
 // children added since, with everything below them. So several additions succeed together or not at all.
+// Add nothing else meanwhile: it would stay, but the length for which ToUtf8 allocates would not count it.
 class Savepoint {
  public:
   explicit Savepoint(NodeContainer& container) noexcept;
