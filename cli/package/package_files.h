@@ -32,7 +32,7 @@ inline constexpr std::size_t kPiece = 65'536;  // most bytes in one call of a si
 
 // Open a package. Throw Failure, a clause without the path, if `path` is not one, or holds what no package
 // holds: too much; in a folder links and devices; in a zip names that lead out of it, or equal names in any
-// case of letters. A link in a zip is read as a file.
+// case of letters. A link in a zip is read as a file. WINDOWS: with libstdc++, so is a link in a folder.
 [[nodiscard]] std::unique_ptr<PackageFiles> OpenFolder(const std::filesystem::path& path);
 [[nodiscard]] std::unique_ptr<PackageFiles> OpenZip(const std::filesystem::path& path);
 
