@@ -25,6 +25,7 @@ struct FileError {
   SystemError number = 0;
 };
 
+// Of what a path leads to: links are followed.
 struct PathFacts {
   FileError error;  // the other members are valid if there is none
   bool isFolder = false;

@@ -34,6 +34,16 @@ FileError ErrorOf(DWORD number) {
   }
 }
 
+PathFacts FactsOfTarget(const NativePath& link) {
+  const FileHandle target(CreateFileW(link.c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS | kAnonymously, nullptr));
+  BY_HANDLE_FILE_INFORMATION facts;
+  if (!target || !GetFileInformationByHandle(target.Get(), &facts)) return {ErrorOf(GetLastError())};
+  return {{},
+          (facts.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0,
+          Joined(facts.nFileSizeHigh, facts.nFileSizeLow)};
+}
+
 // Creates a file that must not exist, not even as a dangling link. No other process can open it meanwhile.
 FileHandle CreateBeside(const NativePath& path) {
   FileHandle file;
@@ -63,6 +73,7 @@ bool Rename(HANDLE file, const NativePath& path) {
 PathFacts FactsOf(const NativePath& path) {
   WIN32_FILE_ATTRIBUTE_DATA data;
   if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) return {ErrorOf(GetLastError())};
+  if (data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) return FactsOfTarget(path);
   return {{},
           (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0,
           Joined(data.nFileSizeHigh, data.nFileSizeLow)};

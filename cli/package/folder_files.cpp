@@ -21,10 +21,11 @@ class FolderFiles : public PackageFiles {
     std::error_code error;
     fs::recursive_directory_iterator at(root, error);
     for (; !error && at != fs::recursive_directory_iterator(); at.increment(error)) {
-      const fs::file_status status = at->symlink_status(error);
-      if (error) break;
       const std::string name = Utf8Of(at->path().lexically_relative(root));
-      if (!fs::is_regular_file(status) && !fs::is_directory(status))
+      const bool isLink = IsLink(at->path());
+      const fs::file_status status = isLink ? fs::file_status() : at->status(error);
+      if (error) break;
+      if (isLink || (!fs::is_regular_file(status) && !fs::is_directory(status)))
         throw Failure(Printable(name) + " is a link or a device, which no package has; remove it");
       if (fs::is_regular_file(status)) names_.push_back(name);
       if (names_.size() > kMostFiles || at.depth() > kMostLevels)

@@ -31,9 +31,13 @@ inline constexpr std::uint64_t kMostBytes = std::uint64_t{2} << 30;
 inline constexpr std::size_t kPiece = 65'536;  // most bytes in one call of a sink
 
 // Open a package. Throw Failure, a clause without the path, if `path` is not one, or holds what no package
-// holds: too much; in a folder links and devices; in a zip names that lead out of it, or equal names in any
-// case of letters. A link in a zip is read as a file. WINDOWS: with libstdc++, so is a link in a folder.
+// holds: too much, links or devices; in a zip names that lead out of it, or equal names in any case of
+// letters.
 [[nodiscard]] std::unique_ptr<PackageFiles> OpenFolder(const std::filesystem::path& path);
 [[nodiscard]] std::unique_ptr<PackageFiles> OpenZip(const std::filesystem::path& path);
+
+// True for a symbolic link, and on Windows for a junction and every other reparse point. Links are not
+// followed: links_windows.cpp and links_posix.cpp.
+[[nodiscard]] bool IsLink(const std::filesystem::path& path);
 
 }  // namespace varnel::tool

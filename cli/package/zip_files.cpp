@@ -22,6 +22,8 @@ constexpr std::size_t kLongestComment = 65'535;
 constexpr std::uint32_t kZip64 = 0xFFFFFFFF;
 constexpr std::size_t kMostDirectory = std::size_t{8} << 20;
 constexpr unsigned kEncrypted = 1, kStored = 0, kDeflated = 8;
+// Types of a file in the mode that zips of Unix have in the upper half of the external attributes.
+constexpr unsigned kUnixTypes = 0xF000, kUnixLink = 0xA000;
 
 [[noreturn]] void Refuse(const std::string& fault) {
   throw Failure("is not a sound zip: " + fault);
@@ -199,6 +201,8 @@ class ZipFiles : public PackageFiles {
       Refuse("the name " + Printable(name) + " could lead out of the folder; do not unpack it");
     if (!seen.insert(LowerCase(name)).second) Refuse("it has " + Printable(name) + " twice");
     if (isFolder) return;
+    if ((Number32(record, 38) >> 16 & kUnixTypes) == kUnixLink)
+      Refuse(Printable(name) + " is a link, which no package has; do not unpack it");
     const Entry entry{Number16(record, 10), Number32(record, 16), Number32(record, 20), Number32(record, 24),
                       Number32(record, 42)};
     if ((Number16(record, 8) & kEncrypted) != 0 || (entry.method != kStored && entry.method != kDeflated))
