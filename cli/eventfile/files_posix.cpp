@@ -94,7 +94,7 @@ struct InputFile::Handle {
 InputFile::InputFile(const NativePath& path, Links links) {
   // Without O_NONBLOCK, opening a pipe waits for its writer.
   const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | (links == Links::kFollow ? 0 : O_NOFOLLOW);
-  handle_ = std::make_unique<Handle>(Descriptor(open(path.c_str(), flags)));
+  handle_ = std::make_unique<Handle>(Handle{Descriptor(open(path.c_str(), flags))});
   struct stat facts;
   if (!handle_->file || fstat(handle_->file.Get(), &facts) != 0)
     error_ = LastError();
@@ -134,7 +134,7 @@ NewFile::NewFile(NativePath path) : path_(std::move(path)) {
     std::string name = path_ + "." + std::to_string(number) + ".new";
     Descriptor file(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (!file && errno == EEXIST) continue;
-    if (file) handle_ = std::make_unique<Handle>(std::move(name), std::move(file));
+    if (file) handle_ = std::make_unique<Handle>(Handle{std::move(name), std::move(file)});
     return;
   }
 }

@@ -144,7 +144,7 @@ struct NewFile::Handle {
 };
 
 NewFile::NewFile(NativePath path)
-    : path_(std::move(path)), handle_(std::make_unique<Handle>(CreateBeside(path_))) {}
+    : path_(std::move(path)), handle_(std::make_unique<Handle>(Handle{CreateBeside(path_)})) {}
 
 NewFile::~NewFile() {
   if (!handle_->file) return;
