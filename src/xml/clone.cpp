@@ -28,6 +28,8 @@ Attribute* CloneAttribute(const Attribute& attribute, NodeContainer& parent) {
 // Copies up to the child that is the last one now, because `target` may be below this node.
 void NodeContainer::CloneChildrenInto(NodeContainer& target) const {
   const Node* const last = LastChild();
+  // Only a document's copy is owned by the caller, and a child is never a document.
+  // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks)
   for (const Node* child = FirstChild(); child; child = child == last ? nullptr : child->NextSibling())
     child->Clone(&target);
 }
