@@ -22,8 +22,9 @@ std::optional<std::size_t> ReadBytes(InputFile& file, std::string& bytes) {
   if (first < kPart) return first;
   const std::uint64_t whole = file.Size();
   if (whole > kLargest) return std::nullopt;
-  if (bytes.size() < whole) bytes.resize(static_cast<std::size_t>(whole));
-  return kPart + file.Read(bytes.data() + kPart, std::max<std::size_t>(whole, kPart) - kPart);
+  const std::size_t size = std::max(static_cast<std::size_t>(whole), kPart);
+  if (bytes.size() < size) bytes.resize(size);
+  return kPart + file.Read(bytes.data() + kPart, size - kPart);
 }
 
 Failure CannotRead(const NativePath& path, const FileError& error) {
