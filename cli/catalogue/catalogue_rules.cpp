@@ -12,8 +12,10 @@ namespace varnel::tool::catalogue {
 namespace {
 
 // The members of every generated class, and the names of every generated namespace.
-constexpr std::string_view kMembers[] = {"AddTo", "TryAddTo", "Visit"};
-constexpr std::string_view kFunctions[] = {"DescribeProduct"};
+constexpr std::string_view kMembers[] = {"AddTo",   "TryAddTo",      "Visit",          "EventName",
+                                         "EventId", "EventSeverity", "EventCatalogue", "CatalogueText"};
+constexpr std::string_view kVariables[] = {"visitor"};
+constexpr std::string_view kFunctions[] = {"DescribeProduct", "TextOf", "EventCatalogue", "CatalogueText"};
 
 class Rules {
  public:
@@ -95,16 +97,19 @@ class Rules {
 
   // Attributes and children of one element share the names of setters, and of labels in JSON.
   void CheckContent(const Content& content, const std::string& className) {
-    Scope fields(*this, kMembers), members(*this, kMembers);
+    Scope fields(*this, kVariables), members(*this, kMembers), variables(*this, kVariables);
     members.Add(className, className, {});
+    const auto add = [&](const std::string& name, Position at) {
+      return fields.Add(name, ClassName(name), at) && variables.Add(name, VariableName(name), at);
+    };
     for (const Attribute& attribute : content.attributes) {
       Use(attribute.type);
-      if (fields.Add(attribute.name, ClassName(attribute.name), attribute.at))
+      if (add(attribute.name, attribute.at))
         members.Add(attribute.name, "Set" + ClassName(attribute.name), attribute.at);
     }
     for (const Child& child : content.children) {
       if (child.type) Use(*child.type);
-      if (fields.Add(child.name, ClassName(child.name), child.at)) CheckChild(child, className, members);
+      if (add(child.name, child.at)) CheckChild(child, className, members);
     }
   }
 
@@ -133,7 +138,9 @@ void FindFaults(const Catalogue& catalogue, std::vector<Finding>& findings) {
 bool IsOneLine(std::string_view utf8) {
   while (!utf8.empty()) {
     const Decoded next = DecodeUtf8(utf8);
-    if (!next.isValid || next.code < 0x20 || next.code == 0x7F || !IsXmlCharacter(next.code)) return false;
+    const bool isControl = next.code < 0x20 || (next.code >= 0x7F && next.code < 0xA0) ||
+                           next.code == 0x2028 || next.code == 0x2029;
+    if (!next.isValid || isControl || !IsXmlCharacter(next.code)) return false;
     utf8.remove_prefix(next.length);
   }
   return true;

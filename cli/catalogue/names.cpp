@@ -57,7 +57,7 @@ constexpr std::string_view kKeywords[] = {
     "struct",   "switch",   "template",   "this",    "throw",    "true",      "try",       "typedef",
     "typeid",   "typename", "typeof",     "uint",    "ulong",    "unchecked", "union",     "unsafe",
     "unsigned", "ushort",   "using",      "virtual", "void",     "volatile",  "while",     "xor",
-    "report",   "time",     "value",      "visitor"};  // the last row: parameters of every generated class
+    "report",   "text",     "time",       "visitor"};  // the last four: names in every generated class
 
 // Returns the words of a name joined, each with a capital. Every character but ASCII letters and digits
 // separates words.
@@ -107,7 +107,7 @@ std::string VariableName(std::string_view name) {
     if (i > 0 && i + 1 < text.size() && IsLower(text[i + 1])) break;
     text[i] = ToLower(text[i]);
   }
-  if (IsOneOf(text, kKeywords)) text += '_';
+  if (IsOneOf(text, kKeywords)) text += "Value";
   return text;
 }
 

@@ -24,7 +24,7 @@ enum class Place { kRoot, kProductElement, kEvent, kChildOfEvent, kDeeperChild }
 // Returns the name of a class, and the end of a setter's name: "file-name" becomes FileName and "SHA256"
 // Sha256. Returns an empty text if the name has no ASCII letter or digit.
 [[nodiscard]] std::string ClassName(std::string_view name);
-// Returns the name of a parameter: "FileName" becomes fileName. A keyword gets an underscore.
+// Returns the name of a parameter: "FileName" becomes fileName. A keyword gets "Value" at its end.
 [[nodiscard]] std::string VariableName(std::string_view name);
 // Returns the name of a child's class. `parent` is the class around it, which C++ does not let it equal.
 [[nodiscard]] std::string ChildClassName(std::string_view name, std::string_view parentClass);

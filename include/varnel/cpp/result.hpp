@@ -22,6 +22,7 @@ inline constexpr HRESULT kNotOpen = E_HANDLE;
 inline constexpr HRESULT kNoLibrary = OLE_E_BLANK;
 inline constexpr HRESULT kNoMachine = SystemResult(ERROR_INVALID_STATE);
 inline constexpr HRESULT kNoEvent = SystemResult(ERROR_EMPTY);
+inline constexpr HRESULT kNoChild = SystemResult(ERROR_NOT_FOUND);
 inline constexpr HRESULT kMachineTwice = SystemResult(ERROR_ALREADY_EXISTS);
 
 namespace detail {
@@ -68,6 +69,9 @@ inline constexpr DescribedResult kDescribedResults[] = {
       L"Use the Library object that it was moved to, or open a new one."}},
     {kNoMachine, {L"the report has no machine facts", L"Call AddMachine before Save."}},
     {kNoEvent, {L"the report has no event", L"Call AddEvent before Save."}},
+    {kNoChild,
+     {L"a list of children is empty of which the catalogue requires at least one",
+      L"Add a child to the list, or do not report the event without one."}},
     {kMachineTwice,
      {L"the report already has its machine facts", L"Call AddMachine only once for each report."}},
     {E_FAIL,
