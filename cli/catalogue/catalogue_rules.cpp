@@ -15,7 +15,24 @@ namespace {
 constexpr std::string_view kMembers[] = {"AddTo",   "TryAddTo",      "Visit",          "EventName",
                                          "EventId", "EventSeverity", "EventCatalogue", "CatalogueText"};
 constexpr std::string_view kVariables[] = {"visitor"};
-constexpr std::string_view kFunctions[] = {"DescribeProduct", "TextOf", "EventCatalogue", "CatalogueText"};
+constexpr std::string_view kFunctions[] = {"DescribeProduct",
+                                           "TextOf",
+                                           "EventCatalogue",
+                                           "CatalogueText",
+                                           "ArgumentException",
+                                           "ArgumentNullException",
+                                           "COMException",
+                                           "CultureInfo",
+                                           "DateTime",
+                                           "DateTimeKind",
+                                           "Guid",
+                                           "IEnumerable",
+                                           "IEventElement",
+                                           "IPAddress",
+                                           "List",
+                                           "OrbaEventInf",
+                                           "StringBuilder",
+                                           "Varnel"};
 
 class Rules {
  public:

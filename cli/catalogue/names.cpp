@@ -107,8 +107,12 @@ std::string VariableName(std::string_view name) {
     if (i > 0 && i + 1 < text.size() && IsLower(text[i + 1])) break;
     text[i] = ToLower(text[i]);
   }
-  if (IsOneOf(text, kKeywords)) text += "Value";
+  if (IsKeyword(text)) text += "Value";
   return text;
+}
+
+bool IsKeyword(std::string_view name) {
+  return IsOneOf(name, kKeywords);
 }
 
 std::string ChildClassName(std::string_view name, std::string_view parentClass) {

@@ -26,6 +26,7 @@ enum class Place { kRoot, kProductElement, kEvent, kChildOfEvent, kDeeperChild }
 [[nodiscard]] std::string ClassName(std::string_view name);
 // Returns the name of a parameter: "FileName" becomes fileName. A keyword gets "Value" at its end.
 [[nodiscard]] std::string VariableName(std::string_view name);
+[[nodiscard]] bool IsKeyword(std::string_view name);
 // Returns the name of a child's class. `parent` is the class around it, which C++ does not let it equal.
 [[nodiscard]] std::string ChildClassName(std::string_view name, std::string_view parentClass);
 
