@@ -62,6 +62,20 @@ void CodeWriter::Label(std::string_view text) {
   text_.append(2 * level_ - 1, ' ').append(text) += '\n';
 }
 
+void CodeWriter::List(std::string_view start, const std::vector<std::string>& parts, std::string_view end) {
+  std::string line(start);
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    const bool isLast = i + 1 == parts.size();
+    const std::string part = parts[i] + (isLast ? std::string(end) : ",");
+    if (i > 0 && 2 * level_ + line.size() + 1 + part.size() > kWidth) {
+      Line(line);
+      line = "   ";
+    }
+    line.append(i == 0 ? "" : " ").append(part);
+  }
+  Line(line);
+}
+
 void CodeWriter::Comment(std::string_view mark, std::string_view text) {
   const std::size_t width = std::max<std::size_t>(kWidth - std::min(kWidth, 2 * level_ + mark.size()), 40);
   while (!text.empty()) {

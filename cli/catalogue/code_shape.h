@@ -49,6 +49,8 @@ class CodeWriter {
   void Line(std::string_view text = {});
   // Appends a line half a level further out.
   void Label(std::string_view text);
+  // Appends `start`, the parts separated by commas, and `end`, in as many lines as they need.
+  void List(std::string_view start, const std::vector<std::string>& parts, std::string_view end);
   // Appends a comment of as many lines as it needs, each behind `mark`.
   void Comment(std::string_view mark, std::string_view text);
   void Open(std::string_view text);

@@ -199,14 +199,18 @@ class CSharpWriter {
   }
 
   void WriteConstructor(const std::vector<Member>& members, const std::string& name) {
-    std::string parameters;
+    std::vector<std::string> parameters;
     code_.Line();
     for (const Member& member : members) {
       if (!member.isRequired) continue;
       code_.Comment("/// ", "<param name=\"" + member.variable + "\">" + Escaped(member.text) + "</param>");
-      parameters.append(parameters.empty() ? "" : ", ").append(ParameterType(member) + " " + member.variable);
+      parameters.push_back(ParameterType(member) + " " + member.variable);
     }
-    Open("public " + name + "(" + parameters + ")");
+    if (parameters.empty())
+      Line("public " + name + "()");
+    else
+      code_.List("public " + name + "(", parameters, ")");
+    code_.Open("{");
     for (const Member& member : members)
       if (member.isRequired) Line("this." + member.variable + " = " + Stored(member) + ";");
     Close();

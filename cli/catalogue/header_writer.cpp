@@ -82,12 +82,11 @@ class HeaderWriter {
 
   void WriteType(const OwnType& type) {
     const std::string name = ClassName(type.name);
-    std::string enumerators;
-    for (const std::string& value : type.values)
-      enumerators.append(enumerators.empty() ? "k" : ", k").append(ClassName(value));
+    std::vector<std::string> enumerators;
+    for (const std::string& value : type.values) enumerators.push_back("k" + ClassName(value));
     code_.Line();
     code_.Comment("// ", type.text);
-    code_.Line(Join({"enum class ", name, " { ", enumerators, " };"}));
+    code_.List(Join({"enum class ", name, " { "}), enumerators, " };");
     code_.Line("// Returns the value's text in event files; null for a number that is no value.");
     code_.Open(Join({"constexpr const wchar_t* TextOf(", name, " value) noexcept {"}));
     code_.Open("switch (value) {");
@@ -104,7 +103,7 @@ class HeaderWriter {
     code_.Line();
     code_.Comment("// ", event.text);
     if (!event.since.empty()) code_.Comment("// ", "Since version " + event.since + ".");
-    code_.Open(Join({"class ", name, " : public varnel::Event<", name, "> {"}));
+    code_.Open("class " + name + " : public varnel::Event {");
     code_.Label("public:");
     code_.Line(Join({"static constexpr wchar_t kName[] = L\"", Literal(event.name), "\";"}));
     code_.Line("static constexpr long kId = " + Number(event.id) + ";");
@@ -119,7 +118,7 @@ class HeaderWriter {
   void WriteChildClass(const Child& child, const std::string& name) {
     code_.Line();
     code_.Comment("// ", child.text);
-    code_.Open("class " + name + " {");
+    code_.Open("class " + name + " : public varnel::Child {");
     code_.Label("public:");
     WriteClass(child, &child, name);
   }
@@ -128,15 +127,9 @@ class HeaderWriter {
     const std::vector<Member> members = MembersOf(content, self, name);
     for (const Member& member : members)
       if (member.kind == Kind::kChild) WriteChildClass(*member.child, member.className);
-    WriteConstructor(members, name);
+    WriteConstructor(members, self, name);
     for (const Member& member : members)
       if (!member.isRequired || member.isMany) WriteSetter(member, name);
-    WriteVisit(members, self);
-    if (!members.empty()) {
-      code_.Line();
-      code_.Label("private:");
-    }
-    for (const Member& member : members) code_.Line(Join({StoredType(member), " ", member.variable, "_;"}));
     code_.Close("};");
   }
 
@@ -155,62 +148,53 @@ class HeaderWriter {
     if (member.kind != Kind::kChild) return FieldType(member);
     return member.isMany ? Join({"varnel::Many<", member.className, ">"}) : member.className;
   }
-  std::string StoredType(const Member& member) const {
-    if (member.isRequired) return ParameterType(member);
-    const std::string type = member.kind == Kind::kChild ? member.className : FieldType(member);
-    return Join({member.isMany ? "std::vector<" : "std::optional<", type, ">"});
+  // Returns the call that stores a parameter, by Add in a constructor and by Set in a setter.
+  static std::string Store(const Member& member, const char* function) {
+    const std::string moved = Join({"std::move(", member.variable, ")"});
+    if (member.kind == Kind::kChild) return Join({function, "(", moved, ");"});
+    return Join({function, "(L\"", Literal(member.name), "\", ", moved, ");"});
   }
 
-  void WriteConstructor(const std::vector<Member>& members, const std::string& name) {
-    std::string parameters, values;
-    int count = 0;
+  void WriteConstructor(const std::vector<Member>& members, const Child* self, const std::string& name) {
+    std::vector<std::string> parameters, statements;
     code_.Line();
     for (const Member& member : members) {
       if (!member.isRequired) continue;
-      ++count;
       if (!member.text.empty()) code_.Comment("// ", Join({member.variable, ": ", member.text}));
-      parameters.append(parameters.empty() ? "" : ", ")
-          .append(Join({ParameterType(member), " ", member.variable}));
-      values.append(values.empty() ? "" : ", ")
-          .append(Join({member.variable, "_(std::move(", member.variable, "))"}));
+      parameters.push_back(Join({ParameterType(member), " ", member.variable}));
+      if (member.kind == Kind::kText) continue;
+      if (member.kind == Kind::kChild && member.isMany)
+        statements.push_back(
+            Join({"Add(L\"", Literal(member.name), "\", std::move(", member.variable, ").Take());"}));
+      else
+        statements.push_back(Store(member, "Add"));
     }
-    if (count == 0) return code_.Line(name + "() = default;");
-    code_.Line(Join({count == 1 ? "explicit " : "", name, "(", parameters, ")"}));
-    code_.Line(Join({"    : ", values, " {}"}));
+    const std::string base =
+        self ? Join({"varnel::Child(L\"", Literal(self->name), "\"", self->type ? ", std::move(text))" : ")"})
+             : "varnel::Event(kName, kId, kSeverity)";
+    if (parameters.empty())
+      code_.Line(Join({name, "() : ", base, " {}"}));
+    else {
+      code_.List(Join({parameters.size() == 1 ? "explicit " : "", name, "("}), parameters, ")");
+      if (statements.empty()) return code_.Line(Join({"    : ", base, " {}"}));
+      code_.Open(Join({"    : ", base, " {"}));
+      for (const std::string& statement : statements) code_.Line(statement);
+      code_.Close("}");
+    }
   }
 
   void WriteSetter(const Member& member, const std::string& name) {
     const std::string type = member.kind == Kind::kChild ? member.className : FieldType(member);
     const std::string parameter = Join({"(", type, " ", member.variable, ")"});
     const std::string function = (member.isMany ? "Add" : "Set") + member.codeName;
-    const std::string stored = member.variable + "_", moved = Join({"std::move(", member.variable, ")"});
     code_.Line();
     code_.Comment("// ", member.text);
-    code_.Open(Join({name, "& ", function, parameter, " & {"}));
-    code_.Line(member.isMany ? Join({stored, ".push_back(", moved, ");"})
-                             : Join({stored, " = ", moved, ";"}));
-    code_.Line("return *this;");
-    code_.Close("}");
-    code_.Open(Join({name, "&& ", function, parameter, " && {"}));
-    code_.Line(Join({"return std::move(", function, "(", moved, "));"}));
-    code_.Close("}");
-  }
-
-  void WriteVisit(const std::vector<Member>& members, const Child* self) {
-    code_.Line();
-    code_.Line("// Passes all values to the visitor, in the order in which they are written.");
-    code_.Line("template <class Visitor>");
-    code_.Open(Join({"void Visit(Visitor& ", members.empty() && !self ? "" : "visitor", ") const {"}));
-    if (self && !self->type) code_.Line("visitor.NoText();");
-    for (const Member& member : members) {
-      const std::string stored = member.variable + "_";
-      if (member.kind == Kind::kText)
-        code_.Line(Join({"visitor.Text(", stored, ");"}));
-      else
-        code_.Line(Join({"visitor.", member.kind == Kind::kChild ? "Child" : "Attribute", "(L\"",
-                         Literal(member.name), "\", ", stored, ");"}));
+    for (const std::string_view reference : {"&", "&&"}) {
+      code_.Open(Join({name, reference, " ", function, parameter, " ", reference, " {"}));
+      code_.Line(Store(member, member.isMany ? "Add" : "Set"));
+      code_.Line(reference == "&" ? "return *this;" : "return std::move(*this);");
+      code_.Close("}");
     }
-    code_.Close("}");
   }
 
   const Catalogue& catalogue_;

@@ -40,24 +40,25 @@ constexpr std::string_view kMacros[] = {
     "MoveMemory",    "PostAppMessage", "SecureZeroMemory", "SetSwapAreaSize",  "UnlockResource",
     "UnlockSegment", "Yield",          "ZeroMemory"};
 
-// Keywords of C++ and C#, and macros of <windows.h> in small letters.
+// Keywords of C++ and C#, and macros and types of <windows.h> in small letters.
 constexpr std::string_view kKeywords[] = {
-    "abstract", "alignas",  "alignof",    "and",     "as",       "asm",       "assert",    "auto",
-    "base",     "bitand",   "bitor",      "bool",    "break",    "byte",      "case",      "catch",
-    "cdecl",    "char",     "checked",    "class",   "compl",    "concept",   "const",     "constexpr",
-    "continue", "decimal",  "decltype",   "default", "delegate", "delete",    "do",        "double",
-    "else",     "enum",     "errno",      "event",   "explicit", "export",    "extern",    "false",
-    "far",      "finally",  "fixed",      "float",   "for",      "foreach",   "friend",    "goto",
-    "hyper",    "if",       "implicit",   "in",      "inline",   "int",       "interface", "internal",
-    "is",       "lock",     "long",       "max",     "min",      "mutable",   "namespace", "near",
-    "new",      "noexcept", "not",        "null",    "nullptr",  "object",    "operator",  "or",
-    "out",      "override", "params",     "pascal",  "private",  "protected", "public",    "readonly",
-    "ref",      "register", "requires",   "return",  "sbyte",    "sealed",    "short",     "signed",
-    "sizeof",   "small",    "stackalloc", "static",  "stderr",   "stdin",     "stdout",    "string",
-    "struct",   "switch",   "template",   "this",    "throw",    "true",      "try",       "typedef",
-    "typeid",   "typename", "typeof",     "uint",    "ulong",    "unchecked", "union",     "unsafe",
-    "unsigned", "ushort",   "using",      "virtual", "void",     "volatile",  "while",     "xor",
-    "report",   "text",     "time",       "visitor"};  // the last four: names in every generated class
+    "abstract",  "alignas",   "alignof",  "and",      "as",         "asm",     "assert",   "auto",
+    "base",      "bitand",    "boolean",  "linger",   "bitor",      "bool",    "break",    "byte",
+    "case",      "catch",     "cdecl",    "char",     "checked",    "class",   "compl",    "concept",
+    "const",     "constexpr", "continue", "decimal",  "decltype",   "default", "delegate", "delete",
+    "do",        "double",    "else",     "enum",     "errno",      "event",   "explicit", "export",
+    "extern",    "false",     "far",      "finally",  "fixed",      "float",   "for",      "foreach",
+    "friend",    "goto",      "hyper",    "if",       "implicit",   "in",      "inline",   "int",
+    "interface", "internal",  "is",       "lock",     "long",       "max",     "min",      "mutable",
+    "namespace", "near",      "new",      "noexcept", "not",        "null",    "nullptr",  "object",
+    "operator",  "or",        "out",      "override", "params",     "pascal",  "private",  "protected",
+    "public",    "readonly",  "ref",      "register", "requires",   "return",  "sbyte",    "sealed",
+    "short",     "signed",    "sizeof",   "small",    "stackalloc", "static",  "stderr",   "stdin",
+    "stdout",    "string",    "struct",   "switch",   "template",   "this",    "throw",    "true",
+    "try",       "typedef",   "typeid",   "typename", "typeof",     "uint",    "ulong",    "unchecked",
+    "union",     "unsafe",    "unsigned", "ushort",   "using",      "virtual", "void",     "volatile",
+    "while",     "xor",       "report",   "text",     "time",       "visitor"};  // the last four: names in
+                                                                                 // every generated class
 
 // Returns the words of a name joined, each with a capital. Every character but ASCII letters and digits
 // separates words.

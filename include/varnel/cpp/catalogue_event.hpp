@@ -1,8 +1,11 @@
-// Part of <varnel/catalogue.hpp>: fields, lists of children, and how a generated event is added to a report.
+// Part of <varnel/catalogue.hpp>: fields, children, and how a generated event is added to a report.
+//
+// Generated classes have no members of their own: what is here holds all values as the texts that will be
+// written. So a header with thousands of events compiles fast, because little of it is a template.
 #pragma once
 
+#include <cwchar>
 #include <exception>
-#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -10,56 +13,153 @@
 #include <vector>
 
 namespace varnel {
-
 namespace detail {
+
+// The text of a value, and S_OK or what keeps the value out of a report.
+struct FieldText {
+  Text text;
+  HRESULT status = S_OK;
+};
 
 template <class Value, class Given>
 constexpr bool kFits =
     std::is_convertible_v<Given, Value> && !std::is_same_v<std::decay_t<Given>, std::nullptr_t>;
 
-// What each type of value has: Text and the catalogue's own types here, the others as members.
+// Values are varnel::Text, the catalogue's enumerations, and the types of catalogue_values.hpp.
 template <class Value>
-HRESULT StatusOf(const Value& value) noexcept {
-  if constexpr (std::is_same_v<Value, Text>)
-    return value.StatusAsNeeded();
-  else if constexpr (std::is_enum_v<Value>)
-    return TextOf(value) ? S_OK : kBadText;
-  else
-    return value.Status();
-}
-template <class Value>
-decltype(auto) AsText(const Value& value) noexcept {
-  if constexpr (std::is_same_v<Value, Text>)
-    return (value);
-  else if constexpr (std::is_enum_v<Value>)
-    return Text(TextOf(value));
-  else
-    return value.AsText();
+FieldText AsFieldText(Value value) noexcept {
+  if constexpr (std::is_same_v<Value, Text>) {
+    const HRESULT status = value.StatusAsNeeded();
+    return {std::move(value), status};
+  } else if constexpr (std::is_enum_v<Value>) {
+    return AsFieldText(Text(TextOf(value)));
+  } else {
+    const HRESULT status = value.Status();
+    return {std::move(value).AsText(), status};
+  }
 }
 
 }  // namespace detail
 
 // The value of one field of a catalogue. `Name` names the field in the compiler's messages.
 template <class Name, class Value>
-class Field {
+class Field : public detail::FieldText {
  public:
   template <class Given, std::enable_if_t<!std::is_same_v<std::decay_t<Given>, Field>, int> = 0>
-  Field(Given&& given) noexcept : value_(Convert(std::forward<Given>(given))) {}
-  const Value& Get() const noexcept { return value_; }
+  Field(Given&& given) noexcept : FieldText(Convert(std::forward<Given>(given))) {}
 
  private:
   template <class Given>
-  static Value Convert(Given&& given) noexcept {
+  static FieldText Convert(Given&& given) noexcept {
     static_assert(detail::kFits<Value, Given>,
                   "varnel: a value has another type than its field in the catalogue. This message names the "
                   "field as the first argument of varnel::Field, and the type that it needs as the second.");
     if constexpr (detail::kFits<Value, Given>)
-      return std::forward<Given>(given);
+      return detail::AsFieldText<Value>(std::forward<Given>(given));
     else
       std::terminate();  // keeps the compiler from a second message
   }
+};
 
-  Value value_;
+namespace detail {
+
+// An element that will be written. Names are literals of generated code.
+struct Node {
+  struct Attribute {
+    const wchar_t* name;
+    FieldText value;
+  };
+  const wchar_t* name;
+  FieldText text;
+  std::vector<Attribute> attributes;
+  std::vector<Node> children;
+};
+
+struct NodeFault {
+  const wchar_t* name = nullptr;
+  HRESULT status = S_OK;
+};
+// Returns the first value that cannot be written.
+inline NodeFault FindFault(const Node& node) noexcept {
+  if (FAILED(node.text.status)) return {node.name, node.text.status};
+  for (const Node::Attribute& attribute : node.attributes)
+    if (FAILED(attribute.value.status)) return {attribute.name, attribute.value.status};
+  for (const Node& child : node.children)
+    if (const NodeFault fault = FindFault(child); fault.name) return fault;
+  return {};
+}
+
+// Writes all but the node's own text into its element; stops at the first failure.
+inline HRESULT WriteNode(const Element& element, const Node& node) noexcept {
+  HRESULT result = S_OK;
+  for (const Node::Attribute& attribute : node.attributes) {
+    result = element.TrySetAttribute(attribute.name, attribute.value.text);
+    if (FAILED(result)) return result;
+  }
+  for (const Node& child : node.children) {
+    const bool isLeaf = child.attributes.empty() && child.children.empty();
+    Element added;
+    result = element.TryAddChild(child.name, child.text.text, isLeaf ? nullptr : &added);
+    if (SUCCEEDED(result) && !isLeaf) result = WriteNode(added, child);
+    if (FAILED(result)) return result;
+  }
+  return result;
+}
+
+// The base of events and children. Moved, not copied, like the texts that it holds.
+class NodeOwner {
+ protected:
+  explicit NodeOwner(const wchar_t* name, FieldText&& text = {}) noexcept
+      : node_{name, std::move(text), {}, {}} {}
+  ~NodeOwner() = default;
+  NodeOwner(NodeOwner&&) noexcept = default;
+  NodeOwner& operator=(NodeOwner&&) noexcept = default;
+
+  // Add appends an attribute or a child. Set replaces the one of the same name.
+  void Add(const wchar_t* name, FieldText&& value) {
+    if (node_.attributes.capacity() == 0) node_.attributes.reserve(8);
+    node_.attributes.push_back({name, std::move(value)});
+  }
+  void Set(const wchar_t* name, FieldText&& value) {
+    for (Node::Attribute& attribute : node_.attributes)
+      if (std::wcscmp(attribute.name, name) == 0) return (void)(attribute.value = std::move(value));
+    Add(name, std::move(value));
+  }
+  void Add(NodeOwner&& child) {
+    // The fault of an empty list, see below, ends with its first child.
+    for (Node& other : node_.children)
+      if (other.text.status == kNoChild && std::wcscmp(other.name, child.node_.name) == 0)
+        return (void)(other = std::move(child.node_));
+    node_.children.push_back(std::move(child.node_));
+  }
+  void Set(NodeOwner&& child) {
+    for (Node& other : node_.children)
+      if (std::wcscmp(other.name, child.node_.name) == 0) return (void)(other = std::move(child.node_));
+    node_.children.push_back(std::move(child.node_));
+  }
+  // Adds children of which at least one is required.
+  void Add(const wchar_t* name, std::vector<Node>&& children) {
+    if (children.empty()) node_.children.push_back({name, {Text(), kNoChild}, {}, {}});
+    for (Node& child : children) node_.children.push_back(std::move(child));
+  }
+
+  const Node& GetNode() const noexcept { return node_; }
+  Node&& TakeNode() noexcept { return std::move(node_); }
+
+ private:
+  Node node_;
+};
+
+}  // namespace detail
+
+// The base of generated children.
+class Child : public detail::NodeOwner {
+ protected:
+  using NodeOwner::NodeOwner;
+
+ private:
+  template <class Item>
+  friend class Many;
 };
 
 // The children of one name of which an event has at least one: {File(...), File(...)}, or a vector.
@@ -68,132 +168,22 @@ class Many {
  public:
   template <class... Items, std::enable_if_t<(std::is_same_v<Items, Item> && ...), int> = 0>
   Many(Item&& first, Items&&... others) {
-    items_.reserve(1 + sizeof...(others));
-    items_.push_back(std::move(first));
-    (items_.push_back(std::move(others)), ...);
+    nodes_.reserve(1 + sizeof...(others));
+    nodes_.push_back(static_cast<Child&&>(first).TakeNode());
+    (nodes_.push_back(static_cast<Child&&>(others).TakeNode()), ...);
   }
-  Many(std::vector<Item>&& items) noexcept : items_(std::move(items)) {}
-  void push_back(Item&& item) { items_.push_back(std::move(item)); }
-  const std::vector<Item>& Get() const noexcept { return items_; }
+  Many(std::vector<Item>&& items) {
+    nodes_.reserve(items.size());
+    for (Item& item : items) nodes_.push_back(static_cast<Child&&>(item).TakeNode());
+  }
+  std::vector<detail::Node>&& Take() && noexcept { return std::move(nodes_); }
 
  private:
-  std::vector<Item> items_;
+  std::vector<detail::Node> nodes_;
 };
-
-namespace detail {
-
-// Visits the values of an event, or of a child, in the order in which they are written: passes each to
-// Value, and each child to Child. The two visitors below derive from it.
-template <class Visitor>
-class FieldVisitor {
- public:
-  template <class Name, class Value>
-  void Attribute(const wchar_t* name, const Field<Name, Value>& field) noexcept {
-    Self().Value(name, field.Get());
-  }
-  template <class Name, class Value>
-  void Attribute(const wchar_t* name, const std::optional<Field<Name, Value>>& field) noexcept {
-    if (field) Self().Value(name, field->Get());
-  }
-  template <class Item>
-  void Child(const wchar_t* name, const Item& item) noexcept {
-    Self().One(name, item);
-  }
-  template <class Item>
-  void Child(const wchar_t* name, const std::optional<Item>& item) noexcept {
-    if (item) Self().One(name, *item);
-  }
-  template <class Item>
-  void Child(const wchar_t* name, const std::vector<Item>& items) noexcept {
-    for (const Item& item : items) Self().One(name, item);
-  }
-  template <class Item>
-  void Child(const wchar_t* name, const Many<Item>& items) noexcept {
-    if (items.Get().empty()) Self().Missing(name);
-    Child(name, items.Get());
-  }
-
- private:
-  Visitor& Self() noexcept { return static_cast<Visitor&>(*this); }
-};
-
-// Finds the first value that cannot be written, before anything is.
-class FaultFinder : public FieldVisitor<FaultFinder> {
- public:
-  HRESULT Status() const noexcept { return status_; }
-  const wchar_t* Name() const noexcept { return name_; }
-
-  void NoText() noexcept {}
-  template <class Name, class Value>
-  void Text(const Field<Name, Value>& field) noexcept {
-    this->Value(child_, field.Get());
-  }
-  template <class Name, class Value>
-  void Text(const std::optional<Field<Name, Value>>& field) noexcept {
-    if (field) this->Value(child_, field->Get());
-  }
-  template <class Given>
-  void Value(const wchar_t* name, const Given& value) noexcept {
-    Note(name, StatusOf(value));
-  }
-  template <class Item>
-  void One(const wchar_t* name, const Item& item) noexcept {
-    child_ = name;
-    item.Visit(*this);
-  }
-  void Missing(const wchar_t* name) noexcept { Note(name, kNoChild); }
-
- private:
-  void Note(const wchar_t* name, HRESULT status) noexcept {
-    if (SUCCEEDED(status_) && FAILED(status)) status_ = status, name_ = name;
-  }
-
-  HRESULT status_ = S_OK;
-  const wchar_t* name_ = nullptr;
-  const wchar_t* child_ = nullptr;  // the child that is visited
-};
-
-// Writes the values into an element; stops at the first failure.
-class FieldWriter : public FieldVisitor<FieldWriter> {
- public:
-  // For an event.
-  explicit FieldWriter(Element&& event) noexcept : element_(std::move(event)) {}
-  // For a child of `parent`, which its text creates.
-  FieldWriter(const Element& parent, const wchar_t* name) noexcept : parent_(&parent), name_(name) {}
-  HRESULT Status() const noexcept { return status_; }
-
-  void NoText() noexcept { Create(varnel::Text()); }
-  template <class Name, class Value>
-  void Text(const Field<Name, Value>& field) noexcept {
-    Create(AsText(field.Get()));
-  }
-  template <class Given>
-  void Value(const wchar_t* name, const Given& value) noexcept {
-    if (SUCCEEDED(status_)) status_ = element_.TrySetAttribute(name, AsText(value));
-  }
-  template <class Item>
-  void One(const wchar_t* name, const Item& item) noexcept {
-    if (FAILED(status_)) return;
-    FieldWriter child(element_, name);
-    item.Visit(child);
-    status_ = child.Status();
-  }
-  void Missing(const wchar_t*) noexcept {}
-
- private:
-  void Create(const varnel::Text& text) noexcept { status_ = parent_->TryAddChild(name_, text, &element_); }
-
-  Element element_;
-  const Element* parent_ = nullptr;
-  const wchar_t* name_ = nullptr;
-  HRESULT status_ = S_OK;
-};
-
-}  // namespace detail
 
 // The base of generated events.
-template <class Derived>
-class Event {
+class Event : public detail::NodeOwner {
  public:
   // Adds the event to a report. Returns what TryAddEvent returns, or kBadText, kNullText, kBadTime or
   // kNoChild if the event has a value that cannot be written; then nothing is added. Only if there is no
@@ -201,40 +191,31 @@ class Event {
   template <class Duration = std::chrono::system_clock::duration>
   [[nodiscard]] HRESULT TryAddTo(const Report& report, detail::SystemTime<Duration> time =
                                                            std::chrono::system_clock::now()) const noexcept {
-    const detail::FaultFinder fault = FindFault();
-    if (FAILED(fault.Status())) return fault.Status();
+    const detail::NodeFault fault = detail::FindFault(GetNode());
+    if (FAILED(fault.status)) return fault.status;
     Element event;
-    const HRESULT result = report.TryAddEvent(Derived::kName, Derived::kId, Derived::kSeverity, time, &event);
-    if (FAILED(result)) return result;
-    detail::FieldWriter writer(std::move(event));
-    Self().Visit(writer);
-    return writer.Status();
+    const HRESULT result = report.TryAddEvent(GetNode().name, id_, severity_, time, &event);
+    return FAILED(result) ? result : detail::WriteNode(event, GetNode());
   }
   // Does the same and throws varnel::Error, which names the event and the field.
   template <class Duration = std::chrono::system_clock::duration, class Form = detail::Throwing>
   void AddTo(const Report& report,
              detail::SystemTime<Duration> time = std::chrono::system_clock::now()) const {
     Form::Check("AddTo", TryAddTo(report, time), [&] {
-      const detail::FaultFinder fault = FindFault();
-      std::string arguments = detail::Quoted(std::wstring_view(Derived::kName));
-      if (FAILED(fault.Status())) arguments += ", " + detail::Quoted(std::wstring_view(fault.Name()));
+      const detail::NodeFault fault = detail::FindFault(GetNode());
+      std::string arguments = detail::Quoted(std::wstring_view(GetNode().name));
+      if (fault.name) arguments += ", " + detail::Quoted(std::wstring_view(fault.name));
       return arguments;
     });
   }
 
  protected:
-  ~Event() = default;
-  Event() noexcept = default;
-  Event(Event&&) noexcept = default;
-  Event& operator=(Event&&) noexcept = default;
+  Event(const wchar_t* name, long id, long severity) noexcept
+      : NodeOwner(name), id_(id), severity_(severity) {}
 
  private:
-  const Derived& Self() const noexcept { return static_cast<const Derived&>(*this); }
-  detail::FaultFinder FindFault() const noexcept {
-    detail::FaultFinder fault;
-    Self().Visit(fault);
-    return fault;
-  }
+  long id_;
+  long severity_;
 };
 
 }  // namespace varnel

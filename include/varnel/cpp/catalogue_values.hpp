@@ -129,7 +129,7 @@ class Sha256 {
   Text AsText() const noexcept {
     wchar_t text[64];
     wchar_t* at = text;
-    for (const unsigned char byte : bytes_) at = detail::WriteHex(at, byte, 2);
+    for (const unsigned char one : bytes_) at = detail::WriteHex(at, one, 2);
     return std::wstring_view(text, 64);
   }
 
@@ -172,11 +172,11 @@ class Ip {
  private:
   wchar_t* WriteVersion4(wchar_t* at) const noexcept {
     for (int i = 0; i < 4; ++i) {
-      const int byte = bytes_[i];
+      const int part = bytes_[i];
       if (i > 0) *at++ = L'.';
-      if (byte >= 100) *at++ = static_cast<wchar_t>(L'0' + byte / 100);
-      if (byte >= 10) *at++ = static_cast<wchar_t>(L'0' + byte / 10 % 10);
-      *at++ = static_cast<wchar_t>(L'0' + byte % 10);
+      if (part >= 100) *at++ = static_cast<wchar_t>(L'0' + part / 100);
+      if (part >= 10) *at++ = static_cast<wchar_t>(L'0' + part / 10 % 10);
+      *at++ = static_cast<wchar_t>(L'0' + part % 10);
     }
     return at;
   }
@@ -217,7 +217,7 @@ class Path {
   explicit Path(std::wstring_view utf16) noexcept : text_(Text::Repaired(utf16)) {}
   explicit Path(std::string_view utf8) noexcept : text_(Text::Repaired(utf8)) {}
   HRESULT Status() const noexcept { return text_.StatusAsNeeded(); }
-  const Text& AsText() const noexcept { return text_; }
+  Text AsText() && noexcept { return std::move(text_); }
 
  private:
   Text text_;
