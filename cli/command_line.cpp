@@ -19,6 +19,8 @@ struct Chosen {
   SendOptions send;
   ShowOptions show;
   CheckOptions check;
+  CatalogueCheckOptions catalogueCheck;
+  GenerateOptions generate;
   VerifyOptions verify;
   TraceOptions trace;
   std::string dll;
@@ -27,6 +29,7 @@ struct Chosen {
 
 // The headings of the commands in the help text.
 constexpr char kFiles[] = "Commands for event files, on every system";
+constexpr char kCatalogues[] = "Commands for catalogues of events, on every system";
 constexpr char kPackages[] = "Commands for packages, on every system";
 constexpr char kMachine[] = "Commands that ask this machine, on Windows only";
 
@@ -167,6 +170,37 @@ void AddCheck(CLI::App& app, Chosen& chosen) {
   command.callback([&chosen] { chosen.run = [&chosen] { return RunCheck(chosen.check); }; });
 }
 
+void AddCatalogueCheck(CLI::App& catalogue, Chosen& chosen) {
+  CatalogueCheckOptions& options = chosen.catalogueCheck;
+  CLI::App& command = *catalogue.add_subcommand("check", "Finds all faults of a catalogue.");
+  command.footer("Example: varnel catalogue check acme.toml");
+  command.add_option("file", options.path, "The catalogue")->required();
+  command.add_flag("--warnings-as-errors", options.areWarningsErrors, "Return 1 for warnings, too");
+  command.callback(
+      [&chosen] { chosen.run = [&chosen] { return RunCatalogueCheck(chosen.catalogueCheck); }; });
+}
+
+void AddGenerate(CLI::App& catalogue, Chosen& chosen) {
+  GenerateOptions& options = chosen.generate;
+  CLI::App& command = *catalogue.add_subcommand(
+      "generate", "Generates code for C++ and .NET, schemas, and the reference for analysts.");
+  command.footer("Example: varnel catalogue generate acme.toml --to generated");
+  command.add_option("file", options.path, "The catalogue")->required();
+  command.add_option("--to", options.folder, "The folder for the files, created if it is missing")
+      ->required();
+  command.add_option("--name", options.name,
+                     "Name of the files and of the namespace; by default the catalogue's file name");
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunGenerate(chosen.generate); }; });
+}
+
+void AddCatalogue(CLI::App& app, Chosen& chosen) {
+  CLI::App& command =
+      *app.add_subcommand("catalogue", "Works with the catalogue of a product's events (docs/catalogue.md).");
+  command.group(kCatalogues);
+  command.require_subcommand(1);
+  for (const auto add : {AddCatalogueCheck, AddGenerate}) add(command, chosen);
+}
+
 void AddVerify(CLI::App& app, Chosen& chosen) {
   CLI::App& command = *app.add_subcommand(
       "verify",
@@ -204,7 +238,8 @@ Status RunCommandLine(const std::vector<std::string>& arguments) {
   app.require_subcommand(1);
   app.set_version_flag("--version", VARNEL_VERSION " (build " + BuildIdentifier() + ")");
   Chosen chosen;
-  for (const auto add : {AddShow, AddCheck, AddExplain, AddVerify, AddDoctor, AddSend, AddTrace, AddLoad})
+  for (const auto add :
+       {AddShow, AddCheck, AddCatalogue, AddExplain, AddVerify, AddDoctor, AddSend, AddTrace, AddLoad})
     add(app, chosen);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(),
@@ -213,7 +248,9 @@ Status RunCommandLine(const std::vector<std::string>& arguments) {
     Print(std::string("varnel ") + version.what() + "\n");
     return kDone;
   } catch (const CLI::Success&) {
-    Print(app.get_subcommands().empty() ? app.help() : app.get_subcommands()[0]->help());
+    const CLI::App* asked = &app;
+    while (!asked->get_subcommands().empty()) asked = asked->get_subcommands()[0];
+    Print(asked->help());
     return kDone;
   } catch (const CLI::ParseError& error) {
     PrintError(Printable(error.what()) + "; see varnel --help");

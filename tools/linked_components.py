@@ -25,6 +25,7 @@ LICENCES = {
     "linux": ("Linux headers", "GPL-2.0-only WITH Linux-syscall-note"),
     "mingw-w64": ("mingw-w64 runtime", "ZPL-2.1 AND LicenseRef-mingw-w64"),
     "nlohmann-json3": ("JSON for Modern C++", "MIT"),
+    "tomlplusplus": ("toml++", "MIT"),
     "zlib": ("zlib", "Zlib"),
 }
 OBJECTS = (".obj", ".o")

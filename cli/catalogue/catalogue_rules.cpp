@@ -12,9 +12,9 @@ namespace varnel::tool::catalogue {
 namespace {
 
 // The members of every generated class, and the names of every generated namespace.
-constexpr std::string_view kMembers[] = {
-    "AddTo",    "TryAddTo",  "Add",     "Set",           "Event",          "Child",        "GetNode",
-    "TakeNode", "EventName", "EventId", "EventSeverity", "EventCatalogue", "CatalogueText"};
+constexpr std::string_view kMembers[] = {"AddTo",         "TryAddTo",       "Add",
+                                         "Set",           "EventName",      "EventId",
+                                         "EventSeverity", "EventCatalogue", "CatalogueText"};
 constexpr std::string_view kVariables[] = {"visitor"};
 constexpr std::string_view kFunctions[] = {"DescribeProduct",
                                            "TextOf",

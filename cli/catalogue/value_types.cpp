@@ -35,7 +35,7 @@ bool IsBoolean(std::string_view text) {
 }
 
 bool IsUtcTime(std::string_view text) {
-  return text.ends_with('Z') && IsTime(text.substr(0, text.size() - 1));
+  return text.ends_with('Z') && ParseTime(text.substr(0, text.size() - 1)).has_value();
 }
 
 bool IsGuid(std::string_view text) {

@@ -73,6 +73,19 @@ struct CheckOptions {
 };
 [[nodiscard]] Status RunCheck(const CheckOptions& options);
 
+struct CatalogueCheckOptions {
+  std::string path;
+  bool areWarningsErrors = false;
+};
+[[nodiscard]] Status RunCatalogueCheck(const CatalogueCheckOptions& options);
+
+struct GenerateOptions {
+  std::string path;
+  std::string folder;
+  std::string name;  // of the generated files; if empty, that of the catalogue's file
+};
+[[nodiscard]] Status RunGenerate(const GenerateOptions& options);
+
 struct VerifyOptions {
   std::string path;  // a package: a folder or a zip
 };
