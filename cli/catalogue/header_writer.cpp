@@ -150,9 +150,8 @@ class HeaderWriter {
   }
   // Returns the call that stores a parameter, by Add in a constructor and by Set in a setter.
   static std::string Store(const Member& member, const char* function) {
-    const std::string moved = Join({"std::move(", member.variable, ")"});
-    if (member.kind == Kind::kChild) return Join({function, "(", moved, ");"});
-    return Join({function, "(L\"", Literal(member.name), "\", ", moved, ");"});
+    if (member.kind == Kind::kChild) return Join({function, "(", member.variable, ");"});
+    return Join({function, "(L\"", Literal(member.name), "\", ", member.variable, ");"});
   }
 
   void WriteConstructor(const std::vector<Member>& members, const Child* self, const std::string& name) {
@@ -161,16 +160,15 @@ class HeaderWriter {
     for (const Member& member : members) {
       if (!member.isRequired) continue;
       if (!member.text.empty()) code_.Comment("// ", Join({member.variable, ": ", member.text}));
-      parameters.push_back(Join({ParameterType(member), " ", member.variable}));
+      parameters.push_back(Join({ParameterType(member), "&& ", member.variable}));
       if (member.kind == Kind::kText) continue;
       if (member.kind == Kind::kChild && member.isMany)
-        statements.push_back(
-            Join({"Add(L\"", Literal(member.name), "\", std::move(", member.variable, ").Take());"}));
+        statements.push_back(Join({"Add(L\"", Literal(member.name), "\", ", member.variable, ");"}));
       else
         statements.push_back(Store(member, "Add"));
     }
     const std::string base =
-        self ? Join({"varnel::Child(L\"", Literal(self->name), "\"", self->type ? ", std::move(text))" : ")"})
+        self ? Join({"varnel::Child(L\"", Literal(self->name), "\"", self->type ? ", text)" : ")"})
              : "varnel::Event(kName, kId, kSeverity)";
     if (parameters.empty())
       code_.Line(Join({name, "() : ", base, " {}"}));
@@ -185,16 +183,14 @@ class HeaderWriter {
 
   void WriteSetter(const Member& member, const std::string& name) {
     const std::string type = member.kind == Kind::kChild ? member.className : FieldType(member);
-    const std::string parameter = Join({"(", type, " ", member.variable, ")"});
+    const std::string parameter = Join({"(", type, "&& ", member.variable, ")"});
     const std::string function = (member.isMany ? "Add" : "Set") + member.codeName;
     code_.Line();
     code_.Comment("// ", member.text);
-    for (const std::string_view reference : {"&", "&&"}) {
-      code_.Open(Join({name, reference, " ", function, parameter, " ", reference, " {"}));
-      code_.Line(Store(member, member.isMany ? "Add" : "Set"));
-      code_.Line(reference == "&" ? "return *this;" : "return std::move(*this);");
-      code_.Close("}");
-    }
+    code_.Open(Join({name, "&& ", function, parameter, " {"}));
+    code_.Line(Store(member, member.isMany ? "Add" : "Set"));
+    code_.Line("return std::move(*this);");
+    code_.Close("}");
   }
 
   const Catalogue& catalogue_;

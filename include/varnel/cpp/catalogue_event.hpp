@@ -106,41 +106,46 @@ inline HRESULT WriteNode(const Element& element, const Node& node) noexcept {
   return result;
 }
 
+struct NodeList {
+  std::vector<Node> nodes;
+};
+
 // The base of events and children. Moved, not copied, like the texts that it holds.
 class NodeOwner {
  protected:
-  explicit NodeOwner(const wchar_t* name, FieldText&& text = {}) noexcept
-      : node_{name, std::move(text), {}, {}} {}
+  explicit NodeOwner(const wchar_t* name) noexcept : node_{name, {}, {}, {}} {}
+  NodeOwner(const wchar_t* name, FieldText& text) noexcept : node_{name, std::move(text), {}, {}} {}
   ~NodeOwner() = default;
   NodeOwner(NodeOwner&&) noexcept = default;
   NodeOwner& operator=(NodeOwner&&) noexcept = default;
 
-  // Add appends an attribute or a child. Set replaces the one of the same name.
-  void Add(const wchar_t* name, FieldText&& value) {
+  // Add appends an attribute or a child. Set replaces the one of the same name. Both take what the parameter
+  // holds; it is an lvalue because generated functions pass their own parameters on.
+  void Add(const wchar_t* name, FieldText& value) {
     if (node_.attributes.capacity() == 0) node_.attributes.reserve(8);
     node_.attributes.push_back({name, std::move(value)});
   }
-  void Set(const wchar_t* name, FieldText&& value) {
+  void Set(const wchar_t* name, FieldText& value) {
     for (Node::Attribute& attribute : node_.attributes)
       if (std::wcscmp(attribute.name, name) == 0) return (void)(attribute.value = std::move(value));
-    Add(name, std::move(value));
+    Add(name, value);
   }
-  void Add(NodeOwner&& child) {
+  void Add(NodeOwner& child) {
     // The fault of an empty list, see below, ends with its first child.
     for (Node& other : node_.children)
       if (other.text.status == kNoChild && std::wcscmp(other.name, child.node_.name) == 0)
         return (void)(other = std::move(child.node_));
     node_.children.push_back(std::move(child.node_));
   }
-  void Set(NodeOwner&& child) {
+  void Set(NodeOwner& child) {
     for (Node& other : node_.children)
       if (std::wcscmp(other.name, child.node_.name) == 0) return (void)(other = std::move(child.node_));
     node_.children.push_back(std::move(child.node_));
   }
   // Adds children of which at least one is required.
-  void Add(const wchar_t* name, std::vector<Node>&& children) {
-    if (children.empty()) node_.children.push_back({name, {Text(), kNoChild}, {}, {}});
-    for (Node& child : children) node_.children.push_back(std::move(child));
+  void Add(const wchar_t* name, NodeList& children) {
+    if (children.nodes.empty()) node_.children.push_back({name, {Text(), kNoChild}, {}, {}});
+    for (Node& child : children.nodes) node_.children.push_back(std::move(child));
   }
 
   const Node& GetNode() const noexcept { return node_; }
@@ -152,7 +157,8 @@ class NodeOwner {
 
 }  // namespace detail
 
-// The base of generated children.
+// The base of generated children. A setter of a generated class returns the object as an rvalue, so that the
+// result of a chain of calls can be passed on.
 class Child : public detail::NodeOwner {
  protected:
   using NodeOwner::NodeOwner;
@@ -164,22 +170,18 @@ class Child : public detail::NodeOwner {
 
 // The children of one name of which an event has at least one: {File(...), File(...)}, or a vector.
 template <class Item>
-class Many {
+class Many : public detail::NodeList {
  public:
   template <class... Items, std::enable_if_t<(std::is_same_v<Items, Item> && ...), int> = 0>
   Many(Item&& first, Items&&... others) {
-    nodes_.reserve(1 + sizeof...(others));
-    nodes_.push_back(static_cast<Child&&>(first).TakeNode());
-    (nodes_.push_back(static_cast<Child&&>(others).TakeNode()), ...);
+    nodes.reserve(1 + sizeof...(others));
+    nodes.push_back(static_cast<Child&&>(first).TakeNode());
+    (nodes.push_back(static_cast<Child&&>(others).TakeNode()), ...);
   }
   Many(std::vector<Item>&& items) {
-    nodes_.reserve(items.size());
-    for (Item& item : items) nodes_.push_back(static_cast<Child&&>(item).TakeNode());
+    nodes.reserve(items.size());
+    for (Item& item : items) nodes.push_back(static_cast<Child&&>(item).TakeNode());
   }
-  std::vector<detail::Node>&& Take() && noexcept { return std::move(nodes_); }
-
- private:
-  std::vector<detail::Node> nodes_;
 };
 
 // The base of generated events.
