@@ -234,6 +234,12 @@ Reading ReadCatalogue(std::string_view toml) {
     reading.findings.push_back({{}, false, "the file is larger than 16 MB"});
     return reading;
   }
+  if (const std::optional<Position> deep = FindDeepKey(toml)) {
+    reading.findings.push_back(
+        {*deep, false,
+         "more than " + std::to_string(kMostKeyDots) + " dots in a line: no catalogue has such keys"});
+    return reading;
+  }
   const toml::parse_result parsed = toml::parse(toml);
   if (!parsed) {
     reading.findings.push_back({PositionOf(parsed.error().source()), false,

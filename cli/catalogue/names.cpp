@@ -94,7 +94,7 @@ bool IsReserved(std::string_view name, Place place) {
 std::string ClassName(std::string_view name) {
   std::string text = JoinWords(name);
   if (text.empty()) return text;
-  if (IsDigit(text.front())) text.insert(0, "N");
+  if (IsDigit(text.front())) text.insert(text.begin(), 'N');
   if (std::none_of(text.begin(), text.end(), IsLower))
     std::transform(text.begin() + 1, text.end(), text.begin() + 1, ToLower);
   if (IsOneOf(text, kMacros)) text += '_';

@@ -6,6 +6,7 @@
 #define TOML_EXCEPTIONS 0
 #define TOML_ENABLE_FORMATTERS 0
 #define TOML_ENABLE_WINDOWS_COMPAT 0
+#define TOML_MAX_NESTED_VALUES 24
 #endif
 #include <toml++/toml.h>
 
@@ -63,6 +64,11 @@ class TableReader {
   const Position at_;
   Findings& findings_;
 };
+
+// Keys of more parts than this are refused, because the parser's tables are freed by recursion.
+constexpr std::size_t kMostKeyDots = 32;
+// Returns the place of the first key with more dots, or of as many other dots outside of texts in one line.
+[[nodiscard]] std::optional<Position> FindDeepKey(std::string_view toml);
 
 [[nodiscard]] Position PositionOf(const toml::source_region& region);
 
