@@ -6,6 +6,7 @@
 #include "bare_calls.h"
 #include "base/com_ptr.h"
 #include "event_texts.h"
+#include "generated/bench_events.hpp"
 #include "measure.h"
 #include "support/import_table.h"
 #include "varnel/varnel.hpp"
@@ -188,9 +189,31 @@ void CompareHeader(HMODULE library, const char* figure, int rounds, int times, d
   PrintRow(figure, Compare(rounds, times, add, [&] { report.AddFreshEvent(); }), "ns", goal);
 }
 
+// Measures the cost of a generated class over the same calls of varnel.hpp.
+void CompareGenerated(const char* figure, int rounds, int times, double goal) {
+  const varnel::Library library = varnel::Library::FromFile(_wgetenv(L"VARNEL_DLL"));
+  const varnel::Report generated(library, ::bench::DescribeProduct("10.7.1.245"));
+  const varnel::Report client(library, ::bench::DescribeProduct("10.7.1.245"));
+  const auto calls = [&] {
+    const Element event = client.AddEvent(kEventName, 1095, 3);
+    for (const Item& attribute : kAttributes) event.SetAttribute(attribute.name, attribute.text);
+    for (std::size_t i = kOwnTexts; i < std::size(kTexts); ++i)
+      Check(event.TryAddChild(kTexts[i].name, kTexts[i].text));
+  };
+  using Threat = ::bench::ThreatDetected;
+  const auto add = [&] {
+    Threat(kAttributes[0].text, kAttributes[1].text, Threat::ThreatName(kTexts[3].text),
+           Threat::FilePath(kTexts[4].text), Threat::FileHash(kTexts[5].text),
+           Threat::ProcessName(kTexts[6].text), Threat::TargetUser(kTexts[7].text))
+        .AddTo(generated);
+  };
+  PrintRow(figure, Compare(rounds, times, add, calls), "ns", goal);
+}
+
 // The only system calls of an event are to the registry.
 void CompareEvents(HMODULE library, const Agent& agent) {
   CompareHeader(library, "whole event through varnel.hpp, against the calls themselves", 501, 4, 1.02);
+  CompareGenerated("whole event through a generated class, against varnel.hpp", 501, 4, 1.02);
   {
     const Report report(library, kAgent, 0);
     PrintRow("one event, against its bare system calls",

@@ -38,7 +38,8 @@ class RandomEvents(ToolTest):
         for file in saved.iterdir():
             file.unlink()
         self.prefix.environment["VARNEL_DLL"] = f"Z:{LIBRARY}"
-        self.assertEqual((0, ""), self.prefix.run(program, str(seed), str(REPORTS), str(EVENTS)))
+        status, _, errors = self.prefix.communicate(program, str(seed), str(REPORTS), str(EVENTS))
+        self.assertEqual((0, ""), (status, errors))
         files = sorted(saved.iterdir())
         self.assertEqual(REPORTS, len(files))
         for schema in (folder / f"{name}.rng", ROOT / "schema/event-document.rng"):
