@@ -45,5 +45,6 @@ class Input {
 void CheckDocument(Input input);
 void CheckFilter(Input input);
 void CheckEventFile(Input input);
+void CheckCatalogue(Input input);
 
 }  // namespace varnel::fuzz

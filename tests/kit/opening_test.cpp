@@ -114,7 +114,7 @@ TEST_F(Opening, SamplesReportOrSayWhatToDo) {
     ChildProcess(L"cmd /c " + Wide(VARNEL_BIN "/") + program + L" 2> " + output).Wait(60'000);
     return ReadBytes(output);
   };
-  for (const wchar_t* const sample : {L"report_event.exe", L"report_event_c.exe"})
+  for (const wchar_t* const sample : {L"report_event.exe", L"report_event_c.exe", L"report_catalogue.exe"})
     EXPECT_THAT(run(sample), HasSubstr("regsvr32"));
   const Library library;
   ASSERT_EQ(S_OK, library.Call("DllRegisterServer"));
@@ -127,6 +127,9 @@ TEST_F(Opening, SamplesReportOrSayWhatToDo) {
   EXPECT_EQ("", run(L"report_event_c.exe"));
   EXPECT_THAT(TakeFiles(agentEvents),
               HasSubstr("<MalwareDetected Engine=\"heuristics\"><EventID>1024</EventID>"));
+  EXPECT_EQ("", run(L"report_catalogue.exe"));
+  EXPECT_THAT(TakeFiles(agentEvents),
+              HasSubstr("<File Action=\"quarantined\">C:\\Users\\Zo\xC3\xAB\\&lt;setup&gt;"));
   EXPECT_EQ(0u, ChildProcess(L"" VARNEL_NO_EXCEPTIONS).Wait(60'000));
   EXPECT_THAT(TakeFiles(agentEvents), HasSubstr("<E A=\"1\"><EventID>1</EventID>"));
   EXPECT_EQ(S_OK, library.Call("DllUnregisterServer"));

@@ -1,0 +1,35 @@
+// Reads any text as a catalogue: each finding has a place in the text, and a catalogue without errors can be
+// generated from, always with the same bytes.
+
+#include "catalogue/catalogue_reader.h"
+#include "catalogue/generated_files.h"
+#include "check.h"
+
+#include <algorithm>
+
+namespace varnel::fuzz {
+
+using namespace tool::catalogue;
+
+void CheckCatalogue(Input input) {
+  const std::string toml = input.Rest();
+  const Reading reading = ReadCatalogue(toml);
+  const auto lines = static_cast<std::size_t>(std::count(toml.begin(), toml.end(), '\n')) + 1;
+  for (const Finding& finding : reading.findings) {
+    Require(finding.at.line >= 1 && finding.at.line <= lines, "a finding has a line of the file");
+    Require(finding.at.column >= 1 && finding.at.column <= toml.size() + 1, "a finding has a column");
+    Require(!finding.text.empty(), "a finding says what is wrong");
+  }
+  const Reading again = ReadCatalogue(toml);
+  Require(again.findings.size() == reading.findings.size(), "the same text has the same findings");
+  if (reading.HasErrors()) return;
+  const auto files = GenerateFiles(reading.catalogue, "fuzzed"),
+             others = GenerateFiles(again.catalogue, "fuzzed");
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    Require(files[i].bytes == others[i].bytes, "the same catalogue generates the same bytes");
+    Require(files[i].bytes.substr(0, kMarkWithin).find(kGeneratedMark) != std::string::npos,
+            "a generated file says so");
+  }
+}
+
+}  // namespace varnel::fuzz
