@@ -2,6 +2,7 @@
 
 #include "catalogue/catalogue_rules.h"
 #include "catalogue/names.h"
+#include "catalogue/toml_scan.h"
 #include "catalogue/toml_table.h"
 #include "catalogue/value_types.h"
 
@@ -237,7 +238,7 @@ Reading ReadCatalogue(std::string_view toml) {
   if (const std::optional<Position> deep = FindDeepKey(toml)) {
     reading.findings.push_back(
         {*deep, false,
-         "more than " + std::to_string(kMostKeyDots) + " dots in a line: no catalogue has such keys"});
+         "not TOML that a catalogue needs: more than " + std::to_string(kMostDots) + " dots in a line"});
     return reading;
   }
   const toml::parse_result parsed = toml::parse(toml);

@@ -20,6 +20,8 @@ FAULTS = {
     "another version": ("catalogue = 1", "catalogue = 2", 0, "this program reads catalogues of version 1"),
     "not TOML": ("[product]", "[product", 0, "not TOML: "),
     "not UTF-8": ('name = "Acme', b'name = "\xff', 0, "not TOML: "),
+    "zero": ('name = "Acme', 'name = "\0', 0, "not TOML: "),
+    "foreign letter outside of a text": ('name = "Acme', 'é = "', 0, "not TOML: "),
     "no product": ("[product]", "[produkt]", 1, "the product is missing"),
     "unknown table": ("[product]", "[produkt]", 0, "unknown key produkt: the keys of a catalogue are catalogue, product, types, event"),
     "unknown key": ('since = "1.0"', 'sense = "1.0"', 0, "unknown key sense: the keys of an event are name, id"),
@@ -55,7 +57,7 @@ FAULTS = {
     "example without a type": ('type = "path"', 'example = "x"', 0, "a child without a type has no text"),
     "deep": ("  [[event.child.attribute]]", "".join("[[event" + ".child" * level + ']]\nname = "C"\n' for level in range(2, 19)) +
              "[[event.child.attribute]]", 65, "children are nested more than 16 levels deep"),
-    "dots": ("[product]", "[" + "a." * 3_000 + "b]\n[product]", 0, "more than 32 dots in a line"),
+    "dots": ("[product]", "[" + "a." * 3_000 + "b]\n[product]", 0, "not TOML that a catalogue needs: more than 32 dots in a line"),
     "brackets": ("catalogue = 1", "catalogue = " + "[" * 100_000, 0, "not TOML: "),
 }
 WARNINGS = {
