@@ -3,6 +3,7 @@
 #include "catalogue/catalogue_file.h"
 #include "catalogue/generated_files.h"
 #include "commands/commands.h"
+#include "console/printable.h"
 #include "eventfile/files.h"
 
 #include <algorithm>
@@ -13,10 +14,6 @@ namespace {
 
 using namespace catalogue;
 
-std::string Count(std::size_t count, const char* what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 // Prints all findings of a catalogue and their number.
 Status PrintFindings(const std::string& path, const Reading& reading, bool areWarningsErrors) {
   std::size_t warnings = 0;
@@ -25,8 +22,8 @@ Status PrintFindings(const std::string& path, const Reading& reading, bool areWa
     if (finding.isWarning) ++warnings;
   }
   const std::size_t errors = reading.findings.size() - warnings;
-  Print(Count(reading.catalogue.events.size(), "event") + ", " + Count(errors, "error") + ", " +
-        Count(warnings, "warning") + "\n");
+  Print(Counted(reading.catalogue.events.size(), "event") + ", " + Counted(errors, "error") + ", " +
+        Counted(warnings, "warning") + "\n");
   return errors > 0 || (areWarningsErrors && warnings > 0) ? kFound : kDone;
 }
 

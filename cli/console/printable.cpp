@@ -125,4 +125,8 @@ std::string Printable(std::string_view utf8, LineEnds lineEnds) {
   return shown;
 }
 
+std::string Counted(std::uint64_t number, std::string_view unit) {
+  return std::to_string(number).append(" ").append(unit).append(number == 1 ? "" : "s");
+}
+
 }  // namespace varnel::tool

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -12,5 +13,8 @@ enum class LineEnds { kEscape, kKeep };
 // characters, and combining marks after the first two of a letter. Invalid UTF-8 becomes U+FFFD. Line feeds
 // and tabs are escaped too, so that the text stays in one line, unless `lineEnds` is kKeep.
 [[nodiscard]] std::string Printable(std::string_view utf8, LineEnds lineEnds = LineEnds::kEscape);
+
+// Returns a number with its unit: "1 file", "2 files".
+[[nodiscard]] std::string Counted(std::uint64_t number, std::string_view unit);
 
 }  // namespace varnel::tool

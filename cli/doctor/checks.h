@@ -20,11 +20,6 @@ struct Row {
 };
 using Rows = std::vector<Row>;
 
-// Returns a number with its unit: "1 file", "2 files".
-inline std::string Counted(std::uint64_t number, const std::string& unit) {
-  return std::to_string(number) + " " + unit + (number == 1 ? "" : "s");
-}
-
 // The backlog from which on an event folder gets a warning.
 struct BacklogLimits {
   std::uint64_t files = 1000;
