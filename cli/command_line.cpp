@@ -21,6 +21,8 @@ struct Chosen {
   CheckOptions check;
   CatalogueCheckOptions catalogueCheck;
   GenerateOptions generate;
+  DiffOptions diff;
+  CoverOptions cover;
   VerifyOptions verify;
   TraceOptions trace;
   std::string dll;
@@ -156,6 +158,8 @@ void AddShow(CLI::App& app, Chosen& chosen) {
   command.add_option("--html", options.page, "Write an HTML page with plot, table and details to this file")
       ->excludes(tree)
       ->excludes("--json");
+  command.add_option("--catalogue", options.catalogue,
+                     "Explain events, except in JSON, with this catalogue (docs/catalogue.md)");
   command.add_flag("--follow", options.follow, "Continue with new files as they appear, until Ctrl+C")
       ->excludes("--html");
   command.callback([&chosen] { chosen.run = [&chosen] { return RunShow(chosen.show); }; });
@@ -167,6 +171,8 @@ void AddCheck(CLI::App& app, Chosen& chosen) {
   command.group(kFiles);
   command.footer("Example: varnel check C:\\Agent\\AgentEvents");
   command.add_option("path", chosen.check.paths, "Files, or folders with files")->required();
+  command.add_option("--catalogue", chosen.check.catalogue,
+                     "Also check against this catalogue of the product (docs/catalogue.md)");
   command.callback([&chosen] { chosen.run = [&chosen] { return RunCheck(chosen.check); }; });
 }
 
@@ -193,12 +199,41 @@ void AddGenerate(CLI::App& catalogue, Chosen& chosen) {
   command.callback([&chosen] { chosen.run = [&chosen] { return RunGenerate(chosen.generate); }; });
 }
 
+void AddDiff(CLI::App& catalogue, Chosen& chosen) {
+  DiffOptions& options = chosen.diff;
+  CLI::App& command =
+      *catalogue.add_subcommand("diff", "Says what changed between two catalogues, and whom it breaks.");
+  command.footer(
+      "Example: varnel catalogue diff released.toml acme.toml --allow DOCS\n"
+      "Returns 0 if all kinds of changes are allowed, 1 if not.");
+  command.add_option("old", options.before, "The catalogue before the change")->required();
+  command.add_option("new", options.after, "The catalogue after the change")->required();
+  command.add_option("--allow", options.allowed, "Allow changes of this kind; may be repeated")
+      ->check(CLI::IsMember({"SOURCE", "FILES", "POLICY", "DOCS"}))
+      ->allow_extra_args(false);
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunCatalogueDiff(chosen.diff); }; });
+}
+
+void AddCover(CLI::App& catalogue, Chosen& chosen) {
+  CoverOptions& options = chosen.cover;
+  CLI::App& command =
+      *catalogue.add_subcommand("cover", "Compares event files with the catalogue of their product.");
+  command.footer(
+      "Example: varnel catalogue cover acme.toml --all C:\\Agent\\AgentEvents\n"
+      "Returns 1 if events deviate from the catalogue, 2 if there are none.");
+  command.add_option("file", options.catalogue, "The catalogue")->required();
+  command.add_option("path", options.paths, "Event files, or folders with event files")->required();
+  command.add_flag("--all", options.all, "Return 1 also if something that is declared never occurred");
+  command.add_flag("--json", options.asJson, "Print JSON");
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunCatalogueCover(chosen.cover); }; });
+}
+
 void AddCatalogue(CLI::App& app, Chosen& chosen) {
   CLI::App& command =
       *app.add_subcommand("catalogue", "Works with the catalogue of a product's events (docs/catalogue.md).");
   command.group(kCatalogues);
   command.require_subcommand(1);
-  for (const auto add : {AddCatalogueCheck, AddGenerate}) add(command, chosen);
+  for (const auto add : {AddCatalogueCheck, AddGenerate, AddDiff, AddCover}) add(command, chosen);
 }
 
 void AddVerify(CLI::App& app, Chosen& chosen) {

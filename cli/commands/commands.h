@@ -62,7 +62,8 @@ struct ShowOptions {
   bool tree = false;
   bool json = false;
   bool follow = false;
-  std::string page;  // the file to write as a page
+  std::string page;       // the file to write as a page
+  std::string catalogue;  // whose texts explain the events; empty: none
 };
 [[nodiscard]] Status RunShow(const ShowOptions& options);
 // Returns the event folders of this machine's agent and server. For RunShow without paths.
@@ -70,6 +71,7 @@ struct ShowOptions {
 
 struct CheckOptions {
   std::vector<std::string> paths;
+  std::string catalogue;  // the catalogue that the files must follow; empty: any event document
 };
 [[nodiscard]] Status RunCheck(const CheckOptions& options);
 
@@ -85,6 +87,21 @@ struct GenerateOptions {
   std::string name;  // of the generated files; if empty, that of the catalogue's file
 };
 [[nodiscard]] Status RunGenerate(const GenerateOptions& options);
+
+struct DiffOptions {
+  std::string before;
+  std::string after;
+  std::vector<std::string> allowed;  // names of catalogue::kBreaksNames
+};
+[[nodiscard]] Status RunCatalogueDiff(const DiffOptions& options);
+
+struct CoverOptions {
+  std::string catalogue;
+  std::vector<std::string> paths;
+  bool all = false;  // something declared that never occurred is a finding too
+  bool asJson = false;
+};
+[[nodiscard]] Status RunCatalogueCover(const CoverOptions& options);
 
 struct VerifyOptions {
   std::string path;  // a package: a folder or a zip

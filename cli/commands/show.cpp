@@ -1,5 +1,7 @@
 // varnel show: shows the events of event files as a list, a tree, JSON or a page.
 
+#include "catalogue/catalogue_file.h"
+#include "catalogue/catalogue_notes.h"
 #include "commands/commands.h"
 #include "console/console.h"
 #include "console/streams.h"
@@ -34,7 +36,8 @@ struct Followed {
 class Show {
  public:
   explicit Show(const ShowOptions& options) : options_(options) {
-    if (!options.page.empty()) page_.emplace(FullPath(ToNative(options.page)));
+    if (!options.catalogue.empty()) notes_ = NotesOf(catalogue::LoadCatalogue(options.catalogue));
+    if (!options.page.empty()) page_.emplace(FullPath(ToNative(options.page)), notes_.page);
   }
 
   // Shows the files of these paths that have not been shown yet.
@@ -104,10 +107,10 @@ class Show {
   }
   void ShowDocument(const EventDocument& document) {
     const Sink add = [this](std::string_view text) { Add(text); };
-    if (options_.tree) return ListElements(document, add);
+    if (options_.tree) return ListElements(document, notes_, add);
     if (page_)
       return WriteEvents(document, JsonUse::kPage, [this](std::string_view line) { page_->Add(line); });
-    if (!options_.json) return ListEvents(document, add);
+    if (!options_.json) return ListEvents(document, notes_, add);
     WriteEvents(document, JsonUse::kData, [this](std::string_view line) {
       Add(line);
       Add("\n");
@@ -128,6 +131,7 @@ class Show {
   }
 
   const ShowOptions& options_;
+  EventNotes notes_;
   EventFileReader reader_;
   std::string output_;
   std::optional<PageFile> page_;

@@ -4,6 +4,8 @@
 #include "console/utf8.h"
 
 #include <algorithm>
+#include <set>
+#include <string_view>
 
 namespace varnel::tool {
 namespace {
@@ -53,18 +55,67 @@ class Lines {
   std::size_t leftOut_ = 0;
 };
 
-void AddElement(Lines& lines, const Element& element, std::size_t depth) {
-  std::string line(depth * 2, ' ');
-  line += Shortened(element.Name());
-  std::size_t end = element.Offset() + element.Name().size() + element.Text().size();
-  for (const auto [name, value] : element.Attributes()) {
-    line += " " + Shortened(name) + "=\"" + Shortened(value) + "\"";
-    end += name.size() + value.size();
+// Writes elements with their notes.
+class Tree {
+ public:
+  Tree(const EventDocument& document, const EventNotes& notes, const Sink& sink)
+      : document_(document), notes_(notes), lines_(sink) {}
+  void Write() {
+    std::string path;
+    Add(document_.root, 1, path);
+    lines_.SayLeftOut();
   }
-  if (!IsBlank(element.Text())) line += ": " + Shortened(element.Text());
-  lines.Add(end, line + '\n');
-  for (const Element child : element.Children()) AddElement(lines, child, depth + 1);
-}
+
+ private:
+  // `path` leads to the element, if it is part of an event that has notes; otherwise it is empty.
+  void Add(const Element& element, std::size_t depth, std::string& path) {
+    std::string line(depth * 2, ' ');
+    line += Shortened(element.Name());
+    std::size_t end = element.Offset() + element.Name().size() + element.Text().size();
+    for (const auto [name, value] : element.Attributes()) {
+      line += " " + Shortened(name) + "=\"" + Shortened(value) + "\"";
+      end += name.size() + value.size();
+    }
+    if (!IsBlank(element.Text())) line += ": " + Shortened(element.Text());
+    if (element.Is(kEventFacts[0]))
+      if (const auto name = notes_.names.find(element.Text()); name != notes_.names.end())
+        line += "  # " + Shortened(name->second);
+    lines_.Add(end, line + '\n');
+    if (!path.empty()) AddNotes(element, end, depth + 1, path);
+    for (const Element child : element.Children()) AddChild(element, child, depth + 1, path);
+  }
+  void AddChild(const Element& parent, const Element& child, std::size_t depth, std::string& path) {
+    const std::size_t length = path.size();
+    if (parent == document_.product && IsEvent(child))
+      path = child.Name();
+    else if (!path.empty())
+      path.append("/").append(child.Name());
+    std::string none;
+    Add(child, depth, notes_.texts.contains(path) ? path : none);
+    path.resize(length);
+  }
+  void AddNotes(const Element& element, std::size_t end, std::size_t depth, std::string& path) {
+    AddNote(end, depth, path, "");
+    const std::size_t length = path.size();
+    for (const auto [name, value] : element.Attributes()) {
+      path.append("/@").append(name);
+      AddNote(end, depth, path, name);
+      path.resize(length);
+    }
+  }
+  void AddNote(std::size_t end, std::size_t depth, const std::string& path, std::string_view attribute) {
+    const auto note = notes_.texts.find(path);
+    if (note == notes_.texts.end() || note->second.empty() || !said_.insert(note->first).second) return;
+    std::string line(depth * 2, ' ');
+    line.append("# ").append(Shortened(attribute)).append(attribute.empty() ? "" : ": ");
+    lines_.Add(end, line + Shortened(note->second) + '\n');
+  }
+
+  const EventDocument& document_;
+  const EventNotes& notes_;
+  Lines lines_;
+  std::set<std::string_view> said_;  // paths whose note has been written
+};
 
 }  // namespace
 
@@ -76,7 +127,7 @@ std::string Shortened(std::string_view text) {
   return Printable(text.substr(0, end)) + "... (" + std::to_string(Length(text)) + " characters)";
 }
 
-void ListEvents(const EventDocument& document, const Sink& sink) {
+void ListEvents(const EventDocument& document, const EventNotes& notes, const Sink& sink) {
   Lines lines(sink);
   const std::string file = Shortened(document.FileName());
   const std::string product = Column(std::string(AttributeOf(document.product, "ProductName")) + " " +
@@ -85,18 +136,20 @@ void ListEvents(const EventDocument& document, const Sink& sink) {
   for (const Element event : document.product.Children()) {
     if (!IsEvent(event)) continue;
     const Facts facts(event, kEventFacts);
+    std::string name(event.Name());
+    if (const auto declared = notes.names.find(facts.Text(0));
+        declared != notes.names.end() && declared->second != name)
+      name = Shortened(name) + " (" + declared->second + ")";
     lines.Add(event.LastOffset(), Column(facts.Text(2), 19) + Column(facts.Text(1), -4) +
-                                      Column(facts.Text(0), -7) + "  " + Column(event.Name(), 24) + "  " +
-                                      product + "  " + file + "\n");
+                                      Column(facts.Text(0), -7) + "  " + Column(name, 24) + "  " + product +
+                                      "  " + file + "\n");
   }
   lines.SayLeftOut();
 }
 
-void ListElements(const EventDocument& document, const Sink& sink) {
+void ListElements(const EventDocument& document, const EventNotes& notes, const Sink& sink) {
   sink(Printable(document.path) + "\n");
-  Lines lines(sink);
-  AddElement(lines, document.root, 1);
-  lines.SayLeftOut();
+  Tree(document, notes, sink).Write();
 }
 
 }  // namespace varnel::tool

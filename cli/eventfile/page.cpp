@@ -8,6 +8,7 @@
 namespace varnel::tool {
 namespace {
 
+constexpr std::string_view kNotesPlace = "id=\"notes\">";
 constexpr std::string_view kPlace = "id=\"data\">";
 
 Failure CannotBeWritten(const NativePath& path) {
@@ -17,8 +18,12 @@ Failure CannotBeWritten(const NativePath& path) {
 
 }  // namespace
 
-PageFile::PageFile(NativePath path) : path_(path), file_(std::move(path)) {
-  Write(kPageHtml.substr(0, kPageHtml.find(kPlace) + kPlace.size()));
+PageFile::PageFile(NativePath path, std::string_view notes) : path_(path), file_(std::move(path)) {
+  const std::size_t notesEnd = kPageHtml.find(kNotesPlace) + kNotesPlace.size();
+  Write(kPageHtml.substr(0, notesEnd));
+  Write(notes.empty() ? "{}" : notes);
+  const std::string_view rest = kPageHtml.substr(kPageHtml.find("</script>", notesEnd));
+  Write(rest.substr(0, rest.find(kPlace) + kPlace.size()));
   Write("[");
 }
 

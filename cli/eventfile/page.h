@@ -11,7 +11,8 @@ namespace varnel::tool {
 // page loads nothing. Every function throws Failure if the file cannot be written.
 class PageFile {
  public:
-  explicit PageFile(NativePath path);
+  // `notes` is EventNotes::page.
+  PageFile(NativePath path, std::string_view notes);
   // Adds an event, as WriteEvents formats it for JsonUse::kPage.
   void Add(std::string_view event);
   // Completes the page and renames the file to its path.

@@ -16,6 +16,15 @@ from wine import ROOT, Prefix  # noqa: E402 (it is in a folder of its own)
 
 PROGRAM = ROOT / "build/mingw-x64/bin/varnel.exe"
 DLL = "Z:" + str(PROGRAM.with_suffix(".dll"))
+CATALOGUE = """catalogue = 1
+product = {software_id = "EXAMPLE__1000", root = "R", element = "E", name = "Example", family = ""}
+[[event]]
+name = "Hostile"
+id = 9
+severity = 3
+text = "</script><b>What it means"
+child = [{name = "File", type = "path", text = "The attacked file."}]
+"""
 HOSTILE = "</script><img src=x onerror=document.title='owned'><b>&\"'"
 
 
@@ -27,8 +36,10 @@ class Page(unittest.TestCase):
         events = [{"name": f"Event{i}", "id": 1000 + i * 7 % 500, "severity": i % 4, "time": f"2026-11-{1 + i % 20:02}T{i % 24:02}:05:03Z"}
                   for i in range(249)]
         events.append({"name": "Hostile", "id": 9, "severity": 3, "children": [{"name": "File", "text": HOSTILE}]})
+        (prefix.drive / "acme.toml").write_text(CATALOGUE, encoding="utf-8")
         for command, text in (("send", json.dumps({"events": events})), ("show", None)):
-            status, _, errors = prefix.communicate(PROGRAM, command, *(["--json", "--dll", DLL] if text else ["--html", "C:\\page.html"]), text=text)
+            options = ["--json", "--dll", DLL] if text else ["--html", "C:\\page.html", "--catalogue", "C:\\acme.toml"]
+            status, _, errors = prefix.communicate(PROGRAM, command, *options, text=text)
             if status != 0:
                 raise AssertionError(errors)
         cls.page = prefix.drive / "page.html"
@@ -90,6 +101,8 @@ class Page(unittest.TestCase):
         facts = self.one("#facts").text
         self.assertIn("labels", facts)
         self.assertIn(HOSTILE, facts)
+        for note in ("Hostile\n</script><b>What it means\n", "9\nHostile\n", "The attacked file."):  # what the catalogue says
+            self.assertIn(note, facts)
         self.picture("details")
         self.browser.switch_to.active_element.send_keys(Keys.ESCAPE)
         self.assertFalse(self.one("#details").is_displayed())
