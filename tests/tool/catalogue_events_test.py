@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """Random events of random catalogues, through the generated header and the library: their files and their lines of JSON
-are valid by the generated schemas. The long form: VARNEL_SOAK."""
+are valid by the generated schemas, and `cover` finds nothing. The long form: VARNEL_SOAK."""
 import json
 import os
 import subprocess
@@ -45,6 +45,8 @@ class RandomEvents(ToolTest):
         for schema in (folder / f"{name}.rng", ROOT / "schema/event-document.rng"):
             done = subprocess.run(["xmllint", "--noout", "--relaxng", schema, *files], stderr=subprocess.PIPE, text=True)
             self.assertEqual(0, done.returncode, "\n".join(line for line in done.stderr.splitlines() if not line.endswith(" validates"))[:2000])
+        covered, _ = self.varnel("catalogue", "cover", self.path(f"{name}/{name}.toml"), self.path("Agent/AgentEvents"))
+        self.assertRegex(covered, rf"(\A|\n){REPORTS * EVENTS} events of [^\n]* in {REPORTS} files, [^\n]*, 0 deviations\n\Z")
         lines, _ = self.varnel("show", "--json", self.path("Agent/AgentEvents"))
         return lines.splitlines(), json.loads((folder / f"{name}.schema.json").read_text(encoding="utf-8"))
 
