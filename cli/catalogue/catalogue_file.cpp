@@ -12,7 +12,8 @@ namespace varnel::tool::catalogue {
 Reading ReadCatalogueFile(const std::string& path) {
   InputFile file(ToNative(path), InputFile::Links::kFollow);
   // One byte more than ReadCatalogue takes.
-  std::string bytes(std::min<std::uint64_t>(file.Size(), kLargestCatalogue) + 1, '\0');
+  std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(file.Size(), kLargestCatalogue)) + 1,
+                    '\0');
   bytes.resize(file.Read(bytes.data(), bytes.size()));
   if (file.Error().problem == Problem::kNotFile) throw Failure(Printable(path) + ": not a file on a disk");
   if (file.Error().problem != Problem::kNone)
