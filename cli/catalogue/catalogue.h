@@ -43,7 +43,7 @@ struct Attribute {
 
 struct Child;
 
-// What an event or a child has below it, in the order of the catalogue. No two names are equal.
+// The attributes and children of an event or a child, in the order of the catalogue. No two names are equal.
 struct Content {
   std::vector<Attribute> attributes;
   std::vector<Child> children;

@@ -7,7 +7,7 @@
 
 namespace varnel::tool::catalogue {
 
-// What all built-in types have: one row each, in the order of ValueKind.
+// A row of the table of built-in types, which is in the order of ValueKind.
 struct BuiltInType {
   ValueKind kind;
   std::string_view name;     // in a catalogue

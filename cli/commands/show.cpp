@@ -21,7 +21,7 @@ namespace {
 constexpr std::chrono::milliseconds kPoll(250);
 constexpr std::size_t kPart = 65'536;
 
-// What --follow knows of a file between two looks at its folder.
+// A file as --follow has seen it at its last look at the folder.
 struct Followed {
   enum class State {
     kUnread,      // not read yet, or in use by another program: read it at the next look

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-// What the console needs from the system; streams_windows.cpp and streams_posix.cpp.
+// The standard streams of the system: streams_windows.cpp and streams_posix.cpp.
 namespace varnel::tool {
 
 enum class Stream { kOutput, kErrors };

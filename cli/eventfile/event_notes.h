@@ -6,7 +6,7 @@
 
 namespace varnel::tool {
 
-// What is known of a product's events beside the event files.
+// Explanations of a product's events that come from elsewhere than the event files.
 struct EventNotes {
   using Texts = std::map<std::string, std::string, std::less<>>;
   Texts texts;       // what an event, attribute or child means, by paths like MalwareDetected/File/@Action

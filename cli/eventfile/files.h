@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-// What event files need from the system: files_windows.cpp and files_posix.cpp.
+// Files and folders of the system: files_windows.cpp and files_posix.cpp.
 namespace varnel::tool {
 
 // Why the system refuses a file.
@@ -25,7 +25,7 @@ struct FileError {
   SystemError number = 0;
 };
 
-// Of what a path leads to: links are followed.
+// Facts of the file or folder that a path leads to. Links are followed.
 struct PathFacts {
   FileError error;  // the other members are valid if there is none
   bool isFolder = false;

@@ -9,7 +9,7 @@ namespace varnel::tool {
 // The file name of a package's SBOM (SPDX 2.3, JSON).
 inline constexpr std::string_view kBillName = "varnel.spdx.json";
 
-// What an SBOM says about its package.
+// The content of an SBOM.
 struct Bill {
   std::string package;  // the package's file name
   // SHA-256, in hexadecimal digits as in the SBOM, by the file's path from the SBOM's folder.

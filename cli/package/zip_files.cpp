@@ -1,5 +1,5 @@
 // Reads zips as scripts/package makes them: stored or deflated entries, one disk, no encryption, no Zip64.
-// What a zip says about itself is not believed: each size and offset is checked before it is used.
+// A zip is not trusted: each size and offset is checked before it is used.
 
 #include "console/console.h"
 #include "console/printable.h"

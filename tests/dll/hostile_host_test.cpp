@@ -1,5 +1,5 @@
-// A host whose threads impersonate users with other rights, and systems that answer unusually. They stand
-// behind functions that the loaded library imports.
+// A host that impersonates users with other rights, and a system that answers unusually. Both are simulated
+// in functions that the loaded library imports.
 
 #include "dll/hostile.h"
 #include "support/import_hook.h"
@@ -74,7 +74,7 @@ TEST_F(HostileHost, LibrariesAreLoadedAsTheProcessAndTheClientsIdentityComesBack
   EXPECT_EQ(0, Loading::asClient);
 }
 
-// CRYPTBASE.dll, which not every system has: a library of this test's takes its place.
+// Stands for cryptbase.dll, which Wine need not have: loads xmllite.dll in its place.
 struct RandomNumbers {
   static inline int uses = 0;
   static inline int usesWithout = 0;
@@ -167,7 +167,7 @@ TEST_F(HostileHost, TokenIsOpenedAsTheClientTooAndFactsThatStayEmptySayWhy) {
   }
 }
 
-// A function of the system that fails with a size that nobody has made room for.
+// GetAdaptersAddresses, failing with a size that is larger than the buffer.
 struct AdapterQuery {
   static inline std::vector<ULONG> sizes;
 
