@@ -6,7 +6,7 @@ import subprocess
 import unittest
 import zipfile
 
-from packaged import CROSS, ENVIRONMENT, NAME, ROOT, VERSION, PackageTest, run
+from packaged import CROSS, ENVIRONMENT, NAME, PACKAGE, ROOT, VERSION, PackageTest, run
 
 
 class Packages(PackageTest):
@@ -127,7 +127,7 @@ class Packages(PackageTest):
         certificate, key, signed = self.folder / "signer.pem", self.folder / "signer.key", self.folder / "signed"
         self.succeed("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=Throw-away",
                      "-addext", "extendedKeyUsage=codeSigning", "-keyout", key, "-out", certificate)
-        self.succeed("./scripts/package", "--sign", certificate, key, signed)
+        self.succeed(*PACKAGE, "--sign", certificate, key, signed)
         for width in CROSS:
             with zipfile.ZipFile(signed / f"{NAME}-win{width}.zip") as package:
                 package.extractall(signed)
@@ -141,7 +141,7 @@ class Packages(PackageTest):
         # A key of another certificate: a clear word, and what was there stays.
         self.succeed("openssl", "genrsa", "-out", key, "2048")
         sums = (signed / "SHA256SUMS").read_bytes()
-        status, output = run("./scripts/package", "--sign", certificate, key, signed)
+        status, output = run(*PACKAGE, "--sign", certificate, key, signed)
         self.assertNotEqual(0, status)
         self.assertIn("a certificate and its key, in PEM?", output)
         self.assertEqual(sums, (signed / "SHA256SUMS").read_bytes())
