@@ -139,14 +139,14 @@ class Sha256 {
 
 namespace detail {
 
-// True for in_addr and in6_addr of <winsock2.h>, which this header does not need.
+// True for in_addr and in6_addr of <winsock2.h>, which this header does not need. Clang takes two
+// specialisations by std::void_t for the same one.
 template <class Address, class = void>
 struct IsSocketAddress : std::false_type {};
 template <class Address>
-struct IsSocketAddress<Address, std::void_t<decltype(std::declval<Address&>().S_un.S_addr)>>
-    : std::true_type {};
+struct IsSocketAddress<Address, decltype(void(std::declval<Address&>().S_un.S_addr))> : std::true_type {};
 template <class Address>
-struct IsSocketAddress<Address, std::void_t<decltype(std::declval<Address&>().u.Byte)>> : std::true_type {};
+struct IsSocketAddress<Address, decltype(void(std::declval<Address&>().u.Byte))> : std::true_type {};
 
 }  // namespace detail
 
@@ -186,7 +186,10 @@ class Ip {
     for (int first = 0; first < 8; ++first) {
       int run = 0;
       while (first + run < 8 && Group(first + run) == 0) ++run;
-      if (run > longest) gap = first, longest = run;
+      if (run > longest) {
+        gap = first;
+        longest = run;
+      }
     }
     for (int i = 0; i < 8; ++i) {
       if (i == gap) {
@@ -201,7 +204,8 @@ class Ip {
     return at;
   }
   unsigned Group(int i) const noexcept {
-    return static_cast<unsigned>(bytes_[2 * i] << 8 | bytes_[2 * i + 1]);
+    const std::size_t first = static_cast<std::size_t>(i) * 2;
+    return static_cast<unsigned>(bytes_[first] << 8 | bytes_[first + 1]);
   }
 
   unsigned char bytes_[16];
