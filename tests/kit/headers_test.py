@@ -4,6 +4,7 @@
 Before and after Windows's headers, in every language they are for; and in those they are not for, where one line has to
 say what is wrong.
 """
+import pathlib
 import subprocess
 import sys
 import unittest
@@ -36,6 +37,7 @@ class Headers(unittest.TestCase):
         for order in ((own, "winsock2.h"), ("windows.h", own), (own, "winsock.h"), ("winsock.h", own)):
             self.expect_clean(includes(*order), "-std=c++17")
         self.expect_clean(includes(own, "winsock2.h", "windows.h"), "-std=c++20", "-DWIN32_LEAN_AND_MEAN", "-DNOMINMAX")
+        self.expect_clean(includes("varnel/testing.hpp", "windows.h"), "-std=c++20", "-DWIN32_LEAN_AND_MEAN", "-DNOMINMAX", "-DUNICODE")
         for own in ("varnel/varnel.h", "varnel/self_protection_client.h"):
             for order in ((own, "winsock2.h"), ("winsock2.h", own), ("initguid.h", own, "ws2tcpip.h")):
                 self.expect_clean(includes(*order), "-std=c99")
@@ -55,6 +57,14 @@ class Headers(unittest.TestCase):
             with self.subTest(standard):
                 self.assertEqual(1, said.count("error:"), said)
                 self.assertIn("varnel/varnel.hpp needs C++17 (-std=c++17, /std:c++17)", said)
+
+    def test_parts_of_the_test_kit_compile_in_any_order_and_only_with_exceptions(self):
+        parts = sorted(path.name for path in pathlib.Path(FOLDERS[0]).glob("varnel/testing/*.hpp"))
+        for order in (parts, parts[::-1]):
+            self.expect_clean(includes(*(f"varnel/testing/{part}" for part in order), "varnel/testing.hpp"), "-std=c++17")
+        said = compile_text(includes("varnel/testing.hpp"), "-std=c++17", "-fno-exceptions")
+        self.assertEqual(1, said.count("error:"), said)
+        self.assertIn("varnel/testing.hpp needs exceptions", said)
 
     def test_throwing_form_without_exceptions_names_the_other_one(self):
         calls = ("varnel::Report(library, {});", "report.Save();", 'report.AddEvent("E", 1, 1);', 'element.SetAttribute("A", 1);',
