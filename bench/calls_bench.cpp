@@ -8,7 +8,7 @@
 #include "event_texts.h"
 #include "generated/bench_events.hpp"
 #include "measure.h"
-#include "support/import_table.h"
+#include "varnel/testing/import_table.hpp"
 #include "varnel/varnel.hpp"
 #include "xml/document.h"
 
@@ -158,10 +158,10 @@ void CompareSaves(HMODULE library, const Agent& agent) {
 class Exchanged {
  public:
   Exchanged(HMODULE library, const char* function, void* replacement)
-      : place_(test::FindImport(library, function)), original_(*place_) {
-    test::WriteImport(place_, replacement);
+      : place_(testing::detail::FindImport(library, function)), original_(*place_) {
+    testing::detail::WriteImport(place_, replacement);
   }
-  ~Exchanged() { test::WriteImport(place_, original_); }
+  ~Exchanged() { testing::detail::WriteImport(place_, original_); }
   Exchanged(const Exchanged&) = delete;
   Exchanged& operator=(const Exchanged&) = delete;
 

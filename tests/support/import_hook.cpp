@@ -1,10 +1,14 @@
 #include "support/import_hook.h"
 
-#include "support/import_table.h"
+#include "varnel/testing/import_table.hpp"
 
 #include <gtest/gtest.h>
 
 namespace varnel::test {
+
+using varnel::testing::detail::FindImport;
+using varnel::testing::detail::WriteImport;
+
 ImportHook::ImportHook(HMODULE module, const char* function, void* replacement)
     : place_(FindImport(module, function)) {
   EXPECT_NE(nullptr, place_) << function << " is not imported";

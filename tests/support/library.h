@@ -143,7 +143,7 @@ inline std::string TakeFiles(const std::wstring& where, std::size_t expected = 1
 }
 
 // An agent with folders of its own. Its settings are below HKEY_LOCAL_MACHINE as this process sees it.
-class AgentFolders : public testing::Test {
+class AgentFolders : public ::testing::Test {
  protected:
   AgentFolders() { SetUpAgent(folder.Path(), serverEvents); }
   // Keeps the files that the test has left for the schema test.
