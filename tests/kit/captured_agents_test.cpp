@@ -109,6 +109,25 @@ TEST_F(CapturedAgents, ReportThatOutlivesItsAgentWritesNothing) {
   const Agent next(Library::Path());
 }
 
+// The library opens the filter by its name in the ANSI code page, which lacks these letters.
+TEST_F(CapturedAgents, TemporaryFolderMayHaveAnyNameThatIsShortEnough) {
+  const std::wstring before = std::filesystem::temp_directory_path().wstring();
+  const std::wstring other = folder.MakeFolder(L"\u0416 \u6F22");
+  SetEnvironmentVariableW(L"TMP", other.c_str());
+  {
+    Agent agent(Library::Path());
+    SaveOne(agent.Library());
+    EXPECT_EQ(1u, agent.TakeReports().size());
+    agent.DisableEvent(1000);
+    Report report(agent.Library(), Describe());
+    EXPECT_EQ(VARNEL_E_EVENT_DISABLED, report.TryAddEvent("E", 1000, 1));
+  }
+  EXPECT_THAT(FilesIn(other), ::testing::IsEmpty());
+  SetEnvironmentVariableW(L"TMP", (L"C:\\" + std::wstring(148, L'x')).c_str());
+  EXPECT_THROW(Agent(Library::Path()), std::runtime_error);
+  SetEnvironmentVariableW(L"TMP", before.c_str());
+}
+
 TEST_F(CapturedAgents, LibraryThatCannotBeCapturedIsAnErrorThatNamesIt) {
   const std::wstring copy = folder.File(L"copy.dll");
   const auto message = [&] {
