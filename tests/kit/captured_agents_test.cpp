@@ -37,9 +37,10 @@ std::vector<std::wstring> AgentFiles() {
       found.push_back(entry.path().wstring());
   return found;
 }
-// What an agent might touch: all of this user's keys, and the machine's agent.
+// What an agent might touch: this user's keys, and those of the machine's agent.
 std::string Registry() {
-  return ExportKey(HKEY_CURRENT_USER, L"") + ExportKey(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Wow6432Node");
+  return ExportKey(HKEY_CURRENT_USER, L"") +
+         ExportKey(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Wow6432Node\\Kestrane");
 }
 
 class CapturedAgents : public MachineAgentTest {
