@@ -182,7 +182,7 @@ std::size_t PrivateKilobytes() {
 }
 
 TEST_F(CapturedAgents, LeaveNothingInTheProcess) {
-  const int count = Count(60, 1000);
+  const int count = Count(30, 1000);
   int handles = 0;
   std::size_t memory = 0;
   for (int i = 0; i < count; ++i) {

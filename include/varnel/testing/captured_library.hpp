@@ -22,7 +22,7 @@ class CapturedLibrary;
 // A redirected function gets no context: so each captured library has functions of its own, which find the
 // library by its number here.
 inline std::atomic<CapturedLibrary*> g_captured[kMostAgents];
-inline SRWLOCK g_capturedLock{};  // held while an entry is chosen
+inline SRWLOCK g_capturedLock{};  // held while entries change, and while they are searched
 
 class CapturedLibrary {
  public:
@@ -114,7 +114,10 @@ class CapturedLibrary {
                     "Destroy one, and first its reports and their elements.");
       g_captured[value_] = owner;
     }
-    ~Number() { g_captured[value_] = nullptr; }
+    ~Number() {
+      const ExclusiveLock lock(g_capturedLock);
+      g_captured[value_] = nullptr;
+    }
     Number(const Number&) = delete;
     Number& operator=(const Number&) = delete;
     std::size_t Value() const noexcept { return value_; }
