@@ -69,16 +69,21 @@ class Agent {
   const varnel::Library& Library() const noexcept { return library_; }
 
   // Returns the reports that have been saved since the last call, in the order of their saving, and deletes
-  // their files. Waits for a save that is writing. Throws std::runtime_error and deletes nothing if a file is
-  // not well-formed, which only texts and names that <varnel/varnel.hpp> refuses can cause.
+  // their files. Waits for a save that is writing. Throws std::runtime_error and deletes nothing if a file
+  // cannot be opened, or is not well-formed, which only texts and names that <varnel/varnel.hpp> refuses can
+  // cause.
   std::vector<ReportFile> TakeReports() {
     std::vector<ReportFile> files;
     captured_->WhileNothingIsWritten([&] {
       const std::vector<std::wstring> paths = captured_->CreatedPaths();
       for (const std::wstring& path : paths) {
         ReportFile file;
-        if (!detail::ReadBytes(path, file.bytes)) continue;  // deleted
         file.name = path.substr(path.find_last_of(L'\\') + 1);
+        if (!detail::ReadBytes(path, file.bytes)) {
+          const DWORD error = GetLastError();
+          if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) continue;  // a failed save's
+          detail::FailAgent("an event file cannot be opened", error, "Close the program that has it open.");
+        }
         file.isForServer = path.compare(0, serverFolder_.size(), serverFolder_) == 0;
         detail::ParseReport(file);
         files.push_back(std::move(file));
@@ -131,7 +136,7 @@ class Agent {
     bool isWritten = false;
     for (int tries = 0; !isWritten; ++tries) {
       if (tries == 1000)
-        detail::FailToSetUp("the event filter cannot be written", GetLastError(), "Make room on the disk.");
+        detail::FailAgent("the event filter cannot be written", GetLastError(), "Make room on the disk.");
       if (tries > 0) Sleep(1);  // the library reads it on another thread
       captured_->ChangeSettings(
           [&](detail::AgentSettings&) { isWritten = detail::WriteBytes(path, filter_); });

@@ -30,7 +30,7 @@ class CapturedLibrary {
   explicit CapturedLibrary(const std::wstring& dll)
       : number_(this), copy_(dll, folder_.File(L"varnel-captured.dll")) {
     if (!mutex_ || !mutexIsFree_ || !someoneWaits_)
-      FailToSetUp("a mutex or an event cannot be made", GetLastError(), "Close other programs.");
+      FailAgent("a mutex or an event cannot be made", GetLastError(), "Close other programs.");
     RedirectAll(std::make_index_sequence<kMostAgents>());
   }
   CapturedLibrary(const CapturedLibrary&) = delete;
@@ -110,8 +110,8 @@ class CapturedLibrary {
       const ExclusiveLock lock(g_capturedLock);
       while (value_ < kMostAgents && g_captured[value_]) ++value_;
       if (value_ == kMostAgents)
-        FailToSetUp("this process has 16 agents", ERROR_TOO_MANY_NAMES,
-                    "Destroy one, and first its reports and their elements.");
+        FailAgent("this process has 16 agents", ERROR_TOO_MANY_NAMES,
+                  "Destroy one, and first its reports and their elements.");
       g_captured[value_] = owner;
     }
     ~Number() {

@@ -16,37 +16,52 @@ inline Handle OwnFile(void* file) noexcept {
   return Handle(file == INVALID_HANDLE_VALUE ? nullptr : file);
 }
 
-[[noreturn]] inline void FailToSetUp(const std::string& what, DWORD error, const char* remedy) {
+[[noreturn]] inline void FailAgent(const std::string& what, DWORD error, const char* remedy) {
   throw std::runtime_error("varnel::testing::Agent: " + what + " (Windows error " + std::to_string(error) +
                            "). " + remedy);
+}
+
+// Calls visit(entry) for each file and folder whose path matches.
+template <class Visit>
+void ForEachEntry(const std::wstring& pattern, Visit visit) {
+  struct Closer {
+    void operator()(void* search) const noexcept { FindClose(search); }
+  };
+  WIN32_FIND_DATAW entry;
+  void* const found = FindFirstFileW(pattern.c_str(), &entry);
+  if (found == INVALID_HANDLE_VALUE) return;
+  const std::unique_ptr<void, Closer> search(found);
+  do visit(entry);
+  while (FindNextFileW(found, &entry));
+}
+inline bool IsFolder(const WIN32_FIND_DATAW& entry) noexcept {
+  return (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+inline bool IsLink(const WIN32_FIND_DATAW& entry) noexcept {
+  return (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
 // Deletes the folder and what is in it; deletes links, but not what they lead to. Returns false if something
 // stays.
 inline bool RemoveTree(const std::wstring& folder) {
-  WIN32_FIND_DATAW entry;
-  void* const search = FindFirstFileW((folder + L"\\*").c_str(), &entry);
-  if (search == INVALID_HANDLE_VALUE) return RemoveDirectoryW(folder.c_str()) != FALSE;
-  do {
+  ForEachEntry(folder + L"\\*", [&](const WIN32_FIND_DATAW& entry) {
     const std::wstring name = entry.cFileName;
-    if (name == L"." || name == L"..") continue;
     const std::wstring path = folder + L'\\' + name;
-    const bool isFolder = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    if (isFolder && (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
-      RemoveDirectoryW(path.c_str());
-    else if (isFolder)
-      RemoveTree(path);
-    else
+    if (!IsFolder(entry))
       DeleteFileW(path.c_str());
-  } while (FindNextFileW(search, &entry));
-  FindClose(search);
+    else if (IsLink(entry))
+      RemoveDirectoryW(path.c_str());
+    else if (name != L"." && name != L"..")
+      RemoveTree(path);
+  });
   return RemoveDirectoryW(folder.c_str()) != FALSE;
 }
 
-// Stores the file's bytes. Returns false if the file does not exist or cannot be read.
+// Stores the file's bytes. Returns false, with the last error set, if the file cannot be read.
 inline bool ReadBytes(const std::wstring& path, std::string& bytes) {
-  const Handle file = OwnFile(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE,
-                                          nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  const Handle file = OwnFile(CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
+                                          FILE_ATTRIBUTE_NORMAL, nullptr));
   LARGE_INTEGER size;
   if (!file || !GetFileSizeEx(file.get(), &size)) return false;
   bytes.resize(static_cast<std::size_t>(size.QuadPart));

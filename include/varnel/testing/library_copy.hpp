@@ -44,8 +44,8 @@ class LibraryCopy {
     redirections_.reserve(redirections_.size() + 1);
     void* const original = place ? *place : nullptr;
     if (!place || !WriteImport(place, replacement))
-      FailToSetUp(std::string("calls of ") + function + " cannot be redirected", ERROR_PROC_NOT_FOUND,
-                  "Pass the varnel.dll of a package.");
+      FailAgent(std::string("calls of ") + function + " cannot be redirected", ERROR_PROC_NOT_FOUND,
+                "Pass the varnel.dll of a package.");
     redirections_.push_back({place, original});
     return original;
   }
@@ -57,9 +57,9 @@ class LibraryCopy {
   };
 
   [[noreturn]] static void Refuse(const std::wstring& dll, const char* what) {
-    FailToSetUp("the library " + varnel::detail::Quoted(std::wstring_view(dll)) + " cannot be " + what,
-                GetLastError(),
-                "Pass the full path of a varnel.dll for this kind of program, 64-bit or 32-bit.");
+    FailAgent("the library " + varnel::detail::Quoted(std::wstring_view(dll)) + " cannot be " + what,
+              GetLastError(),
+              "Pass the full path of a varnel.dll for this kind of program, 64-bit or 32-bit.");
   }
 
   std::wstring path_;

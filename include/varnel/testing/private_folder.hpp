@@ -17,15 +17,16 @@ class PrivateFolder {
     const std::wstring parent = TemporaryFolder();
     RemoveAbandoned(parent);
     static std::atomic<unsigned> count{0};
-    path_ = parent + kPrefix + std::to_wstring(GetCurrentProcessId()) + L'-' +
-            std::to_wstring(StartOf(GetCurrentProcess())) + L'-' + std::to_wstring(++count);
-    if (!CreateDirectoryW(path_.c_str(), nullptr)) Refuse(path_);
-    lock_ = OpenLock(path_, CREATE_NEW);
-    if (lock_) return;
-    const DWORD error = GetLastError();
-    RemoveDirectoryW(path_.c_str());
-    SetLastError(error);
-    Refuse(path_);
+    const std::wstring owner = parent + kPrefix + std::to_wstring(GetCurrentProcessId()) + L'-' +
+                               std::to_wstring(StartOf(GetCurrentProcess())) + L'-';
+    // Each module of the process that is built with this header has a count of its own.
+    bool isMade = false;
+    do {
+      path_ = owner + std::to_wstring(++count);
+      isMade = CreateDirectoryW(path_.c_str(), nullptr) != FALSE;
+    } while (!isMade && GetLastError() == ERROR_ALREADY_EXISTS);
+    if (isMade) lock_ = OpenLock(path_, CREATE_NEW);
+    if (!lock_) Refuse(path_);
   }
   ~PrivateFolder() {
     lock_.reset();
@@ -50,9 +51,9 @@ class PrivateFolder {
   static constexpr wchar_t kPrefix[] = L"varnel-agent-";
 
   [[noreturn]] static void Refuse(const std::wstring& path) {
-    FailToSetUp("the folder " + varnel::detail::Quoted(std::wstring_view(path)) + " cannot be made",
-                GetLastError(),
-                "Set TEMP to a folder on a disk with room, in which this account may create folders.");
+    FailAgent("the folder " + varnel::detail::Quoted(std::wstring_view(path)) + " cannot be made",
+              GetLastError(),
+              "Set TEMP to a folder on a disk with room, in which this account may create folders.");
   }
 
   static std::wstring TemporaryFolder() {
@@ -61,8 +62,8 @@ class PrivateFolder {
     wchar_t path[MAX_PATH + 1] = {};
     const DWORD length = GetTempPathW(MAX_PATH + 1, path);
     if (length == 0 || length > kLongest)
-      FailToSetUp("the path of the temporary folder has " + std::to_string(length) + " characters",
-                  ERROR_FILENAME_EXCED_RANGE, "Set TEMP to a path of at most 150 characters.");
+      FailAgent("the path of the temporary folder has " + std::to_string(length) + " characters",
+                ERROR_FILENAME_EXCED_RANGE, "Set TEMP to a path of at most 150 characters.");
     return path;
   }
 
@@ -96,16 +97,10 @@ class PrivateFolder {
   }
 
   static void RemoveAbandoned(const std::wstring& parent) {
-    WIN32_FIND_DATAW entry;
-    void* const search = FindFirstFileW((parent + kPrefix + L'*').c_str(), &entry);
-    if (search == INVALID_HANDLE_VALUE) return;
-    do {
-      constexpr DWORD kKind = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
-      if ((entry.dwFileAttributes & kKind) == FILE_ATTRIBUTE_DIRECTORY &&
-          IsAbandoned(parent, entry.cFileName))
+    ForEachEntry(parent + kPrefix + L'*', [&](const WIN32_FIND_DATAW& entry) {
+      if (IsFolder(entry) && !IsLink(entry) && IsAbandoned(parent, entry.cFileName))
         RemoveTree(parent + entry.cFileName);
-    } while (FindNextFileW(search, &entry));
-    FindClose(search);
+    });
   }
 
   std::wstring path_;
