@@ -3,9 +3,9 @@
 #include "commands/commands.h"
 #include "console/console.h"
 #include "console/printable.h"
+#include "console/sha256.h"
 #include "package/bill.h"
 #include "package/package_files.h"
-#include "package/sha256.h"
 #include "package/signature.h"
 
 #include <algorithm>

@@ -52,6 +52,7 @@ struct EventDocument {
   Element root;
   Element product;
   std::optional<Element> machine;  // the first "MachineInfo"
+  std::string digest = {};         // of DigestOf, once it has been computed
   [[nodiscard]] std::string FileName() const { return std::string(FileNameOf(path)); }
 };
 

@@ -1,8 +1,7 @@
 #include "eventfile/event_json.h"
 
-#include "console/hex_text.h"
-#include "console/utf8.h"
 #include "eventfile/event_forms.h"
+#include "eventfile/event_identifier.h"
 #include "eventfile/event_labels.h"
 
 #include <algorithm>
@@ -27,24 +26,11 @@ std::string Quoted(std::string_view text, JsonUse use) {
   return json;
 }
 
-// Returns a file name for identifiers. A byte that is not UTF-8 becomes "/" and two hexadecimal digits: no
-// file name contains "/", so two names stay different, which U+FFFD would make the same.
-std::string Identifying(std::string_view fileName) {
-  std::string name;
-  while (!fileName.empty()) {
-    const Decoded next = DecodeUtf8(fileName);
-    const std::string_view bytes = fileName.substr(0, next.length);
-    name += next.isValid ? std::string(bytes) : "/" + HexText(bytes);
-    fileName.remove_prefix(next.length);
-  }
-  return name;
-}
-
 // Writes the events of one document. Fields that all of them share are formatted once.
 class EventWriter {
  public:
   EventWriter(const EventDocument& document, JsonUse use)
-      : use_(use), fileName_(Identifying(document.FileName())), first_(use), last_(use) {
+      : use_(use), identifiers_(document, use), first_(use), last_(use) {
     first_("product_family", AttributeOf(document.product, kProductFacts[2]));
     first_("root", document.root.Name());
     TakeMachine(document.machine);
@@ -70,7 +56,7 @@ class EventWriter {
     bool fits = line.Text("action", Cut(event.Name()));
     if (!id.empty() && !line.Text("code", Cut(id))) ++leftOut.fields;
     if (IsNumber(severity)) line.Raw("severity", severity);
-    fits = line.Text("id", fileName_ + "#" + std::to_string(place)) && fits;
+    fits = line.Text("id", identifiers_.Of(place)) && fits;
     line.Close();
     if (!fits) return false;
     for (const auto& [name, value] : fields_)
@@ -151,7 +137,7 @@ class EventWriter {
   }
 
   const JsonUse use_;
-  const std::string fileName_;  // in identifiers
+  const EventIdentifiers identifiers_;
   std::vector<std::pair<std::string, std::string>> fields_;
   SharedLabels first_;
   SharedLabels last_;

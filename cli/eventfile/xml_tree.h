@@ -95,6 +95,8 @@ class Element {
   // Return attributes, without namespace declarations, and children in document order.
   [[nodiscard]] Range<AttributeIterator> Attributes() const;
   [[nodiscard]] Range<ChildIterator> Children() const;
+  // Returns the bytes of the whole file, without a byte-order mark.
+  [[nodiscard]] std::string_view File() const { return tree_->file_; }
   // Returns the offset of the element's name in the file.
   [[nodiscard]] std::size_t Offset() const { return Node().name.at; }
   // Returns the offset of the first text after a child; 0 if there is none.

@@ -5,7 +5,7 @@ import os
 import subprocess
 import unittest
 
-from tool import ROOT, ToolTest
+from tool import ROOT, ToolTest, identifiers
 
 REPORT = (ROOT / "tests/schema/report.xml").read_text(encoding="utf-8")
 
@@ -37,8 +37,8 @@ class Posix(ToolTest):
                 self.assertIn(f"{folder}/{shown}\n", self.varnel("show", "--tree", path)[0])
                 output = self.varnel("show", "--json", path)[0]
                 self.assertTrue(output.isascii(), output)
-                identifier = name.decode(errors="backslashreplace").replace("\\x", "/")
-                self.assertEqual([f"{identifier}#1", f"{identifier}#2"], [json.loads(line)["event"]["id"] for line in output.splitlines()])
+                expected = identifiers(name.decode(errors="backslashreplace").replace("\\x", "/"), REPORT.encode(), 2)
+                self.assertEqual(expected, [json.loads(line)["event"]["id"] for line in output.splitlines()])
                 os.unlink(path)
 
     def test_relative_paths_are_printed_in_full(self):

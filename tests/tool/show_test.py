@@ -8,7 +8,7 @@ import subprocess
 import threading
 import unittest
 
-from tool import DLL, ROOT, ToolTest, natively, windows_only
+from tool import DLL, ROOT, ToolTest, identifiers, natively, windows_only
 from wine import AGENT
 
 REPORT = (ROOT / "tests/schema/report.xml").read_text(encoding="utf-8")
@@ -33,7 +33,7 @@ GREEDY = {
 
 # What stands in report.xml, what takes its place, and what comes of it in the first object.
 FIELDS = (
-    ("", "", {"@timestamp": "2024-03-07T09:05:03Z", "event.code": "1024", "event.severity": 3, "event.id": "a b.xml#1",
+    ("", "", {"@timestamp": "2024-03-07T09:05:03Z", "event.code": "1024", "event.severity": 3,
               "event.action": "First", "host.ip": ["192.0.2.7"], "host.mac": ["01-23-45-67-89-AB"], "labels.Product_Licence": "first",
               "labels.File_Part_Severity": "high", "labels.Root_Behind_Level": "1", "labels.MachineInfo_Site": "1", "labels.root": "Root"}),
     ("2024-03-07T09:05:03", "2023-02-29T09:05:03", {"@timestamp": None, "labels.GMTTime": "2023-02-29T09:05:03"}),
@@ -71,12 +71,27 @@ class Show(ToolTest):
         self.assertRegex(event["labels"].pop("MachineInfo_TimeZoneBias"), "^-?[0-9]+$")
         self.assertEqual({
             "@timestamp": "2024-03-07T09:05:03Z", "ecs": {"version": "8.11.0"},
-            "event": {"kind": "event", "module": "varnel", "action": "Found", "code": "7", "severity": 2, "id": path.split("\\")[-1] + "#1"},
+            "event": {"kind": "event", "module": "varnel", "action": "Found", "code": "7", "severity": 2, "id": event["event"]["id"]},
             "host": {"os": {"full": "Some OS"}}, "user": {"name": "ann"}, "agent": {"id": event["agent"]["id"]},
             "observer": {"product": "Né", "version": "2.0"}, "log": {"file": {"path": path}},
             "labels": {"product_family": "Server", "root": "ProductEvents", "From": "a", "File": "x", "File_K_1": "v", "File_Part": "p",
                        "File_2": "y"}}, event)
         self.assertRegex(event["agent"]["id"], "^{?[-0-9A-F]{36}}?$")
+        name = path.split("\\")[-1]
+        content = (self.drive / "Agent/AgentEvents" / name).read_bytes()
+        self.assertEqual(identifiers(name, content, 1, event["agent"]["id"].strip("{}")), [event["event"]["id"]])
+
+    def test_identifiers_are_of_agent_name_place_and_bytes(self):
+        guid = "6F1C0A52-3B7E-4d0a-9C44-2B7D5E1F8A90"
+        for number, (agent, text) in enumerate(((guid, guid), (guid, "{" + guid + "}"), ("-", ""), ("-", "{" + guid), ("-", guid + "0"),
+                                                ("-", guid.replace("F", "G")), ("-", guid.replace("-", "0")), ("-", "x" * 40_000))):
+            content = REPORT.replace("{A}", text).encode()
+            for folder, mark in ((f"i{number}", b""), (f"j{number}", b"\xef\xbb\xbf")):
+                with self.subTest(text, folder=folder):
+                    self.folder(folder, {"a#1-b.xml": mark + content})
+                    output, _ = self.varnel("show", "--json", self.path(folder))
+                    self.assertEqual(identifiers("a#1-b.xml", content, 2, agent),
+                                     [json.loads(line)["event"]["id"] for line in output.splitlines()])
 
     @natively
     def test_fields_of_what_is_not_as_usual(self):

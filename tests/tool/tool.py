@@ -1,5 +1,6 @@
 """What the tests of the program varnel share: the Windows program in a Wine prefix of its own with an agent; or, if
 VARNEL_NATIVE has a path, this program of the system that runs the tests, with a temporary folder."""
+import hashlib
 import os
 import pathlib
 import subprocess
@@ -19,6 +20,12 @@ DLL = "Z:" + str(LIBRARY)  # as --dll takes it, for a prefix in which nothing is
 windows_only = unittest.skipIf(NATIVE, "asks Windows")
 # For a test of what every system shares: there, sanitizers look, and a start of the program costs less.
 natively = unittest.skipUnless(NATIVE, "tested natively")
+
+
+def identifiers(name, content, events, agent="-"):
+    """event.id of each event in a file of this name and these bytes, without a byte-order mark."""
+    digest = hashlib.sha256(content).hexdigest()[:16]
+    return [f"{agent}/{name}#{place}-{digest}" for place in range(1, events + 1)]
 
 
 class ToolTest(unittest.TestCase):

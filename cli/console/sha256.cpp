@@ -1,4 +1,4 @@
-#include "package/sha256.h"
+#include "console/sha256.h"
 
 #include "console/hex_text.h"
 
