@@ -18,6 +18,7 @@ struct Chosen {
   ExplainOptions explain;
   SendOptions send;
   ShowOptions show;
+  CollectOptions collect;
   CheckOptions check;
   CatalogueCheckOptions catalogueCheck;
   GenerateOptions generate;
@@ -165,6 +166,39 @@ void AddShow(CLI::App& app, Chosen& chosen) {
   command.callback([&chosen] { chosen.run = [&chosen] { return RunShow(chosen.show); }; });
 }
 
+void AddCollect(CLI::App& app, Chosen& chosen) {
+  CollectOptions& options = chosen.collect;
+  CLI::App& command = *app.add_subcommand(
+      "collect", "Takes event files as they appear into closed files of JSON lines, for a shipper.");
+  command.group(kFiles);
+  command.footer(
+      "Example: varnel collect C:\\Agent\\AgentEvents --to C:\\Segments\n"
+      "Runs until Ctrl+C; the next start goes on where it ended. With --once, returns 1 if a file was passed "
+      "over, "
+      "2 if something could not be read or written.");
+  command.add_option(
+      "folder", options.folders,
+      "Folders with event files; by default, on Windows only, the agent's and the server's event "
+      "folder");
+  command.add_option("--to", options.to, "The folder for the segments, their receipts and the position")
+      ->required();
+  const std::uint64_t most = std::uint64_t{1} << 50;
+  command.add_option("--segment", options.segmentBytes, "Close a segment at this size, 16MB by default")
+      ->transform(CLI::AsSizeValue(false))
+      ->check(CLI::Range(std::uint64_t{1}, most));
+  command.add_option("--every", options.everyMilliseconds, "Close a segment at this age, 60s by default")
+      ->transform(CLI::AsNumberWithUnit(
+          std::map<std::string, std::uint64_t>{{"ms", 1}, {"s", 1'000}, {"min", 60'000}, {"h", 3'600'000}}))
+      ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{86'400'000}));
+  command
+      .add_option("--max-disk", options.diskBytes,
+                  "Take no more event files while the segments in the folder have this size, 1GB by default")
+      ->transform(CLI::AsSizeValue(false))
+      ->check(CLI::Range(std::uint64_t{1}, most));
+  command.add_flag("--once", options.once, "Take what is there, close the segment and end");
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunCollect(chosen.collect); }; });
+}
+
 void AddCheck(CLI::App& app, Chosen& chosen) {
   CLI::App& command =
       *app.add_subcommand("check", "Checks event files against the rules of docs/event-format.md.");
@@ -273,8 +307,8 @@ Status RunCommandLine(const std::vector<std::string>& arguments) {
   app.require_subcommand(1);
   app.set_version_flag("--version", VARNEL_VERSION " (build " + BuildIdentifier() + ")");
   Chosen chosen;
-  for (const auto add :
-       {AddShow, AddCheck, AddCatalogue, AddExplain, AddVerify, AddDoctor, AddSend, AddTrace, AddLoad})
+  for (const auto add : {AddShow, AddCollect, AddCheck, AddCatalogue, AddExplain, AddVerify, AddDoctor,
+                         AddSend, AddTrace, AddLoad})
     add(app, chosen);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(),

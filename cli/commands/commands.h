@@ -66,8 +66,18 @@ struct ShowOptions {
   std::string catalogue;  // whose texts explain the events; empty: none
 };
 [[nodiscard]] Status RunShow(const ShowOptions& options);
-// Returns the event folders of this machine's agent and server. For RunShow without paths.
-[[nodiscard]] std::vector<NativePath> DefaultEventFolders();
+// Returns the event folders of this machine's agent and server, for a command without paths.
+[[nodiscard]] std::vector<NativePath> DefaultEventFolders(const std::string& command);
+
+struct CollectOptions {
+  std::vector<std::string> folders;
+  std::string to;
+  std::uint64_t segmentBytes = std::uint64_t{16} << 20;
+  std::uint64_t everyMilliseconds = 60'000;
+  std::uint64_t diskBytes = std::uint64_t{1} << 30;
+  bool once = false;
+};
+[[nodiscard]] Status RunCollect(const CollectOptions& options);
 
 struct CheckOptions {
   std::vector<std::string> paths;

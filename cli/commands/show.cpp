@@ -145,7 +145,7 @@ void ShowAll(const ShowOptions& options, Show& show) {
   std::vector<NativePath> paths;
   // A collected line names the file independently of the current folder.
   for (const std::string& path : options.paths) paths.push_back(FullPath(ToNative(path)));
-  if (paths.empty()) paths = DefaultEventFolders();
+  if (paths.empty()) paths = DefaultEventFolders("show");
   show.Look(paths);
   show.FinishPage();
   for (; options.follow; show.Look(paths)) Pause(kPoll);

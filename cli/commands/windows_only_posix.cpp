@@ -36,8 +36,8 @@ Status ExplainEvent(const ExplainOptions&) {
   throw WindowsOnly("explain without --code");
 }
 
-std::vector<NativePath> DefaultEventFolders() {
-  throw WindowsOnly("show without a path", "pass files or folders");
+std::vector<NativePath> DefaultEventFolders(const std::string& command) {
+  throw WindowsOnly(command + " without a path", "pass files or folders");
 }
 
 }  // namespace varnel::tool

@@ -54,6 +54,14 @@ struct FolderListing {
 // Lists a folder, whose path ends in a separator, and opens no file.
 [[nodiscard]] FolderListing ListFolder(const NativePath& folder);
 
+// What a folder has under a name. Links are not followed.
+struct FoundFile {
+  Problem problem = Problem::kNone;  // kNotFile: a folder, a link, a pipe or a device
+  FolderFile file;
+};
+// `folder` ends in a separator.
+[[nodiscard]] FoundFile FindFile(const NativePath& folder, const NativePath& name);
+
 // A file that is open for reading. Other programs may read, write, rename and delete it meanwhile. A pipe or
 // a device at the path is refused; opening one neither waits nor changes it.
 class InputFile {

@@ -1,12 +1,11 @@
 #include "eventfile/files.h"
+#include "eventfile/system_files_posix.h"
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -15,32 +14,9 @@
 namespace varnel::tool {
 namespace {
 
-// Owner of a file descriptor.
-class Descriptor {
- public:
-  explicit Descriptor(int value) noexcept : value_(value) {}
-  Descriptor(Descriptor&& other) noexcept : value_(std::exchange(other.value_, -1)) {}
-  Descriptor& operator=(Descriptor&&) = delete;
-  ~Descriptor() { Close(); }
-  [[nodiscard]] int Get() const noexcept { return value_; }
-  explicit operator bool() const noexcept { return value_ >= 0; }
-  // Returns false if the system reports an error.
-  bool Close() noexcept { return value_ < 0 || close(std::exchange(value_, -1)) == 0; }
-
- private:
-  int value_;
-};
-
 struct FolderCloser {
   void operator()(DIR* folder) const noexcept { closedir(folder); }
 };
-
-FileError LastError() {
-  const auto number = static_cast<SystemError>(errno);
-  if (errno == ENOENT || errno == ENOTDIR) return {Problem::kMissing, number};
-  // Another program has a lease on the file, and InputFile does not wait for it.
-  return {errno == EWOULDBLOCK ? Problem::kInUse : Problem::kOther, number};
-}
 
 // FILETIME counts from the year 1601.
 std::uint64_t TicksOf(const timespec& time) {
@@ -52,7 +28,7 @@ std::uint64_t TicksOf(const timespec& time) {
 
 PathFacts FactsOf(const NativePath& path) {
   struct stat facts;
-  if (stat(path.c_str(), &facts) != 0) return {LastError()};
+  if (stat(path.c_str(), &facts) != 0) return {LastFileError()};
   return {{}, S_ISDIR(facts.st_mode), static_cast<std::uint64_t>(facts.st_size)};
 }
 
@@ -83,8 +59,15 @@ FolderListing ListFolder(const NativePath& folder) {
           {entry->d_name, static_cast<std::uint64_t>(facts.st_size), TicksOf(facts.st_mtim)});
     errno = 0;  // readdir reports an error by this number alone
   }
-  if (errno != 0) listing.error = LastError();
+  if (errno != 0) listing.error = LastFileError();
   return listing;
+}
+
+FoundFile FindFile(const NativePath& folder, const NativePath& name) {
+  struct stat facts;
+  if (lstat((folder + name).c_str(), &facts) != 0) return {LastFileError().problem, {}};
+  if (!S_ISREG(facts.st_mode)) return {Problem::kNotFile, {}};
+  return {Problem::kNone, {name, static_cast<std::uint64_t>(facts.st_size), TicksOf(facts.st_mtim)}};
 }
 
 struct InputFile::Handle {
@@ -97,7 +80,7 @@ InputFile::InputFile(const NativePath& path, Links links) {
   handle_ = std::make_unique<Handle>(Handle{Descriptor(open(path.c_str(), flags))});
   struct stat facts;
   if (!handle_->file || fstat(handle_->file.Get(), &facts) != 0)
-    error_ = LastError();
+    error_ = LastFileError();
   else if (!S_ISREG(facts.st_mode))
     error_ = {Problem::kNotFile, 0};
 }
@@ -112,14 +95,14 @@ std::size_t InputFile::Read(char* bytes, std::size_t most) {
     if (count > 0)
       done += static_cast<std::size_t>(count);
     else if (errno != EINTR)
-      error_ = LastError();
+      error_ = LastFileError();
   }
   return error_.problem == Problem::kNone ? done : 0;
 }
 
 std::uint64_t InputFile::Size() {
   struct stat facts {};
-  if (error_.problem == Problem::kNone && fstat(handle_->file.Get(), &facts) != 0) error_ = LastError();
+  if (error_.problem == Problem::kNone && fstat(handle_->file.Get(), &facts) != 0) error_ = LastFileError();
   return static_cast<std::uint64_t>(facts.st_size);
 }
 

@@ -1,5 +1,5 @@
-#include "base/files.h"
 #include "eventfile/files.h"
+#include "eventfile/system_files_windows.h"
 
 #include <windows.h>
 
@@ -16,29 +16,18 @@ struct FindTraits {
   static void Close(Type handle) noexcept { FindClose(handle); }
 };
 
+// Folders, and links to files and folders.
+constexpr DWORD kNoFile = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+
 std::uint64_t Joined(DWORD high, DWORD low) {
   return static_cast<std::uint64_t>(high) << 32 | low;
-}
-
-FileError ErrorOf(DWORD number) {
-  switch (number) {
-    case ERROR_SUCCESS:
-      return {};
-    case ERROR_FILE_NOT_FOUND:
-    case ERROR_PATH_NOT_FOUND:
-      return {Problem::kMissing, number};
-    case ERROR_SHARING_VIOLATION:
-      return {Problem::kInUse, number};
-    default:
-      return {Problem::kOther, number};
-  }
 }
 
 PathFacts FactsOfTarget(const NativePath& link) {
   const FileHandle target(CreateFileW(link.c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr, OPEN_EXISTING,
                                       FILE_FLAG_BACKUP_SEMANTICS | kAnonymously, nullptr));
   BY_HANDLE_FILE_INFORMATION facts;
-  if (!target || !GetFileInformationByHandle(target.Get(), &facts)) return {ErrorOf(GetLastError())};
+  if (!target || !GetFileInformationByHandle(target.Get(), &facts)) return {FileErrorOf(GetLastError())};
   return {{},
           (facts.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0,
           Joined(facts.nFileSizeHigh, facts.nFileSizeLow)};
@@ -72,7 +61,7 @@ bool Rename(HANDLE file, const NativePath& path) {
 
 PathFacts FactsOf(const NativePath& path) {
   WIN32_FILE_ATTRIBUTE_DATA data;
-  if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) return {ErrorOf(GetLastError())};
+  if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) return {FileErrorOf(GetLastError())};
   if (data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) return FactsOfTarget(path);
   return {{},
           (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0,
@@ -97,15 +86,24 @@ FolderListing ListFolder(const NativePath& folder) {
   const UniqueResource<FindTraits> find(FindFirstFileExW(
       pattern.c_str(), FindExInfoBasic, &entry, FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH));
   for (bool more = static_cast<bool>(find); more; more = FindNextFileW(find.Get(), &entry) != FALSE) {
-    constexpr DWORD kNoFile = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
     if (entry.dwFileAttributes & kNoFile) continue;
     listing.files.push_back(
         {entry.cFileName, Joined(entry.nFileSizeHigh, entry.nFileSizeLow),
          Joined(entry.ftLastWriteTime.dwHighDateTime, entry.ftLastWriteTime.dwLowDateTime)});
   }
   const DWORD error = GetLastError();
-  if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND) listing.error = ErrorOf(error);
+  if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND) listing.error = FileErrorOf(error);
   return listing;
+}
+
+FoundFile FindFile(const NativePath& folder, const NativePath& name) {
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  if (!GetFileAttributesExW((folder + name).c_str(), GetFileExInfoStandard, &data))
+    return {FileErrorOf(GetLastError()).problem, {}};
+  if (data.dwFileAttributes & kNoFile) return {Problem::kNotFile, {}};
+  return {Problem::kNone,
+          {name, Joined(data.nFileSizeHigh, data.nFileSizeLow),
+           Joined(data.ftLastWriteTime.dwHighDateTime, data.ftLastWriteTime.dwLowDateTime)}};
 }
 
 struct InputFile::Handle {
@@ -117,7 +115,7 @@ InputFile::InputFile(const NativePath& path, Links links) : handle_(std::make_un
   handle_->file.Reset(CreateFileW(path.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                                   FILE_FLAG_SEQUENTIAL_SCAN | kAnonymously | reparse, nullptr));
   if (!handle_->file)
-    error_ = ErrorOf(GetLastError());
+    error_ = FileErrorOf(GetLastError());
   else if (GetFileType(handle_->file.Get()) != FILE_TYPE_DISK)
     error_ = {Problem::kNotFile, ERROR_BAD_FILE_TYPE};
 }
@@ -128,14 +126,14 @@ std::size_t InputFile::Read(char* bytes, std::size_t most) {
   DWORD read = 0;
   if (error_.problem != Problem::kNone) return 0;
   if (ReadFile(handle_->file.Get(), bytes, static_cast<DWORD>(most), &read, nullptr)) return read;
-  error_ = ErrorOf(GetLastError());
+  error_ = FileErrorOf(GetLastError());
   return 0;
 }
 
 std::uint64_t InputFile::Size() {
   LARGE_INTEGER size{};
   if (error_.problem == Problem::kNone && !GetFileSizeEx(handle_->file.Get(), &size))
-    error_ = ErrorOf(GetLastError());
+    error_ = FileErrorOf(GetLastError());
   return static_cast<std::uint64_t>(size.QuadPart);
 }
 
