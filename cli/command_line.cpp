@@ -161,8 +161,13 @@ void AddShow(CLI::App& app, Chosen& chosen) {
       ->excludes("--json");
   command.add_option("--catalogue", options.catalogue,
                      "Explain events, except in JSON, with this catalogue (docs/catalogue.md)");
-  command.add_flag("--follow", options.follow, "Continue with new files as they appear, until Ctrl+C")
-      ->excludes("--html");
+  CLI::Option* const follow =
+      command.add_flag("--follow", options.follow, "Continue with new files as they appear, until Ctrl+C")
+          ->excludes("--html");
+  command
+      .add_option("--state", options.state,
+                  "Remember in this file what --follow has shown, so that the next one continues there")
+      ->needs(follow);
   command.callback([&chosen] { chosen.run = [&chosen] { return RunShow(chosen.show); }; });
 }
 

@@ -13,8 +13,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kLook(1);     // between two looks, if they are quick
-constexpr std::chrono::minutes kRetry(1);    // between two readings of an unreadable file
+constexpr std::chrono::seconds kLook(1);      // between two looks, if they are quick
+constexpr std::chrono::minutes kRetry(1);     // between two readings of an unreadable file
 constexpr std::uint64_t kUnfinished = 60;     // age in seconds at which an unfinished file is passed over
 constexpr std::uint64_t kTicks = 10'000'000;  // of FILETIME in a second
 
@@ -22,7 +22,8 @@ constexpr std::uint64_t kTicks = 10'000'000;  // of FILETIME in a second
 std::uint64_t AgeOf(const FolderFile& file) {
   constexpr std::uint64_t kEpoch = 11'644'473'600;  // from the year 1601 on
   const auto now = std::chrono::system_clock::now().time_since_epoch();
-  const auto seconds = static_cast<std::uint64_t>(std::chrono::floor<std::chrono::seconds>(now).count()) + kEpoch;
+  const auto seconds =
+      static_cast<std::uint64_t>(std::chrono::floor<std::chrono::seconds>(now).count()) + kEpoch;
   return seconds - std::min(seconds, file.written / kTicks);
 }
 
@@ -160,7 +161,8 @@ void Collector::Read(std::size_t folder, const FolderFile& file, KnownFile& know
       return TakeEvents(folder, file, known);
     case FileState::kUnfinished:
       if (AgeOf(file) >= kUnfinished)
-        return PassOver(folder, file, known, read.isInUse ? Kind::kUnreadable : Kind::kPassedOver, read.fault.text);
+        return PassOver(folder, file, known, read.isInUse ? Kind::kUnreadable : Kind::kPassedOver,
+                        read.fault.text);
       known.kind = Kind::kSeen;
       known.size = file.size;
       known.written = read.isInUse ? 0 : file.written;  // 0: read it again at the next look
@@ -196,10 +198,10 @@ void Collector::PassOver(std::size_t folder, const FolderFile& file, KnownFile& 
                          const std::string& why) {
   const bool isNamed = known.kind == kind && (kind == Kind::kUnreadable || known.IsUnchanged(file));
   known = {kind, file.size, file.written, 0, look_};
+  if (isNamed && look_ > 1) return;
   status_ = std::max(status_, kind == Kind::kUnreadable ? kFailed : kFound);
-  if (isNamed) return;
   PrintError(Printable(ToUtf8(FolderOf(folder).path + file.name)) + ": " + Shortened(why));
-  store_.PassOver(numbers_[folder], file.name, known, why);
+  if (!isNamed) store_.PassOver(numbers_[folder], file.name, known, why);
 }
 
 void Collector::Vanish(std::size_t folder, const NativePath& name) {
@@ -212,8 +214,9 @@ bool Collector::HasRoom() {
   if (isBlocked_) return false;
   const bool isFull = closedBytes_ + store_.OpenBytes() >= options_.diskBytes;
   if (isFull && !isFull_) {
-    PrintError(Printable(ToUtf8(options_.to)) +
-               " has as many segments as --max-disk allows; no event file is taken until some are moved away");
+    PrintError(
+        Printable(ToUtf8(options_.to)) +
+        " has as many segments as --max-disk allows; no event file is taken until some are moved away");
     status_ = std::max(status_, kFound);
     if (store_.OpenBytes() > 0) Close();
   }

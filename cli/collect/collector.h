@@ -46,7 +46,8 @@ class Collector {
   void Consider(std::size_t folder, const FolderFile& file);
   void Read(std::size_t folder, const FolderFile& file, KnownFile& known);
   void TakeEvents(std::size_t folder, const FolderFile& file, KnownFile& known);
-  void PassOver(std::size_t folder, const FolderFile& file, KnownFile& known, Kind kind, const std::string& why);
+  void PassOver(std::size_t folder, const FolderFile& file, KnownFile& known, Kind kind,
+                const std::string& why);
   void Vanish(std::size_t folder, const NativePath& name);
   [[nodiscard]] KnownFolder& FolderOf(std::size_t folder) { return store_.Files()[numbers_[folder]]; }
 
@@ -66,13 +67,13 @@ class Collector {
   unsigned look_ = 0;
   // Files that a look found to be absent, until their notices have been taken.
   std::set<std::pair<std::size_t, NativePath>> forgotten_;
-  bool isRetrying_ = false;  // the current look reads unreadable files again
+  bool isRetrying_ = false;                        // the current look reads unreadable files again
   std::chrono::steady_clock::duration listing_{};  // what the listings of the last look took
   std::uint64_t closedBytes_ = 0;
-  bool isFull_ = false;              // --max-disk
-  bool isBlocked_ = false;           // the last writing failed
-  FileError failure_;                // the last error of writing, until something is written
-  std::set<std::size_t> unlisted_;   // folders whose error has been printed
+  bool isFull_ = false;             // --max-disk
+  bool isBlocked_ = false;          // the last writing failed
+  FileError failure_;               // the last error of writing, until something is written
+  std::set<std::size_t> unlisted_;  // folders whose error has been printed
   Status status_ = kDone;
 };
 

@@ -1,5 +1,4 @@
 #include "collect/durable_files.h"
-
 #include "eventfile/system_files_posix.h"
 
 #include <fcntl.h>

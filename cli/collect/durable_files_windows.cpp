@@ -1,5 +1,4 @@
 #include "collect/durable_files.h"
-
 #include "eventfile/system_files_windows.h"
 
 #include <windows.h>
@@ -15,7 +14,8 @@ FileError ErrorUnless(bool isDone) {
 
 FileHandle OpenOrCreate(const NativePath& path, DWORD share) {
   return FileHandle(CreateFileW(path.c_str(), GENERIC_WRITE, share, nullptr, OPEN_ALWAYS,
-                                FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | kAnonymously, nullptr));
+                                FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT | kAnonymously,
+                                nullptr));
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace varnel::tool {
 struct FolderWatch::System {
   std::vector<NativePath> folders;
   int queue = -1;
-  std::map<int, std::size_t> watched;           // the index of a folder by its watch
+  std::map<int, std::size_t> watched;                // the index of a folder by its watch
   std::optional<std::pair<unsigned, Notice>> moved;  // a file that was moved away, with its cookie
 };
 
@@ -32,7 +32,8 @@ void FolderWatch::Renew() {
   // For a folder that is watched already, this changes nothing.
   constexpr unsigned kChanges = IN_CLOSE_WRITE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE | IN_ONLYDIR;
   for (std::size_t i = 0; i < system_->folders.size(); ++i)
-    if (const int watch = inotify_add_watch(system_->queue, system_->folders[i].c_str(), kChanges); watch >= 0)
+    if (const int watch = inotify_add_watch(system_->queue, system_->folders[i].c_str(), kChanges);
+        watch >= 0)
       system_->watched[watch] = i;
 }
 

@@ -23,7 +23,8 @@ Notice::Kind KindOf(DWORD action) {
 // The watch of one folder. Windows writes into it until the destructor returns, so it never moves.
 class Watch {
  public:
-  explicit Watch(std::size_t folder) : folder_(folder), changed_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+  explicit Watch(std::size_t folder)
+      : folder_(folder), changed_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
   ~Watch() { Stop(); }
   Watch(const Watch&) = delete;
   Watch& operator=(const Watch&) = delete;
@@ -57,8 +58,8 @@ class Watch {
         FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
     asked_ = OVERLAPPED{};
     asked_.hEvent = changed_.Get();
-    if (open_ && !ReadDirectoryChangesW(open_.Get(), buffer_.data(), static_cast<DWORD>(buffer_.size()), FALSE,
-                                        kChanges, nullptr, &asked_, nullptr))
+    if (open_ && !ReadDirectoryChangesW(open_.Get(), buffer_.data(), static_cast<DWORD>(buffer_.size()),
+                                        FALSE, kChanges, nullptr, &asked_, nullptr))
       open_.Reset();
   }
   void Stop() {
@@ -114,7 +115,8 @@ void FolderWatch::Wait(std::chrono::milliseconds most) {
   for (const Watch& watch : system_->watches)
     if (watch.Changed() && events.size() < MAXIMUM_WAIT_OBJECTS) events.push_back(watch.Changed());
   if (events.empty()) return Pause(most);
-  WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, static_cast<DWORD>(most.count()));
+  WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE,
+                         static_cast<DWORD>(most.count()));
 }
 
 }  // namespace varnel::tool

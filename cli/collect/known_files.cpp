@@ -8,7 +8,8 @@ namespace {
 void Write(std::string& records, char kind, std::size_t number, NativePathView name, const KnownFile& file,
            std::uint64_t end, std::uint64_t sum) {
   RecordWriter(records, kind)
-      .Numbers({static_cast<unsigned char>(file.kind), number, file.size, file.written, file.digest, end, sum})
+      .Numbers(
+          {static_cast<unsigned char>(file.kind), number, file.size, file.written, file.digest, end, sum})
       .Path(name);
 }
 

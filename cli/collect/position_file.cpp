@@ -1,6 +1,5 @@
 #include "collect/position_file.h"
 
-#include "console/console.h"
 #include "console/hex_text.h"
 #include "console/sha256.h"
 
@@ -63,6 +62,10 @@ std::string ReadAll(InputFile& input) {
 }
 
 }  // namespace
+
+Failure CannotWrite(const NativePath& path, const FileError& error) {
+  return Failure(Printable(ToUtf8(path)) + " cannot be written: " + DescribeError(error.number));
+}
 
 RecordWriter& RecordWriter::Numbers(std::initializer_list<std::uint64_t> numbers) {
   for (const std::uint64_t number : numbers) text_ += ' ' + std::to_string(number);
@@ -138,8 +141,9 @@ bool PositionFile::Load(const std::function<bool(RecordReader&)>& take) {
     isGood = false;
   }
   if (!isGood)
-    throw Failure(name + " has been damaged; delete it to start again: each event file that is still in its "
-                         "folder is then taken once more, and event.id shows the duplicates");
+    throw Failure(name +
+                  " has been damaged; delete it to start again: each event file that is still in its "
+                  "folder is then taken once more, and event.id shows the duplicates");
   return true;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "collect/durable_files.h"
+#include "console/console.h"
 
 #include <cstdint>
 #include <functional>
@@ -10,6 +11,9 @@
 #include <string_view>
 
 namespace varnel::tool {
+
+// Returns what to tell the user after a failure to write the file.
+[[nodiscard]] Failure CannotWrite(const NativePath& path, const FileError& error);
 
 // Writes one record of a position file: fields between blanks.
 class RecordWriter {

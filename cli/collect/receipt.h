@@ -35,8 +35,8 @@ class LineSums {
 
  private:
   std::uint64_t lines_ = 0;
-  std::string first_, last_;    // JSON texts
-  std::string ids_, digests_;   // JSON texts with commas
+  std::string first_, last_;   // JSON texts
+  std::string ids_, digests_;  // JSON texts with commas
   Sha256 sum_;
 };
 

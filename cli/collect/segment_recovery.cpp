@@ -3,7 +3,6 @@
 
 #include "collect/segment_reader.h"
 #include "collect/segment_store.h"
-#include "console/console.h"
 
 #include <algorithm>
 #include <charconv>
@@ -11,10 +10,6 @@
 
 namespace varnel::tool {
 namespace {
-
-Failure CannotWrite(const NativePath& path, const FileError& error) {
-  return Failure(Printable(ToUtf8(path)) + " cannot be written: " + DescribeError(error.number));
-}
 
 NativePath Created(NativePath folder) {
   if (const FileError error = EnsureFolder(folder); !IsGood(error)) throw CannotWrite(folder, error);
@@ -107,9 +102,10 @@ void SegmentStore::Recover(const std::vector<Record>& taken) {
   const NativePath path = PathOf(number_, kPart);
   SegmentReader reader(path);
   if (!reader.AddTo(receipt_.lines, end_, sum_))
-    throw Failure(Printable(ToUtf8(path)) +
-                  " has been damaged; move it and collect.position away to start again: each event file that is "
-                  "still in its folder is then taken once more, and event.id shows the duplicates");
+    throw Failure(
+        Printable(ToUtf8(path)) +
+        " has been damaged; move it and collect.position away to start again: each event file that is "
+        "still in its folder is then taken once more, and event.id shows the duplicates");
   for (const Record& record : taken) {
     KnownFile& known = files_[record.folder].files[record.name];
     known = KnownFile();

@@ -87,15 +87,15 @@ class SegmentStore {
   const FileLock lock_;
   PositionFile position_;
   KnownFiles files_;
-  std::uint64_t number_ = 1;     // of the open segment
-  bool isOpen_ = false;          // a segment has been opened: receipt_.opened is valid
-  bool mustPublish_ = true;      // a closed segment may be without its final name
+  std::uint64_t number_ = 1;  // of the open segment
+  bool isOpen_ = false;       // a segment has been opened: receipt_.opened is valid
+  bool mustPublish_ = true;   // a closed segment may be without its final name
   Receipt receipt_;
-  std::string named_;            // records of the names that the receipt lists
+  std::string named_;  // records of the names that the receipt lists
   std::optional<AppendFile> part_;
-  bool isTorn_ = false;          // the part has bytes after end_
-  std::uint64_t end_ = 0;        // of the lines of all files that were taken
-  std::uint64_t sum_ = 0;        // exclusive or of the digests of these lines
+  bool isTorn_ = false;    // the part has bytes after end_
+  std::uint64_t end_ = 0;  // of the lines of all files that were taken
+  std::uint64_t sum_ = 0;  // exclusive or of the digests of these lines
 
   // The event file whose lines are being added.
   struct Current {

@@ -25,7 +25,8 @@ CollectorOptions OptionsOf(const CollectOptions& options) {
     NativePath path = WithSeparator(std::move(given));
     if (IsGood(facts.error) && !facts.isFolder)
       throw Failure(Printable(ToUtf8(path)) + " is a file; pass folders with event files");
-    if (IsSame(path, full.to)) throw Failure("--to names an event folder; choose a folder of its own for the segments");
+    if (IsSame(path, full.to))
+      throw Failure("--to names an event folder; choose a folder of its own for the segments");
     const auto isThis = [&](const NativePath& other) { return IsSame(path, other); };
     if (std::none_of(folders.begin(), folders.end(), isThis)) folders.push_back(std::move(path));
   }

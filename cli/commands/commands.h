@@ -64,6 +64,7 @@ struct ShowOptions {
   bool follow = false;
   std::string page;       // the file to write as a page
   std::string catalogue;  // whose texts explain the events; empty: none
+  std::string state;      // with --follow: the file that remembers what has been shown; empty: none
 };
 [[nodiscard]] Status RunShow(const ShowOptions& options);
 // Returns the event folders of this machine's agent and server, for a command without paths.

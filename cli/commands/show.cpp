@@ -2,6 +2,7 @@
 
 #include "catalogue/catalogue_file.h"
 #include "catalogue/catalogue_notes.h"
+#include "collect/shown_files.h"
 #include "commands/commands.h"
 #include "console/console.h"
 #include "console/streams.h"
@@ -37,6 +38,7 @@ class Show {
  public:
   explicit Show(const ShowOptions& options) : options_(options) {
     if (!options.catalogue.empty()) notes_ = NotesOf(catalogue::LoadCatalogue(options.catalogue));
+    if (!options.state.empty()) shown_.emplace(FullPath(ToNative(options.state)));
     if (!options.page.empty()) page_.emplace(FullPath(ToNative(options.page)), notes_.page);
   }
 
@@ -89,7 +91,9 @@ class Show {
     const std::uint64_t size = FactsOf(file.path).size;  // before reading, because it may grow meanwhile
     if (known.state == Followed::State::kUnfinished && known.size == size) return;
     known.size = size;
-    known.state = ShowFile(file);
+    const auto seen = shown_ ? shown_->Look(file.path) : ShownFiles::Seen();
+    known.state = seen.isShown ? Followed::State::kFinished : ShowFile(file);
+    if (shown_ && !seen.isShown && known.state == Followed::State::kFinished) shown_->Add(seen);
   }
   Followed::State ShowFile(const ListedFile& file) {
     const EventFileReader::Result read = reader_.Read(file);
@@ -128,6 +132,7 @@ class Show {
   void Flush() {
     if (!output_.empty()) Print(output_);
     output_.clear();
+    if (shown_) shown_->Write();  // all events of the files that were added have been printed
   }
 
   const ShowOptions& options_;
@@ -138,6 +143,7 @@ class Show {
   Status status_ = kDone;
   unsigned look_ = 0;
   std::map<NativePath, Followed> followed_;  // with --follow only
+  std::optional<ShownFiles> shown_;          // with --state only
   std::set<NativePath> complaints_;          // paths whose fault has been printed
 };
 

@@ -6,6 +6,7 @@ import queue
 import re
 import subprocess
 import threading
+import time
 import unittest
 
 from tool import DLL, ROOT, ToolTest, identifiers, natively, windows_only
@@ -243,6 +244,31 @@ class Show(ToolTest):
         program.terminate()
         self.assertEqual(f"varnel: {self.path('followed/broken.xml')}: </b> instead of </a>",
                          program.communicate(timeout=20)[1].strip().replace(b"\r", b"").decode())
+
+    def test_follow_continues_where_its_state_ends(self):
+        folder = self.folder("resumed", {"a.xml": REPORT, "b.xml": REPORT.replace("First", "Other")})
+        state = ["--state", self.path("resumed.state")]
+
+        def shown(lines, records):
+            """The files whose events the follower prints, and its errors, when it is killed after that many records."""
+            program = self.launch("show", "--json", "--follow", self.path("resumed"), *state, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            names = [re.split(r"[\\/]", json.loads(program.stdout.readline())["log"]["file"]["path"])[-1] for _ in range(lines)]
+            until = time.monotonic() + 20
+            while (self.drive / "resumed.state").read_bytes().count(b"\nf ") < records and time.monotonic() < until:
+                time.sleep(0.02)
+            self.assertIn("in use by another varnel show", self.varnel("show", "--follow", self.path("resumed"), *state, status=2)[1])
+            program.kill()
+            output, errors = program.communicate()
+            self.assertEqual(b"", output)
+            return names, errors.decode().strip()
+
+        self.assertEqual((["a.xml"] * 2 + ["b.xml"] * 2, ""), shown(4, 2))
+        (folder / "a.xml").write_text(REPORT.replace("First", "Else"))
+        (folder / "broken.xml").write_text("broken")
+        self.assertEqual((["a.xml"] * 2, f"varnel: {self.path('resumed/broken.xml')}: not XML"), shown(2, 4))
+        (folder / "c.xml").write_text(REPORT)
+        self.assertEqual((["c.xml"] * 2, ""), shown(2, 4))
+        self.assertIn("--follow", self.varnel("show", self.path("resumed"), *state, status=2)[1])
 
     def test_output_that_cannot_be_written_is_a_failure(self):
         self.folder("full", {"a.xml": REPORT})
