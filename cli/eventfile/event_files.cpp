@@ -31,6 +31,23 @@ Failure CannotRead(const NativePath& path, const FileError& error) {
   return Failure(Printable(ToUtf8(path)) + ": " + DescribeError(error.number));
 }
 
+// Returns the files of a folder, whose path is empty or ends in a separator. `path` is the folder in a
+// failure.
+std::vector<ListedFile> FilesOf(const NativePath& folder, const NativePath& path) {
+  FolderListing listing = ListFolder(folder.empty() ? WithSeparator(ToNative(".")) : folder);
+  if (listing.error.problem != Problem::kNone) throw CannotRead(path, listing.error);
+  std::sort(listing.files.begin(), listing.files.end(), [](const FolderFile& one, const FolderFile& other) {
+    return std::tie(one.written, one.name) < std::tie(other.written, other.name);
+  });
+  std::vector<ListedFile> files;
+  for (const FolderFile& file : listing.files) files.push_back({folder + file.name});
+  return files;
+}
+
+bool HasWildcard(NativePathView name) {
+  return std::any_of(name.begin(), name.end(), [](auto letter) { return letter == '*' || letter == '?'; });
+}
+
 EventFileReader::Result Unreadable(std::string why) {
   return {{FileState::kUnreadable, {0, std::move(why)}}};
 }
@@ -49,16 +66,16 @@ EventFileReader::Result ResultOf(const FileError& error, bool isNamed) {
 
 std::vector<ListedFile> ListFiles(const NativePath& path) {
   const PathFacts facts = FactsOf(path);
-  if (facts.error.problem != Problem::kNone) throw CannotRead(path, facts.error);
-  if (!facts.isFolder) return {{path, true}};
-  const NativePath folder = WithSeparator(path);
-  FolderListing listing = ListFolder(folder);
-  if (listing.error.problem != Problem::kNone) throw CannotRead(path, listing.error);
-  std::sort(listing.files.begin(), listing.files.end(), [](const FolderFile& one, const FolderFile& other) {
-    return std::tie(one.written, one.name) < std::tie(other.written, other.name);
+  if (facts.error.problem == Problem::kNone)
+    return facts.isFolder ? FilesOf(WithSeparator(path), path) : std::vector<ListedFile>{{path, true}};
+  const std::size_t length = FolderLength(path);
+  const NativePath pattern = path.substr(length);
+  if (!HasWildcard(pattern)) throw CannotRead(path, facts.error);
+  std::vector<ListedFile> files = FilesOf(path.substr(0, length), path);
+  std::erase_if(files, [&](const ListedFile& file) {
+    return !MatchesName(NativePathView(file.path).substr(length), pattern);
   });
-  std::vector<ListedFile> files;
-  for (const FolderFile& file : listing.files) files.push_back({folder + file.name});
+  if (files.empty()) throw Failure(Printable(ToUtf8(path)) + ": no file matches");
   return files;
 }
 

@@ -16,8 +16,9 @@ struct ListedFile {
   bool named = false;  // on the command line, not found in a folder
 };
 
-// Returns the file, or the files of the folder, oldest first and without links and folders. Throws Failure if
-// the path cannot be read.
+// Returns the file, or the files of the folder, oldest first and without links and folders. If there is
+// nothing at the path and its last part has "*" or "?", returns the files of the folder that match. Throws
+// Failure if the path cannot be read or nothing matches.
 [[nodiscard]] std::vector<ListedFile> ListFiles(const NativePath& path);
 
 // Reads event files one after the other, while other programs may write and delete them.

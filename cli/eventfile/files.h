@@ -38,6 +38,12 @@ struct PathFacts {
 // Returns the folder's path with a separator at its end.
 [[nodiscard]] NativePath WithSeparator(NativePath folder);
 
+// Returns the length of the path's part up to its last separator, which is included.
+[[nodiscard]] std::size_t FolderLength(NativePathView path);
+// True if the name of a file matches a pattern, in which "*" is any run of characters and "?" one. The case
+// of letters counts as it does in the system's file names.
+[[nodiscard]] bool MatchesName(NativePathView name, NativePathView pattern);
+
 // A file of a folder listing.
 struct FolderFile {
   NativePath name;

@@ -1,3 +1,4 @@
+#include "console/pattern.h"
 #include "eventfile/files.h"
 #include "eventfile/system_files_posix.h"
 
@@ -45,6 +46,15 @@ NativePath FullPath(const NativePath& path) {
 NativePath WithSeparator(NativePath folder) {
   if (!folder.ends_with('/')) folder += '/';
   return folder;
+}
+
+std::size_t FolderLength(NativePathView path) {
+  return path.rfind('/') + 1;
+}
+
+bool MatchesName(NativePathView name, NativePathView pattern) {
+  return MatchesPattern(name, pattern,
+                        [](char wanted, char given) { return wanted == '?' || wanted == given; });
 }
 
 FolderListing ListFolder(const NativePath& folder) {

@@ -1,3 +1,4 @@
+#include "console/pattern.h"
 #include "eventfile/files.h"
 #include "eventfile/system_files_windows.h"
 
@@ -77,6 +78,16 @@ NativePath FullPath(const NativePath& path) {
 NativePath WithSeparator(NativePath folder) {
   if (!folder.ends_with(L'\\') && !folder.ends_with(L'/')) folder += L'\\';
   return folder;
+}
+
+std::size_t FolderLength(NativePathView path) {
+  return path.find_last_of(L"\\/:") + 1;
+}
+
+bool MatchesName(NativePathView name, NativePathView pattern) {
+  return MatchesPattern(name, pattern, [](wchar_t wanted, wchar_t given) {
+    return wanted == L'?' || CompareStringOrdinal(&wanted, 1, &given, 1, TRUE) == CSTR_EQUAL;
+  });
 }
 
 FolderListing ListFolder(const NativePath& folder) {
