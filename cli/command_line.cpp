@@ -142,32 +142,93 @@ void AddLoad(CLI::App& app, Chosen& chosen) {
   command.callback([&chosen] { chosen.run = [&chosen] { return RunLoad(chosen.dll); }; });
 }
 
+// Adds the options that select events. The command calls a Selection's constructor with these terms.
+void AddSelection(CLI::App& command, SelectionTerms& terms) {
+  const auto option = [&command](const char* name, std::vector<std::string>& values, const char* form,
+                                 const char* meaning) {
+    command.add_option(name, values, meaning)->type_name(form)->allow_extra_args(false)->group("Selection");
+  };
+  option("--since", terms.since, "TIME",
+         "Events from this time on: 2026-11-22, 2026-11-22T10:00 (GMT), or 2h ago, today, yesterday");
+  option("--until", terms.until, "TIME", "Events before this time");
+  option("--severity", terms.severity, "RANGE", "Events of this severity: 3, 3.., ..5 or 2..4");
+  option("--id", terms.id, "RANGE", "Events with this identifier");
+  option("--event", terms.event, "TEXT", "Events of this name; * is any text, in each of these options");
+  option("--product", terms.product, "TEXT", "Events of the product of this name");
+  option("--host", terms.host, "TEXT", "Events of the machine of this name");
+  option("--where", terms.where, "NAME=TEXT",
+         "Events with this attribute or child: a label of show --json, or the last part of its name");
+}
+
+void AddLast(CLI::App& command, std::vector<std::uint32_t>& last) {
+  command.add_option("--last", last, "Only the last N of these events, by time")
+      ->type_name("N")
+      ->allow_extra_args(false)
+      ->check(CLI::Range(std::uint32_t{1}, UINT32_MAX).description(""))
+      ->group("Selection");
+}
+
+// The ways in which varnel show prints events.
+void AddForms(CLI::App& command, ShowOptions& options) {
+  const auto flag = [&command](const char* name, bool& value, const char* meaning) {
+    return command.add_flag(name, value, meaning);
+  };
+  CLI::Option* const tree = flag("--tree", options.tree, "Show all elements of the files");
+  CLI::Option* const json =
+      flag("--json", options.json,
+           "Print a JSON object for each event, with the field names of the Elastic Common Schema")
+          ->excludes(tree);
+  CLI::Option* const page =
+      command
+          .add_option("--html", options.page, "Write an HTML page with plot, table and details to this file")
+          ->excludes(tree)
+          ->excludes(json);
+  flag("--csv", options.csv, "Print the list, or the table of --top, as CSV")
+      ->excludes(tree)
+      ->excludes(json)
+      ->excludes(page);
+  CLI::Option* const follow =
+      flag("--follow", options.follow, "Continue with new files as they appear, until Ctrl+C")
+          ->excludes(page);
+  CLI::Option* const count = flag("--count", options.count, "Print the number of events")
+                                 ->excludes(tree)
+                                 ->excludes(json)
+                                 ->excludes(page)
+                                 ->excludes("--csv")
+                                 ->excludes(follow);
+  command
+      .add_option("--top", options.top,
+                  "Print how many events have each product, host, event, severity or id, or each value of an "
+                  "attribute or child")
+      ->type_name("NAME")
+      ->excludes(tree)
+      ->excludes(json)
+      ->excludes(page)
+      ->excludes(count)
+      ->excludes(follow);
+  AddLast(command, options.last);
+  flag("--reverse", options.reverse, "The newest events first")->group("Selection");
+}
+
 void AddShow(CLI::App& app, Chosen& chosen) {
   ShowOptions& options = chosen.show;
   CLI::App& command = *app.add_subcommand("show", "Shows the events in event files, one per line.");
   command.group(kFiles);
-  command.footer("Example: varnel show --json --follow C:\\Agent\\AgentEvents");
-  command.add_option(
-      "path", options.paths,
-      "Files, or folders with files; by default, on Windows only, the agent's and the server's event "
-      "folder");
-  CLI::Option* const tree = command.add_flag("--tree", options.tree, "Show all elements of the files");
-  command
-      .add_flag("--json", options.json,
-                "Print a JSON object for each event, with the field names of the Elastic Common Schema")
-      ->excludes(tree);
-  command.add_option("--html", options.page, "Write an HTML page with plot, table and details to this file")
-      ->excludes(tree)
-      ->excludes("--json");
+  command.footer(
+      "Examples: varnel show --json --follow C:\\Agent\\AgentEvents\n"
+      "          varnel show --since 2h --severity 3.. --where File=*.exe");
+  command.add_option("path", options.paths,
+                     "Files, wildcards like *.xml, or folders with files; by default, on Windows only, the "
+                     "agent's and the server's event "
+                     "folder");
+  AddForms(command, options);
+  AddSelection(command, options.terms);
   command.add_option("--catalogue", options.catalogue,
                      "Explain events, except in JSON, with this catalogue (docs/catalogue.md)");
-  CLI::Option* const follow =
-      command.add_flag("--follow", options.follow, "Continue with new files as they appear, until Ctrl+C")
-          ->excludes("--html");
   command
       .add_option("--state", options.state,
                   "Remember in this file what --follow has shown, so that the next one continues there")
-      ->needs(follow);
+      ->needs("--follow");
   command.callback([&chosen] { chosen.run = [&chosen] { return RunShow(chosen.show); }; });
 }
 

@@ -6,7 +6,7 @@
 #include "console/console.h"
 #include "console/json_text.h"
 #include "console/text.h"
-#include "eventfile/event_files.h"
+#include "eventfile/document_reader.h"
 #include "eventfile/event_text.h"
 
 #include <algorithm>
@@ -40,16 +40,14 @@ class Cover {
 
   Status Run() {
     for (const std::string& path : options_.paths) {
-      try {
-        const std::vector<ListedFile> files = ListFiles(ToNative(path));
-        Progress progress(files.size());
-        for (const ListedFile& file : files) {
-          progress.Next();
-          AddFile(file);
-        }
-      } catch (const Failure& failure) {
-        PrintError(failure.what());
-        status_ = kFailed;
+      const std::vector<ListedFile> files = reader_.List(ToNative(path)).value_or(std::vector<ListedFile>());
+      Progress progress(files.size());
+      for (const ListedFile& file : files) {
+        progress.Next();
+        reader_.Read(file, [this](const EventDocument& document) {
+          ++files_;
+          coverage_.Add(document);
+        });
       }
     }
     if (options_.asJson)
@@ -60,21 +58,6 @@ class Cover {
   }
 
  private:
-  void AddFile(const ListedFile& file) {
-    const EventFileReader::Result read = reader_.Read(file);
-    if (read.isGone || (read.state == FileState::kUnfinished && !file.named)) return;
-    if (read.state != FileState::kWhole)
-      return PassOver(file, read.state == FileState::kUnreadable ? kFailed : kFound, read.fault.text);
-    const auto document = DescribeDocument(ToUtf8(file.path), reader_.Tree().Root());
-    if (!document) return PassOver(file, kFound, "not an event document");
-    ++files_;
-    coverage_.Add(*document);
-  }
-  void PassOver(const ListedFile& file, Status status, const std::string& why) {
-    PrintError(Printable(ToUtf8(file.path)) + ": " + Shortened(why));
-    status_ = std::max(status_, status);
-  }
-
   void PrintRow(std::string_view word, std::string_view path, const std::string& text) const {
     std::string line(word);
     line.resize(12, ' ');
@@ -136,15 +119,14 @@ class Cover {
     const std::vector<Coverage::Declared> declared = coverage_.DeclaredItems();
     const bool isFound =
         Deviations() > 0 || (options_.all && std::any_of(declared.begin(), declared.end(), IsNever));
-    return std::max(status_, isFound ? kFound : kDone);
+    return std::max(reader_.Worst(), isFound ? kFound : kDone);
   }
 
   const CoverOptions& options_;
   const Catalogue catalogue_;
   Coverage coverage_;
-  EventFileReader reader_;
+  DocumentReader reader_;
   std::size_t files_ = 0;  // that are event documents
-  Status status_ = kDone;
 };
 
 }  // namespace

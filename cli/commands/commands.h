@@ -3,6 +3,7 @@
 #include "console/console.h"
 #include "console/text.h"
 #include "report/report_json.h"
+#include "selection/selection.h"
 
 #include <cstdint>
 #include <optional>
@@ -65,6 +66,12 @@ struct ShowOptions {
   std::string page;       // the file to write as a page
   std::string catalogue;  // whose texts explain the events; empty: none
   std::string state;      // with --follow: the file that remembers what has been shown; empty: none
+  SelectionTerms terms;
+  std::vector<std::uint32_t> last;  // show the last N events only; the largest number counts
+  bool reverse = false;             // the newest first
+  bool count = false;               // print the number of events
+  std::string top;                  // print the values of this field and how frequent they are
+  bool csv = false;
 };
 [[nodiscard]] Status RunShow(const ShowOptions& options);
 // Returns the event folders of this machine's agent and server, for a command without paths.

@@ -1,26 +1,25 @@
-// varnel show: shows the events of event files as a list, a tree, JSON or a page.
+// varnel show: shows the selected events of event files, as commands/show_output.h writes them.
 
-#include "catalogue/catalogue_file.h"
-#include "catalogue/catalogue_notes.h"
 #include "collect/shown_files.h"
 #include "commands/commands.h"
+#include "commands/show_output.h"
 #include "console/console.h"
 #include "console/streams.h"
-#include "eventfile/event_files.h"
-#include "eventfile/event_json.h"
-#include "eventfile/event_text.h"
+#include "eventfile/document_reader.h"
+#include "eventfile/event_forms.h"
 #include "eventfile/files.h"
-#include "eventfile/page.h"
+#include "selection/event_order.h"
+#include "selection/selection.h"
 
+#include <algorithm>
 #include <map>
 #include <optional>
-#include <set>
+#include <utility>
 
 namespace varnel::tool {
 namespace {
 
 constexpr std::chrono::milliseconds kPoll(250);
-constexpr std::size_t kPart = 65'536;
 
 // A file as --follow has seen it at its last look at the folder.
 struct Followed {
@@ -34,12 +33,20 @@ struct Followed {
   unsigned lastLook = 0;   // the number of the last look that found it
 };
 
+// Returns the last N to show, if only these are.
+std::optional<std::size_t> LastOf(const ShowOptions& options) {
+  if (options.last.empty()) return std::nullopt;
+  return *std::max_element(options.last.begin(), options.last.end());
+}
+
 class Show {
  public:
-  explicit Show(const ShowOptions& options) : options_(options) {
-    if (!options.catalogue.empty()) notes_ = NotesOf(catalogue::LoadCatalogue(options.catalogue));
+  explicit Show(const ShowOptions& options)
+      : options_(options),
+        selection_(options.terms),
+        output_(options),
+        reader_({options.follow, [this] { output_.Flush(); }}) {
     if (!options.state.empty()) shown_.emplace(FullPath(ToNative(options.state)));
-    if (!options.page.empty()) page_.emplace(FullPath(ToNative(options.page)), notes_.page);
   }
 
   // Shows the files of these paths that have not been shown yet.
@@ -61,15 +68,46 @@ class Show {
           ShowFile(file);
       }
     }
-    Flush();
+    output_.Flush();
+    if (shown_) shown_->Write();  // all events of the files that were added have been printed
     // A deleted name may be used again for another file.
     if (isComplete)
       std::erase_if(followed_, [this](const auto& entry) { return entry.second.lastLook != look_; });
   }
-  [[nodiscard]] Status Result() const { return status_; }
-  void FinishPage() {
-    if (page_) page_->Finish();
+  // Shows the events in the order of time. Reads every file to find the order, and those with events to show
+  // again, so that only the texts of files whose times overlap are kept.
+  void ShowInOrder(const std::vector<NativePath>& paths) {
+    std::vector<ListedFile> files;
+    EventOrder order(LastOf(options_));
+    for (const NativePath& path : paths) {
+      std::optional<std::vector<ListedFile>> found = List(path);
+      if (!found) continue;
+      Progress progress(found->size());
+      for (ListedFile& file : *found) {
+        progress.Next();
+        reader_.Read(file, [&](const EventDocument& document) { AddTo(order, files.size(), document); });
+        files.push_back(std::move(file));
+      }
+    }
+    order.Finish(options_.reverse);
+    std::map<std::uint32_t, std::string> waiting;  // texts by rank
+    std::uint32_t rank = 0;                        // of the next text
+    while (const auto chosen = order.NextFile()) {
+      ShowChosen(files[chosen->file], chosen->events, waiting);
+      for (auto next = waiting.begin(); next != waiting.end() && next->first == rank; ++rank) {
+        output_.Add(next->second);
+        next = waiting.erase(next);
+      }
+    }
   }
+  // True if the order of the events is not that of the files.
+  [[nodiscard]] bool IsInOrder(std::size_t paths) const {
+    if (options_.follow) return false;
+    const bool isOrderSeen = options_.tree || output_.IsByEvent();
+    return !options_.last.empty() || (isOrderSeen && (options_.reverse || paths > 1));
+  }
+  [[nodiscard]] Status Result() const { return std::max(reader_.Worst(), output_.Worst()); }
+  void Finish() { output_.Finish(); }
 
  private:
   // Returns nothing if the path cannot be listed.
@@ -77,13 +115,7 @@ class Show {
     // The agent's folders may be created with its first event.
     if (options_.paths.empty() && FactsOf(path).error.problem == Problem::kMissing)
       return std::vector<ListedFile>();
-    try {
-      return ListFiles(path);
-    } catch (const Failure& failure) {
-      if (complaints_.insert(path).second) PrintError(failure.what());
-      status_ = kFailed;
-      return std::nullopt;
-    }
+    return reader_.List(path);
   }
   void Follow(const ListedFile& file, Followed& known) {
     known.lastLook = look_;
@@ -96,55 +128,43 @@ class Show {
     if (shown_ && !seen.isShown && known.state == Followed::State::kFinished) shown_->Add(seen);
   }
   Followed::State ShowFile(const ListedFile& file) {
-    const EventFileReader::Result read = reader_.Read(file);
-    if (read.state == FileState::kUnfinished && (options_.follow || !file.named))
-      return read.isInUse ? Followed::State::kUnread : Followed::State::kUnfinished;
-    if (!read.isGone) ShowWhole(file, read);  // a reader has collected a file that is gone
-    return Followed::State::kFinished;
-  }
-  void ShowWhole(const ListedFile& file, const XmlVerdict& read) {
-    if (read.state != FileState::kWhole)
-      return PassOver(file, read.state == FileState::kUnreadable ? kFailed : kFound, read.fault.text);
-    const auto document = DescribeDocument(ToUtf8(file.path), reader_.Tree().Root());
-    if (!document) return PassOver(file, kFound, "not an event document");
-    ShowDocument(*document);
-  }
-  void ShowDocument(const EventDocument& document) {
-    const Sink add = [this](std::string_view text) { Add(text); };
-    if (options_.tree) return ListElements(document, notes_, add);
-    if (page_)
-      return WriteEvents(document, JsonUse::kPage, [this](std::string_view line) { page_->Add(line); });
-    if (!options_.json) return ListEvents(document, notes_, add);
-    WriteEvents(document, JsonUse::kData, [this](std::string_view line) {
-      Add(line);
-      Add("\n");
+    const EventFileReader::Result read = reader_.Read(file, [this](const EventDocument& document) {
+      const std::vector<PlacedEvent> events = selection_.EventsOf(document);
+      if (!events.empty() || selection_.IsEverything()) output_.Show(document, events);
     });
+    if (read.state != FileState::kUnfinished) return Followed::State::kFinished;
+    return read.isInUse ? Followed::State::kUnread : Followed::State::kUnfinished;
   }
-  void Add(std::string_view text) {
-    output_ += text;
-    if (output_.size() > kPart) Flush();
+  void AddTo(EventOrder& order, std::size_t file, const EventDocument& document) {
+    const std::vector<PlacedEvent> events = selection_.EventsOf(document);
+    if (!events.empty()) output_.NoteMachine(document);
+    for (const PlacedEvent& event : events)
+      order.Add(file, event.place, ParseTime(Facts(event.element, kEventFacts).Text(2)));
+    // The tree also has documents without events.
+    if (events.empty() && options_.tree && options_.last.empty() && selection_.IsEverything())
+      order.Add(file, 0, std::nullopt);
   }
-  void PassOver(const ListedFile& file, Status status, const std::string& why) {
-    Flush();
-    PrintError(Printable(ToUtf8(file.path)) + ": " + Shortened(why));
-    status_ = std::max(status_, status);
-  }
-  void Flush() {
-    if (!output_.empty()) Print(output_);
-    output_.clear();
-    if (shown_) shown_->Write();  // all events of the files that were added have been printed
+  // Shows events of a file, or adds their texts to `waiting`. The file may be gone, or be another one now.
+  void ShowChosen(const ListedFile& file, const std::vector<EventOrder::Ranked>& chosen,
+                  std::map<std::uint32_t, std::string>& waiting) {
+    std::map<std::size_t, std::string*> texts;  // by place
+    for (const auto& [rank, place] : chosen) texts[place] = &waiting[rank];
+    const std::optional<EventDocument> document = reader_.ReadAgain(file);
+    if (!document) return;
+    std::vector<PlacedEvent> events = selection_.EventsOf(*document);
+    std::erase_if(events, [&](const PlacedEvent& event) { return !texts.contains(event.place); });
+    if (!output_.IsByEvent()) return output_.Show(*document, events);
+    output_.Render(*document, events,
+                   [&](const PlacedEvent& event, std::string_view text) { *texts[event.place] += text; });
   }
 
   const ShowOptions& options_;
-  EventNotes notes_;
-  EventFileReader reader_;
-  std::string output_;
-  std::optional<PageFile> page_;
-  Status status_ = kDone;
+  const Selection selection_;
+  ShowOutput output_;
+  DocumentReader reader_;
   unsigned look_ = 0;
   std::map<NativePath, Followed> followed_;  // with --follow only
   std::optional<ShownFiles> shown_;          // with --state only
-  std::set<NativePath> complaints_;          // paths whose fault has been printed
 };
 
 void ShowAll(const ShowOptions& options, Show& show) {
@@ -152,14 +172,21 @@ void ShowAll(const ShowOptions& options, Show& show) {
   // A collected line names the file independently of the current folder.
   for (const std::string& path : options.paths) paths.push_back(FullPath(ToNative(path)));
   if (paths.empty()) paths = DefaultEventFolders("show");
-  show.Look(paths);
-  show.FinishPage();
+  if (show.IsInOrder(paths.size()))
+    show.ShowInOrder(paths);
+  else
+    show.Look(paths);
+  show.Finish();
   for (; options.follow; show.Look(paths)) Pause(kPoll);
 }
 
 }  // namespace
 
 Status RunShow(const ShowOptions& options) {
+  if (options.follow && (options.reverse || !options.last.empty()))
+    throw Failure(
+        "--follow shows events as they come, so it cannot reverse them or find the last ones; leave out "
+        "--follow, or --reverse and --last");
   Show show(options);
   try {
     ShowAll(options, show);

@@ -22,6 +22,13 @@ bool IsEvent(const Element& element) {
   return false;
 }
 
+std::vector<PlacedEvent> EventsOf(const EventDocument& document) {
+  std::vector<PlacedEvent> events;
+  for (const Element child : document.product.Children())
+    if (IsEvent(child)) events.push_back({child, events.size() + 1});
+  return events;
+}
+
 std::optional<EventDocument> DescribeDocument(std::string path, const Element& root) {
   std::optional<Element> product;
   std::optional<Element> machine;

@@ -5,9 +5,11 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace varnel::tool {
 
@@ -61,6 +63,16 @@ struct EventDocument {
 [[nodiscard]] bool HasAttribute(const Element& element, std::string_view name);
 // True if a child of the product element is an event: it has a child "EventID" or "GMTTime".
 [[nodiscard]] bool IsEvent(const Element& element);
+
+// An event of a document, and its place among them, from 1.
+struct PlacedEvent {
+  Element element;
+  std::size_t place = 0;
+};
+// Receives a part of the output about an event.
+using EventSink = std::function<void(const PlacedEvent& event, std::string_view text)>;
+// Returns the events of a document, in its order.
+[[nodiscard]] std::vector<PlacedEvent> EventsOf(const EventDocument& document);
 
 // Returns the event document with this root; nothing if it has no product element and so is no event
 // document. The product element is the root's first child, other than "MachineInfo", with the attribute

@@ -3,6 +3,7 @@
 #include "eventfile/event_forms.h"
 #include "eventfile/event_identifier.h"
 #include "eventfile/event_labels.h"
+#include "eventfile/label_walk.h"
 
 #include <algorithm>
 #include <utility>
@@ -31,13 +32,12 @@ class EventWriter {
  public:
   EventWriter(const EventDocument& document, JsonUse use)
       : use_(use), identifiers_(document, use), first_(use), last_(use) {
-    first_("product_family", AttributeOf(document.product, kProductFacts[2]));
-    first_("root", document.root.Name());
-    TakeMachine(document.machine);
+    WalkFirstLabels(document, first_);
+    AddMachine(document.machine);
     AddField("observer", {{"product", Text(AttributeOf(document.product, kProductFacts[0]))},
                           {"version", Text(AttributeOf(document.product, kProductFacts[1]))}});
     AddField("log", {{"file", "{\"path\":" + Text(document.path) + "}"}});
-    TakeRest(document);
+    WalkLastLabels(document, last_);
   }
 
   // Replaces `json` by the event's line. Returns false if not even the required fields fit.
@@ -65,13 +65,7 @@ class EventWriter {
     line.Open("labels");
     Labels labels(line, leftOut);
     labels.Add(first_);
-    // An invalid number in its field would make the receiver refuse the event.
-    if (!IsNumber(severity) && !severity.empty()) labels("Severity", severity);
-    if (!ParseTime(time) && !time.empty()) labels("GMTTime", time);
-    std::string path;
-    WalkAttributes(path, event, labels);
-    for (const Element child : event.Children())
-      if (!facts.Have(child)) WalkElement(path, child, labels);
+    WalkEventLabels(event, facts, labels);
     labels.Add(last_);
     line.SetLimit(limit);
     if (const std::string words = leftOut.Words(); !words.empty()) line.Text("left_out", words);
@@ -100,40 +94,16 @@ class EventWriter {
     if (std::string json = Object(members); !json.empty()) fields_.emplace_back(name, std::move(json));
   }
 
-  void TakeMachine(const std::optional<Element>& machine) {
+  void AddMachine(const std::optional<Element>& machine) {
     const Facts facts(machine, kMachineFacts);
     const std::string address(facts.Text(2));
     const std::string_view hardware = facts.Text(6);
-    const bool isAddress = IsIpAddress(address), isHardware = IsHardwareAddress(hardware);
     AddField("host", {{"name", Text(facts.Text(0))},
-                      {"ip", isAddress ? "[" + Text(address) + "]" : ""},
-                      {"mac", isHardware ? "[" + Text(HyphenedAddress(hardware)) + "]" : ""},
+                      {"ip", IsIpAddress(address) ? "[" + Text(address) + "]" : ""},
+                      {"mac", IsHardwareAddress(hardware) ? "[" + Text(HyphenedAddress(hardware)) + "]" : ""},
                       {"os", Object({{"full", Text(facts.Text(3))}})}});
     AddField("user", {{"name", Text(facts.Text(4))}});
     AddField("agent", {{"id", Text(facts.Text(1))}});
-    if (!isAddress && !address.empty()) last_("MachineInfo_IPAddress", address);
-    if (!isHardware && !hardware.empty()) last_("MachineInfo_RawMACAddress", hardware);
-    if (!facts.Text(5).empty()) last_("MachineInfo_TimeZoneBias", facts.Text(5));
-    if (!machine) return;
-    std::string path = "MachineInfo_";
-    WalkAttributes(path, *machine, last_);
-    for (const Element child : machine->Children())
-      if (!facts.Have(child)) WalkElement(path, child, last_);
-  }
-  // Adds the other children of the product element, and the elements after it, as labels.
-  void TakeRest(const EventDocument& document) {
-    std::string path = std::string(document.product.Name()) + "_";
-    const auto add = [this, length = path.size()](std::string_view given, std::string_view value) {
-      const std::string_view name = given.substr(length);
-      if (std::find(kProductFacts.begin(), kProductFacts.end(), name) == kProductFacts.end())
-        last_(given, value);
-    };
-    WalkAttributes(path, document.product, add);
-    for (const Element child : document.product.Children())
-      if (!IsEvent(child)) WalkElement(path, child, last_);
-    path = std::string(document.root.Name()) + "_";
-    for (const Element child : document.root.Children())
-      if (!(child == document.product) && !(document.machine == child)) WalkElement(path, child, last_);
   }
 
   const JsonUse use_;
@@ -146,23 +116,20 @@ class EventWriter {
 
 }  // namespace
 
-void WriteEvents(const EventDocument& document, JsonUse use, const Sink& sink) {
-  std::optional<Element> last;
-  for (const Element child : document.product.Children())
-    if (IsEvent(child)) last = child;
+void WriteEvents(const EventDocument& document, const std::vector<PlacedEvent>& events, JsonUse use,
+                 const EventSink& sink) {
   EventWriter writer(document, use);
   Allowance allowance;
   std::string json;
-  std::size_t place = 0;
-  for (const Element event : document.product.Children()) {
-    if (!IsEvent(event)) continue;
-    const std::size_t least = last == event ? Allowance::kEnd : 0;
-    const std::size_t limit = std::min(std::max(allowance.Left(event.LastOffset()), least), kLongestLine);
-    if (!writer.Write(event, ++place, limit, json)) {
+  for (const PlacedEvent& event : events) {
+    const std::size_t least = &event == &events.back() ? Allowance::kEnd : 0;
+    const std::size_t limit =
+        std::min(std::max(allowance.Left(event.element.LastOffset()), least), kLongestLine);
+    if (!writer.Write(event.element, event.place, limit, json)) {
       writer.CountLeftOut();
       continue;
     }
-    sink(json);
+    sink(event, json);
     allowance.Use(json.size() + 2);  // with the line end
   }
 }

@@ -6,9 +6,10 @@
 
 namespace varnel::tool {
 
-// Calls the sink once for each event, with a JSON object in one line, without a line end. The field names are
-// those of the Elastic Common Schema (docs/tool.md has the table). The label "left_out" counts the parts that
-// do not fit.
-void WriteEvents(const EventDocument& document, JsonUse use, const Sink& sink);
+// Calls the sink once for each of these events of the document, with a JSON object in one line, without a
+// line end. The field names are those of the Elastic Common Schema (docs/tool.md has the table). The label
+// "left_out" counts the parts that do not fit.
+void WriteEvents(const EventDocument& document, const std::vector<PlacedEvent>& events, JsonUse use,
+                 const EventSink& sink);
 
 }  // namespace varnel::tool

@@ -38,13 +38,13 @@ void SharedLabels::operator()(std::string_view path, std::string_view text) {
 
 void Labels::operator()(std::string_view path, std::string_view text) {
   path = Cut(path);
-  Count(Fits(path.size() + Cut(text).size()) && line_.Text(NameFor(path), Cut(text)));
+  Count(Fits(path.size() + Cut(text).size()) && line_.Text(names_.NameFor(path), Cut(text)));
   if (!isFull_ && text.size() > kLongestText) ++leftOut_.texts;
 }
 
 void Labels::Add(const SharedLabels& shared) {
   for (const SharedLabels::Label& label : shared.labels_)
-    Count(Fits(label.path.size() + label.json.size()) && line_.Raw(NameFor(label.path), label.json));
+    Count(Fits(label.path.size() + label.json.size()) && line_.Raw(names_.NameFor(label.path), label.json));
   leftOut_.labels += shared.leftOut_.labels;
   leftOut_.texts += shared.leftOut_.texts;
 }
@@ -58,7 +58,7 @@ void Labels::Count(bool isIn) {
   ++(isIn ? count_ : leftOut_.labels);
 }
 
-std::string Labels::NameFor(std::string_view path) {
+std::string LabelNames::NameFor(std::string_view path) {
   std::string first(path);
   std::replace(first.begin(), first.end(), '.', '_');  // receivers take a dot for a nested field
   std::string name = first;

@@ -47,9 +47,19 @@ class SharedLabels {
   LeftOut leftOut_;
 };
 
-// Adds the labels of one event to the object that is open in a line. A label's name joins the element names
-// on its path by "_"; a second label of the same name gets a number. When there are too many, the first ones
-// stay.
+// The names of the labels of one event, in the order in which they are added. A name joins the element names
+// on the label's path by "_"; a second label of the same name gets a number.
+class LabelNames {
+ public:
+  [[nodiscard]] std::string NameFor(std::string_view path);
+
+ private:
+  std::set<std::string> taken_ = {"left_out"};
+  std::map<std::string, int> last_;  // the last number given to a name
+};
+
+// Adds the labels of one event to the object that is open in a line. When there are too many, the first
+// ones stay.
 class Labels {
  public:
   Labels(JsonLine& line, LeftOut& leftOut) : line_(line), leftOut_(leftOut) {}
@@ -59,37 +69,12 @@ class Labels {
  private:
   bool Fits(std::size_t bytes);
   void Count(bool isIn);
-  std::string NameFor(std::string_view path);
 
   JsonLine& line_;
   LeftOut& leftOut_;
   std::size_t count_ = 1;  // includes "left_out"
   bool isFull_ = false;
-  std::set<std::string> taken_ = {"left_out"};
-  std::map<std::string, int> last_;  // the last number given to a name
+  LabelNames names_;
 };
-
-// Call add(path, text) for the attributes of an element, or for the element and everything below it. The
-// names are appended to `path` during the call.
-template <class Add>
-void WalkAttributes(std::string& path, const Element& element, Add& add) {
-  const std::size_t length = path.size();
-  for (const auto [name, value] : element.Attributes()) {
-    path += name;
-    add(path, value);
-    path.resize(length);
-  }
-}
-template <class Add>
-void WalkElement(std::string& path, const Element& element, Add& add) {
-  const std::size_t length = path.size();
-  path += element.Name();
-  if (!IsBlank(element.Text()) || (element.Children().empty() && element.Attributes().empty()))
-    add(path, element.Text());
-  path += '_';
-  WalkAttributes(path, element, add);
-  for (const Element child : element.Children()) WalkElement(path, child, add);
-  path.resize(length);
-}
 
 }  // namespace varnel::tool

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <set>
 #include <string_view>
+#include <utility>
 
 namespace varnel::tool {
 namespace {
@@ -27,16 +28,17 @@ std::string Column(std::string_view text, int width) {
 // Writes lines as long as the allowance permits, and says where and how many are left out.
 class Lines {
  public:
-  explicit Lines(const Sink& sink) : sink_(sink) {}
-  // Writes a line about a part of the file that ends at `offset` or later.
-  void Add(std::size_t offset, const std::string& line) {
-    if (line.size() + kNotice > allowance_.Left(offset)) {
+  explicit Lines(Sink sink) : sink_(std::move(sink)) {}
+  // Writes a line about a part of the file that ends at `offset` or later. `beside` bytes may be printed
+  // with it.
+  void Add(std::size_t offset, const std::string& line, std::size_t beside = 0) {
+    if (line.size() + beside + kNotice > allowance_.Left(offset)) {
       ++leftOut_;
       return;
     }
     SayLeftOut();
     sink_(line);
-    allowance_.Use(line.size());
+    allowance_.Use(line.size() + beside);
   }
   void SayLeftOut() {
     if (leftOut_ == 0) return;
@@ -50,7 +52,7 @@ class Lines {
  private:
   static constexpr std::size_t kNotice = 100;
 
-  const Sink& sink_;
+  const Sink sink_;
   Allowance allowance_;
   std::size_t leftOut_ = 0;
 };
@@ -58,8 +60,9 @@ class Lines {
 // Writes elements with their notes.
 class Tree {
  public:
-  Tree(const EventDocument& document, const EventNotes& notes, const Sink& sink)
-      : document_(document), notes_(notes), lines_(sink) {}
+  Tree(const EventDocument& document, const std::vector<PlacedEvent>& events, const EventNotes& notes,
+       const Sink& sink)
+      : document_(document), events_(events), notes_(notes), lines_(sink) {}
   void Write() {
     std::string path;
     Add(document_.root, 1, path);
@@ -86,10 +89,13 @@ class Tree {
   }
   void AddChild(const Element& parent, const Element& child, std::size_t depth, std::string& path) {
     const std::size_t length = path.size();
-    if (parent == document_.product && IsEvent(child))
+    if (parent == document_.product && IsEvent(child)) {
+      if (next_ == events_.size() || !(events_[next_].element == child)) return;
+      ++next_;
       path = child.Name();
-    else if (!path.empty())
+    } else if (!path.empty()) {
       path.append("/").append(child.Name());
+    }
     std::string none;
     Add(child, depth, notes_.texts.contains(path) ? path : none);
     path.resize(length);
@@ -112,6 +118,8 @@ class Tree {
   }
 
   const EventDocument& document_;
+  const std::vector<PlacedEvent>& events_;
+  std::size_t next_ = 0;  // in events_
   const EventNotes& notes_;
   Lines lines_;
   std::set<std::string_view> said_;  // paths whose note has been written
@@ -127,29 +135,39 @@ std::string Shortened(std::string_view text) {
   return Printable(text.substr(0, end)) + "... (" + std::to_string(Length(text)) + " characters)";
 }
 
-void ListEvents(const EventDocument& document, const EventNotes& notes, const Sink& sink) {
-  Lines lines(sink);
+std::string MachineColumn(std::string_view name) {
+  return Column(name, 16) + "  ";
+}
+
+void ListEvents(const EventDocument& document, const std::vector<PlacedEvent>& events,
+                const EventNotes& notes, bool showsMachine, const EventSink& sink) {
+  const std::string machine = MachineColumn(Facts(document.machine, kMachineFacts).Text(0));
+  const PlacedEvent* current = nullptr;
+  Lines lines(
+      [&](std::string_view line) { sink(*current, std::string(showsMachine ? machine : "").append(line)); });
   const std::string file = Shortened(document.FileName());
   const std::string product = Column(std::string(AttributeOf(document.product, "ProductName")) + " " +
                                          std::string(AttributeOf(document.product, "ProductVersion")),
                                      24);
-  for (const Element event : document.product.Children()) {
-    if (!IsEvent(event)) continue;
-    const Facts facts(event, kEventFacts);
-    std::string name(event.Name());
+  for (const PlacedEvent& event : events) {
+    current = &event;
+    const Facts facts(event.element, kEventFacts);
+    std::string name(event.element.Name());
     if (const auto declared = notes.names.find(facts.Text(0));
         declared != notes.names.end() && declared->second != name)
       name = Shortened(name) + " (" + declared->second + ")";
-    lines.Add(event.LastOffset(), Column(facts.Text(2), 19) + Column(facts.Text(1), -4) +
-                                      Column(facts.Text(0), -7) + "  " + Column(name, 24) + "  " + product +
-                                      "  " + file + "\n");
+    lines.Add(event.element.LastOffset(),
+              Column(facts.Text(2), 19) + Column(facts.Text(1), -4) + Column(facts.Text(0), -7) + "  " +
+                  Column(name, 24) + "  " + product + "  " + file + "\n",
+              machine.size());
   }
   lines.SayLeftOut();
 }
 
-void ListElements(const EventDocument& document, const EventNotes& notes, const Sink& sink) {
+void ListElements(const EventDocument& document, const std::vector<PlacedEvent>& events,
+                  const EventNotes& notes, const Sink& sink) {
   sink(Printable(document.path) + "\n");
-  Tree(document, notes, sink).Write();
+  Tree(document, events, notes, sink).Write();
 }
 
 }  // namespace varnel::tool

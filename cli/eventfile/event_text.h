@@ -6,19 +6,25 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace varnel::tool {
 
 // Returns the text in printable form, cut to 200 characters, with their number, if it is longer.
 [[nodiscard]] std::string Shortened(std::string_view text);
 
-// ListEvents and ListElements pass whole lines with their ends; a line says how many are left out.
+// ListEvents and ListElements pass whole lines with their ends; a line says how many are left out. They show
+// these events of the document.
 
 // Writes a line for each event: time, severity, identifier, name, product, file. An event whose element has
-// another name than `notes` has for its identifier gets both.
-void ListEvents(const EventDocument& document, const EventNotes& notes, const Sink& sink);
-// Writes all elements of the file, one per line. `notes` explain each kind of event, attribute and child
-// below its first occurrence.
-void ListElements(const EventDocument& document, const EventNotes& notes, const Sink& sink);
+// another name than `notes` has for its identifier gets both. If `showsMachine`, the machine comes first.
+void ListEvents(const EventDocument& document, const std::vector<PlacedEvent>& events,
+                const EventNotes& notes, bool showsMachine, const EventSink& sink);
+// Returns the first column of a line that shows its machine.
+[[nodiscard]] std::string MachineColumn(std::string_view name);
+// Writes the elements of the file, except other events, one per line. `notes` explain each kind of event,
+// attribute and child below its first occurrence.
+void ListElements(const EventDocument& document, const std::vector<PlacedEvent>& events,
+                  const EventNotes& notes, const Sink& sink);
 
 }  // namespace varnel::tool

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace varnel::tool {
+
+// Selected events in the order of their times. Events without a time are the oldest; of equal ones, the first
+// that was added. Takes 16 bytes an event, and 8 more after Finish.
+class EventOrder {
+ public:
+  // Keeps the last events only, if `last` has a number.
+  explicit EventOrder(std::optional<std::size_t> last) : last_(last) {}
+  // Adds an event: the number of its file, and its place there.
+  void Add(std::size_t file, std::size_t place, std::optional<std::chrono::sys_seconds> time);
+
+  // An event of a file, and its rank in the order.
+  struct Ranked {
+    std::uint32_t rank;
+    std::uint32_t place;
+  };
+  // The events of a file, in the order of the file.
+  struct FileEvents {
+    std::size_t file = 0;
+    std::vector<Ranked> events;
+  };
+  // Sorts the events. Call it once, after the last Add.
+  void Finish(bool isReverse);
+  [[nodiscard]] std::size_t Size() const { return entries_.size(); }
+  // Returns the events of the next file, in the order of each file's first event; nothing after the last.
+  [[nodiscard]] std::optional<FileEvents> NextFile();
+
+ private:
+  struct Entry {
+    std::int64_t time;
+    std::uint32_t file;
+    std::uint32_t place;
+    auto operator<=>(const Entry&) const = default;
+  };
+  void KeepLast();
+
+  const std::optional<std::size_t> last_;
+  std::vector<Entry> entries_;
+  std::vector<std::uint32_t> byFile_;  // ranks, the events of each file together
+  std::size_t next_ = 0;               // in byFile_
+};
+
+}  // namespace varnel::tool
