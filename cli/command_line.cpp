@@ -19,6 +19,7 @@ struct Chosen {
   SendOptions send;
   ShowOptions show;
   CollectOptions collect;
+  CompareOptions compare;
   CheckOptions check;
   CatalogueCheckOptions catalogueCheck;
   GenerateOptions generate;
@@ -265,6 +266,20 @@ void AddCollect(CLI::App& app, Chosen& chosen) {
   command.callback([&chosen] { chosen.run = [&chosen] { return RunCollect(chosen.collect); }; });
 }
 
+void AddCompare(CLI::App& app, Chosen& chosen) {
+  CompareOptions& options = chosen.compare;
+  CLI::App& command = *app.add_subcommand(
+      "compare", "Compares the events of two machines or times: which occur in one only, or more often.");
+  command.group(kFiles);
+  command.footer(
+      "Example: varnel compare D:\\good D:\\bad --since 2026-11-22\n"
+      "Returns 0 if nothing differs, 1 if something does.");
+  command.add_option("one", options.one, "A file, a wildcard like *.xml, or a folder with files")->required();
+  command.add_option("other", options.other, "What to compare it with")->required();
+  AddSelection(command, options.terms);
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunCompare(chosen.compare); }; });
+}
+
 void AddCheck(CLI::App& app, Chosen& chosen) {
   CLI::App& command =
       *app.add_subcommand("check", "Checks event files against the rules of docs/event-format.md.");
@@ -373,8 +388,8 @@ Status RunCommandLine(const std::vector<std::string>& arguments) {
   app.require_subcommand(1);
   app.set_version_flag("--version", VARNEL_VERSION " (build " + BuildIdentifier() + ")");
   Chosen chosen;
-  for (const auto add : {AddShow, AddCollect, AddCheck, AddCatalogue, AddExplain, AddVerify, AddDoctor,
-                         AddSend, AddTrace, AddLoad})
+  for (const auto add : {AddShow, AddCompare, AddCollect, AddCheck, AddCatalogue, AddExplain, AddVerify,
+                         AddDoctor, AddSend, AddTrace, AddLoad})
     add(app, chosen);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(),

@@ -1,6 +1,5 @@
 #include "collect/shown_files.h"
 
-
 #include <algorithm>
 #include <utility>
 

@@ -87,6 +87,14 @@ struct CollectOptions {
 };
 [[nodiscard]] Status RunCollect(const CollectOptions& options);
 
+struct CompareOptions {
+  std::string one;
+  std::string other;
+  SelectionTerms terms;
+};
+// Returns kFound if the events differ.
+[[nodiscard]] Status RunCompare(const CompareOptions& options);
+
 struct CheckOptions {
   std::vector<std::string> paths;
   std::string catalogue;  // the catalogue that the files must follow; empty: any event document

@@ -53,7 +53,7 @@ def moment(text, now):
         return now - int(age[1]) * UNITS[age[2]]
     if re.fullmatch("[0-9]{4}-[0-9]{2}-[0-9]{2}", text):
         text += "T00:00"
-    parts = re.fullmatch(r"([0-9]{4}-[0-9]{2}-[0-9]{2})[T ]([0-9]{2}:[0-9]{2})(:[0-9]{2})?(?:(?<=:..)\.([0-9]+))?Z?", text)
+    parts = re.fullmatch(r"([0-9]{4}-[0-9]{2}-[0-9]{2})[T ]([0-9]{2}:[0-9]{2})(?:(:[0-9]{2})(?:\.([0-9]+))?)?Z?", text)
     try:
         more = math.ceil(float("0." + (parts[4] or "0")))
         whole = seconds(parts[1] + "T" + parts[2] + (parts[3] or ":00"))

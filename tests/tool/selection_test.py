@@ -7,11 +7,13 @@ import json
 import os
 import random
 import re
+import subprocess
 import unittest
 
-from tool import ToolTest, natively
+from tool import NATIVE, ROOT, ToolTest, natively
 import selection_model as model
 
+REPORT = (ROOT / "tests/schema/report.xml").read_text(encoding="utf-8")
 QUERIES = 200 if os.environ.get("VARNEL_SOAK") else 60
 MACHINE = 18  # columns of the list's machine
 # Values that cannot be understood, and a part of the message.
@@ -20,7 +22,7 @@ UNCLEAR = (("since", "soon", "not a time"), ("until", "2026-02-30", "not a time"
            ("since", "h", "not a time"), ("since", "1234567890s", "not a time"), ("until", "", "not a time"),
            ("severity", "high", "not a number or a range"), ("severity", "..", "not a number"), ("id", "3..2", "not a number"),
            ("id", "3...4", "not a number"), ("id", "12345678901", "not a number"), ("id", "+3", "not a number"),
-           ("where", "Name", "not NAME=TEXT"), ("where", "=x", "not NAME=TEXT"), ("last", "0", "--last"), ("last", "x", "--last"))
+           ("where", "Name", "not NAME=TEXT"), ("where", "=x", "not NAME=TEXT"), ("last", "0", "not in range"), ("last", "x", "not in range"))
 
 
 class Selection(ToolTest):
@@ -77,6 +79,64 @@ class Selection(ToolTest):
                 self.assertEqual(list(collections.Counter(event["log"]["file"]["path"] for event in expected).items()),
                                  list(files.items()))
         self.assertGreater(found, QUERIES // 4)
+
+    @natively
+    def test_what_cannot_be_understood(self):
+        self.folder("unclear", {"a.xml": REPORT})
+        for name, text, words in UNCLEAR:
+            with self.subTest(name, text=text):
+                errors = self.varnel("show", f"--{name}", text, self.path("unclear"), status=2)[1]
+                self.assertRegex(errors, f"^varnel: --{name}.*{words}")
+                self.assertEqual(1, errors.count("\n"))
+                if name in ("since", "until"):
+                    self.assertIsNone(model.moment(text, 0))
+                elif name in ("severity", "id"):
+                    self.assertIsNone(model.number_range(text))
+        for option in (["--reverse"], ["--last", "2"]):
+            self.assertIn("--follow shows events as they come", self.varnel("show", "--follow", *option, status=2)[1])
+
+    def test_totals(self):
+        self.folder("many", {f"{i}.xml": REPORT.replace("heuristics", f"{i}").replace("PC1", ("=1+1", "b,\"c\"")[i % 2]) for i in range(30)})
+        path = self.path("many")
+        self.assertEqual(["      30   50.0 %  ##########..........  First", "      30   50.0 %  ##########..........  Second"],
+                         self.lines("--top", "event", path))
+        rows = self.lines("--top", "Engine", path)
+        self.assertEqual((20 + 1, "      30   50.0 %  ##########..........  (none)", "      11   18.3 %  ####................  (11 other values)"),
+                         (len(rows), rows[0], rows[-1]))
+        self.assertEqual("Engine,events,percent", self.lines("--top", "Engine", "--csv", path)[0])
+        self.assertEqual(1 + 31, len(self.lines("--top", "Engine", "--csv", path)))
+        self.assertEqual('host,events,percent\n\'=1+1,30,50.0\n"b,""c""",30,50.0\n', self.show("--top", "host", "--csv", path))
+        self.assertEqual(["       2  100.0 %  ####################  1024"],
+                         self.lines("--top", "id", "--last", "2", "--where", "Engine=*", path))
+
+    @natively
+    def test_csv_bytes(self):
+        text = REPORT.replace("<First", "<Fi-rst").replace("/First", "/Fi-rst").replace(">1024<", "> \u202e1&#10;&quot;2<")
+        self.folder("bytes", {"a.xml": text.replace('"Name"', '"@Né"')})
+        output = subprocess.run([*self.command, "show", "--csv", "--last=1", self.path("bytes")], env=self.environment, capture_output=True, check=True)
+        self.assertEqual("time,severity,id,event,product,version,machine,file\r\n"
+                         f'2024-03-07T09:05:03,3," \\u{{202e}}1\n""2",Fi-rst,\'@Né,1.2,PC1,{self.path("bytes/a.xml")}\r\n', output.stdout.decode())
+
+    def test_wildcards(self):
+        names = ("a.xml", "AB.XML", "b.txt", "c.xml")
+        self.folder("wild", {name: REPORT for name in names})
+        upper = [] if NATIVE else ["AB.XML"]
+        for pattern, expected in (("*", names), ("*.xml", ["a.xml", *upper, "c.xml"]), ("?.xml", ["a.xml", "c.xml"]), ("a*", ["a.xml", *upper]),
+                                  ("*.t?t*", ["b.txt"]), ("??.XML", ["AB.XML"])):
+            shown = [line.split()[-1] for line in self.lines("--id", "1024", self.path(f"wild/{pattern}"))]
+            self.assertEqual(list(expected), shown, pattern)
+        self.assertIn("wild" + self.path("/")[-1] + "?: no file matches", self.varnel("show", self.path("wild/?"), status=2)[1])
+
+    @natively
+    def test_machine_column_after_what_has_been_printed(self):
+        """More than the list holds back until it knows whether there is a second machine."""
+        events = "<First><EventID>1</EventID></First>" * 25_000
+        text = f'<R><MachineInfo><MachineName>PC1</MachineName></MachineInfo><P ProductName="{"n" * 200}" ProductVersion="">{events}</P></R>'
+        self.folder("held", {"a.xml": text, "b.xml": text.replace("PC1", "PC2"), "c.xml": text})
+        starts = [line[:3] for line in self.lines(self.path("held"))]
+        self.assertEqual(["   "] * 25_000 + ["PC2"] * 25_000 + ["PC1"] * 25_000, starts)
+        starts = [line[:3] for line in self.lines("--id", "1", "--last", "60000", self.path("held"))]
+        self.assertEqual(["PC1"] * 10_000 + ["PC2"] * 25_000 + ["PC1"] * 25_000, starts)
 
 
 if __name__ == "__main__":
