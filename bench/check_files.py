@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""check_files.py PROGRAM SCHEMA   varnel check of 20,000 event files against xmllint, which checks the same files.
+"""check_files.py PROGRAM SCHEMA   varnel check of 20,000 event files against xmllint, which checks the same files; and
+varnel show --top of these files against their list.
 
-Prints a line for bench/report.py: the median times, and the median of the ratios of two runs in turn. The files are in
+Prints lines for bench/report.py: the median times, and the median of the ratios of two runs in turn. The files are in
 a temporary folder, most with one event and every hundredth with 200. WINEPREFIX names a private prefix.
 """
 import pathlib
@@ -29,20 +30,26 @@ def nanoseconds(command, **more):
     return time.perf_counter_ns() - start
 
 
+def report(figure, ours, theirs):
+    """Two functions, each of which returns the nanoseconds of a run."""
+    pairs = [(ours(), theirs()) for _ in range(ROUNDS + 1)][1:]  # the first round warms up
+    median = [statistics.median(column) for column in zip(*pairs)]
+    ratio = statistics.median(a / b for a, b in pairs)
+    print(f"{figure}\t{median[0]:.0f}\t{median[1]:.0f}\tns\t{ratio:.4f}\t1")
+
+
 def main():
     program, schema = sys.argv[1:]
     with tempfile.TemporaryDirectory() as folder:
         for i in range(FILES):
             pathlib.Path(folder, f"{i:029}.xml").write_text(HEAD + EVENT * (200 if i % 100 == 0 else 1) + TAIL)
         names = "".join(f"{path}\n" for path in sorted(pathlib.Path(folder).iterdir()))
-        ours, theirs = [], []
-        for _ in range(ROUNDS + 1):
-            ours.append(nanoseconds([RUN, program, "check", f"Z:{folder}"]))
-            theirs.append(nanoseconds(["xargs", "xmllint", "--noout", "--relaxng", schema], input=names.encode()))
-        pairs = list(zip(ours, theirs))[1:]  # the first round warms up
-        median = [statistics.median(column) for column in zip(*pairs)]
-        ratio = statistics.median(a / b for a, b in pairs)
-        print(f"varnel check of 20,000 files, against xmllint\t{median[0]:.0f}\t{median[1]:.0f}\tns\t{ratio:.4f}\t1")
+
+        def ours(*arguments):
+            return lambda: nanoseconds([RUN, program, *arguments, f"Z:{folder}"])
+        report("varnel check of 20,000 files, against xmllint", ours("check"),
+               lambda: nanoseconds(["xargs", "xmllint", "--noout", "--relaxng", schema], input=names.encode()))
+        report("varnel show --top of 20,000 files, against varnel show", ours("show", "--top", "product"), ours("show"))
 
 
 if __name__ == "__main__":

@@ -15,7 +15,7 @@ namespace varnel::tool {
 namespace {
 
 constexpr std::size_t kMostValues = 1'000;     // of one label of a kind
-constexpr std::size_t kMostEntries = 200'000;  // kinds, labels and values
+constexpr std::size_t kMostEntries = 100'000;  // kinds, labels and values
 constexpr std::size_t kLongestValue = 200;     // bytes
 constexpr double kMuchMore = 3;
 
