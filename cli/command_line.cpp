@@ -220,8 +220,7 @@ void AddShow(CLI::App& app, Chosen& chosen) {
       "          varnel show --since 2h --severity 3.. --where File=*.exe");
   command.add_option("path", options.paths,
                      "Files, wildcards like *.xml, or folders with files; by default, on Windows only, the "
-                     "agent's and the server's event "
-                     "folder");
+                     "agent's and the server's event folder");
   AddForms(command, options);
   AddSelection(command, options.terms);
   command.add_option("--catalogue", options.catalogue,

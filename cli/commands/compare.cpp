@@ -47,7 +47,7 @@ class Compare {
 
  private:
   void Read(std::size_t side, const std::string& path) {
-    const std::vector<ListedFile> files = reader_.List(ToNative(path)).value_or(std::vector<ListedFile>());
+    const std::vector<ListedFile> files = ListFiles(ToNative(path));
     Totals machines("host");
     Progress progress(files.size());
     for (const ListedFile& file : files) {

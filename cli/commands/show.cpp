@@ -45,7 +45,7 @@ class Show {
       : options_(options),
         selection_(options.terms),
         output_(options),
-        reader_({options.follow, [this] { output_.Flush(); }}) {
+        reader_({options.follow, [this] { output_.FlushUnlessHeld(); }}) {
     if (!options.state.empty()) shown_.emplace(FullPath(ToNative(options.state)));
   }
 

@@ -7,6 +7,8 @@
 #include "eventfile/event_text.h"
 #include "eventfile/files.h"
 
+#include <algorithm>
+
 namespace varnel::tool {
 namespace {
 
@@ -18,7 +20,7 @@ constexpr std::size_t kMostHeld = 4 * 1024 * 1024;
 std::string WithColumn(std::string_view lines, const std::string& column) {
   std::string text;
   while (!lines.empty()) {
-    const std::size_t length = lines.find('\n') + 1;
+    const std::size_t length = std::min(lines.find('\n'), lines.size() - 1) + 1;
     text.append(column).append(lines.substr(0, length));
     lines.remove_prefix(length);
   }
@@ -82,6 +84,10 @@ void ShowOutput::NoteMachine(const EventDocument& document) {
 void ShowOutput::Add(std::string_view text) {
   output_ += text;
   if (output_.size() > (isHeld_ ? kMostHeld : kPart)) Flush();
+}
+
+void ShowOutput::FlushUnlessHeld() {
+  if (!isHeld_) Flush();
 }
 
 void ShowOutput::Flush() {

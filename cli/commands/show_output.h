@@ -31,8 +31,9 @@ class ShowOutput {
   // The list shows the machine of each event once there is more than one. Call it for a document before its
   // events are shown.
   void NoteMachine(const EventDocument& document);
-  // Prints what has been added.
+  // Print what has been added; FlushUnlessHeld not while a second machine may still change it.
   void Flush();
+  void FlushUnlessHeld();
   // Prints the rest: totals, and the end of the page.
   void Finish();
   // Returns kFound if events were left out.

@@ -143,8 +143,12 @@ void ListEvents(const EventDocument& document, const std::vector<PlacedEvent>& e
                 const EventNotes& notes, bool showsMachine, const EventSink& sink) {
   const std::string machine = MachineColumn(Facts(document.machine, kMachineFacts).Text(0));
   const PlacedEvent* current = nullptr;
-  Lines lines(
-      [&](std::string_view line) { sink(*current, std::string(showsMachine ? machine : "").append(line)); });
+  Lines lines([&](std::string_view line) {
+    if (showsMachine)
+      sink(*current, machine + std::string(line));
+    else
+      sink(*current, line);
+  });
   const std::string file = Shortened(document.FileName());
   const std::string product = Column(std::string(AttributeOf(document.product, "ProductName")) + " " +
                                          std::string(AttributeOf(document.product, "ProductVersion")),

@@ -31,8 +31,7 @@ auto ParseAll(const char* option, const std::vector<std::string>& texts, const c
 auto ParseMoments(const char* option, const std::vector<std::string>& texts, std::chrono::sys_seconds now) {
   constexpr char kWanted[] =
       "a time; write 2026-11-22, 2026-11-22T10:00, 2026-11-22T10:00:30Z (all GMT), a time before now like "
-      "90s, 15m, 2h, "
-      "3d or 1w, or now, today or yesterday";
+      "90s, 15m, 2h, 3d or 1w, or now, today or yesterday";
   return ParseAll(option, texts, kWanted, [now](std::string_view text) { return ParseMoment(text, now); });
 }
 

@@ -54,6 +54,12 @@ class Selection(ToolTest):
         self.assertEqual([len(events)] * 2, [len(rows), len(table) - 1])
         return events, {event["event"]["id"]: row for event, row in zip(events, zip(rows, table[1:]))}
 
+    def page(self, *arguments):
+        """The identifiers of the events of a page."""
+        self.show("--html", self.path("page.html"), *arguments)
+        text = (self.drive / "page.html").read_text(encoding="utf-8")
+        return [event["event"]["id"] for event in json.loads(re.search('id="data">(.*?)</script>', text, re.DOTALL)[1])]
+
     def check_queries(self, paths, read):
         events, rows = sum((events for events, _ in read), []), dict(collections.ChainMap(*(rows for _, rows in read)))
         found = 0
@@ -73,6 +79,8 @@ class Selection(ToolTest):
                 self.assertEqual([f"{machine:{MACHINE}}" * has_machines + rows[identifier][0]
                                   for machine, identifier in zip(machines, identifiers)], self.lines(*arguments))
                 self.assertEqual(f"{len(expected)}\n", self.show("--count", *arguments))
+                if number % 10 == 0:
+                    self.assertEqual(sorted(identifiers), sorted(self.page(*arguments)))
                 tree, files = self.show("--tree", *arguments), collections.Counter()
                 for file in re.split("^(?=[^ \n])", tree, flags=re.MULTILINE)[1:]:
                     files[file.split("\n")[0]] += file.count("\n        EventID")
@@ -94,6 +102,18 @@ class Selection(ToolTest):
                     self.assertIsNone(model.number_range(text))
         for option in (["--reverse"], ["--last", "2"]):
             self.assertIn("--follow shows events as they come", self.varnel("show", "--follow", *option, status=2)[1])
+
+    @natively
+    def test_follow(self):
+        folder = self.folder("followed", {"a.xml": REPORT})
+        with self.launch("show", "--follow", "--csv", "--id", "..0", self.path("followed"), stdout=subprocess.PIPE) as program:
+            def next_file():
+                return program.stdout.readline().decode().rstrip().rsplit(",", 1)[-1]
+            self.assertEqual(["file", self.path("followed/a.xml")], [next_file(), next_file()])
+            (folder / "none.xml").write_text(REPORT.replace(">-5<", ">5<"))
+            (folder / "z.xml").write_text(REPORT)
+            self.assertEqual(self.path("followed/z.xml"), next_file())
+            program.terminate()
 
     def test_totals(self):
         self.folder("many", {f"{i}.xml": REPORT.replace("heuristics", f"{i}").replace("PC1", ("=1+1", "b,\"c\"")[i % 2]) for i in range(30)})
