@@ -38,10 +38,11 @@ class Compare {
     std::snprintf(scale, sizeof(scale), "%.3g", result.scale);
     Print("\n" + Counted(result.differences.size(), "difference") +
           "; of most kinds of events the second has " + scale + " times as many\n");
-    if (comparison_.NotCompared() > 0)
-      PrintError(Counted(comparison_.NotCompared(), "event") +
-                 " not compared: there are too many kinds of events; select fewer");
-    const bool isFound = !result.differences.empty() || comparison_.NotCompared() > 0;
+    if (comparison_.IsCut())
+      PrintError(
+          "there are too many kinds of events, labels and values, so that only the first ones were compared; "
+          "select fewer events");
+    const bool isFound = !result.differences.empty() || comparison_.IsCut();
     return std::max(reader_.Worst(), isFound ? kFound : kDone);
   }
 

@@ -73,10 +73,7 @@ void Comparison::Add(std::size_t side, const std::vector<PlacedEvent>& events) {
     std::pair key(Short(facts.Text(0)), Short(event.Name()));
     auto kind = kinds_.find(key);
     if (kind == kinds_.end()) {
-      if (!HasRoom()) {
-        ++notCompared_;
-        continue;
-      }
+      if (!HasRoom()) continue;
       kind = kinds_.emplace(std::move(key), Kind()).first;
     }
     ++kind->second.counts[side];
@@ -114,9 +111,9 @@ void Comparison::AddLabel(std::size_t side, Kind& kind, std::string_view path, s
 }
 
 bool Comparison::HasRoom() {
-  if (entries_ == kMostEntries) return false;
-  ++entries_;
-  return true;
+  isCut_ = isCut_ || entries_ == kMostEntries;
+  if (!isCut_) ++entries_;
+  return !isCut_;
 }
 
 // The median of the kinds that both sides have, and of 1, so that a single kind can differ; of two in the

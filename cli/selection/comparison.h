@@ -44,8 +44,8 @@ class Comparison {
   [[nodiscard]] Result Compare() const;
   // Returns the number of a side's events.
   [[nodiscard]] std::size_t Events(std::size_t side) const { return events_[side]; }
-  // Returns the number of events of kinds that were not compared, because there were too many kinds.
-  [[nodiscard]] std::size_t NotCompared() const { return notCompared_; }
+  // True if there was no room for all kinds, labels and values.
+  [[nodiscard]] bool IsCut() const { return isCut_; }
 
  private:
   struct Label {
@@ -69,7 +69,7 @@ class Comparison {
   Kinds kinds_;
   std::size_t entries_ = 0;
   Counts events_{};
-  std::size_t notCompared_ = 0;
+  bool isCut_ = false;
 };
 
 }  // namespace varnel::tool

@@ -5,7 +5,7 @@ import re
 import unittest
 import xml.sax.saxutils
 
-from tool import ToolTest
+from tool import ToolTest, natively
 
 ROW = re.compile(r"(only|more) in the (first|second) +(\d+) +(\d+)  +(\S+)  (\S+?)(?:  (\S+)=(.*))?$")
 
@@ -98,6 +98,13 @@ class Compare(ToolTest):
         output, found = self.compare("long", self.usual(5), 0)
         self.assertEqual(set(), found)
         self.assertIn("the second has 5 times as many", output)
+
+    @natively
+    def test_more_than_there_is_room_for(self):
+        events = "".join(f"<E{i}><EventID>1</EventID></E{i}>" for i in range(100_001))
+        self.folder("wide", {"a.xml": f'<R><MachineInfo/><P ProductName="N">{events}</P></R>'})
+        _, errors = self.varnel("compare", self.path("wide"), self.path("wide"), status=1)
+        self.assertIn("only the first ones were compared", errors)
 
     def test_what_cannot_be_compared(self):
         self.folder("some", {"a.xml": next(iter(self.usual(1)[0].files("PC1").values()))})
