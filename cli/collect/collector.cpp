@@ -185,7 +185,8 @@ void Collector::TakeEvents(std::size_t folder, const FolderFile& file, KnownFile
     known = taken;
     return;
   }
-  WriteEvents(*document, JsonUse::kData, [this](std::string_view line) { store_.AddLine(line); });
+  WriteEvents(*document, EventsOf(*document), JsonUse::kData,
+              [this](const PlacedEvent&, std::string_view line) { store_.AddLine(line); });
   const FileError error = store_.Take(numbers_[folder], file.name, taken);
   Note(error);
   if (!IsGood(error))
