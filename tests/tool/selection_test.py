@@ -80,7 +80,8 @@ class Selection(ToolTest):
                                   for machine, identifier in zip(machines, identifiers)], self.lines(*arguments))
                 self.assertEqual(f"{len(expected)}\n", self.show("--count", *arguments))
                 if number % 10 == 0:
-                    self.assertEqual(sorted(identifiers), sorted(self.page(*arguments)))
+                    without_digests = [identifier.rpartition("-")[0] for identifier in identifiers]  # as the page has them
+                    self.assertEqual(sorted(without_digests), sorted(self.page(*arguments)))
                 tree, files = self.show("--tree", *arguments), collections.Counter()
                 for file in re.split("^(?=[^ \n])", tree, flags=re.MULTILINE)[1:]:
                     files[file.split("\n")[0]] += file.count("\n        EventID")
