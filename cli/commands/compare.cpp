@@ -19,10 +19,6 @@ namespace {
 
 constexpr const char* kSides[] = {"first", "second"};
 
-std::string Column(const std::string& text, std::size_t width) {
-  return std::string(width - std::min(text.size(), width), ' ') + text;
-}
-
 class Compare {
  public:
   explicit Compare(const CompareOptions& options) : selection_(options.terms) {
@@ -66,16 +62,15 @@ class Compare {
     if (side == 1) Print("\n");
   }
   static std::string Describe(const Comparison::Subject& subject) {
-    std::string text = Column(Shortened(subject.id), 7) + "  " + Shortened(subject.name);
+    std::string text = Column(subject.id, -7) + "  " + Shortened(subject.name);
     if (!subject.label.empty()) text += "  " + Shortened(subject.label) + "=" + Shortened(subject.value);
     return text;
   }
   static void PrintRow(const Comparison::Difference& difference) {
     const bool isOnly = difference.how == Comparison::How::kOnly;
-    std::string words = std::string(isOnly ? "only in" : "more in") + " the " + kSides[difference.side];
-    words.resize(18, ' ');
-    Print(words + Column(std::to_string(difference.counts[0]), 8) +
-          Column(std::to_string(difference.counts[1]), 8) + "  " + Describe(difference.subject) + "\n");
+    const std::string words = std::string(isOnly ? "only in" : "more in") + " the " + kSides[difference.side];
+    Print(Column(words, 18) + Column(std::to_string(difference.counts[0]), -8) +
+          Column(std::to_string(difference.counts[1]), -8) + "  " + Describe(difference.subject) + "\n");
   }
 
   const Selection selection_;

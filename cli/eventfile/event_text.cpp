@@ -17,14 +17,6 @@ std::ptrdiff_t Length(std::string_view text) {
   return std::count_if(text.begin(), text.end(), [](char byte) { return !ContinuesUtf8(byte); });
 }
 
-// Returns the text padded to |width| characters; right-aligned if `width` is negative.
-std::string Column(std::string_view text, int width) {
-  const std::string shown = Shortened(text);
-  const auto missing = std::max<std::ptrdiff_t>(std::abs(width) - Length(shown), 0);
-  const std::string blanks(static_cast<std::size_t>(missing), ' ');
-  return width < 0 ? blanks + shown : shown + blanks;
-}
-
 // Writes lines as long as the allowance permits, and says where and how many are left out.
 class Lines {
  public:
@@ -133,6 +125,13 @@ std::string Shortened(std::string_view text) {
     if (!ContinuesUtf8(text[end]) && length++ == kLongestText) break;
   if (end == text.size()) return Printable(text);
   return Printable(text.substr(0, end)) + "... (" + std::to_string(Length(text)) + " characters)";
+}
+
+std::string Column(std::string_view text, int width) {
+  const std::string shown = Shortened(text);
+  const auto missing = std::max<std::ptrdiff_t>(std::abs(width) - Length(shown), 0);
+  const std::string blanks(static_cast<std::size_t>(missing), ' ');
+  return width < 0 ? blanks + shown : shown + blanks;
 }
 
 std::string MachineColumn(std::string_view name) {

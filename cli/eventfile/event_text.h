@@ -13,6 +13,9 @@ namespace varnel::tool {
 // Returns the text in printable form, cut to 200 characters, with their number, if it is longer.
 [[nodiscard]] std::string Shortened(std::string_view text);
 
+// Returns the shortened text padded to |width| characters; right-aligned if `width` is negative.
+[[nodiscard]] std::string Column(std::string_view text, int width);
+
 // ListEvents and ListElements pass whole lines with their ends; a line says how many are left out. They show
 // these events of the document.
 

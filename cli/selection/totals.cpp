@@ -26,9 +26,7 @@ std::string Percent(double percent) {
 
 std::string Line(std::size_t count, double percent, const std::string& what) {
   const auto filled = static_cast<std::size_t>(std::lround(percent / 100 * static_cast<double>(kBar)));
-  const std::string number = std::to_string(count), share = Percent(percent);
-  return std::string(8 - std::min<std::size_t>(number.size(), 8), ' ') + number +
-         std::string(7 - std::min<std::size_t>(share.size(), 7), ' ') + share + " %  " +
+  return Column(std::to_string(count), -8) + Column(Percent(percent), -7) + " %  " +
          std::string(filled, '#') + std::string(kBar - filled, '.') + "  " + what + "\n";
 }
 

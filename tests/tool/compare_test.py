@@ -94,6 +94,7 @@ class Compare(ToolTest):
         for label in ("At", "Id"):
             self.assertEqual(30, output.count(f"  {label}=*\n"))
 
+    @natively
     def test_more_events_of_each_kind_are_no_difference(self):
         output, found = self.compare("long", self.usual(5), 0)
         self.assertEqual(set(), found)
