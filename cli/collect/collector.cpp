@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <charconv>
 #include <tuple>
+#include <utility>
 
 namespace varnel::tool {
 namespace {
@@ -95,6 +96,7 @@ void Collector::LookAt(std::size_t folder) {
   for (const FolderFile& file : listing.files) {
     Consider(folder, file);
     watch_.Drain(notices_);
+    CloseIfDue();
   }
   ForgetAbsent(folder);
 }
@@ -110,9 +112,13 @@ void Collector::ForgetAbsent(std::size_t folder) {
 }
 
 void Collector::TakeNotices() {
-  for (; !notices_.empty(); notices_.pop_front()) {
-    if (notices_.front().kind != Notice::Kind::kLost) {
-      TakeNotice(notices_.front());
+  // Only those of now, because more may come as quickly as they are taken.
+  for (std::size_t left = notices_.size(); left > 0; --left) {
+    const Notice notice = std::move(notices_.front());
+    notices_.pop_front();
+    watch_.Drain(notices_);
+    if (notice.kind != Notice::Kind::kLost) {
+      TakeNotice(notice);
       continue;
     }
     PrintError("the system has lost change notifications; files that came and went meanwhile are not named");
@@ -245,7 +251,7 @@ void Collector::Note(const FileError& error) {
   }
   if (failure_.number != error.number)
     PrintError(Printable(ToUtf8(options_.to)) + " cannot be written: " + DescribeError(error.number) +
-               "; varnel collect tries again");
+               "; nothing is taken until it can be");
   failure_ = error;
   isBlocked_ = true;
   status_ = kFailed;

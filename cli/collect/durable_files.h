@@ -43,6 +43,8 @@ class AppendFile {
 // Creates the folder; succeeds if it exists.
 [[nodiscard]] FileError EnsureFolder(const NativePath& folder);
 
+// Returns the part of a path up to its last separator, with that.
+[[nodiscard]] NativePath FolderPartOf(const NativePath& path);
 // Returns a text that is the same for each spelling of a full path.
 [[nodiscard]] NativePath KeyOf(const NativePath& path);
 

@@ -65,6 +65,10 @@ FileError EnsureFolder(const NativePath& folder) {
   return ErrorUnless(mkdir(folder.c_str(), 0777) == 0 || errno == EEXIST);
 }
 
+NativePath FolderPartOf(const NativePath& path) {
+  return path.substr(0, path.rfind('/') + 1);
+}
+
 NativePath KeyOf(const NativePath& path) {
   return path;
 }

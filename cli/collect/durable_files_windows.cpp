@@ -71,6 +71,10 @@ FileError EnsureFolder(const NativePath& folder) {
   return ErrorUnless(CreateDirectoryW(folder.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS);
 }
 
+NativePath FolderPartOf(const NativePath& path) {
+  return path.substr(0, path.find_last_of(L"\\/") + 1);
+}
+
 NativePath KeyOf(const NativePath& path) {
   NativePath key = path;
   const int length = static_cast<int>(key.size());

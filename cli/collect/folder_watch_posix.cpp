@@ -29,12 +29,17 @@ FolderWatch::~FolderWatch() {
 }
 
 void FolderWatch::Renew() {
-  // For a folder that is watched already, this changes nothing.
   constexpr unsigned kChanges = IN_CLOSE_WRITE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE | IN_ONLYDIR;
-  for (std::size_t i = 0; i < system_->folders.size(); ++i)
-    if (const int watch = inotify_add_watch(system_->queue, system_->folders[i].c_str(), kChanges);
-        watch >= 0)
-      system_->watched[watch] = i;
+  for (std::size_t i = 0; i < system_->folders.size(); ++i) {
+    const int watch = inotify_add_watch(system_->queue, system_->folders[i].c_str(), kChanges);
+    // Another folder may have the path now; the watch of a folder that is still the same keeps its number.
+    std::erase_if(system_->watched, [&](const auto& entry) {
+      if (entry.second != i || entry.first == watch) return false;
+      inotify_rm_watch(system_->queue, entry.first);
+      return true;
+    });
+    if (watch >= 0) system_->watched[watch] = i;
+  }
 }
 
 void FolderWatch::Drain(std::deque<Notice>& notices) {

@@ -67,6 +67,17 @@ Failure CannotWrite(const NativePath& path, const FileError& error) {
   return Failure(Printable(ToUtf8(path)) + " cannot be written: " + DescribeError(error.number));
 }
 
+FileError ReplaceWhole(const NativePath& path, std::string_view bytes) {
+  const NativePath temporary = path + ToNative(".new");
+  {
+    AppendFile next(temporary, 0);
+    FileError error = next.Write(bytes);
+    if (IsGood(error)) error = next.Flush();
+    if (!IsGood(error)) return error;
+  }
+  return RenameFile(temporary, path);
+}
+
 RecordWriter& RecordWriter::Numbers(std::initializer_list<std::uint64_t> numbers) {
   for (const std::uint64_t number : numbers) text_ += ' ' + std::to_string(number);
   return *this;
@@ -148,19 +159,10 @@ bool PositionFile::Load(const std::function<bool(RecordReader&)>& take) {
 }
 
 FileError PositionFile::Rewrite(std::string_view records) {
-  const NativePath temporary = path_ + ToNative(".new");
-  const std::string header = HeaderOf(records);
-  {
-    AppendFile next(temporary, 0);
-    FileError error = next.Write(header);
-    if (IsGood(error)) error = next.Write(records);
-    if (IsGood(error)) error = next.Flush();
-    if (!IsGood(error)) return error;
-  }
+  const std::string whole = HeaderOf(records).append(records);
   file_.reset();  // WINDOWS: an open file cannot be replaced
-  FileError error = RenameFile(temporary, path_);
-  const std::uint64_t size = header.size() + records.size();
-  if (IsGood(error)) size_ = size;
+  const FileError error = ReplaceWhole(path_, whole);
+  if (IsGood(error)) size_ = whole.size();
   if (size_ > 0) file_.emplace(path_, size_);
   isTorn_ = false;
   return error;

@@ -15,6 +15,10 @@ namespace varnel::tool {
 // Returns what to tell the user after a failure to write the file.
 [[nodiscard]] Failure CannotWrite(const NativePath& path, const FileError& error);
 
+// Writes a file beside `path`, waits until it is on the disk and renames it to `path`. A file that cannot be
+// replaced stays untouched.
+[[nodiscard]] FileError ReplaceWhole(const NativePath& path, std::string_view bytes);
+
 // Writes one record of a position file: fields between blanks.
 class RecordWriter {
  public:

@@ -131,13 +131,8 @@ NativePath SegmentStore::PathOf(std::uint64_t number, const char* ending) const 
 }
 
 FileError SegmentStore::WriteReceipt() {
-  const NativePath path = PathOf(number_, kReceipt), temporary = path + ToNative(".new");
   const std::string segment = ToUtf8(PathOf(number_, kSegment));
-  AppendFile file(temporary, 0);
-  FileError error = file.Write(receipt_.Json(FileNameOf(segment), Now()));
-  if (IsGood(error)) error = file.Flush();
-  if (IsGood(error)) error = RenameFile(temporary, path);
-  return error;
+  return ReplaceWhole(PathOf(number_, kReceipt), receipt_.Json(FileNameOf(segment), Now()));
 }
 
 FileError SegmentStore::WritePosition() {

@@ -22,7 +22,7 @@ ShownFiles::ShownFiles(const NativePath& state)
 }
 
 ShownFiles::Seen ShownFiles::Look(const NativePath& path) {
-  const NativePath folder(FolderOf(path));
+  const NativePath folder = FolderPartOf(path);
   Seen seen;
   const std::size_t count = files_.Count();
   seen.folder = files_.NumberOf(folder);

@@ -19,8 +19,7 @@ using NativePathView = std::basic_string_view<NativePath::value_type>;
 [[nodiscard]] NativePath ToNative(std::string_view argument);
 // Returns the path as UTF-8. On Windows invalid UTF-16 becomes U+FFFD; elsewhere the bytes stay as they are.
 [[nodiscard]] std::string ToUtf8(NativePathView path);
-// Return the part of a path after its last separator, and the part that ends with it.
+// Returns the part of a path after its last separator.
 [[nodiscard]] std::string_view FileNameOf(std::string_view path);
-[[nodiscard]] NativePathView FolderOf(NativePathView path);
 
 }  // namespace varnel::tool

@@ -14,8 +14,4 @@ std::string_view FileNameOf(std::string_view path) {
   return path.substr(path.rfind('/') + 1);
 }
 
-NativePathView FolderOf(NativePathView path) {
-  return path.substr(0, path.rfind('/') + 1);
-}
-
 }  // namespace varnel::tool

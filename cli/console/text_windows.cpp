@@ -39,10 +39,6 @@ std::string_view FileNameOf(std::string_view path) {
   return path.substr(path.find_last_of("\\/") + 1);
 }
 
-NativePathView FolderOf(NativePathView path) {
-  return path.substr(0, path.find_last_of(L"\\/") + 1);
-}
-
 std::string Printable(std::wstring_view utf16) {
   return Printable(ToUtf8(utf16));
 }

@@ -1,9 +1,11 @@
 #!/usr/bin/python3
 """varnel collect: each event file is in one segment, once, whatever happens to the program and to the file."""
+import array
 import collections
 import hashlib
 import json
 import os
+import pathlib
 import random
 import re
 import resource
@@ -12,10 +14,10 @@ import signal
 import subprocess
 import threading
 import time
-
 import unittest
+import uuid
 
-from tool import NATIVE, ROOT, ToolTest, identifiers, natively
+from tool import NATIVE, ROOT, ToolTest, identifiers, natively, windows_only
 
 LONG = "VARNEL_SOAK" in os.environ
 REPORT = (ROOT / "tests/schema/report.xml").read_text(encoding="utf-8")
@@ -45,7 +47,8 @@ class Collect(ToolTest):
 
     def start(self, folder, *options, **streams):
         program = self.launch("collect", self.path(folder), "--to", self.path(folder + "-to"), *options, **{"stderr": subprocess.PIPE, **streams})
-        self.addCleanup(program.stderr.close)
+        if program.stderr:
+            self.addCleanup(program.stderr.close)
         self.addCleanup(self.kill, program)
         return program
 
@@ -115,6 +118,7 @@ class Collect(ToolTest):
         after("segments that a shipper has taken", ("last.xml", report(7)), segments=[1])
         self.assertTrue((self.drive / "once-to/00000004.jsonl").exists())
 
+    @natively
     def test_segments_are_closed_by_size_between_two_files(self):
         self.folder("sized", {name_of(i): report(i) for i in range(10)})
         self.collect("sized", "--segment", "5KB")
@@ -128,6 +132,7 @@ class Collect(ToolTest):
         self.assertEqual(shown, "".join(file.read_text() for file in sorted((self.drive / "same-to").glob("*.jsonl"))))
         self.assertEqual(506, len(self.taken("same")))
 
+    @natively
     def test_other_files_are_named_once(self):
         files = {"picture.png": b"\x89PNG\n", "settings.xml": "<Settings/>", "dtd.xml": '<!DOCTYPE Root [<!ENTITY a "b">]>' + REPORT,
                  "esc.xml": b"<a>\x1b[2J</a>", "old.xml": REPORT[:300]}
@@ -174,6 +179,67 @@ class Collect(ToolTest):
             names, written = written[:count], written[count:]
             print(f"figures: deleted after {1000 * delay:g} ms: {sum(name in taken for name in names)} of {count} taken, the others named")
 
+    @natively
+    def test_lost_notices_and_another_folder_of_the_same_path(self):
+        folder = self.folder("storm", {})
+        program = self.start("storm", "--every", "100ms", stderr=subprocess.DEVNULL)
+        self.wait((self.drive / "storm-to/collect.position").exists, program, "started")
+        time.sleep(0.5)
+        program.send_signal(signal.SIGSTOP)
+        for number in range(int(pathlib.Path("/proc/sys/fs/inotify/max_queued_events").read_text()) // 2 + 1):
+            (folder / str(number)).touch()
+            (folder / str(number)).unlink()
+        folder.rename(folder.with_name("storm-before"))
+        folder.mkdir()
+        (folder / "a.xml").write_bytes(report(1))
+        program.send_signal(signal.SIGCONT)
+        self.wait(lambda: self.taken("storm"), program, "the new folder")
+        time.sleep(1.5)  # it is watched since the last look
+        (folder / "b.xml").write_bytes(report(2))
+        (folder / "b.xml").unlink()
+        self.wait(lambda: "b.xml" in names_in(self.taken("storm")) or "b.xml" in self.vanished("storm"), program, "the new folder's second file")
+        self.assertLess(0, sum(receipt["notices_lost"] for receipt in self.receipts("storm")))
+
+    @natively
+    def test_names_of_any_bytes(self):
+        folder = os.fsencode(self.folder("bytes", {}))
+        for name in (b"%41.xml", b"a b.xml", b"\n\".xml", b"\xff\xc3.xml", "\u00e9\U0001f600.xml".encode(), b"\\\",\"id\":\"x.xml"):
+            with open(folder + b"/" + name, "wb") as file:
+                file.write(report(1))
+        self.collect("bytes")
+        self.collect("bytes")
+        self.assertEqual({2}, set(collections.Counter(text.split("#")[0] for text in self.taken("bytes")).values()))
+        self.assertEqual(12, len(set(self.taken("bytes"))))
+
+    @windows_only
+    def test_another_spelling_of_the_folder(self):
+        self.folder("Spelled", {"a.xml": report(1)})
+        self.collect("Spelled")
+        self.varnel("collect", self.path("SPELLED") + "\\.", "--to", self.path("Spelled-to"), "--once")
+        self.assertEqual({"a.xml": 2}, names_in(self.taken("Spelled")))
+
+    def test_identifiers_of_a_fleet_differ(self):
+        endpoints, batch, events = (10_000, 100, 1_000) if LONG and not NATIVE else (20, 10, 20)
+        event = b"<E><EventID>1</EventID><GMTTime>2024-03-07T09:05:03</GMTTime></E>"
+        content = REPORT.encode().replace(b"</Second>", b"</Second>" + event * (events - 2))
+        hashes = array.array("q")
+        for first in range(0, endpoints, batch):
+            folders = []
+            for number in range(first, first + batch):
+                # Every second endpoint has no GUID, and every file the same name.
+                guid = f"{{{uuid.UUID(int=number)}}}" if number % 2 else ""
+                folders.append(self.folder(f"fleet-{number}", {}))
+                text = content.replace(b"{A}", guid.encode()).replace(b"PC1", b"PC%d" % number)
+                (folders[-1] / "a.xml").write_bytes(text)
+            self.varnel("collect", *(self.path(folder.name) for folder in folders), "--to", self.path("fleet-to"), "--once")
+            hashes.extend(hash(text) for text in self.taken("fleet"))
+            for used in (*folders, self.drive / "fleet-to"):
+                shutil.rmtree(used)
+        self.assertEqual(endpoints * events, len(hashes))
+        ordered = sorted(hashes)
+        self.assertFalse(any(one == other for one, other in zip(ordered, ordered[1:])))
+        print(f"figures: {endpoints} endpoints, {len(hashes)} identifiers, no two alike")
+
     def test_killed_at_random_moments(self):
         folder, other = self.folder("killed", {}), self.folder("killed-new", {})
         written, done = [], threading.Event()
@@ -188,7 +254,7 @@ class Collect(ToolTest):
         writer.start()
         try:
             for _ in range(KILLS):
-                program = self.start("killed", "--segment", "20KB", "--every", "50ms", stderr=subprocess.PIPE)
+                program = self.start("killed", "--segment", "20KB", "--every", "50ms")
                 time.sleep(random.uniform(0, 0.2 if NATIVE else 0.8))
                 self.assertIsNone(program.poll())
                 self.kill(program)
@@ -248,6 +314,7 @@ class Collect(ToolTest):
         self.collect("gone", status=1)
         self.assertEqual(({name_of(0): 2, name_of(2): 2}, [name_of(1)]), (names_in(self.taken("gone")), self.vanished("gone")))
 
+    @natively
     def test_damage_is_refused(self):
         to = self.open_segment("damaged", 2)
         self.collect("damaged")
@@ -279,6 +346,7 @@ class Collect(ToolTest):
             self.assertIn(words, self.varnel("collect", *arguments, status=2)[1])
         self.assertEqual(["a.xml"], os.listdir(folder))
 
+    @natively
     def test_segments_that_nobody_takes(self):
         folder = self.folder("kept", {name_of(i): report(i) for i in range(20)})
         program = self.start("kept", "--every", "100ms", "--segment", "4KB", "--max-disk", "20KB")
@@ -302,7 +370,7 @@ class Collect(ToolTest):
 
         self.folder("full", {name_of(i): report(i) for i in range(20)})
         program = self.start("full", "--once", preexec_fn=limit)
-        self.assertRegex(program.communicate(timeout=60)[1].decode(), r"\Avarnel: .*full-to/ cannot be written: .*tries again\n\Z")
+        self.assertRegex(program.communicate(timeout=60)[1].decode(), r"\Avarnel: .*full-to/ cannot be written: .*nothing is taken until it can be\n\Z")
         self.assertEqual(2, program.returncode)
         self.assertLess(len(names_in(self.taken("full"))), 20)
         self.collect("full")
