@@ -17,9 +17,9 @@ namespace varnel::tool {
 // position. docs/tool.md has the files.
 //
 // An event file belongs to a segment from the moment at which the last bytes of its lines are in the open
-// segment's file: its record is already in the position file then, and a record without its lines counts for
-// nothing. A segment is closed by a new position file. The rename that is left to do is done at the next
-// start if the program ends before it.
+// segment's file: its record is already in the position file then, and a record without its lines is ignored.
+// Writing a new position file closes a segment. If the program ends before it has renamed the segment, the
+// next start does.
 class SegmentStore {
  public:
   // Creates the folder if it is missing, owns its lock and goes on with the open segment. Throws Failure. All
