@@ -152,10 +152,9 @@ class Collect(ToolTest):
         self.assertEqual({"right.xml": 2, "old.xml": 2, "young.xml": 2}, names_in(self.taken("mixed")))
 
     def test_no_file_of_an_agent_is_lost_in_silence(self):
-        folder = self.folder("agent", {})
+        folder = self.folder("agent", {"first.xml": report(0)})
         program = self.start("agent", "--every", "200ms")
-        self.wait((self.drive / "agent-to/collect.position").exists, program, "started")
-        time.sleep(1)
+        self.wait(lambda: self.taken("agent"), program, "watching")
         written = []
         for delay, count in VANISHING:
             for _ in range(count):
@@ -173,7 +172,7 @@ class Collect(ToolTest):
         taken, vanished = names_in(self.taken("agent")), self.vanished("agent")
         self.assertEqual(0, sum(receipt["notices_lost"] for receipt in self.receipts("agent")))
         self.assertEqual({2}, set(taken.values()))
-        self.assertEqual(collections.Counter(written + ["half.xml", "last.xml"]), collections.Counter(taken.keys()) + collections.Counter(vanished))
+        self.assertEqual(collections.Counter(["first.xml", *written, "half.xml", "last.xml"]), collections.Counter(taken.keys()) + collections.Counter(vanished))
         self.assertEqual(sorted(vanished), sorted(re.findall(r"([^\\/]+): vanished", program.stderr.read().decode())))
         for delay, count in VANISHING:
             names, written = written[:count], written[count:]
@@ -181,10 +180,9 @@ class Collect(ToolTest):
 
     @natively
     def test_lost_notices_and_another_folder_of_the_same_path(self):
-        folder = self.folder("storm", {})
+        folder = self.folder("storm", {"first.xml": report(0)})
         program = self.start("storm", "--every", "100ms", stderr=subprocess.DEVNULL)
-        self.wait((self.drive / "storm-to/collect.position").exists, program, "started")
-        time.sleep(0.5)
+        self.wait(lambda: self.taken("storm"), program, "watching")
         program.send_signal(signal.SIGSTOP)
         for number in range(int(pathlib.Path("/proc/sys/fs/inotify/max_queued_events").read_text()) // 2 + 1):
             (folder / str(number)).touch()
@@ -193,8 +191,7 @@ class Collect(ToolTest):
         folder.mkdir()
         (folder / "a.xml").write_bytes(report(1))
         program.send_signal(signal.SIGCONT)
-        self.wait(lambda: self.taken("storm"), program, "the new folder")
-        time.sleep(1.5)  # it is watched since the last look
+        self.wait(lambda: "a.xml" in names_in(self.taken("storm")), program, "the new folder")
         (folder / "b.xml").write_bytes(report(2))
         (folder / "b.xml").unlink()
         self.wait(lambda: "b.xml" in names_in(self.taken("storm")) or "b.xml" in self.vanished("storm"), program, "the new folder's second file")
