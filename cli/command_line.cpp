@@ -21,6 +21,7 @@ struct Chosen {
   CollectOptions collect;
   CompareOptions compare;
   CheckOptions check;
+  BundleOptions bundle;
   CatalogueCheckOptions catalogueCheck;
   GenerateOptions generate;
   DiffOptions diff;
@@ -279,6 +280,33 @@ void AddCompare(CLI::App& app, Chosen& chosen) {
   command.callback([&chosen] { chosen.run = [&chosen] { return RunCompare(chosen.compare); }; });
 }
 
+void AddBundle(CLI::App& app, Chosen& chosen) {
+  BundleOptions& options = chosen.bundle;
+  CLI::App& command = *app.add_subcommand(
+      "bundle", "Puts event files, logs and what is known of this machine into a zip for support.");
+  command.group(kFiles);
+  command.footer(
+      "Example: varnel bundle --to support.zip --redact --catalogue acme.toml C:\\Agent\\AgentEvents\n"
+      "Returns 0 if every file is in it, 1 if a file is damaged or left out, 2 if a file cannot be read.");
+  command.add_option("--to", options.to, "The zip to write; it must not exist")->required();
+  command.add_option(
+      "path", options.paths,
+      "Event files, or folders with event files; by default, on Windows only, the agent's and the "
+      "server's event folder");
+  command.add_option("--log", options.logs, "A log to put into it; may be repeated")->allow_extra_args(false);
+  command.add_flag("--files-only", options.withoutMachine,
+                   "Leave out the rows of varnel doctor and the settings of this machine");
+  CLI::Option* const redact = command.add_flag(
+      "--redact", options.redact,
+      "Replace names, addresses, users' paths, and values that a catalogue marks (docs/sharing.md)");
+  command.add_option("--catalogue", options.catalogues, "A catalogue of the events; may be repeated")
+      ->needs(redact)
+      ->allow_extra_args(false);
+  command.add_flag("--free-text", options.freeText, "Keep texts that no catalogue declares")->needs(redact);
+  AddSelection(command, options.terms);
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunBundle(chosen.bundle); }; });
+}
+
 void AddCheck(CLI::App& app, Chosen& chosen) {
   CLI::App& command =
       *app.add_subcommand("check", "Checks event files against the rules of docs/event-format.md.");
@@ -387,8 +415,8 @@ Status RunCommandLine(const std::vector<std::string>& arguments) {
   app.require_subcommand(1);
   app.set_version_flag("--version", VARNEL_VERSION " (build " + BuildIdentifier() + ")");
   Chosen chosen;
-  for (const auto add : {AddShow, AddCompare, AddCollect, AddCheck, AddCatalogue, AddExplain, AddVerify,
-                         AddDoctor, AddSend, AddTrace, AddLoad})
+  for (const auto add : {AddShow, AddCompare, AddCollect, AddCheck, AddBundle, AddCatalogue, AddExplain,
+                         AddVerify, AddDoctor, AddSend, AddTrace, AddLoad})
     add(app, chosen);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(),

@@ -65,7 +65,7 @@ install(FILES samples/catalogues/generated/antivirus_events.hpp DESTINATION samp
 install(FILES schema/catalogue.schema.json schema/event-document.rng DESTINATION schema)
 install(FILES CHANGELOG.md DESTINATION .)
 install(FILES docs/README.txt DESTINATION .)
-foreach(page quickstart packages integration languages testing event-format catalogue settings tool troubleshooting pipeline)
+foreach(page quickstart packages integration languages testing event-format catalogue settings tool sharing troubleshooting pipeline)
   install(FILES docs/${page}.md DESTINATION docs)
 endforeach()
 install(FILES docs/pipeline/rsyslog.conf DESTINATION docs/pipeline)

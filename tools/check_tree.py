@@ -32,8 +32,9 @@ PROGRAM = {
     "report": {"console", "eventfile", "machine"},
     "trace": {"console", "machine"},
     "package": {"console"},
+    "bundle": {"console", "eventfile", "catalogue", "package"},
     "doctor": {"console", "machine", "eventfile", "report", "trace"},
-    "commands": {"console", "machine", "eventfile", "catalogue", "collect", "selection", "package", "report", "trace", "doctor"},
+    "commands": {"console", "machine", "eventfile", "catalogue", "collect", "selection", "package", "bundle", "report", "trace", "doctor"},
 }
 LIBRARY = {"varnel", "base", "xml", "logging", "settings", "protection", "events"}
 # Rules of src/ that fuzzers and sanitizers build on the host.
@@ -41,7 +42,7 @@ PORTABLE = {"base/characters", "xml/arena", "xml/blocks", "xml/clone", "xml/docu
             "xml/markup_writer", "xml/node", "xml/text_form", "settings/disabled_event_list", "probes/os_name_rule",
             "probes/adapter_table", "com/registration_script", "runtime/load_restriction"}
 # Folders of cli/ that build on every system, except their files whose names end in _windows: they use nothing of src/.
-PORTABLE_FOLDERS = {"catalogue", "collect", "console", "eventfile", "package", "selection"}
+PORTABLE_FOLDERS = {"bundle", "catalogue", "collect", "console", "eventfile", "package", "selection"}
 WINDOWS = re.compile(r"^#include <(windows|winsock2|ws2tcpip|io)\.h>")
 # Headers for their own folder, and for the program, which explains what they decide.
 PRIVATE = {"settings/registry_text", "settings/disabled_event_list"}

@@ -88,7 +88,7 @@ class DocumentCheck::Walk {
   }
 
   void CheckEvent(const Element& element) {
-    const Event* const event = check_.events_.Find(element.Name());
+    const Event* const event = check_.index_.FindEvent(element.Name());
     if (!event || !element.Is(event->name)) return Undeclared(element);
     seen_(event);
     Below(event->name, [&] {
@@ -104,10 +104,10 @@ class DocumentCheck::Walk {
   // Checks attributes and children, without those that are skipped.
   template <class Skip>
   void CheckContent(const Element& element, const Content& content, Skip skip) {
-    const Index& index = check_.indexes_.at(&content);
+    const ContentIndex::Names& names = check_.index_.In(content);
     std::set<const void*> present;
     for (const auto [name, value] : element.Attributes()) {
-      const Attribute* const attribute = index.attributes.Find(name);
+      const Attribute* const attribute = names.attributes.Find(name);
       if (!attribute) {
         UndeclaredAttribute(element, name, value);
         continue;
@@ -119,7 +119,7 @@ class DocumentCheck::Walk {
             "must be " + FormOf(check_.catalogue_, attribute->type), value);
     }
     for (const Element child : element.Children())
-      if (!skip(child)) CheckChild(child, index, present);
+      if (!skip(child)) CheckChild(child, names, present);
     for (const Attribute& attribute : content.attributes)
       if (attribute.isRequired && !present.contains(&attribute))
         Say(Deviates::kMissing, element, PathOf(attribute.name, "/@"), kMissing);
@@ -128,8 +128,8 @@ class DocumentCheck::Walk {
         Say(Deviates::kMissing, element, PathOf(child.name), kMissing);
   }
 
-  void CheckChild(const Element& element, const Index& index, std::set<const void*>& present) {
-    const Child* const child = index.children.Find(element.Name());
+  void CheckChild(const Element& element, const ContentIndex::Names& names, std::set<const void*>& present) {
+    const Child* const child = names.children.Find(element.Name());
     if (!child || !element.Is(child->name)) return Undeclared(element);
     seen_(child);
     Below(child->name, [&] {
@@ -151,15 +151,6 @@ class DocumentCheck::Walk {
   const Report& report_;
   std::string path_;
 };
-
-DocumentCheck::DocumentCheck(const Catalogue& catalogue) : catalogue_(catalogue), events_(catalogue.events) {
-  for (const Event& event : catalogue.events) AddIndex(event);
-}
-
-void DocumentCheck::AddIndex(const Content& content) {
-  indexes_.emplace(&content, Index{ByName<Attribute>(content.attributes), ByName<Child>(content.children)});
-  for (const Child& child : content.children) AddIndex(child);
-}
 
 bool DocumentCheck::IsOfProduct(const EventDocument& document) const {
   return AttributeOf(document.product, kProductFacts[0]) == catalogue_.product.name;

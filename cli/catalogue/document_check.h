@@ -1,14 +1,12 @@
 #pragma once
 
-#include "catalogue/by_name.h"
-#include "catalogue/catalogue.h"
+#include "catalogue/content_index.h"
 #include "eventfile/event_document.h"
 
 #include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 namespace varnel::tool::catalogue {
 
@@ -27,7 +25,7 @@ struct Deviation {
 // each element, with what the catalogue declares for it.
 class DocumentCheck {
  public:
-  explicit DocumentCheck(const Catalogue& catalogue);
+  explicit DocumentCheck(const Catalogue& catalogue) : catalogue_(catalogue), index_(catalogue) {}
 
   // Receives the address of each event, attribute and child of the catalogue that a document has.
   using Seen = std::function<void(const void* declared)>;
@@ -40,17 +38,10 @@ class DocumentCheck {
   void Check(const EventDocument& document, const Seen& seen, const Report& report) const;
 
  private:
-  struct Index {
-    ByName<Attribute> attributes;
-    ByName<Child> children;
-  };
   class Walk;
 
-  void AddIndex(const Content& content);
-
   const Catalogue& catalogue_;
-  ByName<Event> events_;
-  std::unordered_map<const Content*, Index> indexes_;
+  ContentIndex index_;
 };
 
 }  // namespace varnel::tool::catalogue

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The commands of the program: a function for each, with the options of the command line as UTF-8. A command
@@ -26,6 +27,8 @@ struct DoctorOptions {
 };
 // Returns kFound for a warning, kFailed for a failure row.
 [[nodiscard]] Status RunDoctor(const DoctorOptions& options);
+// Returns the rows as lines of text.
+[[nodiscard]] std::string DoctorLines(const DoctorOptions& options);
 
 struct ExplainOptions {
   std::string code;  // a result to explain; if empty, the members below describe an event
@@ -100,6 +103,26 @@ struct CheckOptions {
   std::string catalogue;  // the catalogue that the files must follow; empty: any event document
 };
 [[nodiscard]] Status RunCheck(const CheckOptions& options);
+
+struct BundleOptions {
+  std::string to;
+  std::vector<std::string> paths;
+  std::vector<std::string> logs;
+  bool withoutMachine = false;  // nothing about this machine
+  bool redact = false;
+  bool freeText = false;
+  std::vector<std::string> catalogues;
+  SelectionTerms terms;
+};
+[[nodiscard]] Status RunBundle(const BundleOptions& options);
+// What a bundle has about this machine: files, and names of the machine and its users. Outside Windows
+// nothing.
+struct MachineTexts {
+  std::vector<std::pair<std::string, std::string>> files;  // names and texts
+  std::vector<std::string> machines;
+  std::vector<std::string> users;
+};
+[[nodiscard]] MachineTexts DescribeMachine();
 
 struct CatalogueCheckOptions {
   std::string path;

@@ -70,6 +70,11 @@ std::string AsLines(const Rows& rows, bool inColour) {
 
 }  // namespace
 
+std::string DoctorLines(const DoctorOptions& options) {
+  const ComScope com;
+  return AsLines(Examine(options), false);
+}
+
 Status RunDoctor(const DoctorOptions& options) {
   const ComScope com;  // needed to load the type library
   const Rows rows = Examine(options);

@@ -40,4 +40,8 @@ std::vector<NativePath> DefaultEventFolders(const std::string& command) {
   throw WindowsOnly(command + " without a path", "pass files or folders");
 }
 
+MachineTexts DescribeMachine() {
+  return {};
+}
+
 }  // namespace varnel::tool

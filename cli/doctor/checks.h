@@ -44,6 +44,9 @@ struct SaveMutex {
 };
 [[nodiscard]] SaveMutex CheckSaveMutex();
 
+// Returns the registry values that the library reads, a line for each, below the names of their keys.
+[[nodiscard]] std::string ListSettings();
+
 // True if the DLL that is registered for 64-bit programs, on the machine and for this account, may be loaded
 // by this program: it exists, at a full path that only administrators can change, and TreatAs does not
 // redirect the class. Also true without a registration.

@@ -129,4 +129,17 @@ Rows CheckRegistryPlaces() {
   return rows;
 }
 
+std::string ListSettings() {
+  std::string text;
+  for (const ReadKey& read : ReadKeys()) {
+    text += "HKLM\\" + ToUtf8(read.path) + "\r\n";
+    const RegistryKey key = OpenRegistryKey(HKEY_LOCAL_MACHINE, read.path, KEY_QUERY_VALUE);
+    for (const wchar_t* const name : read.names) {
+      const auto value = ReadValue(key, name);
+      text += "  " + ToUtf8(name) + ": " + (value ? Described(*value) : "not set") + "\r\n";
+    }
+  }
+  return text;
+}
+
 }  // namespace varnel::tool

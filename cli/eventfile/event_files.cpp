@@ -81,13 +81,15 @@ std::vector<ListedFile> ListFiles(const NativePath& path) {
 
 EventFileReader::Result EventFileReader::Read(const ListedFile& file) {
   tree_ = XmlTree();
+  size_ = 0;
   try {
     // Only a path from the command line may be a link.
     InputFile input(file.path, file.named ? InputFile::Links::kFollow : InputFile::Links::kRefuse);
     const std::optional<std::size_t> size = ReadBytes(input, bytes_);
     if (input.Error().problem != Problem::kNone) return ResultOf(input.Error(), file.named);
     if (!size) return Unreadable("larger than 256 MB");
-    return {ReadXml(std::string_view(bytes_).substr(0, *size), tree_)};
+    size_ = *size;
+    return {ReadXml(Bytes(), tree_)};
   } catch (const std::bad_alloc&) {
     return Unreadable("too large for this machine's memory");
   }

@@ -34,9 +34,12 @@ class EventFileReader {
   [[nodiscard]] Result Read(const ListedFile& file);
   // Returns the tree of the file that was read last. Valid until the next Read.
   [[nodiscard]] const XmlTree& Tree() const { return tree_; }
+  // Returns its bytes; none if it is unreadable. Valid until the next Read.
+  [[nodiscard]] std::string_view Bytes() const { return std::string_view(bytes_).substr(0, size_); }
 
  private:
   std::string bytes_;
+  std::size_t size_ = 0;
   XmlTree tree_;
 };
 

@@ -16,8 +16,12 @@ namespace varnel::tool {
 [[nodiscard]] std::optional<std::chrono::sys_seconds> ParseTime(std::string_view text);
 // True for twelve lower-case hexadecimal digits.
 [[nodiscard]] bool IsHardwareAddress(std::string_view text);
+// Returns the 4 bytes of an IPv4 address or the 16 of an IPv6 address; an empty text for any other text.
+[[nodiscard]] std::string IpAddressBytes(const std::string& text);
 // True for an IPv4 or IPv6 address.
-[[nodiscard]] bool IsIpAddress(const std::string& text);
+[[nodiscard]] inline bool IsIpAddress(const std::string& text) {
+  return !IpAddressBytes(text).empty();
+}
 
 // Written for a date that is none.
 constexpr std::string_view kNoTime = "0000-00-00T00:00:00";

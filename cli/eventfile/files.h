@@ -94,10 +94,12 @@ class InputFile {
 
 // A temporary file beside `path` that Finish renames to `path`. It replaces a symbolic or hard link there and
 // never writes through one. The old file stays untouched until then. The destructor deletes a file that has
-// not been finished. If it cannot be created, Write of any bytes, and Finish, return false.
+// not been finished. If it cannot be created, Write of any bytes, and Finish, return false. With kKeep,
+// Finish also returns false if there is an old file.
 class NewFile {
  public:
-  explicit NewFile(NativePath path);
+  enum class Existing { kReplace, kKeep };
+  explicit NewFile(NativePath path, Existing existing = Existing::kReplace);
   ~NewFile();
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
@@ -108,6 +110,7 @@ class NewFile {
  private:
   struct Handle;
   const NativePath path_;
+  const Existing existing_;
   std::unique_ptr<Handle> handle_;
 };
 

@@ -25,6 +25,14 @@ std::uint64_t TicksOf(const timespec& time) {
   return static_cast<std::uint64_t>((time.tv_sec + kEpoch) * 10'000'000 + time.tv_nsec / 100);
 }
 
+// Renames a file unless the new name is taken.
+bool RenameToNew(const char* from, const char* to) {
+  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
+  // Some file systems cannot do both in one step.
+  struct stat facts;
+  return errno == EINVAL && lstat(to, &facts) != 0 && errno == ENOENT && rename(from, to) == 0;
+}
+
 }  // namespace
 
 PathFacts FactsOf(const NativePath& path) {
@@ -122,7 +130,7 @@ struct NewFile::Handle {
 };
 
 // O_EXCL refuses any file of the name, also a dangling link.
-NewFile::NewFile(NativePath path) : path_(std::move(path)) {
+NewFile::NewFile(NativePath path, Existing existing) : path_(std::move(path)), existing_(existing) {
   for (int number = 1; number <= 100; ++number) {
     std::string name = path_ + "." + std::to_string(number) + ".new";
     Descriptor file(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
@@ -148,9 +156,12 @@ bool NewFile::Write(std::string_view bytes) {
 }
 
 bool NewFile::Finish() {
-  if (!handle_ || !handle_->file.Close() || rename(handle_->name.c_str(), path_.c_str()) != 0) return false;
-  handle_.reset();
-  return true;
+  if (!handle_ || !handle_->file.Close()) return false;
+  const char* const name = handle_->name.c_str();
+  const bool isRenamed =
+      existing_ == Existing::kReplace ? rename(name, path_.c_str()) == 0 : RenameToNew(name, path_.c_str());
+  if (isRenamed) handle_.reset();
+  return isRenamed;
 }
 
 }  // namespace varnel::tool

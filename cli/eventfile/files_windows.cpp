@@ -47,11 +47,11 @@ FileHandle CreateBeside(const NativePath& path) {
 }
 
 // Renames the file by its handle, so that no other file can be moved to the new name in between.
-bool Rename(HANDLE file, const NativePath& path) {
+bool Rename(HANDLE file, const NativePath& path, bool replaces) {
   const std::size_t length = path.size() * sizeof(wchar_t);
   std::vector<std::byte> memory(sizeof(FILE_RENAME_INFO) + length);
   FILE_RENAME_INFO information{};
-  information.ReplaceIfExists = TRUE;
+  information.ReplaceIfExists = replaces;
   information.FileNameLength = static_cast<DWORD>(length);
   std::memcpy(memory.data(), &information, sizeof(information));
   std::memcpy(memory.data() + offsetof(FILE_RENAME_INFO, FileName), path.c_str(), length + sizeof(wchar_t));
@@ -152,8 +152,10 @@ struct NewFile::Handle {
   FileHandle file;
 };
 
-NewFile::NewFile(NativePath path)
-    : path_(std::move(path)), handle_(std::make_unique<Handle>(Handle{CreateBeside(path_)})) {}
+NewFile::NewFile(NativePath path, Existing existing)
+    : path_(std::move(path)),
+      existing_(existing),
+      handle_(std::make_unique<Handle>(Handle{CreateBeside(path_)})) {}
 
 NewFile::~NewFile() {
   if (!handle_->file) return;
@@ -173,7 +175,7 @@ bool NewFile::Write(std::string_view bytes) {
 }
 
 bool NewFile::Finish() {
-  if (!handle_->file || !Rename(handle_->file.Get(), path_)) return false;
+  if (!handle_->file || !Rename(handle_->file.Get(), path_, existing_ == Existing::kReplace)) return false;
   handle_->file.Reset();
   return true;
 }

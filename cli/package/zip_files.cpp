@@ -4,6 +4,7 @@
 #include "console/console.h"
 #include "console/printable.h"
 #include "package/package_files.h"
+#include "package/zip_format.h"
 
 #include <zlib.h>
 
@@ -15,13 +16,9 @@
 namespace varnel::tool {
 namespace {
 
-// Sizes of the records without their texts, and where their members are.
-constexpr std::size_t kEndSize = 22, kEntrySize = 46, kLocalSize = 30;
-constexpr std::uint32_t kEndMark = 0x06054b50, kEntryMark = 0x02014b50, kLocalMark = 0x04034b50;
 constexpr std::size_t kLongestComment = 65'535;
-constexpr std::uint32_t kZip64 = 0xFFFFFFFF;
 constexpr std::size_t kMostDirectory = std::size_t{8} << 20;
-constexpr unsigned kEncrypted = 1, kStored = 0, kDeflated = 8;
+constexpr unsigned kEncrypted = 1;
 // Types of a file in the mode that zips of Unix have in the upper half of the external attributes.
 constexpr unsigned kUnixTypes = 0xF000, kUnixLink = 0xA000;
 

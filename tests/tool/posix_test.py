@@ -56,6 +56,7 @@ class Posix(ToolTest):
                                  (["send", "--json"], "varnel send asks"), (["trace", "--level", "8"], "varnel trace asks"),
                                  (["show"], "varnel show without a path asks"),
                                  (["collect", "--to", "x"], "varnel collect without a path asks"),
+                                 (["bundle", "--to", "x"], "varnel bundle without a path asks"),
                                  (["explain", "--software", "A", "--event", "1", "--severity", "1"], "varnel explain without --code asks")):
             output, errors = self.varnel(*arguments, status=2)
             self.assertEqual("", output)
