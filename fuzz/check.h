@@ -46,5 +46,6 @@ void CheckDocument(Input input);
 void CheckFilter(Input input);
 void CheckEventFile(Input input);
 void CheckCatalogue(Input input);
+void CheckRedaction(Input input);
 
 }  // namespace varnel::fuzz

@@ -70,10 +70,7 @@ Failure BundleFile::CannotWrite() const {
 std::string BundleFile::UniqueName(std::string_view folder, std::string_view name) {
   const std::string safe = FileName(name);
   const std::size_t dot = std::min(safe.rfind('.'), safe.size());
-  std::string unique = std::string(folder) + safe;
-  for (int number = 2; !names_.insert(SmallLetters(unique)).second; ++number)
-    unique = std::string(folder) + safe.substr(0, dot) + "_" + std::to_string(number) + safe.substr(dot);
-  return unique;
+  return names_.Take(std::string(folder) + safe.substr(0, dot), safe.substr(dot), SmallLetters);
 }
 
 void BundleFile::Add(std::string_view folder, std::string_view name, std::string_view bytes,

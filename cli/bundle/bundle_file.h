@@ -1,11 +1,11 @@
 #pragma once
 
+#include "bundle/unique_names.h"
 #include "console/console.h"
 #include "eventfile/files.h"
 #include "package/zip_writer.h"
 
 #include <cstdint>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,7 +40,7 @@ class BundleFile {
   NewFile file_;
   ZipWriter zip_;
   std::uint64_t size_ = 0;          // of the zip
-  std::set<std::string> names_;     // in small letters, which Windows does not distinguish
+  UniqueNames names_;               // in small letters, which Windows does not distinguish
   std::vector<std::string> files_;  // objects of the list
   std::vector<std::string> leftOut_;
 };

@@ -1,12 +1,13 @@
 #include "bundle/redaction.h"
 
 #include "bundle/free_text.h"
+#include "bundle/unique_names.h"
 #include "console/utf8.h"
 #include "eventfile/event_forms.h"
 #include "eventfile/xml_characters.h"
 
 #include <algorithm>
-#include <set>
+#include <utility>
 
 namespace varnel::tool {
 namespace {
@@ -97,16 +98,14 @@ class Redaction::Writer : public PlaceVisitor {
     EndTag();
     open_.push_back(isPublic ? std::string(element.Name())
                              : NameOf(element.Name(), !element.Is(element.Name())));
-    names_.clear();
+    names_ = {};
     xml_ += '<';
     xml_ += open_.back();
     isTagOpen_ = true;
   }
   void Attribute(std::string_view name, bool isPublic, std::string_view value, const Place& place) override {
-    const std::string wanted = isPublic ? std::string(name) : NameOf(name, false);
-    std::string unique = wanted;
-    for (int number = 2; !names_.insert(unique).second; ++number)
-      unique = wanted + "_" + std::to_string(number);
+    const std::string unique = names_.Take(isPublic ? std::string(name) : NameOf(name, false), "",
+                                           [](std::string text) { return text; });
     xml_ += " " + unique + "=\"";
     AppendEscaped(xml_, ValueOf(value, place));
     xml_ += '"';
@@ -159,7 +158,7 @@ class Redaction::Writer : public PlaceVisitor {
   const bool keepsFreeText_;
   std::string xml_ = R"(<?xml version="1.0" encoding="UTF-8"?>)";
   std::vector<std::string> open_;
-  std::set<std::string> names_;  // of the attributes of the open tag
+  UniqueNames names_;  // of the attributes of the open tag
   bool isTagOpen_ = false;
 };
 
