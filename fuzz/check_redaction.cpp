@@ -1,5 +1,5 @@
-// Redacts any text in which a secret is written in one of several ways: nothing of the secret is left, in the way in
-// which it was written or in any other that the search knows.
+// Redacts any text in which a secret is written in one of several ways: nothing of the secret is left, in the
+// way in which it was written or in any other that the search knows.
 
 #include "bundle/scrubber.h"
 #include "check.h"
@@ -14,9 +14,11 @@ using tool::Scrubber;
 
 // Returns a text that is no part of other texts by chance, with characters that escapes change.
 std::string SecretOf(Input& input) {
-  constexpr std::array<const char*, 12> kParts = {"Q", "z", "J", "\xC3\xA9", " ", "\\", "/", "%", "&", "\"", "7", "x"};
+  constexpr std::array<const char*, 12> kParts = {"Q", "z", "J", "\xC3\xA9", " ", "\\",
+                                                  "/", "%", "&", "\"",       "7", "x"};
   std::string secret = "Qzj";
-  for (unsigned left = 3 + input.Byte() % 300; left > 0; --left) secret += kParts[input.Byte() % kParts.size()];
+  for (unsigned left = 3 + input.Byte() % 300; left > 0; --left)
+    secret += kParts[input.Byte() % kParts.size()];
   return secret + "Vkw";
 }
 
@@ -35,7 +37,8 @@ std::string Base64(std::string_view bytes) {
   std::string text;
   unsigned held = 0, bits = 0;
   for (const char byte : bytes)
-    for (held = held << 8 | static_cast<unsigned char>(byte), bits += 8; bits >= 6;) text += kDigits[held >> (bits -= 6) & 63];
+    for (held = held << 8 | static_cast<unsigned char>(byte), bits += 8; bits >= 6;)
+      text += kDigits[held >> (bits -= 6) & 63];
   if (bits > 0) text += kDigits[held << (6 - bits) & 63];
   return text;
 }
@@ -68,7 +71,8 @@ void CheckRedaction(Input input) {
   const std::string rest = input.Rest();
   const std::size_t half = rest.size() / 2;
   // A digit before digits would be a part of them.
-  const std::string text = rest.substr(0, half) + " " + written + " " + rest.substr(half) + " " + Encoded(secret, other);
+  const std::string text =
+      rest.substr(0, half) + " " + written + " " + rest.substr(half) + " " + Encoded(secret, other);
   Scrubber scrubber(tool::Key{});
   scrubber.Learn(Form::kSecret, secret);
   scrubber.LearnFrom(text);
@@ -77,8 +81,9 @@ void CheckRedaction(Input input) {
   Require(scrubbed.find(written) == scrubbed.npos, "a secret is replaced");
   Require(scrubbed.find(secret) == scrubbed.npos, "a secret is replaced in every other form");
   Require(scrubber.Scrub(text) == scrubbed, "stand-ins are stable");
-  Require(scrubber.StandInFor(Form::kSecret, secret) == scrubber.StandInFor(Form::kSecret, Encoded(secret, 0)),
-          "a value has one stand-in");
+  Require(
+      scrubber.StandInFor(Form::kSecret, secret) == scrubber.StandInFor(Form::kSecret, Encoded(secret, 0)),
+      "a value has one stand-in");
 }
 
 }  // namespace varnel::fuzz

@@ -27,10 +27,6 @@ bool IsHostCharacter(char32_t code) {
 bool IsLineEnd(const Unit& unit) {
   return unit.code == ' ' && unit.isMore;
 }
-// True for what ends a path. A text in an event is often a whole line, so blanks belong to the path.
-bool EndsPath(const Unit& unit) {
-  return IsOneOf(unit.code, U"\"<>|*?") || IsLineEnd(unit);
-}
 
 // Returns the four bytes of a dotted address, whose numbers may have leading zeros.
 std::string Version4Bytes(std::string_view text) {
@@ -86,6 +82,10 @@ class Finder {
     std::u32string text;
     for (; first < end; ++first) text += text_[first].code;
     return Utf8Of(text);
+  }
+  // True for what ends a path: what no name may have on Windows, and a line's end. Blanks belong to the path.
+  bool EndsPath(std::size_t at) const {
+    return IsOneOf(At(at), U"\"<>|*?") || (At(at) == ':' && At(at + 1) == ' ') || IsLineEnd(text_[at]);
   }
   void Say(Form form, std::size_t first, std::size_t end, std::string value) const {
     found_({form, first, end, std::move(value)});
@@ -178,7 +178,7 @@ class Finder {
   }
   void UserPath(std::size_t first) const {
     std::size_t end = first;
-    while (end < text_.size() && text_[end].code != '/' && !EndsPath(text_[end])) ++end;
+    while (end < text_.size() && text_[end].code != '/' && !EndsPath(end)) ++end;
     if (At(end) == '/') PathRest(end + 1);
     // Without a slash after it, the name may be the end of a sentence or of a text in quotes.
     while (At(end) != '/' && end > first && IsOneOf(At(end - 1), U" '.,;:)]}")) --end;
@@ -188,7 +188,7 @@ class Finder {
   void PathRest(std::size_t first) const {
     if (first < searched_) return;
     std::size_t end = first;
-    while (end < text_.size() && !EndsPath(text_[end])) ++end;
+    while (end < text_.size() && !EndsPath(end)) ++end;
     searched_ = end;
     if (end > first) Say(Form::kPath, first, end, Text(first, end));
   }

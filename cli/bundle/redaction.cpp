@@ -52,6 +52,13 @@ bool IsOwnFileName(std::string_view name) {
          (extension == ".xml" || extension == ".txml");
 }
 
+void LearnValue(Scrubber& scrubber, Form form, std::string_view value) {
+  if (form == Form::kUser || form == Form::kMachine)
+    scrubber.LearnName(form, value);
+  else
+    scrubber.Learn(form, value);
+}
+
 // Calls line(text, end) for each line of a text and its line end.
 template <class Line>
 void EachLine(std::string_view text, Line line) {
@@ -74,12 +81,7 @@ class Redaction::Learner : public PlaceVisitor {
     Text(value, place);
   }
   void Text(std::string_view text, const Place& place) override {
-    if (place.care == Care::kMarked && place.constant.empty()) {
-      if (place.form == Form::kUser || place.form == Form::kMachine)
-        scrubber_.LearnName(place.form, text);
-      else
-        scrubber_.Learn(place.form, text);
-    }
+    if (place.care == Care::kMarked && place.constant.empty()) LearnValue(scrubber_, place.form, text);
     if (text.size() <= kLongestText && place.care != Care::kKeep && place.care != Care::kTyped)
       scrubber_.LearnFrom(text);
   }
@@ -161,6 +163,10 @@ class Redaction::Writer : public PlaceVisitor {
   UniqueNames names_;  // of the attributes of the open tag
   bool isTagOpen_ = false;
 };
+
+void Redaction::Learn(Form form, std::string_view value) {
+  LearnValue(scrubber_, form, value);
+}
 
 void Redaction::Learn(const EventDocument& document) {
   Learner learner(scrubber_);

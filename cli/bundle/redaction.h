@@ -21,7 +21,7 @@ class Redaction {
   void Learn(const EventDocument& document);
   void LearnLog(std::string_view log);
   void LearnText(std::string_view text) { scrubber_.LearnFrom(text); }
-  void LearnName(Form form, std::string_view name) { scrubber_.LearnName(form, name); }
+  void Learn(Form form, std::string_view value);
   void FinishLearning() { scrubber_.FinishLearning(); }
 
   // Returns the document as a file that passes the same checks as the original, which passes FindFaults.

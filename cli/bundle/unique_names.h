@@ -10,7 +10,8 @@ namespace varnel::tool {
 // Gives each name once, in time that does not grow with how often a name was wanted before.
 class UniqueNames {
  public:
-  // Returns the name, with a number before its end if it is taken. `key` is the form in which names are compared.
+  // Returns the name, with a number before its end if it is taken. `key` is the form in which names are
+  // compared.
   template <class Key>
   std::string Take(std::string_view start, std::string_view end, Key key) {
     const std::string wanted = std::string(start).append(end);

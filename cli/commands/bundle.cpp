@@ -156,8 +156,9 @@ class Bundler {
       redaction_->Learn(*looked.document);
     }
     for (const std::string& log : logs) redaction_->LearnLog(LogAsUtf8(log));
-    for (const std::string& name : machine_.machines) redaction_->LearnName(Form::kMachine, name);
-    for (const std::string& name : machine_.users) redaction_->LearnName(Form::kUser, name);
+    for (const std::string& name : machine_.machines) redaction_->Learn(Form::kMachine, name);
+    for (const std::string& name : machine_.users) redaction_->Learn(Form::kUser, name);
+    redaction_->Learn(Form::kGuid, machine_.agent);
     for (const auto& [name, text] : machine_.files) redaction_->LearnText(text);
     redaction_->FinishLearning();
   }

@@ -3,6 +3,7 @@
 #include "commands/commands.h"
 #include "console/wide_text.h"
 #include "doctor/checks.h"
+#include "settings/agent_settings.h"
 
 #include <windows.h>
 
@@ -32,6 +33,7 @@ MachineTexts DescribeMachine() {
                     Variable(L"USERDNSDOMAIN")};
   const std::string profile = Variable(L"USERPROFILE");
   texts.users = {Variable(L"USERNAME"), std::string(FileNameOf(profile))};
+  texts.agent = ToUtf8(ReadAgentGuid());
   wchar_t user[257];
   if (DWORD size = 257; GetUserNameW(user, &size) && size > 0)
     texts.users.push_back(ToUtf8(NativePathView(user, size - 1)));

@@ -115,12 +115,14 @@ struct BundleOptions {
   SelectionTerms terms;
 };
 [[nodiscard]] Status RunBundle(const BundleOptions& options);
-// What a bundle has about this machine: files, and names of the machine and its users. Outside Windows
+// What a bundle has about this machine: files, and what is replaced in them: names of the machine and its
+// users, and the agent's GUID. Outside Windows
 // nothing.
 struct MachineTexts {
   std::vector<std::pair<std::string, std::string>> files;  // names and texts
   std::vector<std::string> machines;
   std::vector<std::string> users;
+  std::string agent;  // its GUID
 };
 [[nodiscard]] MachineTexts DescribeMachine();
 

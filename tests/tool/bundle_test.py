@@ -14,6 +14,7 @@ from xml.etree import ElementTree
 from xml.sax.saxutils import escape, quoteattr
 
 from tool import NATIVE, ToolTest, windows_only
+from wine import AGENT
 
 CATALOGUE = """catalogue = 1
 [product]
@@ -83,6 +84,7 @@ TEXTS = {
     "mail (ann.x@corp.example), a@b": "mail (<mail>), <mail>",
     "C:\\Users\\ann\\My Documents\\a.doc": "C:\\Users\\<user>\\<path>",
     "'/home/ann/x y' \"C:\\\\Users\\\\ann\" z": "'/home/<user>/<path>\"C:\\\\Users\\\\<user>\" z",
+    "C:\\Users\\ann\\a b.exe: not found": "C:\\Users\\<user>\\<path>: not found",
     "C:\\Users\\Public\\x": "C:\\Users\\Public\\<path>",
     "%APPDATA%\\Acme\\x.ini": "%APPDATA%\\<path>",
     "on \\\\pc7\\c$ by " + ACCOUNT: "on \\\\<machine>\\c$ by <sid>",
@@ -347,17 +349,22 @@ class Bundle(ToolTest):
 
     @windows_only
     def test_this_machine(self):
+        guid, profile = "{3F2504E0-4F89-41D3-9A0C-0305E82C3301}", "C:\\Users\\vandermeer\\varnel_client.dll"
+        for name, value in (("AgentGUID", guid), ("SelfProtectionClient", profile)):
+            self.prefix.run("reg", "add", AGENT, "/v", name, "/d", value, "/f")
         self.folder("here", {"a.xml": document(event())})
         self.varnel("bundle", "--to", self.path("here.zip"), self.path("here"))
         self.varnel("bundle", "--redact", "--to", self.path("redacted.zip"), self.path("here"))
         with zipfile.ZipFile(self.drive / "here.zip") as plainly, zipfile.ZipFile(self.drive / "redacted.zip") as redacted:
-            self.assertEqual(plainly.namelist(), redacted.namelist())
+            self.assertEqual(plainly.namelist()[1:], redacted.namelist()[1:])
             self.assertRegex(plainly.read("doctor.txt").decode(), r"ok +managed +the server manages the agent\n")
             settings = plainly.read("settings.txt").decode()
-            self.assertIn("  AgentMode: REG_DWORD 1\r\n", settings)
-            guid = re.search(r"AgentGUID: REG_SZ \"(\{.*\})\"", settings)[1]
-            for name in redacted.namelist():
-                self.assertNotIn(guid.encode(), redacted.read(name))
+            for line in ("AgentMode: REG_DWORD 1", f'AgentGUID: REG_SZ "{guid}"', f'SelfProtectionClient: REG_SZ "{profile}"'):
+                self.assertIn(f"  {line}\r\n", settings)
+            self.assertRegex(redacted.read("settings.txt").decode(), r'AgentGUID: REG_SZ "\{[0-9A-F-]{36}\}"')
+            texts = b"".join(map(redacted.read, redacted.namelist())).decode()
+            for secret in (guid, "vandermeer", "varnel_client"):
+                self.assertNotIn(secret, texts)
 
 
 if __name__ == "__main__":
