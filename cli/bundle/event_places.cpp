@@ -65,20 +65,18 @@ Place PlaceOf(const catalogue::Catalogue& catalogue, catalogue::ValueType type, 
 // Visits one document.
 class EventPlaces::Walk {
  public:
+  // `declared` is null for a product without a catalogue.
   Walk(const Declared* declared, PlaceVisitor& visitor) : declared_(declared), visitor_(visitor) {}
 
   void Visit(const EventDocument& document) {
-    const auto isNamed = [&](const Element& element, const std::string& name) {
-      return declared_ && element.Is(name);
-    };
-    visitor_.Open(document.root, declared_ && isNamed(document.root, declared_->catalogue.product.root));
+    visitor_.Open(document.root, declared_ && document.root.Is(declared_->catalogue.product.root));
     for (const auto [name, value] : document.root.Attributes()) visitor_.Attribute(name, false, value, {});
     visitor_.Text(document.root.Text(), {});
     for (const Element child : document.root.Children())
       if (document.machine == child)
         VisitMachine(child);
       else if (child == document.product)
-        VisitProduct(child, declared_ && isNamed(child, declared_->catalogue.product.element));
+        VisitProduct(child, declared_ && child.Is(declared_->catalogue.product.element));
       else
         VisitUnknown(child);
     visitor_.Close();

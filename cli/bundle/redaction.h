@@ -27,7 +27,7 @@ class Redaction {
   // Returns the document as a file that passes the same checks as the original, which passes FindFaults.
   // Comments, processing instructions and namespaces are left out.
   [[nodiscard]] std::string Redacted(const EventDocument& document);
-  // Returns the log, in UTF-8, with a line for each of its lines.
+  // Returns a log that LogAsUtf8 has read, with a line for each of its lines.
   [[nodiscard]] std::string RedactedLog(std::string_view log);
   [[nodiscard]] std::string RedactedText(std::string_view text) { return scrubber_.Scrub(text); }
   // Returns the name, if the library has made it and it has no learned value, or a stand-in with the same

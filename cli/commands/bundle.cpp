@@ -27,6 +27,8 @@ constexpr char kReadMe[] =
     "with the\r\n"
     "reason. The files' times in the zip are all 1980-01-01; event files have the times of their events.\r\n"
     "\r\n"
+    "Of these, the zip has what there was:\r\n"
+    "\r\n"
     "events/       event files: varnel show events\r\n"
     "logs/         logs\r\n"
     "doctor.txt    the rows of varnel doctor, from the machine on which this zip was made\r\n"
@@ -132,6 +134,7 @@ class Bundler {
 
   Looked Look(const ListedFile& file) {
     Looked looked{reader_.Read(file), {}};
+    // A whole file is wrong unless it keeps the rules.
     constexpr std::string_view kStates[] = {"wrong", "unfinished", "broken", "unreadable"};
     looked.state = kStates[static_cast<std::size_t>(looked.read.state)];
     if (looked.read.state != FileState::kWhole) return looked;
