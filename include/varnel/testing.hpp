@@ -24,6 +24,8 @@
 #error "varnel/testing.hpp needs exceptions"
 #else
 
+#include <cstdio>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -59,6 +61,7 @@ class Agent {
     library_ = varnel::Library::FromFile(captured_->Path().c_str());
   }
   ~Agent() {
+    KeepUntaken();
     library_ = varnel::Library();
     detail::CapturedLibrary::Retire(std::move(captured_));
   }
@@ -67,6 +70,9 @@ class Agent {
 
   // Returns the library that sees this agent.
   const varnel::Library& Library() const noexcept { return library_; }
+  // Returns the full path of the DLL that sees this agent. Code that loads the library by its path, in any
+  // language, gets the same one with it as long as the Agent lives.
+  const std::wstring& LibraryPath() const noexcept { return captured_->Path(); }
 
   // Returns the reports that have been saved since the last call, in the order of their saving, and deletes
   // their files. Waits for a save that is writing. Throws std::runtime_error and deletes nothing if a file
@@ -88,11 +94,17 @@ class Agent {
         detail::ParseReport(file);
         files.push_back(std::move(file));
       }
+      for (const ReportFile& file : files) Keep(file);
       for (const std::wstring& path : paths) DeleteFileW(path.c_str());
       captured_->ForgetCreatedPaths();
     });
     return files;
   }
+  // Copies each report from now on into a folder, which must exist: when TakeReports returns it, or when the
+  // Agent is destroyed. The copies have names that no other Agent of this machine uses. `varnel catalogue
+  // cover` compares them with the product's catalogue. If a copy cannot be written, TakeReports throws
+  // std::runtime_error and deletes nothing.
+  void KeepReports(const std::wstring& folder) { keptReports_ = folder; }
 
   // Returns the library's log lines since the last call, without line ends. They are not printed.
   std::vector<std::wstring> TakeLog() {
@@ -175,8 +187,29 @@ class Agent {
   const std::wstring& Folder() const noexcept { return captured_->Folder().Path(); }
 
  private:
+  void Keep(const ReportFile& file) {
+    if (keptReports_.empty()) return;
+    const std::wstring agent = Folder().substr(Folder().find_last_of(L'\\') + 1);
+    const std::wstring path =
+        keptReports_ + L'\\' + agent + L'-' + std::to_wstring(++kept_) + L'-' + file.name;
+    if (!detail::WriteBytes(path, file.bytes))
+      detail::FailAgent("the copy " + varnel::detail::Quoted(std::wstring_view(path)) + " cannot be written",
+                        GetLastError(),
+                        "Pass a folder that exists to KeepReports, and make room on its disk.");
+  }
+  void KeepUntaken() noexcept {
+    if (keptReports_.empty()) return;
+    try {
+      TakeReports();
+    } catch (const std::exception& error) {
+      std::fprintf(stderr, "%s\n", error.what());  // `varnel catalogue cover` would miss the report
+    }
+  }
+
   std::unique_ptr<detail::CapturedLibrary> captured_;
   std::wstring agentFolder_, serverFolder_;
+  std::wstring keptReports_;
+  unsigned kept_ = 0;  // copies
   std::string filter_;
   varnel::Library library_;
 };

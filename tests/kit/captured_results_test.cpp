@@ -204,6 +204,20 @@ TEST(CapturedReports, AreParsedInTheOrderOfTheirSaving) {
   }
 }
 
+TEST(CapturedReports, AreKeptWhenTheyAreTakenAndWhenTheyAreNot) {
+  const TempFolder folder;
+  {
+    Agent agent(Library::Path());
+    agent.KeepReports(folder.File(L"missing"));
+    Filled(agent).Save();
+    EXPECT_THROW(agent.TakeReports(), std::runtime_error);
+    agent.KeepReports(folder.Path());
+    EXPECT_EQ(1u, agent.TakeReports().size());
+    Filled(agent, kServer).Save();
+  }
+  EXPECT_EQ(2u, FilesIn(folder.Path()).size());
+}
+
 TEST(CapturedReports, TriggerEventsAreThoseOfItsSeverityAndAbove) {
   struct Row {
     std::optional<long> threshold;
