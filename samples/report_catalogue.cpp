@@ -1,42 +1,21 @@
-// How a security product reports the events of its catalogue, catalogues/antivirus.toml. A value of another
-// type than the catalogue's does not compile. The header is made by
-//   varnel catalogue generate catalogues/antivirus.toml --to catalogues/generated
+// How a security product reports the events of its catalogue, and how it keeps its reporting testable: see
+// scanner_reports.hpp and scanner_reports_test.cpp.
 
-#include "catalogues/generated/antivirus_events.hpp"
+#include "scanner_reports.hpp"
 
 #include <cstdio>
-
-namespace {
-
-// A name that nobody has checked: malware may be called anything.
-constexpr wchar_t kSuspect[] = L"C:\\Users\\Zo\u00EB\\<setup> & \"more\".exe";
-
-void Report(const varnel::Library& library) {
-  using antivirus::MalwareDetected;
-  const varnel::Report report(library, antivirus::DescribeProduct("4.2.0"));
-  report.AddMachine();
-
-  MalwareDetected(antivirus::Engine::kHeuristics, L"Trojan.Generic.42", antivirus::Category::kTrojan,
-                  L"1.402.11",
-                  {MalwareDetected::File(varnel::Path(kSuspect), antivirus::Verdict::kQuarantined)})
-      .SetConfidence(97)
-      .AddTo(report);
-
-  using antivirus::SignaturesUpdated;
-  SignaturesUpdated(std::chrono::system_clock::now(), antivirus::UpdateSource::kInternet,
-                    SignaturesUpdated::ToVersion(L"1.402.12"))
-      .SetFromVersion(SignaturesUpdated::FromVersion(L"1.402.11"))
-      .AddTo(report);
-
-  report.Save();
-}
-
-}  // namespace
 
 int main() {
   try {
     const varnel::ComScope com;
-    Report(varnel::Library::Registered());
+    const varnel::Library library = varnel::Library::Registered();
+    acme::Reporter reporter(library);
+    acme::Scan scan{scanner::ScanKind::kQuick, 184'223};
+    // A name that nobody has checked: malware may be called anything.
+    scan.found.push_back({L"C:\\Users\\Zo\u00EB\\<setup> & \"more\".exe", L"Trojan.Generic.42",
+                          scanner::Verdict::kQuarantined, 97});
+    if (const HRESULT result = reporter.ReportScan(scan); FAILED(result))
+      throw varnel::Error("ReportScan", result);
   } catch (const varnel::Error& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 1;

@@ -65,6 +65,9 @@ class Packages(PackageTest):
         self.assertIn("run regsvr32 on the 64-bit varnel.dll for 64-bit programs", output)
         self.assertEqual(0, prefix.run(build / "bin/report_event_side_by_side.exe")[0])
         self.expect_reports(2, prefix)
+        status, output = prefix.run(build / "bin/scanner_reports_test.exe", f"Z:{self.kit['64']}/bin/varnel.dll")
+        self.assertEqual(0, status, output)
+        self.expect_reports(2, prefix)
 
     def test_product_starts_where_no_compiler_is(self):
         """A product's own CMake project, and its program alone in an empty folder."""
