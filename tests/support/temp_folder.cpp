@@ -1,5 +1,7 @@
 #include "support/temp_folder.h"
 
+#include "varnel/testing/files.hpp"
+
 #include <windows.h>
 #include <gtest/gtest.h>
 
@@ -34,14 +36,10 @@ std::wstring TempFolder::MakeFolder(const std::wstring& name) const {
 std::vector<std::wstring> FilesIn(const std::wstring& folder) {
   // Not the C++ library's iterator: it finds nothing in a folder with a long path.
   std::vector<std::wstring> names;
-  WIN32_FIND_DATAW entry;
-  const HANDLE search = FindFirstFileW((folder + L"\\*").c_str(), &entry);
-  if (search == INVALID_HANDLE_VALUE) return names;
-  do {
+  varnel::testing::detail::ForEachEntry(folder + L"\\*", [&](const WIN32_FIND_DATAW& entry) {
     const std::wstring name = entry.cFileName;
     if (name != L"." && name != L"..") names.push_back(name);
-  } while (FindNextFileW(search, &entry));
-  FindClose(search);
+  });
   std::sort(names.begin(), names.end());
   return names;
 }
