@@ -51,6 +51,8 @@ foreach(name com contract element error library report text time)
   install(FILES interop/go/${name}_windows.go DESTINATION interop/go)
   install(FILES interop/rust/src/${name}.rs DESTINATION interop/rust/src)
 endforeach()
+install(FILES interop/testing/VarnelAgent.cs interop/testing/varnel_agent.cpp interop/testing/varnel_agent.h
+  DESTINATION interop/testing)
 install(FILES interop/go/doc.go interop/go/go.mod DESTINATION interop/go)
 install(FILES interop/rust/Cargo.toml DESTINATION interop/rust)
 install(FILES interop/rust/src/lib.rs DESTINATION interop/rust/src)

@@ -185,9 +185,26 @@ class Contents(PackageTest):
 
     def test_csharp_declarations_compile_and_say_what_the_type_library_says(self):
         source = self.kit["64"] / "interop/Varnel.cs"
-        self.succeed("mcs", "-warnaserror", "-warn:4", f"-out:{self.folder / 'report.exe'}", source,
-                     self.kit["64"] / "samples/report_event.cs")
+        test = self.folder / "Test.cs"
+        test.write_text("using Varnel.Testing;\nclass Test {\nstatic void Run(string dll) {\n" + re.search(
+            "```csharp\n(.*?)```", (self.kit["64"] / "docs/testing.md").read_text(), re.S).group(1) +
+            "}\nstatic void ReportDetection(Varnel.OrbaEventInf report) {}\n}\n")
+        self.succeed("mcs", "-warnaserror", "-warn:4", f"-out:{self.folder / 'report.exe'}", source, test,
+                     self.kit["64"] / "samples/report_event.cs", self.kit["64"] / "interop/testing/VarnelAgent.cs")
         self.assertEqual(type_library_facts(), csharp_facts(source.read_text()))
+
+    def test_csharp_agent_calls_what_the_header_declares(self):
+        declared, called = (parameter_counts((self.kit["64"] / "interop/testing" / name).read_text())
+                            for name in ("varnel_agent.h", "VarnelAgent.cs"))
+        del declared["VarnelAgentLibraryPath"]  # for the other languages
+        self.assertEqual(declared, called)
+
+
+def parameter_counts(text):
+    """The number of parameters of each function of varnel_agent.dll, from its declaration."""
+    text = re.sub(r"\[MarshalAs\(.*?\)\] ", "", text.split("class Native")[-1])
+    return {name: 0 if parameters in ("", "void") else parameters.count(",") + 1
+            for name, parameters in re.findall(r"(VarnelAgent\w+)\(([^()]*)\);", text)}
 
 
 def types(parameters):
