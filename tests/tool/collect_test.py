@@ -250,9 +250,13 @@ class Collect(ToolTest):
         writer = threading.Thread(target=write)
         writer.start()
         try:
-            for _ in range(KILLS):
+            position = self.drive / "killed-to/collect.position"
+            for number in range(KILLS):
+                before = position.stat().st_mtime_ns if position.exists() else 0
                 program = self.start("killed", "--segment", "20KB", "--every", "50ms")
-                time.sleep(random.uniform(0, 0.2 if NATIVE else 0.8))
+                if number % 5:  # else at any moment of its start
+                    self.wait(lambda: position.exists() and position.stat().st_mtime_ns != before, program, "taking files")
+                time.sleep(random.uniform(0, 0.2))
                 self.assertIsNone(program.poll())
                 self.kill(program)
         finally:
