@@ -48,7 +48,7 @@ type = "path"
 many = true
 """
 # Marked by the catalogue or by the library's own places; the last two only by their form.
-NAMES = ["Zoë Übermut", "O'Neill <Pat> & \"Co\"", "Ольга Петрова", "καλλιόπη", "山田太郎", "zq", "Anne-Sophie d'Été", "percy%41nt"]
+NAMES = ["Zoë Übermut", "O'Neill <Pat> & \"Co\"", "Ольга Петрова", "καλλιόπη", "山田太郎", "zqv", "Anne-Sophie d'Été", "percy%41nt"]
 PLANTED = {
     "MachineName": ["WS-0142-NORTH", "pc77.corp.example", "küche-pc"],
     "UserName": ["CORP\\vandermeer", "xq7", "j.doe@corp.example", "Wilhelmina Oyelaran"],
@@ -163,6 +163,7 @@ def decoded(text):
 
 def readings(text, depth=3):
     """A text in all its readings, as one text."""
+    text = re.sub(r"\b(user|machine|path|mail|sid|personal|secret|encoded|file)-[0-9a-f]{12}\b", r"\1", text)  # digits may spell anything
     seen, last = {text}, {text}
     for _ in range(depth):
         last = {reading for old in last for reading in decoded(old) if reading.count("\ufffd") * 4 <= len(reading)} - seen
@@ -295,7 +296,7 @@ class Bundle(ToolTest):
         # The same value has the same stand-in in all spellings, and another one in another bundle.
         users = {standin for note in notes for standin in re.findall("user-[0-9a-f]{12}", note)}
         self.assertEqual(2, len(users), "ann and CORP\\ann")
-        self.assertEqual(1, len({"".join(re.findall("02[-:0-9a-f]{10,15}", note)).replace("-", "").replace(":", "") for note in notes} - {""}))
+        self.assertEqual(1, len({"".join(re.findall(r"(?<![-\w])02[-:0-9a-f]{10,15}", note)).replace("-", "").replace(":", "") for note in notes} - {""}))
         again, _ = self.bundled(*self.catalogue(), self.path("texts"))
         self.assertFalse(users & set(re.findall("user-[0-9a-f]{12}", "".join(map(bytes.decode, again.values())))))
 
