@@ -9,22 +9,17 @@
 namespace varnel::tool {
 namespace {
 
-struct Characters {
-  char32_t first;
-  char32_t last;
-};
-
 // Unicode's Default_Ignorable_Code_Point, line and paragraph separators, and annotation marks. These include
 // joiners and variation selectors: a text that needs them stays readable, and shows them.
-constexpr Characters kUnseen[] = {{0xAD, 0xAD},      {0x34F, 0x34F},   {0x61C, 0x61C},     {0x115F, 0x1160},
-                                  {0x17B4, 0x17B5},  {0x180B, 0x180F}, {0x200B, 0x200F},   {0x2028, 0x202E},
-                                  {0x2060, 0x206F},  {0x3164, 0x3164}, {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},
-                                  {0xFFA0, 0xFFA0},  {0xFFF0, 0xFFFB}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A},
-                                  {0xE0000, 0xE0FFF}};
+constexpr CharacterRange kUnseen[] = {
+    {0xAD, 0xAD},       {0x34F, 0x34F},    {0x61C, 0x61C},   {0x115F, 0x1160}, {0x17B4, 0x17B5},
+    {0x180B, 0x180F},   {0x200B, 0x200F},  {0x2028, 0x202E}, {0x2060, 0x206F}, {0x3164, 0x3164},
+    {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},  {0xFFA0, 0xFFA0}, {0xFFF0, 0xFFFB}, {0x1BCA0, 0x1BCA3},
+    {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF}};
 
 // Unicode 14's general categories Mn and Me, without the characters above. Unassigned code points between
 // ranges are included.
-constexpr Characters kMarks[] = {
+constexpr CharacterRange kMarks[] = {
     {0x300, 0x36F},     {0x483, 0x489},     {0x591, 0x5BD},     {0x5BF, 0x5BF},     {0x5C1, 0x5C2},
     {0x5C4, 0x5C5},     {0x5C7, 0x5C7},     {0x610, 0x61A},     {0x64B, 0x65F},     {0x670, 0x670},
     {0x6D6, 0x6DC},     {0x6DF, 0x6E4},     {0x6E7, 0x6E8},     {0x6EA, 0x6ED},     {0x711, 0x711},
@@ -86,13 +81,11 @@ constexpr Characters kMarks[] = {
     {0x1DA75, 0x1DA75}, {0x1DA84, 0x1DA84}, {0x1DA9B, 0x1DAAF}, {0x1E000, 0x1E02A}, {0x1E130, 0x1E136},
     {0x1E2AE, 0x1E2AE}, {0x1E2EC, 0x1E2EF}, {0x1E8D0, 0x1E8D6}, {0x1E944, 0x1E94A}};
 
-constexpr int kMostMarks = 2;  // per letter: Vietnamese, Thai and pointed scripts need two
-
 template <std::size_t kSize>
-bool IsIn(const Characters (&table)[kSize], char32_t code) {
+bool IsIn(const CharacterRange (&table)[kSize], char32_t code) {
   const auto* const range =
       std::lower_bound(std::begin(table), std::end(table), code,
-                       [](const Characters& entry, char32_t wanted) { return entry.last < wanted; });
+                       [](const CharacterRange& entry, char32_t wanted) { return entry.last < wanted; });
   return range != std::end(table) && range->first <= code;
 }
 
@@ -103,6 +96,14 @@ void AppendEscaped(std::string& text, char32_t code) {
 }
 
 }  // namespace
+
+std::span<const CharacterRange> UnseenCharacters() {
+  return kUnseen;
+}
+
+std::span<const CharacterRange> CombiningMarks() {
+  return kMarks;
+}
 
 std::string Printable(std::string_view utf8, LineEnds lineEnds) {
   std::string shown;

@@ -24,11 +24,10 @@ class Allowance {
 
   // Bytes that are reserved for the end of the output. Left does not include it.
   static constexpr std::size_t kEnd = 256 * 1024;
-
- private:
   static constexpr std::size_t kTimes = 9;
   static constexpr std::size_t kBeside = 512 * 1024;
 
+ private:
   std::size_t used_ = 0;
 };
 

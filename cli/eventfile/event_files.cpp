@@ -10,7 +10,6 @@
 namespace varnel::tool {
 namespace {
 
-constexpr std::uint64_t kLargest = 256 * 1024 * 1024;
 constexpr std::size_t kPart = 64 * 1024;  // enough to read nearly every event file in one call
 
 // Reads the file into the start of `bytes`, which grows as needed and never shrinks. Returns the number of
@@ -21,7 +20,7 @@ std::optional<std::size_t> ReadBytes(InputFile& file, std::string& bytes) {
   const std::size_t first = file.Read(bytes.data(), kPart);
   if (first < kPart) return first;
   const std::uint64_t whole = file.Size();
-  if (whole > kLargest) return std::nullopt;
+  if (whole > kLargestFile) return std::nullopt;
   const std::size_t size = std::max(static_cast<std::size_t>(whole), kPart);
   if (bytes.size() < size) bytes.resize(size);
   return kPart + file.Read(bytes.data() + kPart, size - kPart);

@@ -3,12 +3,15 @@
 #include "console/text.h"
 #include "eventfile/xml_reader.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace varnel::tool {
+
+constexpr std::uint64_t kLargestFile = 256 * 1024 * 1024;  // in bytes
 
 // A file to read.
 struct ListedFile {

@@ -42,9 +42,9 @@ class EventWriter {
 
   // Replaces `json` by the event's line. Returns false if not even the required fields fit.
   bool Write(const Element& event, std::size_t place, std::size_t limit, std::string& json) {
-    if (limit < kEnding) return false;
+    if (limit < kLineEnding) return false;
     json.clear();
-    JsonLine line(json, limit - kEnding, use_);
+    JsonLine line(json, limit - kLineEnding, use_);
     LeftOut leftOut = leftOut_;
     const Facts facts(event, kEventFacts);
     const std::string_view id = facts.Text(0), severity = facts.Text(1), time = facts.Text(2);
@@ -78,7 +78,6 @@ class EventWriter {
 
  private:
   using Members = std::initializer_list<std::pair<std::string_view, std::string>>;
-  static constexpr std::size_t kEnding = 256;  // "labels", "left_out" and the end of the line
 
   std::string Text(std::string_view text) const { return text.empty() ? std::string() : Quoted(text, use_); }
   // Returns an object with the members that have a value.

@@ -10,8 +10,6 @@
 namespace varnel::tool {
 namespace {
 
-constexpr std::size_t kDeepest = 256;
-constexpr std::size_t kMostNodes = 2'000'000;
 constexpr char kNotInDeclaration[] = "text that is not allowed in an XML declaration";
 constexpr char kOutside[] = "text outside of the root element";
 constexpr char kNoNameCharacter[] = "a character that is not allowed in a name";
@@ -200,8 +198,8 @@ class XmlReader : private XmlCursor {
   }
   void StartTag(std::size_t start) {
     if (open_.empty() && !tree_.elements_.empty()) Refuse(start, "another element after the root element");
-    if (open_.size() == kDeepest)
-      Refuse(start, "elements nested more than " + std::to_string(kDeepest) + " levels deep");
+    if (open_.size() == kDeepestElement)
+      Refuse(start, "elements nested more than " + std::to_string(kDeepestElement) + " levels deep");
     const Slice name = Name();
     const bool inNamespace = !open_.empty() && open_.back().inNamespace;
     const std::size_t firstAttribute = tree_.attributes_.size();
