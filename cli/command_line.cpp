@@ -223,6 +223,11 @@ void AddShow(CLI::App& app, Chosen& chosen) {
                      "Files, wildcards like *.xml, or folders with files; by default, on Windows only, the "
                      "agent's and the server's event folder");
   AddForms(command, options);
+  command
+      .add_flag("--empty", options.empty,
+                "Write the page without events; it shows the event files that are dropped on it")
+      ->needs("--html")
+      ->excludes("path");
   AddSelection(command, options.terms);
   command.add_option("--catalogue", options.catalogue,
                      "Explain events, except in JSON, with this catalogue (docs/catalogue.md)");

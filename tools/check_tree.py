@@ -26,6 +26,7 @@ PROGRAM = {
     "console": set(),
     "machine": {"console", "eventfile"},
     "eventfile": {"console"},
+    "page": {"console", "eventfile"},
     "catalogue": {"console", "eventfile"},
     "collect": {"console", "eventfile"},
     "selection": {"console", "eventfile"},
@@ -34,7 +35,7 @@ PROGRAM = {
     "package": {"console"},
     "bundle": {"console", "eventfile", "catalogue", "package"},
     "doctor": {"console", "machine", "eventfile", "report", "trace"},
-    "commands": {"console", "machine", "eventfile", "catalogue", "collect", "selection", "package", "bundle", "report", "trace", "doctor"},
+    "commands": {"console", "machine", "eventfile", "catalogue", "collect", "selection", "package", "page", "bundle", "report", "trace", "doctor"},
 }
 LIBRARY = {"varnel", "base", "xml", "logging", "settings", "protection", "events"}
 # Rules of src/ that fuzzers and sanitizers build on the host.
@@ -42,7 +43,7 @@ PORTABLE = {"base/characters", "xml/arena", "xml/blocks", "xml/clone", "xml/docu
             "xml/markup_writer", "xml/node", "xml/text_form", "settings/disabled_event_list", "probes/os_name_rule",
             "probes/adapter_table", "com/registration_script", "runtime/load_restriction"}
 # Folders of cli/ that build on every system, except their files whose names end in _windows: they use nothing of src/.
-PORTABLE_FOLDERS = {"bundle", "catalogue", "collect", "console", "eventfile", "package", "selection"}
+PORTABLE_FOLDERS = {"bundle", "catalogue", "collect", "console", "eventfile", "package", "page", "selection"}
 WINDOWS = re.compile(r"^#include <(windows|winsock2|ws2tcpip|io)\.h>")
 # Headers for their own folder, and for the program, which explains what they decide.
 PRIVATE = {"settings/registry_text", "settings/disabled_event_list"}

@@ -66,6 +66,7 @@ struct ShowOptions {
   bool tree = false;
   bool json = false;
   bool follow = false;
+  bool empty = false;     // write the page without events
   std::string page;       // the file to write as a page
   std::string catalogue;  // whose texts explain the events; empty: none
   std::string state;      // with --follow: the file that remembers what has been shown; empty: none

@@ -168,6 +168,7 @@ class Show {
 };
 
 void ShowAll(const ShowOptions& options, Show& show) {
+  if (options.empty) return show.Finish();
   std::vector<NativePath> paths;
   // A collected line names the file independently of the current folder.
   for (const std::string& path : options.paths) paths.push_back(FullPath(ToNative(path)));

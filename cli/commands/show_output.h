@@ -4,7 +4,7 @@
 #include "console/console.h"
 #include "eventfile/event_document.h"
 #include "eventfile/event_notes.h"
-#include "eventfile/page.h"
+#include "page/page.h"
 #include "selection/totals.h"
 
 #include <cstddef>

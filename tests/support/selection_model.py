@@ -124,7 +124,7 @@ def as_options(query):
 
 def as_filter(query):
     def quoted(text):
-        return f'"{text}"' if re.search(r"\s", text) or not text else text
+        return '"' + text.replace('"', '""') + '"' if re.search(r'[\s"]', text) or not text else text
     words = []
     for name, text in query:
         if name == "where":

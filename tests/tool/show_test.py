@@ -188,7 +188,7 @@ class Show(ToolTest):
             ("esc.xml", "a control character, which XML does not allow"))], errors.splitlines())
         missing = self.path("missing")
         for arguments, status, words in (([missing], 2, missing + ": "), ([self.path("mixed/cut.xml")], 1, "not finished"),
-                                         (["--tree", "--json"], 2, "--tree")):
+                                         (["--tree", "--json"], 2, "--tree"), (["--empty"], 2, "--html")):
             output, errors = self.varnel("show", *arguments, status=status)
             self.assertEqual("", output)
             self.assertIn(words, errors)

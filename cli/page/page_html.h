@@ -4,7 +4,7 @@
 
 namespace varnel::tool {
 
-// The contents of page.html; generated from the file (CMakeLists.txt).
+// The page without its data blocks; generated from page.html, page.css and scripts/ (embed_page.cmake).
 extern const std::string_view kPageHtml;
 
 }  // namespace varnel::tool

@@ -7,8 +7,9 @@
 
 namespace varnel::tool {
 
-// A self-contained HTML page that shows events. Event texts cannot become part of the page's code, and the
-// page loads nothing. Every function throws Failure if the file cannot be written.
+// A self-contained HTML page that shows events, and reads event files that are dropped on it. Event texts
+// cannot become part of the page's code, and the page loads nothing. Every function throws Failure if the
+// file cannot be written.
 class PageFile {
  public:
   // `notes` is EventNotes::page.
@@ -19,11 +20,14 @@ class PageFile {
   void Finish();
 
  private:
+  // Writes the page up to the contents of its data block with this identifier.
+  void WriteUpTo(std::string_view block);
   void Write(std::string_view bytes);
   void Flush();
 
   const NativePath path_;
   NewFile file_;
+  std::string_view rest_;  // of the page, not written yet
   std::string part_;
   bool hasEvents_ = false;
 };

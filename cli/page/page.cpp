@@ -1,15 +1,14 @@
-#include "eventfile/page.h"
+#include "page/page.h"
 
 #include "console/console.h"
-#include "eventfile/page_html.h"
+#include "page/page_html.h"
+#include "page/page_rules.h"
 
+#include <cstddef>
 #include <utility>
 
 namespace varnel::tool {
 namespace {
-
-constexpr std::string_view kNotesPlace = "id=\"notes\">";
-constexpr std::string_view kPlace = "id=\"data\">";
 
 Failure CannotBeWritten(const NativePath& path) {
   return Failure(Printable(ToUtf8(path)) +
@@ -18,12 +17,13 @@ Failure CannotBeWritten(const NativePath& path) {
 
 }  // namespace
 
-PageFile::PageFile(NativePath path, std::string_view notes) : path_(path), file_(std::move(path)) {
-  const std::size_t notesEnd = kPageHtml.find(kNotesPlace) + kNotesPlace.size();
-  Write(kPageHtml.substr(0, notesEnd));
+PageFile::PageFile(NativePath path, std::string_view notes)
+    : path_(path), file_(std::move(path)), rest_(kPageHtml) {
+  WriteUpTo("rules");
+  Write(PageRules());
+  WriteUpTo("notes");
   Write(notes.empty() ? "{}" : notes);
-  const std::string_view rest = kPageHtml.substr(kPageHtml.find("</script>", notesEnd));
-  Write(rest.substr(0, rest.find(kPlace) + kPlace.size()));
+  WriteUpTo("data");
   Write("[");
 }
 
@@ -34,9 +34,16 @@ void PageFile::Add(std::string_view event) {
 
 void PageFile::Finish() {
   Write("]");
-  Write(kPageHtml.substr(kPageHtml.find("</script>", kPageHtml.find(kPlace))));
+  Write(rest_);
   Flush();
   if (!file_.Finish()) throw CannotBeWritten(path_);
+}
+
+void PageFile::WriteUpTo(std::string_view block) {
+  const std::string place = "id=\"" + std::string(block) + "\">";
+  const std::size_t end = rest_.find(place) + place.size();
+  Write(rest_.substr(0, end));
+  rest_.remove_prefix(end);
 }
 
 void PageFile::Write(std::string_view bytes) {
