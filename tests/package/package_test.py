@@ -57,7 +57,7 @@ class Packages(PackageTest):
     def test_product_with_the_dll_in_its_own_folder(self):
         build, (status, output) = self.build_samples()
         self.assertEqual(0, status, output)
-        self.succeed("cmake", "--build", build)
+        self.succeed("cmake", "--build", build, "--target", "all", "varnel_agent")
         prefix = self.prefix("bare")
         prefix.set_up_agent()
         status, output = prefix.run(build / "bin/report_event.exe")
