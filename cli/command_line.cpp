@@ -21,6 +21,7 @@ struct Chosen {
   CollectOptions collect;
   CompareOptions compare;
   CheckOptions check;
+  ReconcileOptions reconcile;
   BundleOptions bundle;
   CatalogueCheckOptions catalogueCheck;
   GenerateOptions generate;
@@ -383,6 +384,25 @@ void AddCatalogue(CLI::App& app, Chosen& chosen) {
   for (const auto add : {AddCatalogueCheck, AddGenerate, AddDiff, AddCover}) add(command, chosen);
 }
 
+void AddReconcile(CLI::App& app, Chosen& chosen) {
+  ReconcileOptions& options = chosen.reconcile;
+  CLI::App& command = *app.add_subcommand(
+      "reconcile",
+      "Compares the events that varnel collect has handed over with those that arrived at the other end.");
+  command.group(kFiles);
+  command.footer(
+      "Example: kcat -C -b kafka-1 -t varnel-events -e -q | varnel reconcile segments/shipped --against -\n"
+      "Returns 0 if everything has arrived, 1 if events are missing or changed.");
+  command.add_option("receipts", options.receipts, "Receipts of segments, or folders with receipts")
+      ->required();
+  command
+      .add_option("--against", options.against, "JSON lines of a consumer: a file, or - for standard input")
+      ->required();
+  command.add_flag("--ids-only", options.idsOnly,
+                   "Compare event.id only, because a shipper or consumer has rewritten the lines");
+  command.callback([&chosen] { chosen.run = [&chosen] { return RunReconcile(chosen.reconcile); }; });
+}
+
 void AddVerify(CLI::App& app, Chosen& chosen) {
   CLI::App& command = *app.add_subcommand(
       "verify",
@@ -420,8 +440,8 @@ Status RunCommandLine(const std::vector<std::string>& arguments) {
   app.require_subcommand(1);
   app.set_version_flag("--version", VARNEL_VERSION " (build " + BuildIdentifier() + ")");
   Chosen chosen;
-  for (const auto add : {AddShow, AddCompare, AddCollect, AddCheck, AddBundle, AddCatalogue, AddExplain,
-                         AddVerify, AddDoctor, AddSend, AddTrace, AddLoad})
+  for (const auto add : {AddShow, AddCompare, AddCollect, AddReconcile, AddCheck, AddBundle, AddCatalogue,
+                         AddExplain, AddVerify, AddDoctor, AddSend, AddTrace, AddLoad})
     add(app, chosen);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(),

@@ -58,7 +58,7 @@ class KnownFiles {
     std::uint64_t end = 0;
     std::uint64_t sum = 0;
   };
-  // Take a record that one of these has written. Return false if it has another form.
+  // Take a record that WriteFolder or WriteFile has written. Return false if it has another form.
   [[nodiscard]] bool TakeFolder(RecordReader& record);
   [[nodiscard]] bool TakeFile(RecordReader& record, FileRecord& file) const;
 

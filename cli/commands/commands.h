@@ -105,6 +105,14 @@ struct CheckOptions {
 };
 [[nodiscard]] Status RunCheck(const CheckOptions& options);
 
+struct ReconcileOptions {
+  std::vector<std::string> receipts;  // files, or folders with receipts
+  std::string against;                // the lines that a consumer received; "-": standard input
+  bool idsOnly = false;               // lines may have other bytes than those that were handed over
+};
+// Returns kFound if a line is missing or changed.
+[[nodiscard]] Status RunReconcile(const ReconcileOptions& options);
+
 struct BundleOptions {
   std::string to;
   std::vector<std::string> paths;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -24,6 +25,13 @@ struct WriteResult {
 };
 // Writes all of a text, as UTF-8 or in the form of a Windows console.
 WriteResult Write(Stream stream, std::string_view utf8);
+
+struct ReadResult {
+  std::size_t count = 0;  // 0 at the end of the input, and after an error
+  SystemError error = 0;
+};
+// Reads the next bytes of standard input.
+[[nodiscard]] ReadResult ReadStandardInput(char* bytes, std::size_t most);
 
 void Pause(std::chrono::milliseconds time);
 

@@ -45,6 +45,16 @@ WriteResult Write(Stream stream, std::string_view utf8) {
   return {true};
 }
 
+ReadResult ReadStandardInput(char* bytes, std::size_t most) {
+  for (;;) {
+    const ssize_t count = read(STDIN_FILENO, bytes, most);
+    if (count >= 0) return {static_cast<std::size_t>(count), 0};
+    pollfd waiting{STDIN_FILENO, POLLIN, 0};
+    if (errno == EAGAIN ? poll(&waiting, 1, -1) < 0 && errno != EINTR : errno != EINTR)
+      return {0, static_cast<SystemError>(errno)};
+  }
+}
+
 void Pause(std::chrono::milliseconds time) {
   timespec left{static_cast<time_t>(time.count() / 1000), static_cast<long>(time.count() % 1000) * 1'000'000};
   while (nanosleep(&left, &left) != 0 && errno == EINTR) continue;

@@ -94,6 +94,14 @@ WriteResult Write(Stream stream, std::string_view utf8) {
   return {false, isClosed, error};
 }
 
+ReadResult ReadStandardInput(char* bytes, std::size_t most) {
+  DWORD read = 0;
+  if (ReadFile(GetStdHandle(STD_INPUT_HANDLE), bytes, static_cast<DWORD>(most), &read, nullptr))
+    return {read, 0};
+  const DWORD error = GetLastError();
+  return {0, error == ERROR_BROKEN_PIPE ? ERROR_SUCCESS : error};
+}
+
 void Pause(std::chrono::milliseconds time) {
   Sleep(static_cast<DWORD>(time.count()));
 }
