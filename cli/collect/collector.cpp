@@ -14,10 +14,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kLook(1);      // between two looks, if they are quick
-constexpr std::chrono::minutes kRetry(1);     // between two readings of an unreadable file
-constexpr std::uint64_t kUnfinished = 60;     // age in seconds at which an unfinished file is passed over
-constexpr std::uint64_t kTicks = 10'000'000;  // of FILETIME in a second
+constexpr std::chrono::seconds kLook(1);        // between two looks, if they are quick
+constexpr std::chrono::minutes kRetry(1);       // between two readings of an unreadable file
+constexpr std::chrono::minutes kLateNotice(1);  // that a notice may come after its change
+constexpr std::uint64_t kUnfinished = 60;       // age in seconds at which an unfinished file is passed over
+constexpr std::uint64_t kTicks = 10'000'000;    // of FILETIME in a second
 
 // Returns the age of a file's last change in seconds.
 std::uint64_t AgeOf(const FolderFile& file) {
@@ -69,7 +70,9 @@ void Collector::Run() {
 void Collector::LookAtAll() {
   ++look_;
   listing_ = {};
-  forgotten_.clear();
+  // A notice that comes after some looks would name its file once more.
+  std::erase_if(forgotten_,
+                [now = Clock::now()](const auto& entry) { return now - entry.second > kLateNotice; });
   isBlocked_ = false;
   if (const FileError error = store_.Publish(); !IsGood(error)) Note(error);
   closedBytes_ = store_.ClosedBytes();
@@ -105,7 +108,7 @@ void Collector::ForgetAbsent(std::size_t folder) {
   std::erase_if(FolderOf(folder).files, [&](const auto& entry) {
     const auto& [name, known] = entry;
     if (known.look == look_) return false;
-    forgotten_.emplace(folder, name);
+    forgotten_.insert_or_assign({folder, name}, Clock::now());
     if (known.kind == Kind::kSeen) Vanish(folder, name);
     return true;
   });

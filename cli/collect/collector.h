@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -65,8 +66,8 @@ class Collector {
   std::deque<Notice> notices_;
   EventFileReader reader_;
   unsigned look_ = 0;
-  // Files that a look found to be absent, until their notices have been taken.
-  std::set<std::pair<std::size_t, NativePath>> forgotten_;
+  // Files that a look found to be absent, and when, until their notices have been taken.
+  std::map<std::pair<std::size_t, NativePath>, std::chrono::steady_clock::time_point> forgotten_;
   bool isRetrying_ = false;                        // the current look reads unreadable files again
   std::chrono::steady_clock::duration listing_{};  // what the listings of the last look took
   std::uint64_t closedBytes_ = 0;
