@@ -132,8 +132,9 @@ class Contents(PackageTest):
             for path in ("include/varnel/varnel_contract.h", "lib/varnel.tlb", "lib/cmake/varnel/varnel-config.cmake"):
                 self.assertTrue((place / path).is_file(), path)
         types = xml.parse(root / "[Content_Types].xml").getroot()
-        known = {element.get("Extension") for element in types}
-        self.assertLessEqual({file.name.rpartition(".")[2] for file in root.rglob("*") if file.is_file()} - {"xml"}, known)
+        known = {element.get("Extension") or element.get("PartName") for element in types}
+        parts = [file for file in root.rglob("*") if file.is_file()]
+        self.assertLessEqual({file.suffix[1:] or f"/{file.relative_to(root).as_posix()}" for file in parts} - {"xml"}, known)
         relation = xml.parse(root / "_rels/.rels").getroot()[0]
         self.assertTrue((root / relation.get("Target").lstrip("/")).is_file())
 
