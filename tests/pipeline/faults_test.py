@@ -93,6 +93,13 @@ class Faults(HandOver):
         time.sleep(PAUSE)
         self.brokers.tell("well")
 
+    def shipper_stopped_while_brokers_hang(self, part):
+        """A shipper that moves its position before the brokers have answered loses here what it has in memory."""
+        os.killpg(self.brokers.process.pid, signal.SIGSTOP)
+        time.sleep(PAUSE / 4)
+        self.end_part(part, signal.SIGTERM)
+        os.killpg(self.brokers.process.pid, signal.SIGCONT)
+
     def run_through(self, part, how):
         fault = getattr(self, f"{part}_{how}", None) or getattr(self, how)
         chance = random.Random(part + how)
@@ -108,6 +115,7 @@ class Faults(HandOver):
 
 
 ALL = [(part, how) for part in ("collect", "shipper", "brokers") for how in ("stopped", "killed", "hung", "disk_full")]
+ALL.append(("shipper", "stopped_while_brokers_hang"))
 for each in ALL if SOAK else [("collect", "killed"), ("shipper", "stopped"), ("brokers", "killed")]:
     setattr(Faults, "test_" + "_".join(each), lambda self, each=each: self.run_through(*each))
 
