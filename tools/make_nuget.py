@@ -79,7 +79,7 @@ def content_types(folder):
     # Of the notices and the SBOM, too, which are added later.
     for extension in sorted({file.suffix[1:] for file in folder.rglob("*") if file.suffix} | {"txt", "json"} - {"rels"}):
         add(root, "Default", Extension=extension, ContentType="application/octet")
-    for file in sorted(file for file in folder.rglob("*") if file.is_file() and not file.suffix):
+    for file in sorted(file for file in folder.rglob("*") if file.is_file() and "." not in file.name):
         add(root, "Override", PartName=f"/{file.relative_to(folder).as_posix()}", ContentType="application/octet")
     return root
 
