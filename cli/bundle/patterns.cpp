@@ -4,7 +4,6 @@
 #include "eventfile/event_forms.h"
 
 #include <algorithm>
-#include <set>
 #include <string_view>
 
 namespace varnel::tool {
@@ -45,10 +44,9 @@ std::string Version4Bytes(std::string_view text) {
 
 // True for addresses of this machine to itself, of no machine and of all machines.
 bool SaysNothing(const std::string& bytes) {
-  static const std::set<std::string> kAddresses = {std::string("\x7F\0\0\1", 4), std::string(4, '\0'),
-                                                   std::string(4, '\xFF'), std::string(16, '\0'),
-                                                   std::string(15, '\0') + '\1'};
-  return kAddresses.contains(bytes);
+  constexpr std::string_view kLoopback("\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\1", 16);
+  return bytes == std::string_view("\x7F\0\0\1", 4) || bytes == kLoopback ||
+         bytes == std::string(4, '\xFF') || bytes.find_first_not_of('\0') == bytes.npos;
 }
 
 class Finder {

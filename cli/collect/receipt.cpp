@@ -33,7 +33,7 @@ std::string TimeText(WallTime time) {
   using namespace std::chrono;
   const sys_days day = floor<days>(time);
   const year_month_day date(day);
-  const hh_mm_ss clock(time - day);
+  const hh_mm_ss<WallTime::duration> clock(time - day);
   char text[40];
   std::snprintf(text, sizeof(text), "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", static_cast<int>(date.year()),
                 static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),

@@ -41,7 +41,7 @@ FileError SegmentStore::Take(std::size_t folder, const NativePath& name, const K
       if (!IsGood(current_->error)) position_.TakeBack();
     }
   }
-  const Current done = std::move(*current_);
+  const OpenFile done = std::move(*current_);
   current_.reset();
   if (!IsGood(done.error)) {
     receipt_.lines.Restore(done.mark);

@@ -13,6 +13,15 @@
 
 namespace varnel::tool {
 
+// An event file whose lines are being added to a segment.
+struct OpenFile {
+  LineSums::Mark mark;
+  std::string piece;          // lines that have not been written yet
+  std::uint64_t written = 0;  // bytes of its lines that have been written
+  std::uint64_t sum = 0;
+  FileError error;
+};
+
 // The folder that varnel collect writes: closed segments with their receipts, the open segment and the
 // position. docs/tool.md has the files.
 //
@@ -97,15 +106,7 @@ class SegmentStore {
   std::uint64_t end_ = 0;  // of the lines of all files that were taken
   std::uint64_t sum_ = 0;  // exclusive or of the digests of these lines
 
-  // The event file whose lines are being added.
-  struct Current {
-    LineSums::Mark mark;
-    std::string piece;          // lines that have not been written yet
-    std::uint64_t written = 0;  // bytes of its lines that have been written
-    std::uint64_t sum = 0;
-    FileError error;
-  };
-  std::optional<Current> current_;
+  std::optional<OpenFile> current_;  // whose lines are being added
 };
 
 }  // namespace varnel::tool

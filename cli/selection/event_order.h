@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <tuple>
 #include <vector>
 
 namespace varnel::tool {
@@ -38,7 +39,9 @@ class EventOrder {
     std::int64_t time;
     std::uint32_t file;
     std::uint32_t place;
-    auto operator<=>(const Entry&) const = default;
+    bool operator<(const Entry& other) const {
+      return std::tie(time, file, place) < std::tie(other.time, other.file, other.place);
+    }
   };
   void KeepLast();
 
