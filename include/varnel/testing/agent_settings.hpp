@@ -4,6 +4,7 @@
 
 #include <varnel/system.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <cwchar>
@@ -110,7 +111,7 @@ class AgentSettings {
     const DWORD room = std::exchange(*size, static_cast<DWORD>(bytes.size()));
     if (!data) return ERROR_SUCCESS;
     if (room < bytes.size()) return ERROR_MORE_DATA;
-    std::memcpy(data, bytes.data(), bytes.size());
+    std::copy(bytes.begin(), bytes.end(), data);
     return ERROR_SUCCESS;
   }
 
