@@ -11,7 +11,7 @@
 
 namespace varnel::tool {
 
-// What redaction does with a value.
+// How the redaction treats a value.
 enum class Care {
   kKeep,     // keep it: its form leaves no room for anything about a person
   kName,     // keep it without learned values: the product's name, version and family

@@ -47,7 +47,7 @@ class Finder final : public nlohmann::json_sax<nlohmann::json> {
   }
 
  private:
-  // What the last key announces.
+  // Whose value comes next, by the last key that was read.
   enum class Next { kOther, kEvent, kIdentifier };
 
   // Forgets the key, because its value has begun. Only an object may be the whole text.

@@ -20,7 +20,7 @@ struct LineIdentifier {
 // line, however deeply it is nested.
 [[nodiscard]] LineIdentifier IdentifyLine(std::string_view line);
 
-// What a receipt says of its segment's lines, in their order.
+// The lists of a receipt that was read: an entry for each line of its segment, in order.
 struct ReceiptLines {
   std::string segment;               // file name
   std::vector<std::string> ids;      // event.id

@@ -11,7 +11,7 @@ namespace varnel::tool {
 
 using WallTime = std::chrono::time_point<std::chrono::system_clock, std::chrono::milliseconds>;
 
-// What a receipt says about the lines of a segment.
+// Counts and hashes the lines of a segment while they are written, for its receipt.
 class LineSums {
  public:
   // Adds a line, without its line end. Returns the first 64 bits of its SHA-256.
